@@ -1,0 +1,49 @@
+// The thread that objects live in, and the delivery of what calls back.
+#pragma once
+
+#include <CorvaneQueue/automation.h>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+
+namespace CorvaneQueue {
+
+// One for each thread. Objects are used on the thread that created them; events are delivered on that
+// thread, and only inside pump().
+class CORVANE_API Apartment {
+ public:
+  // Something that may call back: when `descriptor` becomes readable, pump() runs `deliver`.
+  struct Source {
+    int descriptor;
+    std::function<void()> deliver;
+  };
+  // Keeps a source armed until it is destroyed. Must end on the thread that armed it.
+  class Armed {
+   public:
+    Armed() noexcept = default;
+
+   private:
+    friend class Apartment;
+    std::shared_ptr<Source> source_;
+  };
+
+  // The calling thread's.
+  static Apartment& current();
+
+  Armed arm(Source source);
+  // Waits until something can be delivered, at most `timeout` (negative: without end), and delivers
+  // what is ready. Returns how many sources were delivered. Throws the error of a failed wait.
+  int pump(std::chrono::milliseconds timeout);
+
+  Apartment(const Apartment&) = delete;
+  Apartment& operator=(const Apartment&) = delete;
+
+ private:
+  Apartment();
+  ~Apartment();
+  struct State;
+  std::unique_ptr<State> state_;
+};
+
+}  // namespace CorvaneQueue

@@ -1,0 +1,207 @@
+// The Message Queuing automation objects, with the members in use.
+#pragma once
+
+#include <CorvaneQueue/members.h>
+
+namespace CorvaneQueue {
+
+struct IMSMQTransaction : IDispatch {
+  virtual HRESULT STDMETHODCALLTYPE raw_Commit(VARIANT* fRetaining, VARIANT* grfTC,
+                                               VARIANT* grfRM) noexcept = 0;
+  virtual HRESULT STDMETHODCALLTYPE raw_Abort(VARIANT* fRetaining, VARIANT* fAsync) noexcept = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Transaction(LONG* result) noexcept = 0;
+};
+
+inline constexpr std::array msmqTransactionMembers{
+    method<&IMSMQTransaction::raw_Commit>(1, u"Commit", "", {u"fRetaining", u"grfTC", u"grfRM"}).optional(3),
+    method<&IMSMQTransaction::raw_Abort>(2, u"Abort", "", {u"fRetaining", u"fAsync"}).optional(2),
+    get<&IMSMQTransaction::get_Transaction>(3, u"Transaction"),
+};
+
+template <>
+struct InterfaceTraits<IMSMQTransaction> {
+  static constexpr IID iid = {0x607dddc8, 0xf43f, 0x418e, {0xaa, 0x0e, 0xe6, 0xfb, 0xea, 0x1f, 0x1a, 0x34}};
+  static constexpr const char16_t* name = u"IMSMQTransaction";
+  static constexpr std::span<const Member> members = msmqTransactionMembers;
+};
+
+struct IMSMQCoordinatedTransactionDispenser : IDispatch {
+  virtual HRESULT STDMETHODCALLTYPE raw_BeginTransaction(IMSMQTransaction** result) noexcept = 0;
+};
+
+inline constexpr std::array msmqDispenserMembers{
+    function<&IMSMQCoordinatedTransactionDispenser::raw_BeginTransaction>(1, u"BeginTransaction"),
+};
+
+template <>
+struct InterfaceTraits<IMSMQCoordinatedTransactionDispenser> {
+  static constexpr IID iid = {0xccd1db47, 0xf0a8, 0x4e5c, {0xb6, 0x97, 0x6a, 0xb0, 0xbe, 0xdb, 0xa2, 0x47}};
+  static constexpr const char16_t* name = u"IMSMQCoordinatedTransactionDispenser";
+  static constexpr std::span<const Member> members = msmqDispenserMembers;
+};
+
+// Raises the notification Arrived(Queue, Cursor) to the sinks of its connection point.
+
+struct IMSMQEvent : IDispatch {};
+
+template <>
+struct InterfaceTraits<IMSMQEvent> {
+  static constexpr IID iid = {0x5c4e3252, 0x05dd, 0x49d0, {0xaf, 0x37, 0x3c, 0x46, 0xfa, 0xdd, 0x1c, 0xdc}};
+  static constexpr const char16_t* name = u"IMSMQEvent";
+  static constexpr std::span<const Member> members = {};
+};
+
+struct IMSMQMessage : IDispatch {
+  virtual HRESULT STDMETHODCALLTYPE get_Label(BSTR* result) noexcept = 0;
+  virtual HRESULT STDMETHODCALLTYPE put_Label(BSTR value) noexcept = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Body(VARIANT* result) noexcept = 0;
+  virtual HRESULT STDMETHODCALLTYPE put_Body(VARIANT value) noexcept = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_AppSpecific(LONG* result) noexcept = 0;
+  virtual HRESULT STDMETHODCALLTYPE put_AppSpecific(LONG value) noexcept = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Delivery(LONG* result) noexcept = 0;
+  virtual HRESULT STDMETHODCALLTYPE put_Delivery(LONG value) noexcept = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Id(VARIANT* result) noexcept = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_BodyLength(LONG* result) noexcept = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_SentTime(VARIANT* result) noexcept = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_ArrivedTime(VARIANT* result) noexcept = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_MaxTimeToReceive(LONG* result) noexcept = 0;
+  // DestinationQueue is an open IMSMQQueue.
+  virtual HRESULT STDMETHODCALLTYPE raw_Send(IDispatch* DestinationQueue, VARIANT* Transaction) noexcept = 0;
+};
+
+inline constexpr std::array msmqMessageMembers{
+    get<&IMSMQMessage::get_Label>(1, u"Label"),
+    let<&IMSMQMessage::put_Label>(1, u"Label"),
+    get<&IMSMQMessage::get_Body>(2, u"Body"),
+    let<&IMSMQMessage::put_Body>(2, u"Body"),
+    get<&IMSMQMessage::get_AppSpecific>(3, u"AppSpecific"),
+    let<&IMSMQMessage::put_AppSpecific>(3, u"AppSpecific"),
+    get<&IMSMQMessage::get_Delivery>(4, u"Delivery"),
+    let<&IMSMQMessage::put_Delivery>(4, u"Delivery"),
+    get<&IMSMQMessage::get_Id>(5, u"Id"),
+    get<&IMSMQMessage::get_BodyLength>(6, u"BodyLength"),
+    get<&IMSMQMessage::get_SentTime>(7, u"SentTime"),
+    get<&IMSMQMessage::get_ArrivedTime>(8, u"ArrivedTime"),
+    get<&IMSMQMessage::get_MaxTimeToReceive>(9, u"MaxTimeToReceive"),
+    method<&IMSMQMessage::raw_Send>(10, u"Send", "", {u"DestinationQueue", u"Transaction"}).optional(1),
+};
+
+template <>
+struct InterfaceTraits<IMSMQMessage> {
+  static constexpr IID iid = {0x67c75af0, 0x995b, 0x4e11, {0xa3, 0xfe, 0xb9, 0xc9, 0x23, 0xc5, 0x8c, 0xd2}};
+  static constexpr const char16_t* name = u"IMSMQMessage";
+  static constexpr std::span<const Member> members = msmqMessageMembers;
+};
+
+struct IMSMQQueueInfo : IDispatch {
+  virtual HRESULT STDMETHODCALLTYPE get_PathName(BSTR* result) noexcept = 0;
+  virtual HRESULT STDMETHODCALLTYPE put_PathName(BSTR value) noexcept = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_FormatName(BSTR* result) noexcept = 0;
+  virtual HRESULT STDMETHODCALLTYPE put_FormatName(BSTR value) noexcept = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_IsTransactional(VARIANT_BOOL* result) noexcept = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Quota(LONG* result) noexcept = 0;
+  virtual HRESULT STDMETHODCALLTYPE put_Quota(LONG value) noexcept = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Journal(LONG* result) noexcept = 0;
+  virtual HRESULT STDMETHODCALLTYPE put_Journal(LONG value) noexcept = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_JournalQuota(LONG* result) noexcept = 0;
+  virtual HRESULT STDMETHODCALLTYPE put_JournalQuota(LONG value) noexcept = 0;
+  virtual HRESULT STDMETHODCALLTYPE raw_Create(VARIANT* IsTransactional,
+                                               VARIANT* IsWorldReadable) noexcept = 0;
+  virtual HRESULT STDMETHODCALLTYPE raw_Delete() noexcept = 0;
+  // The result is an IMSMQQueue.
+  virtual HRESULT STDMETHODCALLTYPE raw_Open(LONG Access, LONG ShareMode, IDispatch** result) noexcept = 0;
+  virtual HRESULT STDMETHODCALLTYPE raw_Update() noexcept = 0;
+  virtual HRESULT STDMETHODCALLTYPE raw_Refresh() noexcept = 0;
+};
+
+inline constexpr std::array msmqQueueInfoMembers{
+    get<&IMSMQQueueInfo::get_PathName>(1, u"PathName"),
+    let<&IMSMQQueueInfo::put_PathName>(1, u"PathName"),
+    get<&IMSMQQueueInfo::get_FormatName>(2, u"FormatName"),
+    let<&IMSMQQueueInfo::put_FormatName>(2, u"FormatName"),
+    get<&IMSMQQueueInfo::get_IsTransactional>(3, u"IsTransactional"),
+    get<&IMSMQQueueInfo::get_Quota>(4, u"Quota"),
+    let<&IMSMQQueueInfo::put_Quota>(4, u"Quota"),
+    get<&IMSMQQueueInfo::get_Journal>(5, u"Journal"),
+    let<&IMSMQQueueInfo::put_Journal>(5, u"Journal"),
+    get<&IMSMQQueueInfo::get_JournalQuota>(6, u"JournalQuota"),
+    let<&IMSMQQueueInfo::put_JournalQuota>(6, u"JournalQuota"),
+    method<&IMSMQQueueInfo::raw_Create>(7, u"Create", "", {u"IsTransactional", u"IsWorldReadable"})
+        .optional(2),
+    method<&IMSMQQueueInfo::raw_Delete>(8, u"Delete"),
+    function<&IMSMQQueueInfo::raw_Open>(9, u"Open", "", {u"Access", u"ShareMode"}),
+    method<&IMSMQQueueInfo::raw_Update>(10, u"Update"),
+    method<&IMSMQQueueInfo::raw_Refresh>(11, u"Refresh"),
+};
+
+template <>
+struct InterfaceTraits<IMSMQQueueInfo> {
+  static constexpr IID iid = {0x6c27587c, 0x94b8, 0x41aa, {0x9e, 0x51, 0xa8, 0x91, 0xa7, 0x8e, 0xfd, 0x74}};
+  static constexpr const char16_t* name = u"IMSMQQueueInfo";
+  static constexpr std::span<const Member> members = msmqQueueInfoMembers;
+};
+
+struct IMSMQQueue : IDispatch {
+  virtual HRESULT STDMETHODCALLTYPE get_QueueInfo(IMSMQQueueInfo** result) noexcept = 0;
+  virtual HRESULT STDMETHODCALLTYPE raw_Reset() noexcept = 0;
+  virtual HRESULT STDMETHODCALLTYPE raw_Close() noexcept = 0;
+  // Null when the time (milliseconds) passed without a message, here and below.
+  virtual HRESULT STDMETHODCALLTYPE raw_PeekCurrent(VARIANT* WantDestinationQueue, VARIANT* WantBody,
+                                                    VARIANT* ReceiveTimeout,
+                                                    IMSMQMessage** result) noexcept = 0;
+  virtual HRESULT STDMETHODCALLTYPE raw_PeekNext(VARIANT* WantDestinationQueue, VARIANT* WantBody,
+                                                 VARIANT* ReceiveTimeout, IMSMQMessage** result) noexcept = 0;
+  virtual HRESULT STDMETHODCALLTYPE raw_Peek(VARIANT* WantDestinationQueue, VARIANT* WantBody,
+                                             VARIANT* ReceiveTimeout, IMSMQMessage** result) noexcept = 0;
+  virtual HRESULT STDMETHODCALLTYPE raw_Receive(VARIANT* Transaction, VARIANT* WantDestinationQueue,
+                                                VARIANT* WantBody, VARIANT* ReceiveTimeout,
+                                                IMSMQMessage** result) noexcept = 0;
+  virtual HRESULT STDMETHODCALLTYPE raw_ReceiveCurrent(VARIANT* Transaction, VARIANT* WantDestinationQueue,
+                                                       VARIANT* WantBody, VARIANT* ReceiveTimeout,
+                                                       IMSMQMessage** result) noexcept = 0;
+  virtual HRESULT STDMETHODCALLTYPE raw_EnableNotification(IMSMQEvent* Event, VARIANT* Cursor,
+                                                           VARIANT* ReceiveTimeout) noexcept = 0;
+};
+
+inline constexpr std::array msmqQueueMembers{
+    get<&IMSMQQueue::get_QueueInfo>(1, u"QueueInfo"),
+    method<&IMSMQQueue::raw_Reset>(2, u"Reset"),
+    method<&IMSMQQueue::raw_Close>(3, u"Close"),
+    function<&IMSMQQueue::raw_PeekCurrent>(4, u"PeekCurrent", "",
+                                           {u"WantDestinationQueue", u"WantBody", u"ReceiveTimeout"})
+        .optional(3),
+    function<&IMSMQQueue::raw_PeekNext>(5, u"PeekNext", "",
+                                        {u"WantDestinationQueue", u"WantBody", u"ReceiveTimeout"})
+        .optional(3),
+    function<&IMSMQQueue::raw_Peek>(6, u"Peek", "", {u"WantDestinationQueue", u"WantBody", u"ReceiveTimeout"})
+        .optional(3),
+    function<&IMSMQQueue::raw_Receive>(
+        7, u"Receive", "", {u"Transaction", u"WantDestinationQueue", u"WantBody", u"ReceiveTimeout"})
+        .optional(4),
+    function<&IMSMQQueue::raw_ReceiveCurrent>(
+        8, u"ReceiveCurrent", "", {u"Transaction", u"WantDestinationQueue", u"WantBody", u"ReceiveTimeout"})
+        .optional(4),
+    method<&IMSMQQueue::raw_EnableNotification>(9, u"EnableNotification", "",
+                                                {u"Event", u"Cursor", u"ReceiveTimeout"})
+        .optional(2),
+};
+
+template <>
+struct InterfaceTraits<IMSMQQueue> {
+  static constexpr IID iid = {0x8abb97e7, 0xae8c, 0x4c50, {0xb3, 0x24, 0xe3, 0x78, 0x90, 0x30, 0xcc, 0xc6}};
+  static constexpr const char16_t* name = u"IMSMQQueue";
+  static constexpr std::span<const Member> members = msmqQueueMembers;
+};
+
+// Argument values of the objects above.
+inline constexpr LONG MQ_RECEIVE_ACCESS = 1;
+inline constexpr LONG MQ_SEND_ACCESS = 2;
+inline constexpr LONG MQ_PEEK_ACCESS = 32;
+inline constexpr LONG MQ_DENY_NONE = 0;
+inline constexpr LONG MQ_JOURNAL_NONE = 0;
+inline constexpr LONG MQ_JOURNAL = 1;
+inline constexpr LONG MQ_NO_TRANSACTION = 0;
+inline constexpr LONG MQ_SINGLE_MESSAGE = 3;
+inline constexpr LONG MQMSG_DELIVERY_RECOVERABLE = 1;
+
+}  // namespace CorvaneQueue

@@ -1,0 +1,349 @@
+// Member tables: one constexpr row for each member of a dual interface, in interface order. Late
+// binding and the type description read them; parameter types are deduced from the vtable member.
+#pragma once
+
+#include <CorvaneQueue/call.h>
+
+#include <array>
+#include <optional>
+#include <span>
+
+namespace CorvaneQueue {
+
+enum class MemberKind : std::uint8_t { Method, Get, Let, Set };
+enum class Passing : std::uint8_t { ByValue, ByReference, Result };
+
+struct ParameterType {
+  VARTYPE type = VT_EMPTY;  // VT_DISPATCH or VT_UNKNOWN for object references
+  Passing passing = Passing::ByValue;
+  const char16_t* interfaceName = nullptr;  // of object references
+};
+
+inline constexpr std::size_t maximumParameters = 4;
+
+struct Member {
+  // Calls the vtable member of `object` (a pointer to the interface) with the arguments in
+  // order, absent ones null; on a conversion failure sets the position of the argument.
+  using Invoker = HRESULT (*)(void* object, VARIANT* const* arguments, VARIANT* result, UINT* position);
+
+  DISPID id = 0;
+  const char16_t* name = nullptr;
+  MemberKind kind = MemberKind::Method;
+  std::uint8_t parameterCount = 0;  // the result not counted
+  std::uint8_t optionalCount = 0;   // of them, from the last
+  bool hasResult = false;
+  bool isHidden = false;
+  std::array<const char16_t*, maximumParameters> parameterNames{};
+  std::array<ParameterType, maximumParameters> parameterTypes{};
+  ParameterType resultType{};
+  const char* help = "";
+  Invoker invoke = nullptr;
+
+  constexpr Member hidden() const {
+    Member copy = *this;
+    copy.isHidden = true;
+    return copy;
+  }
+  constexpr Member optional(std::uint8_t count) const {
+    Member copy = *this;
+    copy.optionalCount = count;
+    return copy;
+  }
+};
+
+// Late binding over a table; the two calls behind IDispatch.
+CORVANE_API HRESULT lateBoundNames(std::span<const Member> members, LPOLESTR* names, UINT count,
+                                   DISPID* ids) noexcept;
+CORVANE_API HRESULT lateBoundCall(std::span<const Member> members, void* object, DISPID id, WORD flags,
+                                  DISPPARAMS* parameters, VARIANT* result, EXCEPINFO* exception,
+                                  UINT* argumentInError) noexcept;
+
+namespace detail {
+
+template <class T>
+constexpr ParameterType describe(Passing passing) {
+  if constexpr (std::is_same_v<T, BSTR>)
+    return {VT_BSTR, passing, nullptr};
+  else if constexpr (std::is_same_v<T, LONG>)
+    return {VT_I4, passing, nullptr};
+  else if constexpr (std::is_same_v<T, VARIANT_BOOL>)
+    return {VT_BOOL, passing, nullptr};
+  else if constexpr (std::is_same_v<T, DATE>)
+    return {VT_DATE, passing, nullptr};
+  else if constexpr (std::is_same_v<T, VARIANT>)
+    return {VT_VARIANT, passing, nullptr};
+  else if constexpr (std::is_same_v<T, IUnknown*>)
+    return {VT_UNKNOWN, passing, u"IUnknown"};
+  else
+    return {VT_DISPATCH, passing, InterfaceTraits<std::remove_pointer_t<T>>::name};
+}
+
+template <class P>
+inline constexpr bool isReference = std::is_pointer_v<P> && !std::is_same_v<P, BSTR> &&
+                                    !std::is_base_of_v<IUnknown, std::remove_pointer_t<P>>;
+
+template <class P>
+constexpr ParameterType describeParameter() {
+  if constexpr (isReference<P>)
+    return describe<std::remove_pointer_t<P>>(Passing::ByReference);
+  else
+    return describe<P>(Passing::ByValue);
+}
+
+// An argument of a late-bound call on its way to a parameter: follows references, converts, and
+// for a parameter by reference writes the new value back.
+template <class P>
+struct Incoming;
+
+template <class T>
+struct Scalar;  // VARTYPE and the field of the variant
+template <>
+struct Scalar<BSTR> {
+  static constexpr VARTYPE type = VT_BSTR;
+  static BSTR& field(VARIANT& v) { return v.bstrVal; }
+  static BSTR* reference(VARIANT& v) { return v.pbstrVal; }
+};
+template <>
+struct Scalar<LONG> {
+  static constexpr VARTYPE type = VT_I4;
+  static LONG& field(VARIANT& v) { return v.lVal; }
+  static LONG* reference(VARIANT& v) { return v.plVal; }
+};
+template <>
+struct Scalar<VARIANT_BOOL> {
+  static constexpr VARTYPE type = VT_BOOL;
+  static VARIANT_BOOL& field(VARIANT& v) { return v.boolVal; }
+  static VARIANT_BOOL* reference(VARIANT& v) { return v.pboolVal; }
+};
+template <>
+struct Scalar<DATE> {
+  static constexpr VARTYPE type = VT_DATE;
+  static DATE& field(VARIANT& v) { return v.date; }
+  static DATE* reference(VARIANT& v) { return v.pdate; }
+};
+
+// The object in a variant, references followed; an empty variant holds none.
+inline HRESULT objectIn(const VARIANT& argument, IUnknown*& object) noexcept {
+  const VARIANT* value = &argument;
+  if (value->vt == (VT_VARIANT | VT_BYREF)) value = value->pvarVal;
+  switch (value->vt) {
+    case VT_EMPTY: object = nullptr; return S_OK;
+    case VT_DISPATCH:
+    case VT_UNKNOWN: object = value->punkVal; return S_OK;
+    case VT_DISPATCH | VT_BYREF:
+    case VT_UNKNOWN | VT_BYREF: object = *value->ppunkVal; return S_OK;
+    default: return DISP_E_TYPEMISMATCH;
+  }
+}
+
+template <class T>
+requires requires { Scalar<T>::type; }
+struct Incoming<T> {
+  Variant converted;
+  HRESULT accept(VARIANT* argument) noexcept {
+    if (argument == nullptr) {  // omitted: the type's zero
+      converted.address()->vt = Scalar<T>::type;
+      return S_OK;
+    }
+    return VariantChangeType(converted.address(), argument, 0, Scalar<T>::type);
+  }
+  T value() noexcept { return Scalar<T>::field(*converted.address()); }
+  HRESULT finish() noexcept { return S_OK; }
+};
+template <class T>
+requires requires { Scalar<T>::type; }
+struct Incoming<T*> {
+  VARIANT* target = nullptr;
+  T* direct = nullptr;
+  Variant converted;
+  HRESULT accept(VARIANT* argument) noexcept {
+    if (argument != nullptr && argument->vt == (Scalar<T>::type | VT_BYREF)) {
+      direct = Scalar<T>::reference(*argument);
+      return S_OK;
+    }
+    Incoming<T> plain;
+    const HRESULT result = plain.accept(argument);
+    converted = std::move(plain.converted);
+    if (argument != nullptr && argument->vt == (VT_VARIANT | VT_BYREF)) target = argument->pvarVal;
+    return result;
+  }
+  T* value() noexcept { return direct != nullptr ? direct : &Scalar<T>::field(*converted.address()); }
+  HRESULT finish() noexcept { return target == nullptr ? S_OK : VariantCopy(target, &converted.get()); }
+};
+template <>
+struct Incoming<VARIANT> {
+  Variant copy;
+  HRESULT accept(VARIANT* argument) noexcept {
+    if (argument == nullptr) {
+      copy = Variant::omitted();
+      return S_OK;
+    }
+    return VariantCopyInd(copy.address(), argument);
+  }
+  VARIANT value() const noexcept { return copy.get(); }
+  HRESULT finish() noexcept { return S_OK; }
+};
+template <>
+struct Incoming<VARIANT*> {
+  Variant omitted = Variant::omitted();
+  VARIANT* argument = nullptr;
+  HRESULT accept(VARIANT* given) noexcept {
+    argument = given == nullptr                       ? omitted.address()
+               : given->vt == (VT_VARIANT | VT_BYREF) ? given->pvarVal
+                                                      : given;
+    return S_OK;
+  }
+  VARIANT* value() const noexcept { return argument; }
+  HRESULT finish() noexcept { return S_OK; }
+};
+template <class I>
+requires std::is_base_of_v<IUnknown, I>
+struct Incoming<I*> {
+  Ref<I> object;
+  HRESULT accept(VARIANT* argument) noexcept {
+    IUnknown* given = nullptr;
+    if (argument != nullptr) {
+      const HRESULT result = objectIn(*argument, given);
+      if (FAILED(result)) return result;
+    }
+    object = tryQuery<I>(given);
+    return given != nullptr && !object ? DISP_E_TYPEMISMATCH : S_OK;
+  }
+  I* value() const noexcept { return object.get(); }
+  HRESULT finish() noexcept { return S_OK; }
+};
+template <class I>
+requires std::is_base_of_v<IUnknown, I>
+struct Incoming<I**> {
+  Incoming<I*> given;
+  I* object = nullptr;
+  VARIANT* target = nullptr;
+  HRESULT accept(VARIANT* argument) noexcept {
+    const HRESULT result = given.accept(argument);
+    object = given.object.detach();
+    target = argument;
+    return result;
+  }
+  I** value() noexcept { return &object; }
+  HRESULT finish() noexcept {
+    Variant left{Ref<IDispatch>(object)};
+    if (target == nullptr) return S_OK;
+    if (target->vt == (VT_VARIANT | VT_BYREF)) return VariantCopy(target->pvarVal, &left.get());
+    if (target->vt == (VT_DISPATCH | VT_BYREF)) {
+      if (*target->ppdispVal != nullptr) (*target->ppdispVal)->Release();
+      *target->ppdispVal = left.detach().pdispVal;
+    }
+    return S_OK;
+  }
+  ~Incoming() {
+    if (object != nullptr) object->Release();
+  }
+};
+
+inline void giveResult(VARIANT* result, Returned<BSTR>& value) {
+  result->bstrVal = value.value.detach();
+  result->vt = VT_BSTR;
+}
+inline void giveResult(VARIANT* result, Returned<LONG>& value) {
+  result->vt = VT_I4;
+  result->lVal = value.value;
+}
+inline void giveResult(VARIANT* result, Returned<VARIANT_BOOL>& value) {
+  result->vt = VT_BOOL;
+  result->boolVal = value.value;
+}
+inline void giveResult(VARIANT* result, Returned<DATE>& value) {
+  result->vt = VT_DATE;
+  result->date = value.value;
+}
+inline void giveResult(VARIANT* result, Returned<VARIANT>& value) { *result = value.value.detach(); }
+template <class I>
+void giveResult(VARIANT* result, Returned<I*>& value) {
+  result->vt = std::is_base_of_v<IDispatch, I> ? VT_DISPATCH : VT_UNKNOWN;
+  result->punkVal = value.take().detach();
+}
+
+template <auto Pointer, bool hasResult, std::size_t... I>
+HRESULT invokeMember(void* object, VARIANT* const* arguments, VARIANT* result, UINT* position,
+                     std::index_sequence<I...>) {
+  using Signature = MemberSignature<decltype(Pointer)>;
+  using Parameters = typename Signature::Parameters;
+  auto* self = static_cast<typename Signature::Interface*>(object);
+  std::tuple<Incoming<std::tuple_element_t<I, Parameters>>...> incoming;
+  HRESULT status = S_OK;
+  (void)((*position = I, status = std::get<I>(incoming).accept(arguments[I]), SUCCEEDED(status)) && ...);
+  if (FAILED(status)) return status;
+  *position = sizeof...(I);
+  if constexpr (hasResult) {
+    Returned<std::remove_pointer_t<std::tuple_element_t<sizeof...(I), Parameters>>> returned;
+    status = (self->*Pointer)(std::get<I>(incoming).value()..., returned.address());
+    if (SUCCEEDED(status) && result != nullptr) giveResult(result, returned);
+  } else {
+    status = (self->*Pointer)(std::get<I>(incoming).value()...);
+  }
+  HRESULT written = S_OK;
+  (void)((written = std::get<I>(incoming).finish(), SUCCEEDED(written)) && ...);
+  return FAILED(status) ? status : written;
+}
+
+template <auto Pointer, bool hasResult>
+constexpr Member row(MemberKind kind, DISPID id, const char16_t* name, const char* help,
+                     std::array<const char16_t*, maximumParameters> parameterNames) {
+  using Signature = MemberSignature<decltype(Pointer)>;
+  using Parameters = typename Signature::Parameters;
+  constexpr std::size_t count = Signature::count - (hasResult ? 1 : 0);
+  static_assert(count <= maximumParameters);
+  Member member;
+  member.id = id;
+  member.name = name;
+  member.kind = kind;
+  member.help = help;
+  member.hasResult = hasResult;
+  member.parameterCount = count;
+  member.parameterNames = parameterNames;
+  [&]<std::size_t... I>(std::index_sequence<I...>) {
+    ((member.parameterTypes[I] = describeParameter<std::tuple_element_t<I, Parameters>>()), ...);
+  }
+  (std::make_index_sequence<count>());
+  if constexpr (hasResult)
+    member.resultType =
+        describe<std::remove_pointer_t<std::tuple_element_t<count, Parameters>>>(Passing::Result);
+  member.invoke = [](void* object, VARIANT* const* arguments, VARIANT* result, UINT* position) {
+    return invokeMember<Pointer, hasResult>(object, arguments, result, position,
+                                            std::make_index_sequence<count>());
+  };
+  return member;
+}
+
+}  // namespace detail
+
+// The rows of a table. Parameter names follow the name (and help text) of a member.
+using ParameterNames = std::array<const char16_t*, maximumParameters>;
+
+template <auto Pointer>
+constexpr Member get(DISPID id, const char16_t* name, const char* help = "", ParameterNames parameters = {}) {
+  return detail::row<Pointer, true>(MemberKind::Get, id, name, help, parameters);
+}
+template <auto Pointer>
+constexpr Member let(DISPID id, const char16_t* name, const char* help = "",
+                     ParameterNames parameters = {u"RHS"}) {
+  return detail::row<Pointer, false>(MemberKind::Let, id, name, help, parameters);
+}
+template <auto Pointer>
+constexpr Member set(DISPID id, const char16_t* name, const char* help = "",
+                     ParameterNames parameters = {u"RHS"}) {
+  return detail::row<Pointer, false>(MemberKind::Set, id, name, help, parameters);
+}
+template <auto Pointer>
+constexpr Member method(DISPID id, const char16_t* name, const char* help = "",
+                        ParameterNames parameters = {}) {
+  return detail::row<Pointer, false>(MemberKind::Method, id, name, help, parameters);
+}
+// A method with a result.
+template <auto Pointer>
+constexpr Member function(DISPID id, const char16_t* name, const char* help = "",
+                          ParameterNames parameters = {}) {
+  return detail::row<Pointer, true>(MemberKind::Method, id, name, help, parameters);
+}
+
+}  // namespace CorvaneQueue

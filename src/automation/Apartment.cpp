@@ -1,0 +1,62 @@
+#include <CorvaneQueue/Apartment.h>
+#include <CorvaneQueue/Error.h>
+
+#include <poll.h>
+#include <algorithm>
+#include <cerrno>
+#include <vector>
+
+namespace CorvaneQueue {
+
+struct Apartment::State {
+  std::vector<std::weak_ptr<Source>> sources;
+};
+
+Apartment::Apartment() : state_(std::make_unique<State>()) {}
+Apartment::~Apartment() = default;
+
+Apartment& Apartment::current() {
+  thread_local Apartment apartment;
+  return apartment;
+}
+
+Apartment::Armed Apartment::arm(Source source) {
+  Armed armed;
+  armed.source_ = std::make_shared<Source>(std::move(source));
+  state_->sources.push_back(armed.source_);
+  return armed;
+}
+
+int Apartment::pump(std::chrono::milliseconds timeout) {
+  std::erase_if(state_->sources, [](const auto& source) { return source.expired(); });
+  const std::vector<std::weak_ptr<Source>> waiting = state_->sources;
+  std::vector<pollfd> descriptors;
+  for (const auto& source : waiting) {
+    const auto held = source.lock();
+    descriptors.push_back({held ? held->descriptor : -1, POLLIN, 0});
+  }
+  const auto start = std::chrono::steady_clock::now();
+  int ready = 0;
+  while (true) {
+    int left = -1;
+    if (timeout.count() >= 0) {
+      const auto passed =
+          std::chrono::ceil<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start);
+      left = static_cast<int>(std::max<std::int64_t>(0, (timeout - passed).count()));
+    }
+    ready = ::poll(descriptors.data(), descriptors.size(), left);
+    if (ready >= 0) break;
+    if (errno != EINTR) throw Error(E_FAIL, {}, u"Waiting for events failed.");
+  }
+  int delivered = 0;
+  for (std::size_t i = 0; ready > 0 && i < descriptors.size(); ++i) {
+    if (descriptors[i].revents == 0) continue;
+    const auto source = waiting[i].lock();  // an earlier delivery may have ended it
+    if (!source) continue;
+    source->deliver();
+    ++delivered;
+  }
+  return delivered;
+}
+
+}  // namespace CorvaneQueue

@@ -1,0 +1,45 @@
+#include "ConnectionPoint.h"
+
+#include <algorithm>
+
+namespace CorvaneQueue {
+
+HRESULT ConnectionPoint::GetConnectionInterface(IID* iid) noexcept {
+  return answer([&] { given(iid) = outgoing_; });
+}
+
+HRESULT ConnectionPoint::GetConnectionPointContainer(IConnectionPointContainer** container) noexcept {
+  return answer(container, [&] { return Ref<IConnectionPointContainer>(source_); });
+}
+
+HRESULT ConnectionPoint::Advise(IUnknown* sink, DWORD* cookie) noexcept {
+  if (cookie == nullptr) return E_POINTER;
+  *cookie = 0;
+  return answer([&] {
+    connections_.push_back({lastCookie_ + 1, query<IDispatch>(sink)});
+    *cookie = ++lastCookie_;
+  });
+}
+
+HRESULT ConnectionPoint::Unadvise(DWORD cookie) noexcept {
+  const auto found = std::ranges::find(connections_, cookie, &Connection::cookie);
+  if (found == connections_.end()) return CONNECT_E_NOCONNECTION;
+  const Ref<IDispatch> released = std::move(found->sink);  // let go after the list is in order
+  connections_.erase(found);
+  return S_OK;
+}
+
+HRESULT ConnectionPoint::EnumConnections(void** connections) noexcept {
+  if (connections != nullptr) *connections = nullptr;
+  return E_NOTIMPL;
+}
+
+void ConnectionPoint::fire(DISPID event, std::span<VARIANT> arguments) {
+  const auto snapshot = connections_;
+  for (const Connection& connection : snapshot) {
+    DISPPARAMS parameters{arguments.data(), nullptr, static_cast<UINT>(arguments.size()), 0};
+    connection.sink->Invoke(event, IID_NULL, 0, DISPATCH_METHOD, &parameters, nullptr, nullptr, nullptr);
+  }
+}
+
+}  // namespace CorvaneQueue

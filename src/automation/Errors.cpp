@@ -1,0 +1,156 @@
+#include "Object.h"
+#include "Text.h"
+
+#include <CorvaneQueue/Error.h>
+
+namespace CorvaneQueue {
+
+namespace {
+
+constexpr std::uint32_t numberBase = 0x800A0000u;
+
+class ErrorInformation final : public Object<ErrorInformation, IErrorInfo> {
+ public:
+  ErrorInformation(String source, String description)
+      : source_(std::move(source)), description_(std::move(description)) {}
+  HRESULT STDMETHODCALLTYPE GetGUID(GUID* guid) noexcept final {
+    return answer([&] { given(guid) = IID_NULL; });
+  }
+  HRESULT STDMETHODCALLTYPE GetSource(BSTR* source) noexcept final {
+    return answer(source, [&] { return source_; });
+  }
+  HRESULT STDMETHODCALLTYPE GetDescription(BSTR* description) noexcept final {
+    return answer(description, [&] { return description_; });
+  }
+  HRESULT STDMETHODCALLTYPE GetHelpFile(BSTR* file) noexcept final {
+    return answer(file, [] { return String(); });
+  }
+  HRESULT STDMETHODCALLTYPE GetHelpContext(DWORD* context) noexcept final {
+    return answer([&] { given(context) = 0; });
+  }
+
+ private:
+  String source_;
+  String description_;
+};
+
+// Like the platform's: one slot a thread, emptied by reading it.
+Ref<IErrorInfo>& currentInformation() noexcept {
+  thread_local Ref<IErrorInfo> information;
+  return information;
+}
+
+struct Standard {
+  HRESULT result;
+  std::int32_t number;
+  const char16_t* description;
+};
+constexpr Standard standards[] = {
+    {E_INVALIDARG, ErrorNumber::InvalidArgument, u"Invalid argument."},
+    {E_POINTER, ErrorNumber::ObjectNotSet, u"Object not set: a null was given where a reference is needed."},
+    {DISP_E_OVERFLOW, ErrorNumber::Overflow, u"Overflow: the number is out of range."},
+    {E_OUTOFMEMORY, ErrorNumber::OutOfMemory, u"Out of memory."},
+    {DISP_E_BADINDEX, ErrorNumber::BadIndex, u"The position is out of range."},
+    {DISP_E_TYPEMISMATCH, ErrorNumber::TypeMismatch, u"Type mismatch: the value cannot be converted."},
+    {DISP_E_BADVARTYPE, ErrorNumber::TypeMismatch, u"Type mismatch: the value cannot be converted."},
+    {E_NOINTERFACE, ErrorNumber::TypeMismatch, u"Type mismatch: the object is not of the class needed."},
+    {DISP_E_MEMBERNOTFOUND, ErrorNumber::NoSuchMember, u"The object has no such member."},
+    {DISP_E_UNKNOWNNAME, ErrorNumber::NoSuchMember, u"The object has no such member."},
+};
+
+}  // namespace
+
+Error Error::current() {
+  try {
+    throw;
+  } catch (const Error& error) {
+    return error;
+  } catch (const std::bad_alloc&) {
+    return {ErrorNumber::OutOfMemory, {}, u"Out of memory."};
+  } catch (const std::exception& error) {
+    const std::string what = error.what();
+    return {E_FAIL, {}, String(std::u16string(what.begin(), what.end()))};
+  } catch (...) {
+    return {E_FAIL, {}, u"An unknown failure."};
+  }
+}
+
+HRESULT Error::toResult(std::int32_t number) noexcept {
+  if (number >= 1 && number <= 65535)
+    return static_cast<HRESULT>(numberBase + static_cast<std::uint32_t>(number));
+  // A number that is no failure must not arrive as success.
+  return FAILED(number) ? number : E_FAIL;
+}
+
+Error Error::fromResult(HRESULT result) {
+  String source;
+  String description;
+  IErrorInfo* information = nullptr;
+  if (GetErrorInfo(0, &information) == S_OK) {
+    const auto owned = Ref<IErrorInfo>::adopt(information);
+    owned->GetSource(source.address());
+    owned->GetDescription(description.address());
+  }
+  const auto bits = static_cast<std::uint32_t>(result);
+  std::int32_t number = result;
+  if (bits > numberBase && bits <= numberBase + 65535) {
+    number = static_cast<std::int32_t>(bits - numberBase);
+  } else {
+    for (const auto& standard : standards) {
+      if (standard.result != result) continue;
+      number = standard.number;
+      if (description.empty()) description = standard.description;
+    }
+  }
+  if (description.empty()) description = u"The call failed without a description.";
+  return {number, std::move(source), std::move(description)};
+}
+
+HRESULT Error::publish() const noexcept {
+  try {
+    SetErrorInfo(0, make<ErrorInformation>(source_, description_).get());
+  } catch (...) {  // the number still arrives
+    SetErrorInfo(0, nullptr);
+  }
+  return toResult(number_);
+}
+
+namespace detail {
+
+HRESULT publishCurrent() noexcept {
+  try {
+    return Error::current().publish();
+  } catch (...) {
+    return E_OUTOFMEMORY;
+  }
+}
+
+HRESULT publishNullPointer() noexcept {
+  return answer([] {
+    throw Error(ErrorNumber::ObjectNotSet, {}, u"Object not set: no place was given for the result.");
+  });
+}
+
+}  // namespace detail
+
+std::atomic<long>& liveObjects() noexcept {
+  static std::atomic<long> count{0};
+  return count;
+}
+
+}  // namespace CorvaneQueue
+
+extern "C" {
+
+HRESULT SetErrorInfo(ULONG, IErrorInfo* information) noexcept {
+  CorvaneQueue::currentInformation() = CorvaneQueue::Ref<IErrorInfo>(information);
+  return S_OK;
+}
+
+HRESULT GetErrorInfo(ULONG, IErrorInfo** information) noexcept {
+  if (information == nullptr) return E_POINTER;
+  *information = CorvaneQueue::currentInformation().detach();
+  return *information == nullptr ? S_FALSE : S_OK;
+}
+
+}  // extern "C"

@@ -1,0 +1,94 @@
+// What the edge between vtable members and C++ members is made of.
+#pragma once
+
+#include <CorvaneQueue/members.h>
+
+#include <new>
+
+namespace CorvaneQueue {
+
+namespace detail {
+
+// Publishes the exception being handled as error information. The library's only catch ladder is
+// Error::current(), which this calls.
+HRESULT publishCurrent() noexcept;
+HRESULT publishNullPointer() noexcept;
+
+inline void give(BSTR* target, String value) { *target = value.detach(); }
+inline void give(LONG* target, std::int32_t value) { *target = value; }
+inline void give(VARIANT_BOOL* target, bool value) { *target = value ? VARIANT_TRUE : VARIANT_FALSE; }
+inline void give(DATE* target, Date value) { *target = value.value; }
+inline void give(VARIANT* target, Variant value) { *target = value.detach(); }
+template <class I, class T>
+void give(I** target, Ref<T> value) {
+  if constexpr (std::is_convertible_v<T*, I*>)
+    *target = value.detach();
+  else if (value)
+    *target = query<I>(value.get()).detach();
+}
+
+template <class T>
+void clearOutput(T* target) noexcept {
+  if constexpr (std::is_same_v<T, VARIANT>)
+    VariantInit(target);
+  else
+    *target = T{};
+}
+
+}  // namespace detail
+
+// Runs a member and turns an exception into a failed result with error information.
+template <class Body>
+HRESULT answer(Body&& body) noexcept {
+  try {
+    body();
+    return S_OK;
+  } catch (...) {
+    return detail::publishCurrent();
+  }
+}
+// The same with an output: cleared first, set only on success.
+template <class T, class Body>
+HRESULT answer(T* result, Body&& body) noexcept {
+  if (result == nullptr) return detail::publishNullPointer();
+  detail::clearOutput(result);
+  return answer([&] { detail::give(result, body()); });
+}
+
+// A reference argument that must be there. Throws 91.
+template <class T>
+T& given(T* argument) {
+  if (argument == nullptr)
+    throw Error(ErrorNumber::ObjectNotSet, {},
+                u"Object not set: a null was given where a reference is needed.");
+  return *argument;
+}
+
+// The dispatch half of a dual interface, from its member table.
+template <class Interface>
+class DispatchForm : public Interface {
+ public:
+  using Presented = Interface;
+
+  HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) noexcept final {
+    if (count == nullptr) return E_POINTER;
+    *count = 0;
+    return S_OK;
+  }
+  HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo** info) noexcept final {
+    if (info != nullptr) *info = nullptr;
+    return DISP_E_BADINDEX;
+  }
+  HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID,
+                                          DISPID* ids) noexcept final {
+    return lateBoundNames(InterfaceTraits<Interface>::members, names, count, ids);
+  }
+  HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPARAMS* parameters,
+                                   VARIANT* result, EXCEPINFO* exception,
+                                   UINT* argumentInError) noexcept final {
+    return lateBoundCall(InterfaceTraits<Interface>::members, static_cast<Interface*>(this), id, flags,
+                         parameters, result, exception, argumentInError);
+  }
+};
+
+}  // namespace CorvaneQueue

@@ -1,0 +1,49 @@
+// Objects in the order added, each under a key that differs from the others by more than letter case.
+#pragma once
+
+#include "Object.h"
+
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace CorvaneQueue {
+
+// The untyped collection. Positions count from 1. Finding is O(1) by key and by position.
+class ObjectCollection {
+ public:
+  void reserve(std::size_t count);
+  // Throws 457 when the key is present.
+  void add(Ref<IDispatch> object, std::u16string_view key);
+  // By key (a string) or position (a number). Throws 5 for an unknown key, 9 for a position out of
+  // range, 13 for anything that is neither.
+  const Ref<IDispatch>& item(const VARIANT& keyOrPosition) const;
+  void remove(const VARIANT& keyOrPosition);
+  std::size_t count() const noexcept { return objects_.size(); }
+  // An IEnumVARIANT over the objects as they are now; later changes do not disturb it.
+  Ref<IEnumVARIANT> enumerator() const;
+
+ private:
+  std::size_t positionOf(const VARIANT& keyOrPosition) const;
+  std::vector<Ref<IDispatch>> objects_;
+  std::unordered_map<std::u16string, std::size_t> positions_;
+};
+
+template <class T>
+class KeyedCollection {
+ public:
+  void reserve(std::size_t count) { objects_.reserve(count); }
+  void add(const Ref<T>& object, std::u16string_view key) { objects_.add(asDispatch(object), key); }
+  Ref<T> item(const VARIANT& keyOrPosition) const {
+    auto* found = static_cast<typename T::DefaultInterface*>(objects_.item(keyOrPosition).get());
+    return Ref<T>(static_cast<T*>(found));
+  }
+  void remove(const VARIANT& keyOrPosition) { objects_.remove(keyOrPosition); }
+  std::int32_t count() const noexcept { return static_cast<std::int32_t>(objects_.count()); }
+  Ref<IEnumVARIANT> enumerator() const { return objects_.enumerator(); }
+
+ private:
+  ObjectCollection objects_;
+};
+
+}  // namespace CorvaneQueue

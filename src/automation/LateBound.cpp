@@ -1,0 +1,30 @@
+#include "LateBound.h"
+
+#include <string>
+
+namespace CorvaneQueue {
+
+Variant lateBoundGet(IDispatch* object, const char16_t* name) {
+  if (object == nullptr)
+    throw Error(ErrorNumber::ObjectNotSet, {}, u"Object not set: there is no object to call.");
+  std::u16string nameText(name);
+  LPOLESTR names[] = {nameText.data()};
+  DISPID id = DISPID_UNKNOWN;
+  if (FAILED(object->GetIDsOfNames(IID_NULL, names, 1, 0, &id)))
+    throw Error(ErrorNumber::NoSuchMember, {}, u"The object has no member \"" + nameText + u"\".");
+  DISPPARAMS none{};
+  EXCEPINFO exception{};
+  Variant value;
+  const HRESULT result = object->Invoke(id, IID_NULL, 0, DISPATCH_METHOD | DISPATCH_PROPERTYGET, &none,
+                                        value.address(), &exception, nullptr);
+  if (result == DISP_E_EXCEPTION) {
+    const String source = String::adopt(exception.bstrSource);
+    const String description = String::adopt(exception.bstrDescription);
+    SysFreeString(exception.bstrHelpFile);
+    throw Error(Error::fromResult(exception.scode).number(), source, description);
+  }
+  throwIfFailed(result);
+  return value;
+}
+
+}  // namespace CorvaneQueue

@@ -1,0 +1,64 @@
+#include "Text.h"
+
+#include <CorvaneQueue/Error.h>
+
+#include <cstdlib>
+
+namespace {
+// The byte length stands in the four bytes before the first unit; eight keep the units aligned.
+constexpr std::size_t headerSize = 8;
+}  // namespace
+
+extern "C" {
+
+BSTR SysAllocStringLen(const OLECHAR* text, UINT length) noexcept {
+  const std::size_t bytes = std::size_t{length} * sizeof(OLECHAR);
+  auto* block = static_cast<std::byte*>(std::malloc(headerSize + bytes + sizeof(OLECHAR)));
+  if (block == nullptr) return nullptr;
+  const auto byteLength = static_cast<std::uint32_t>(bytes);
+  std::memcpy(block + headerSize - sizeof byteLength, &byteLength, sizeof byteLength);
+  auto* units = reinterpret_cast<OLECHAR*>(block + headerSize);
+  if (text != nullptr) std::memcpy(units, text, bytes);
+  units[length] = 0;
+  return units;
+}
+
+BSTR SysAllocString(const OLECHAR* text) noexcept {
+  if (text == nullptr) return nullptr;
+  return SysAllocStringLen(text, static_cast<UINT>(std::char_traits<OLECHAR>::length(text)));
+}
+
+void SysFreeString(BSTR text) noexcept {
+  if (text != nullptr) std::free(reinterpret_cast<std::byte*>(text) - headerSize);
+}
+
+UINT SysStringByteLen(BSTR text) noexcept {
+  if (text == nullptr) return 0;
+  std::uint32_t bytes;
+  std::memcpy(&bytes, reinterpret_cast<const std::byte*>(text) - sizeof bytes, sizeof bytes);
+  return bytes;
+}
+
+UINT SysStringLen(BSTR text) noexcept { return SysStringByteLen(text) / static_cast<UINT>(sizeof(OLECHAR)); }
+
+}  // extern "C"
+
+namespace CorvaneQueue {
+
+String fromUtf8(std::string_view text) {
+  String result = String::ofLength(utf16Length(text));
+  const auto outcome = decodeUtf8(text, result.bstr(), Surrogates::Refused);
+  if (!outcome.valid)
+    throw Error(ErrorNumber::InvalidArgument, {},
+                u"The text is not valid UTF-8 (byte " + decimal(outcome.consumed) +
+                    u"); convert it, or name its encoding.");
+  return result;
+}
+
+std::string toUtf8(std::u16string_view text) {
+  std::string result(utf8Bound(text), '\0');
+  result.resize(encodeUtf8(text, result.data(), Surrogates::Refused));
+  return result;
+}
+
+}  // namespace CorvaneQueue

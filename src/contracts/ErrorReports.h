@@ -1,0 +1,47 @@
+// The common error pattern: a failing member hands its error to the exception handler, which raises
+// it to the caller with the member's procedure name as source.
+#pragma once
+
+#include "Form.h"
+
+#include <CorvaneQueue/Host.h>
+
+#include <string_view>
+
+namespace CorvaneQueue {
+
+inline constexpr const char16_t* libraryName = u"CorvaneQueue";
+
+class ErrorReports {
+ public:
+  // How a class names itself to a new exception handler.
+  enum class Naming { InOneCall, OneByOne };
+  ErrorReports(const char16_t* className, Naming naming);
+
+  // Takes the handler that the trace has for this class. A null trace changes nothing.
+  void traceBy(const Ref<_ProcessTrace>& trace);
+
+  // Runs a member. On failure the error is reported and raised under the procedure name; should the
+  // handler not raise, the member's result is empty.
+  template <class Body>
+  auto reported(std::u16string_view procedure, Body&& body) -> decltype(body()) {
+    try {
+      return body();
+    } catch (...) {
+      report(procedure, Error::current());
+    }
+    if constexpr (!std::is_void_v<decltype(body())>) return decltype(body()){};
+  }
+
+  // Reports and raises "Not implemented" under the procedure name.
+  void notImplemented(std::u16string_view procedure);
+
+ private:
+  void report(std::u16string_view procedure, const Error& error);
+
+  const char16_t* className_;
+  Ref<_ClassTrace> classTrace_;
+  Ref<_ExceptionHandler> handler_;
+};
+
+}  // namespace CorvaneQueue

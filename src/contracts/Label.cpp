@@ -1,0 +1,53 @@
+#include "Label.h"
+
+#include <CorvaneQueue/Error.h>
+
+#include <string>
+
+namespace CorvaneQueue {
+
+namespace {
+
+struct Element {
+  std::u16string_view tag;
+  String RoutingFields::*field;
+};
+constexpr Element elements[] = {
+    {u"Msg Type: <", &RoutingFields::MsgType},
+    {u"MsgID: <", &RoutingFields::MsgID},
+    {u"Object: <", &RoutingFields::Object},
+    {u"ObjectID: <", &RoutingFields::ObjectID},
+};
+constexpr std::u16string_view closing = u"> ";
+
+}  // namespace
+
+String CreateLabel(const RoutingFields& fields) {
+  std::u16string label;
+  for (const Element& element : elements) {
+    const String& value = fields.*element.field;
+    if (value.empty()) continue;
+    label += element.tag;
+    label += value.view();
+    label += closing;
+  }
+  return String(label);
+}
+
+void ParseLabel(std::u16string_view label, RoutingFields& fields) {
+  std::size_t position = 0;
+  for (const Element& element : elements) {
+    const std::size_t at = label.find(element.tag, position);
+    if (at == std::u16string_view::npos) continue;
+    const std::size_t start = at + element.tag.size();
+    const std::size_t end = label.find(closing, at);
+    // A value cannot end before it starts: every tag ends in "<" and holds no "> ".
+    if (end == std::u16string_view::npos)
+      throw Error(ErrorNumber::InvalidArgument, {},
+                  u"Invalid label: \"" + std::u16string(element.tag) + u"\" is not closed by \"> \".");
+    fields.*element.field = String(label.substr(start, end - start));
+    position = end + closing.size();
+  }
+}
+
+}  // namespace CorvaneQueue

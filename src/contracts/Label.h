@@ -1,0 +1,23 @@
+// The label of a document: its four routing fields as one text.
+#pragma once
+
+#include <CorvaneQueue/String.h>
+
+namespace CorvaneQueue {
+
+struct RoutingFields {
+  String MsgType;
+  String MsgID;
+  String Object;
+  String ObjectID;
+};
+
+// One element a non-empty field, in the order above: tag, value, closing text. Nothing is escaped.
+String CreateLabel(const RoutingFields& fields);
+
+// Reads the elements of a label into the fields; a field without an element keeps its value. An
+// element that stands before one of an earlier field is not seen. Throws 5 for an element without a
+// closing text; the fields before it have their new values then.
+void ParseLabel(std::u16string_view label, RoutingFields& fields);
+
+}  // namespace CorvaneQueue

@@ -1,0 +1,49 @@
+// One document of the database store.
+#pragma once
+
+#include "IMessage.h"
+#include "MessageForm.h"
+#include "Object.h"
+
+namespace CorvaneQueue {
+
+// Never changes after its creation.
+class DbMessage final : public Object<DbMessage, MessageForm<DbMessage>, IMessageForm<DbMessage>> {
+ public:
+  static constexpr GUID classIdentity = {
+      0x3fd0e991, 0x2cb0, 0x453c, {0x89, 0x30, 0xa2, 0x81, 0xd6, 0x8a, 0xff, 0x54}};
+  static constexpr const char16_t* className = u"DbMessage";
+
+  DbMessage(String ID, String Label, Date SentTime, String messageType, String Body) noexcept
+      : id_(std::move(ID)),
+        label_(std::move(Label)),
+        sentTime_(SentTime),
+        messageType_(std::move(messageType)),
+        body_(std::move(Body)) {}
+
+  const String& ID() const noexcept { return id_; }
+  const String& Label() const noexcept { return label_; }
+  Date SentTime() const noexcept { return sentTime_; }
+  Variant Body() const { return body_; }
+  StringRef bodyText() const noexcept { return body_; }
+  // In 16-bit units.
+  std::int32_t BodyLength() const noexcept { return static_cast<std::int32_t>(body_.size()); }
+  // Not held by this store: error 91.
+  std::int32_t AppSpecific() const { notHeld(u"AppSpecific"); }
+  Date ArrivedTime() const { notHeld(u"ArrivedTime"); }
+  std::int32_t TimeToAcknowledge() const { notHeld(u"TimeToAcknowledge"); }
+
+ private:
+  [[noreturn]] static void notHeld(const char16_t* member) {
+    throw Error(ErrorNumber::ObjectNotSet, {},
+                u"Object not set: the database store does not keep " + std::u16string(member) + u".");
+  }
+
+  String id_;
+  String label_;
+  Date sentTime_;
+  String messageType_;
+  String body_;
+};
+
+}  // namespace CorvaneQueue

@@ -1,0 +1,218 @@
+#include "DbQueue.h"
+
+#include "Dates.h"
+#include "DbJournal.h"
+#include "Platform.h"
+#include "StoreCalls.h"
+
+namespace CorvaneQueue {
+
+namespace {
+
+Date wholeSecondNow() {
+  const SystemTime now = platform().system->GetSystemTime();
+  return dateOf({dayNumber(now.year, now.month, now.day), now.hour * 3600 + now.minute * 60 + now.second});
+}
+
+// Runs a statement inside a transaction of its own, which a failure undoes.
+template <class Body>
+auto inTransactionOf(Connection& connection, Body&& body) {
+  connection.BeginTrans();
+  try {
+    if constexpr (std::is_void_v<decltype(body())>) {
+      body();
+      connection.CommitTrans();
+    } else {
+      auto result = body();
+      connection.CommitTrans();
+      return result;
+    }
+  } catch (...) {
+    const Error failure = Error::current();
+    try {
+      connection.RollbackTrans();
+    } catch (const Error&) {  // the first failure is the one to tell
+    }
+    throw failure;
+  }
+}
+
+}  // namespace
+
+DbQueue::DbQueue() : errors_(className, ErrorReports::Naming::InOneCall) {}
+DbQueue::~DbQueue() = default;
+
+void DbQueue::ProcessTrace_Set(const Ref<_ProcessTrace>& Trace) {
+  errors_.reported(u"ProcessTrace Set", [&] {
+    processTrace_ = Trace;
+    errors_.traceBy(Trace);
+  });
+}
+
+// A lost connection is replaced, but never silently inside a client transaction.
+DatabaseConnection& DbQueue::Database() {
+  return *errors_.reported(u"Database Get", [&] {
+    if (database_ && database_->Connection()->State() != adStateOpen) {
+      database_.reset();
+      if (std::exchange(inTransaction_, false))
+        throw Error(E_FAIL, {},
+                    u"The connection to the message store was lost inside a transaction: what it did is "
+                    u"undone. Begin it again.");
+    }
+    if (!database_) database_ = platform().host->createDatabaseConnection();
+    return database_.get();
+  });
+}
+
+void DbQueue::Initialize(StringRef Name, bool IsJournal) {
+  errors_.reported(u"Initialize", [&] {
+    name_ = String(Name);
+    isJournal_ = IsJournal;
+    if (!IsJournal) {
+      const auto journal = make<DbJournal>();
+      journal_ = asDispatch(journal);
+      journal->Initialize(name_);
+    }
+    const auto settings = platform().host->createComponentSettings();
+    const std::u16string level = std::u16string(name_.view()) + u"DbQueue";
+    settings->FirstLevel(level);
+    settings->SecondLevel(level);
+    const Variant value = settings->Read(u"CompressMessages", std::int32_t{0});
+    // The number 1 only: a text "1" is not that number.
+    compressMessages_ = value.type() != VT_BSTR && value.as(VT_R8).get().dblVal == 1;
+  });
+}
+
+Ref<DbMessages> DbQueue::Messages() {
+  return errors_.reported(u"Messages", [&] {
+    if (!messages_) {
+      messages_ = make<DbMessages>();
+      messages_->Initialize(*this);
+    }
+    return messages_;
+  });
+}
+
+String DbQueue::CreateLabel() {
+  return errors_.reported(u"CreateLabel", [&] { return CorvaneQueue::CreateLabel(fields_); });
+}
+
+String DbQueue::CreateMessage(std::u16string_view MessageType, std::u16string_view Queue,
+                              const String& Description, StringRef Body) {
+  return errors_.reported(u"CreateMessage", [&] {
+    const Date created = wholeSecondNow();
+    const auto connection = Database().Connection();
+    const auto store = [&] {
+      return store::createMessage(connection, MessageType, Queue, Description, created, Body);
+    };
+    return inTransaction_ ? store() : inTransactionOf(*connection, store);
+  });
+}
+
+void DbQueue::SendDocument(StringRef RawDocument) {
+  errors_.reported(u"SendDocument",
+                   [&] { CreateMessage(store::messageType, name_, CreateLabel(), RawDocument); });
+}
+
+void DbQueue::SendMessage(const DbMessage& Message) {
+  errors_.reported(u"SendMessage",
+                   [&] { CreateMessage(store::messageType, name_, Message.Label(), Message.bodyText()); });
+}
+
+void DbQueue::refuseJournal(const char16_t* member) const {
+  if (isJournal_) throw Error(100, member, u"Not supported for journal");
+}
+
+Ref<DbMessage> DbQueue::ReceiveNext() {
+  return errors_.reported(u"ReceiveNext", [&]() -> Ref<DbMessage> {
+    refuseJournal(u"ReceiveNext");
+    const auto records = store::waitingMessages(Database().Connection(), name_, store::Reading::One);
+    if (!store::hasRows(records)) return {};
+    records->MoveFirst();
+    return make<DbMessage>(
+        toString(records->Field(store::columnID)), toString(records->Field(store::columnDescription)),
+        toDate(records->Field(store::columnCreated).get()), toString(records->Field(store::columnType)),
+        toString(records->Field(store::columnBody)));
+  });
+}
+
+void DbQueue::AcknowledgeDocument(StringRef MessageID) {
+  errors_.reported(u"AcknowledgeDocument", [&] {
+    refuseJournal(u"AcknowledgeDocument");
+    store::acknowledge(Database().Connection(), MessageID);
+  });
+}
+
+void DbQueue::AcknowledgeMessage(const DbMessage& Message) {
+  errors_.reported(u"AcknowledgeMessage", [&] { AcknowledgeDocument(Message.ID()); });
+}
+
+bool DbQueue::IsEmpty() {
+  return errors_.reported(u"IsEmpty", [&] { return store::waitingCount(Database(), name_) <= 0; });
+}
+
+void DbQueue::Purge() {
+  errors_.reported(u"Purge", [&] {
+    const auto connection = Database().Connection();
+    inTransactionOf(*connection, [&] {
+      store::deleteMessages(connection, name_,
+                            isJournal_ ? store::Documents::Acknowledged : store::Documents::Waiting);
+    });
+  });
+}
+
+std::int32_t DbQueue::BeginTransaction() {
+  return errors_.reported(u"BeginTransaction", [&]() -> std::int32_t {
+    if (inTransaction_) return 0;
+    const std::int32_t level = Database().Connection()->BeginTrans();
+    inTransaction_ = true;
+    return level;
+  });
+}
+
+void DbQueue::Commit() {
+  errors_.reported(u"Commit", [&] {
+    if (!inTransaction_) return;
+    const auto connection = Database().Connection();
+    connection->CommitTrans();
+    inTransaction_ = false;
+  });
+}
+
+void DbQueue::Abort() {
+  errors_.reported(u"Abort", [&] {
+    if (!inTransaction_) return;
+    const auto connection = Database().Connection();
+    connection->RollbackTrans();
+    inTransaction_ = false;
+  });
+}
+
+void DbQueue::IQueue_SendMessage(const Ref<IMessage>& Message) {
+  errors_.reported(u"IQueue_SendMessage", [&] { SendMessage(*queryClass<DbMessage>(Message.get())); });
+}
+
+void DbQueue::IQueue_AcknowledgeMessage(const Ref<IMessage>& Message) {
+  errors_.reported(u"IQueue_AcknowledgeMessage",
+                   [&] { AcknowledgeMessage(*queryClass<DbMessage>(Message.get())); });
+}
+
+// Takes the message of any store by its public properties.
+void DbQueue::Queue_SendMessage(const Ref<_Message>& Message) {
+  errors_.reported(u"Queue_SendMessage", [&] {
+    const String label = call<&_Message::get_Label>(Message);
+    const String body = toString(call<&_Message::get_Body>(Message));
+    CreateMessage(store::messageType, name_, label, body);
+  });
+}
+
+void DbQueue::Queue_AcknowledgeMessage(const Ref<_Message>& Message) {
+  errors_.reported(u"Queue_AcknowledgeMessage",
+                   [&] { AcknowledgeDocument(call<&_Message::get_ID>(Message)); });
+}
+
+Variant DbQueue::Queue_BeginTransaction() {
+  return errors_.reported(u"Queue_BeginTransaction", [&] { return Variant(BeginTransaction()); });
+}
+
+}  // namespace CorvaneQueue

@@ -1,0 +1,138 @@
+#include "StoreCalls.h"
+
+#include "modQueueUtils.h"
+#include "Platform.h"
+#include "Text.h"
+
+namespace CorvaneQueue::store {
+
+namespace {
+
+constexpr std::int32_t typeSize = 64;
+constexpr std::int32_t nameSize = 250;
+constexpr std::int32_t bodySize = 1'073'741'823;
+constexpr std::int32_t noTimeLimit = 0;
+
+std::unique_ptr<Command> bound(const std::shared_ptr<Connection>& connection, CommandTypeEnum type,
+                               std::u16string_view text) {
+  auto command = platform().database->createCommand();
+  command->ActiveConnection(connection);
+  command->CommandType(type);
+  command->CommandText(text);
+  return command;
+}
+std::unique_ptr<Command> procedure(const std::shared_ptr<Connection>& connection, std::u16string_view name) {
+  return bound(connection, adCmdStoredProc, name);
+}
+void input(Command& command, const char16_t* name, DataTypeEnum type, std::int32_t size, Variant value) {
+  command.Append({name, type, adParamInput, size, std::move(value)});
+}
+void text(Command& command, const char16_t* name, std::int32_t size, std::u16string_view value) {
+  input(command, name, adVarWChar, size, String(value));
+}
+void returnValue(Command& command) { command.Append({u"ReturnValue", adInteger, adParamReturnValue, 0}); }
+
+std::int64_t firstNumber(DatabaseConnection& database, const std::u16string& query) {
+  std::int32_t cursorType = 3;
+  const auto records = database.OpenRecordset(query, cursorType);
+  return hasRows(records) ? toInt64(records->Field(0).get()) : 0;
+}
+
+}  // namespace
+
+void createMessageType(const std::shared_ptr<Connection>& connection, StringRef queue) {
+  const auto command = procedure(connection, u"[dbo].[mdqCreateMessageType]");
+  returnValue(*command);
+  text(*command, u"@Name", typeSize, messageType);
+  text(*command, u"@Queue", nameSize, queue);
+  command->Append({u"@MessageTypeID", adSmallInt, adParamOutput, 0});
+  command->Execute(adOptionUnspecified);
+}
+
+String createMessage(const std::shared_ptr<Connection>& connection, std::u16string_view type,
+                     std::u16string_view queue, const String& description, Date created, StringRef body) {
+  const auto command = procedure(connection, u"[dbo].[mdqCreateMessage]");
+  BSTR bodyText = body.bstr();
+  text(*command, u"MessageType", typeSize, type);
+  text(*command, u"Queue", nameSize, queue);
+  text(*command, u"Description", nameSize, description);
+  input(*command, u"CreateTimestamp", adDate, 0, created);
+  input(*command, u"Body", adVarWChar, bodySize, Variant::reference(&bodyText));
+  command->Append({u"MessageID", adBigInt, adParamOutput, 0});
+  command->Execute(adOptionUnspecified);
+  return toString(command->At(5).Value.get());
+}
+
+std::unique_ptr<Recordset> waitingMessages(const std::shared_ptr<Connection>& connection, const String& queue,
+                                           Reading reading) {
+  const auto command = procedure(connection, u"[dbo].[mdqGetMessagesTrans]");
+  if (reading == Reading::All) command->CommandTimeout(noTimeLimit);
+  text(*command, u"@QueueName", nameSize, queue);
+  input(*command, u"@MaxRecords", adInteger, 0, static_cast<std::int32_t>(reading));
+  input(*command, u"@MinAge", adDate, 0, std::int32_t{1});
+  return command->Execute(adOptionUnspecified);
+}
+
+std::unique_ptr<Recordset> acknowledgedMessages(const std::shared_ptr<Connection>& connection,
+                                                const String& queue) {
+  std::u16string query =
+      u"SELECT pe.[MessageID], pe.[Description], pe.[CreateTimestamp], pet.[Name], pe.[Body]"
+      u" FROM [dbo].[mdqMessageAck] pe INNER JOIN [dbo].[mdqMessageType] pet"
+      u"   ON pe.[MessageTypeID] = pet.[MessageTypeID]"
+      u" WHERE pet.[Name] = 'idoc'"
+      u"   AND pet.[Queue] = '";
+  query += modQueueUtils::EscapeSQLQuotes(queue);
+  query += u"'";
+  const auto command = bound(connection, adCmdText, query);
+  command->CommandTimeout(noTimeLimit);
+  return command->Execute(adOptionUnspecified);
+}
+
+void acknowledge(const std::shared_ptr<Connection>& connection, StringRef messageID) {
+  const auto command = procedure(connection, u"[dbo].[mdqAckReceive]");
+  input(*command, u"@MessageID", adBigInt, 0, String(messageID));
+  input(*command, u"@Flag", adSmallInt, 0, std::int32_t{2});
+  command->Execute(adOptionUnspecified);
+}
+
+void deleteMessages(const std::shared_ptr<Connection>& connection, const String& queue, Documents documents) {
+  const auto command = procedure(connection, documents == Documents::Acknowledged
+                                                 ? u"[dbo].[mdqDeleteAckQueueMessagesOlderThan]"
+                                                 : u"[dbo].[mdqDeleteActiveQueueMessagesOlderThan]");
+  command->CommandTimeout(noTimeLimit);
+  returnValue(*command);
+  text(*command, u"Queue", nameSize, queue);
+  input(*command, u"DeleteSeconds", adInteger, 0, std::int32_t{0});
+  command->Execute(adOptionUnspecified);
+}
+
+std::int64_t waitingCount(DatabaseConnection& database, const String& queue) {
+  std::u16string query =
+      u"SELECT COUNT(*)"
+      u" FROM [dbo].[mdqMessage] pe INNER JOIN [dbo].[mdqMessageType] pet"
+      u"    ON pe.[MessageTypeID] = pet.[MessageTypeID]"
+      u" WHERE pe.[AckReceive] = 0"
+      u"   AND pet.[Name] = 'idoc'"
+      u"   AND pet.[Queue] = ";
+  return firstNumber(database, query + modQueueUtils::QuoteSQLString(queue));
+}
+
+bool queueExists(DatabaseConnection& database, StringRef queue) {
+  std::u16string query =
+      u"SELECT Count(*)"
+      u" FROM [dbo].[mdqMessageType]"
+      u" WHERE [Name] = 'idoc'"
+      u"   AND [Queue] = ";
+  return firstNumber(database, query + modQueueUtils::QuoteSQLString(queue)) >= 1;
+}
+
+std::unique_ptr<Recordset> queueList(DatabaseConnection& database) {
+  std::int32_t cursorType = 3;
+  return database.OpenRecordset(
+      u"SELECT [MessageTypeID] ,[Name] ,[Queue]"
+      u" FROM [dbo].[mdqMessageType]"
+      u" WHERE [Name] = 'idoc'",
+      cursorType);
+}
+
+}  // namespace CorvaneQueue::store

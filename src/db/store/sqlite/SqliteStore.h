@@ -1,0 +1,11 @@
+// The message store for the embedded engine.
+#pragma once
+
+#include "StoreDefinition.h"
+
+namespace CorvaneQueue::store {
+
+// The schema is described in docs/stores-and-formats.md.
+StoreDefinition sqliteStore() noexcept;
+
+}  // namespace CorvaneQueue::store

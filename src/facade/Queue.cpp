@@ -1,0 +1,172 @@
+#include "Queue.h"
+
+#include "DbQueue.h"
+#include "DbUtility.h"
+#include "EventRelay.h"
+#include "MSMQQueue.h"
+
+namespace CorvaneQueue {
+
+Queue::Queue() : errors_(u"Queue", ErrorReports::Naming::InOneCall) {}
+
+Queue::~Queue() {
+  Journal_Set(nullptr);
+  Messages_Set(nullptr);
+  if (relay_) relay_->disconnect();
+  if (backEnd_) backEnd_->raw_Abort();  // an error of it is nobody's any more
+  SetErrorInfo(0, nullptr);
+}
+
+const Ref<IQueue>& Queue::backEnd() {
+  if (!backEnd_) Initialize(String(u"InboundGateway"), false);
+  return backEnd_;
+}
+
+void Queue::attach(Ref<IQueue> backEnd) {
+  const auto relay = make<EventRelay>(this);
+  relay->connect(backEnd.get());
+  if (relay_) relay_->disconnect();
+  relay_ = relay;
+  backEnd_ = std::move(backEnd);
+}
+
+void Queue::Initialize(StringRef Name, bool IsJournal) {
+  errors_.reported(u"Initialize", [&] {
+    const Ref<IUtility> utility = make<DbUtility>();
+    String type = call<&IUtility::get_QueueStoreType>(utility);
+    if (type == u"db")
+      attach(make<DbQueue>());
+    else if (type = call<&IUtility::get_QueueStoreType>(utility); type == u"msmq")
+      attach(createMSMQQueue());
+    if (!backEnd_)
+      throw Error(ErrorNumber::ObjectNotSet, {},
+                  u"Object not set: no queue store is in use, because the setting QueueStoreType is \"" +
+                      std::u16string(type.view()) + u"\"; set it to \"db\" or \"msmq\".");
+    call<&IQueue::raw_Initialize>(backEnd_, Name, IsJournal);
+  });
+}
+
+Queue::Store Queue::store() {
+  const auto& queue = backEnd();
+  if (tryQuery<_MSMQQueue>(queue.get())) return Store::MessageQueuing;
+  void* found = nullptr;
+  if (FAILED(queue->QueryInterface(DbQueue::classIdentity, &found))) return Store::Other;
+  Ref<DbQueue>::adopt(static_cast<DbQueue*>(found));
+  return Store::Database;
+}
+
+void Queue::ProcessTrace_Set(const Ref<_ProcessTrace>& value) {
+  errors_.reported(u"ProcessTrace Set", [&] {
+    call<&IQueue::putref_ProcessTrace>(backEnd(), value);
+    errors_.traceBy(value);
+  });
+}
+
+void Queue::Journal_Set(const Ref<_Journal>& value) { journal_ = value; }
+void Queue::Messages_Set(const Ref<_Messages>& value) { messages_ = value; }
+
+String Queue::MsgType() { return forward<&IQueue::get_MsgType>(u"MsgType Get"); }
+void Queue::MsgType_Let(StringRef value) { forward<&IQueue::put_MsgType>(u"MsgType Let", value); }
+String Queue::MsgID() { return forward<&IQueue::get_MsgID>(u"MsgID Get"); }
+void Queue::MsgID_Let(StringRef value) { forward<&IQueue::put_MsgID>(u"MsgID Let", value); }
+String Queue::Object() { return forward<&IQueue::get_Object>(u"Object Get"); }
+void Queue::Object_Let(StringRef value) { forward<&IQueue::put_Object>(u"Object Let", value); }
+String Queue::ObjectID() { return forward<&IQueue::get_ObjectID>(u"ObjectID Get"); }
+void Queue::ObjectID_Let(StringRef value) { forward<&IQueue::put_ObjectID>(u"ObjectID Let", value); }
+String Queue::Name() { return forward<&IQueue::get_Name>(u"Name Get"); }
+bool Queue::CompressMessages() { return forward<&IQueue::get_CompressMessages>(u"CompressMessages Get"); }
+String Queue::LastDocument() { return forward<&IQueue::get_LastDocument>(u"LastDocument Get"); }
+void Queue::QueueSize_Let(std::int32_t value) { forward<&IQueue::put_QueueSize>(u"QueueSize Let", value); }
+std::int32_t Queue::QueueSize() { return forward<&IQueue::get_QueueSize>(u"QueueSize Get"); }
+void Queue::JournalEnabled_Let(bool value) {
+  forward<&IQueue::put_JournalEnabled>(u"JournalEnabled Let", value);
+}
+bool Queue::JournalEnabled() { return forward<&IQueue::get_JournalEnabled>(u"JournalEnabled Get"); }
+void Queue::JournalQuota_Let(std::int32_t value) {
+  forward<&IQueue::put_JournalQuota>(u"JournalQuota Let", value);
+}
+std::int32_t Queue::JournalQuota() { return forward<&IQueue::get_JournalQuota>(u"JournalQuota Get"); }
+void Queue::Quota_Let(std::int32_t value) { forward<&IQueue::put_Quota>(u"Quota Let", value); }
+std::int32_t Queue::Quota() { return forward<&IQueue::get_Quota>(u"Quota Get"); }
+bool Queue::IsEmpty() { return forward<&IQueue::raw_IsEmpty>(u"IsEmpty"); }
+void Queue::Purge() { forward<&IQueue::raw_Purge>(u"Purge"); }
+void Queue::SendDocument(StringRef RawDocument) {
+  forward<&IQueue::raw_SendDocument>(u"SendDocument", RawDocument);
+}
+void Queue::AcknowledgeDocument(StringRef MessageID) {
+  forward<&IQueue::raw_AcknowledgeDocument>(u"AcknowledgeDocument", MessageID);
+}
+void Queue::Commit() { forward<&IQueue::raw_Commit>(u"Commit"); }
+void Queue::Abort() { forward<&IQueue::raw_Abort>(u"Abort"); }
+
+void Queue::SendMessage(const Ref<_Message>& Message) {
+  errors_.reported(u"SendMessage", [&] {
+    const auto& queue = backEnd();
+    call<&IQueue::raw_SendMessage>(queue, query<IMessage>(Message.get()));
+  });
+}
+
+void Queue::AcknowledgeMessage(const Ref<_Message>& Message) {
+  errors_.reported(u"AcknowledgeMessage", [&] {
+    const auto& queue = backEnd();
+    call<&IQueue::raw_AcknowledgeMessage>(queue, query<IMessage>(Message.get()));
+  });
+}
+
+Ref<_Message> Queue::ReceiveNext() {
+  return errors_.reported(u"ReceiveNext", [&]() -> Ref<_Message> {
+    const auto message = call<&IQueue::raw_ReceiveNext>(backEnd());
+    return message ? query<_Message>(message.get()) : nullptr;
+  });
+}
+
+// The members that only the Message Queuing store serves. "Not implemented" is raised outside the
+// error pattern: it is a report of its own.
+void Queue::ReceiveEnable() {
+  constexpr const char16_t* procedure = u"ReceiveEnableGet";
+  if (storeFor(procedure) != Store::MessageQueuing) return errors_.notImplemented(procedure);
+  errors_.reported(procedure, [&] { call<&_MSMQQueue::raw_ReceiveEnable>(messageQueuing()); });
+}
+
+void Queue::ReceiveDisable() {
+  constexpr const char16_t* procedure = u"ReceiveDisable";
+  if (storeFor(procedure) != Store::MessageQueuing) return errors_.notImplemented(procedure);
+  errors_.reported(procedure, [&] { call<&_MSMQQueue::raw_ReceiveDisable>(messageQueuing()); });
+}
+
+Variant Queue::BeginTransaction() {
+  return errors_.reported(u"BeginTransaction", [&]() -> Variant {
+    switch (store()) {
+      case Store::Database: return call<&IQueue::raw_BeginTransaction>(backEnd_);
+      case Store::MessageQueuing:
+        return Ref<IDispatch>(call<&_MSMQQueue::raw_BeginTransaction>(messageQueuing()));
+      case Store::Other: break;
+    }
+    return {};
+  });
+}
+
+Variant Queue::Transaction() {
+  constexpr const char16_t* procedure = u"Transaction Get";
+  const Store kind = storeFor(procedure);
+  if (kind == Store::Database) return errors_.notImplemented(procedure), Variant();
+  if (kind == Store::Other) return {};
+  return errors_.reported(procedure, [&]() -> Variant {
+    return Ref<IDispatch>(call<&_MSMQQueue::get_Transaction>(messageQueuing()));
+  });
+}
+
+void Queue::Transaction_Set(const VARIANT& value) {
+  constexpr const char16_t* procedure = u"Transaction Set";
+  const Store kind = storeFor(procedure);
+  if (kind == Store::Database) return errors_.notImplemented(procedure);
+  if (kind == Store::Other) return;
+  errors_.reported(procedure, [&] {
+    IUnknown* object = nullptr;
+    throwIfFailed(detail::objectIn(value, object));
+    const auto transaction = object == nullptr ? nullptr : query<IMSMQTransaction>(object);
+    call<&_MSMQQueue::putref_Transaction>(messageQueuing(), transaction);
+  });
+}
+
+}  // namespace CorvaneQueue

@@ -1,0 +1,9 @@
+#include "Queues.h"
+
+#include "DbUtility.h"
+
+namespace CorvaneQueue {
+
+Queues::Queues() : queues_(call<&IUtility::raw_GetQueues>(Ref<IUtility>(make<DbUtility>()))) {}
+
+}  // namespace CorvaneQueue

@@ -1,0 +1,16 @@
+#include "Utility.h"
+
+#include "DbUtility.h"
+
+namespace CorvaneQueue {
+
+void Utility::CreateQueue(StringRef QueueName) {
+  errors().reported(u"CreateQueue", [&] {
+    if (QueueStoreType() == u"db")
+      make<DbUtility>()->CreateQueue(QueueName);
+    else if (QueueStoreType() == u"msmq")
+      createMessageQueue(QueueName);
+  });
+}
+
+}  // namespace CorvaneQueue

@@ -1,0 +1,19 @@
+// The public utility: queue settings, queue names and queue creation.
+#pragma once
+
+#include "Object.h"
+#include "UtilityForm.h"
+#include "UtilityRules.h"
+
+namespace CorvaneQueue {
+
+class Utility final : public Object<Utility, UtilityForm<Utility>>, public UtilityRules {
+ public:
+  Utility() : UtilityRules(u"Utility") {}
+  ~Utility() = default;
+
+  // In the configured store; does nothing when that is neither "db" nor "msmq".
+  void CreateQueue(StringRef QueueName) override;
+};
+
+}  // namespace CorvaneQueue

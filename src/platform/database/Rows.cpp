@@ -1,0 +1,103 @@
+#include "Rows.h"
+
+#include "Dates.h"
+#include "Text.h"
+
+#include <bit>
+#include <cstdio>
+#include <cstring>
+
+namespace CorvaneQueue::platform_layer {
+
+namespace {
+constexpr std::size_t blockSize = std::size_t{1} << 20;
+}
+
+Rows::Rows(Statement& statement) : columnCount_(static_cast<std::size_t>(statement.columnCount())) {
+  std::vector<bool> isDateTime;
+  for (std::size_t i = 0; i < columnCount_; ++i)
+    isDateTime.push_back(statement.declaredType(static_cast<int>(i)) == "DATETIME");
+  while (statement.step()) {
+    ++rowCount_;
+    for (std::size_t i = 0; i < columnCount_; ++i) {
+      const int column = static_cast<int>(i);
+      Cell& cell = cells_.emplace_back();
+      switch (statement.type(column)) {
+        case Statement::Type::Null: break;
+        case Statement::Type::Integer:
+          cell.kind = Kind::Integer;
+          cell.number = statement.integer(column);
+          break;
+        case Statement::Type::Real:
+          cell.kind = Kind::Real;
+          cell.number = std::bit_cast<std::int64_t>(statement.real(column));
+          break;
+        case Statement::Type::Text: {
+          const std::string_view bytes = statement.text(column);
+          cell.kind = isDateTime[i] ? Kind::DateTime : Kind::Text;
+          cell.bytes = keep(bytes);
+          cell.number = static_cast<std::int64_t>(bytes.size());
+          break;
+        }
+      }
+    }
+  }
+}
+
+const char* Rows::keep(std::string_view bytes) {
+  if (bytes.size() > freeSize_) {
+    freeSize_ = bytes.size() > blockSize / 4 ? bytes.size() : blockSize;
+    blocks_.push_back(std::make_unique_for_overwrite<char[]>(freeSize_));
+    free_ = blocks_.back().get();
+  }
+  char* place = free_;
+  if (!bytes.empty()) std::memcpy(place, bytes.data(), bytes.size());
+  free_ += bytes.size();
+  freeSize_ -= bytes.size();
+  return place;
+}
+
+std::int32_t Rows::RecordCount() const { return static_cast<std::int32_t>(rowCount_); }
+
+void Rows::MoveNext() {
+  if (EndOfFile()) throw Error(static_cast<std::int32_t>(0x800A0BCDu), {}, u"The record set is at its end.");
+  ++current_;
+}
+
+Variant Rows::Field(std::int32_t position) const {
+  if (EndOfFile())
+    throw Error(static_cast<std::int32_t>(0x800A0BCDu), {}, u"The record set has no current record.");
+  if (position < 0 || static_cast<std::size_t>(position) >= columnCount_)
+    throw Error(static_cast<std::int32_t>(0x800A0CC1u), {},
+                u"The record has no field " + decimal(position) + u".");
+  const Cell& cell = cells_[current_ * columnCount_ + static_cast<std::size_t>(position)];
+  const std::string_view bytes(cell.bytes, cell.bytes == nullptr ? 0 : static_cast<std::size_t>(cell.number));
+  switch (cell.kind) {
+    case Kind::Integer: return cell.number;
+    case Kind::Real: return std::bit_cast<double>(cell.number);
+    case Kind::Text: return fromStored(bytes);
+    case Kind::DateTime: return fromStoredDate(bytes);
+    case Kind::Null: break;
+  }
+  throw Error(94, {}, u"Invalid use of Null: field " + decimal(position) + u" of the record holds no value.");
+}
+
+std::string toStoredDate(Date date) {
+  const Moment moment = momentOf(date);
+  const Civil civil = civilOf(moment.day);
+  char buffer[64];
+  std::snprintf(buffer, sizeof buffer, "%04d-%02d-%02d %02d:%02d:%02d", civil.year, civil.month, civil.day,
+                moment.second / 3600, moment.second / 60 % 60, moment.second % 60);
+  return buffer;
+}
+
+Date fromStoredDate(std::string_view text) {
+  int part[6] = {};
+  const std::string copy(text);
+  if (std::sscanf(copy.c_str(), "%d-%d-%d %d:%d:%d", &part[0], &part[1], &part[2], &part[3], &part[4],
+                  &part[5]) != 6)
+    throw Error(ErrorNumber::TypeMismatch, {}, u"A stored time stamp is damaged.");
+  return dateOf({dayNumber(part[0], part[1], part[2]), part[3] * 3600 + part[4] * 60 + part[5]});
+}
+
+}  // namespace CorvaneQueue::platform_layer

@@ -1,0 +1,280 @@
+#include "SqliteAccess.h"
+
+#include "Database.h"
+#include "QueryText.h"
+#include "Rows.h"
+#include "Text.h"
+
+#include <array>
+#include <chrono>
+
+namespace CorvaneQueue::platform_layer {
+
+namespace {
+
+constexpr std::int32_t defaultTimeout = 30;
+constexpr std::u16string_view source = u"CorvaneQueue.MessageStore";
+
+// A transaction is begun in the store by the first statement in it.
+class SqliteConnection final : public Connection {
+ public:
+  SqliteConnection(const std::filesystem::path& file, const StoreDefinition& definition)
+      : definition_(definition), database_(file, definition.migrations) {}
+
+  ObjectStateEnum State() const override { return database_.isUsable() ? adStateOpen : adStateClosed; }
+
+  std::int32_t BeginTrans() override {
+    if (level_ > 0 && !isStarted_) start(defaultTimeout);
+    if (level_ > 0) database_.execute("SAVEPOINT level" + std::to_string(level_ + 1));
+    return ++level_;
+  }
+
+  void CommitTrans() override {
+    requireTransaction();
+    if (level_ > 1) {
+      database_.execute("RELEASE level" + std::to_string(level_));
+      --level_;
+      return;
+    }
+    level_ = 0;
+    if (std::exchange(isStarted_, false)) database_.commit();
+  }
+
+  void RollbackTrans() override {
+    requireTransaction();
+    if (level_ > 1) {
+      const std::string name = "level" + std::to_string(level_);
+      database_.execute("ROLLBACK TO " + name);
+      database_.execute("RELEASE " + name);
+      --level_;
+      return;
+    }
+    level_ = 0;
+    isStarted_ = false;
+    database_.rollback();
+  }
+
+  // Runs statements in the open transaction, or in one of their own when they write. What fails
+  // leaves no trace.
+  template <class Body>
+  auto run(StoreProcedure::Access access, std::int32_t timeout, Body&& body) {
+    if (level_ == 0 && access == StoreProcedure::Access::Reads) return body(database_);
+    const bool isOwn = level_ == 0;
+    if (isOwn)
+      database_.begin(Database::Duration::Short, limitOf(timeout));
+    else if (!isStarted_)
+      start(timeout);
+    constexpr std::string_view mark = "SAVEPOINT statement";
+    if (!isOwn) database_.execute(mark);
+    try {
+      auto result = body(database_);
+      if (isOwn)
+        database_.commit();
+      else
+        database_.execute("RELEASE statement");
+      return result;
+    } catch (...) {
+      if (isOwn) {
+        database_.rollback();
+      } else if (database_.isUsable()) {
+        database_.execute("ROLLBACK TO statement");
+        database_.execute("RELEASE statement");
+      }
+      throw;
+    }
+  }
+
+  const StoreDefinition& definition() const noexcept { return definition_; }
+
+ private:
+  static std::optional<std::chrono::seconds> limitOf(std::int32_t timeout) {
+    if (timeout == 0) return std::nullopt;
+    return std::chrono::seconds(timeout);
+  }
+  void start(std::int32_t timeout) {
+    database_.begin(Database::Duration::Open, limitOf(timeout));
+    isStarted_ = true;
+  }
+  void requireTransaction() const {
+    if (level_ == 0) throw Error(E_FAIL, source, u"There is no open transaction on the connection.");
+  }
+
+  const StoreDefinition& definition_;
+  Database database_;
+  std::int32_t level_ = 0;
+  bool isStarted_ = false;
+};
+
+SqliteConnection& ours(const std::shared_ptr<Connection>& connection) {
+  auto* found = dynamic_cast<SqliteConnection*>(connection.get());
+  if (found == nullptr)
+    throw Error(ErrorNumber::ObjectNotSet, source, u"Object not set: the command has no active connection.");
+  return *found;
+}
+
+[[noreturn]] void badParameter(const Parameter& parameter, std::int32_t number, std::u16string_view what) {
+  throw Error(number, source, u"The parameter \"" + parameter.Name + u"\" " + std::u16string(what));
+}
+
+// The input parameters as the statements take them; output and return parameters are null.
+class BoundParameters {
+ public:
+  explicit BoundParameters(std::span<const Parameter> parameters) : values_(parameters.size()) {
+    for (std::size_t i = 0; i < parameters.size(); ++i)
+      if (parameters[i].Direction == adParamInput) values_[i] = converted(parameters[i]);
+  }
+
+  void bindTo(Statement& statement) const {
+    for (int i = 0; i < statement.parameterCount(); ++i) {
+      const Bound& value = values_.at(static_cast<std::size_t>(i));
+      if (value.isText)
+        statement.bindText(i + 1, value.text);
+      else if (value.isNumber)
+        statement.bind(i + 1, value.number);
+      else
+        statement.bindNull(i + 1);
+    }
+  }
+  // For error texts.
+  std::u16string shown(std::size_t position) const {
+    const Bound& value = values_.at(position);
+    return value.isNumber ? decimal(value.number) : std::u16string(fromStored(value.text).view());
+  }
+
+ private:
+  struct Bound {
+    std::string text;
+    std::int64_t number = 0;
+    bool isText = false;
+    bool isNumber = false;
+  };
+
+  static Bound converted(const Parameter& parameter) {
+    Bound bound;
+    switch (parameter.Type) {
+      case adVarWChar: bound.isText = true, bound.text = textOf(parameter); break;
+      case adDate: bound.isText = true, bound.text = toStoredDate(toDate(parameter.Value.get())); break;
+      case adBigInt: bound.isNumber = true, bound.number = numberOf(parameter, INT64_MIN, INT64_MAX); break;
+      case adInteger: bound.isNumber = true, bound.number = numberOf(parameter, INT32_MIN, INT32_MAX); break;
+      case adSmallInt: bound.isNumber = true, bound.number = numberOf(parameter, INT16_MIN, INT16_MAX); break;
+    }
+    return bound;
+  }
+  static std::string textOf(const Parameter& parameter) {
+    const VARIANT& value = parameter.Value.get();
+    String owned;
+    StringRef text;
+    if (value.vt == VT_BSTR)
+      text = StringRef(value.bstrVal);
+    else if (value.vt == (VT_BSTR | VT_BYREF))
+      text = StringRef(*value.pbstrVal);
+    else
+      text = owned = toString(value);
+    if (text.size() > static_cast<std::size_t>(parameter.Size))
+      badParameter(parameter, ErrorNumber::InvalidArgument,
+                   u"is too long: " + decimal(text.size()) + u" characters, and at most " +
+                       decimal(parameter.Size) + u" are allowed. Nothing was stored.");
+    return toStored(text);
+  }
+  static std::int64_t numberOf(const Parameter& parameter, std::int64_t least, std::int64_t most) {
+    std::int64_t number = 0;
+    try {
+      number = toInt64(parameter.Value.get());
+    } catch (const Error& error) {
+      badParameter(parameter, error.number(),
+                   error.number() == ErrorNumber::Overflow
+                       ? u"is out of range: " + shownValue(parameter)
+                       : u"must be a whole number, and is not: " + shownValue(parameter));
+    }
+    if (number < least || number > most)
+      badParameter(parameter, ErrorNumber::Overflow, u"is out of range: " + shownValue(parameter));
+    return number;
+  }
+  static std::u16string shownValue(const Parameter& parameter) {
+    return u"\"" + std::u16string(toString(parameter.Value.get()).view()) + u"\".";
+  }
+
+  std::vector<Bound> values_;
+};
+
+class SqliteCommand final : public Command {
+ public:
+  void ActiveConnection(std::shared_ptr<Connection> connection) override {
+    connection_ = std::move(connection);
+  }
+  void CommandType(CommandTypeEnum type) override { type_ = type; }
+  void CommandText(std::u16string_view text) override { text_ = text; }
+  void CommandTimeout(std::int32_t seconds) override { timeout_ = seconds; }
+  void Append(Parameter parameter) override { parameters_.push_back(std::move(parameter)); }
+  const Parameter& At(std::size_t position) const override { return parameters_.at(position); }
+
+  std::unique_ptr<Recordset> Execute(std::int32_t) override {
+    return type_ == adCmdText ? SqliteAccess::query(connection_, text_) : callProcedure();
+  }
+
+ private:
+  std::unique_ptr<Recordset> callProcedure() {
+    SqliteConnection& connection = ours(connection_);
+    const StoreProcedure* procedure = nullptr;
+    for (const StoreProcedure& candidate : connection.definition().procedures)
+      if (candidate.name == text_) procedure = &candidate;
+    if (procedure == nullptr)
+      throw Error(static_cast<std::int32_t>(0x80040E14u), source,
+                  u"Could not find stored procedure \"" + text_ + u"\".");
+    const BoundParameters bound(parameters_);
+    return connection.run(procedure->access, timeout_, [&](Database& database) {
+      std::unique_ptr<Recordset> records;
+      for (const ProcedureStep& step : procedure->steps) take(step, database, bound, records);
+      return records;
+    });
+  }
+
+  void take(const ProcedureStep& step, Database& database, const BoundParameters& bound,
+            std::unique_ptr<Recordset>& records) {
+    Statement statement = database.prepare(step.sql);
+    bound.bindTo(statement);
+    switch (step.outcome) {
+      case ProcedureStep::Outcome::Nothing: statement.step(); break;
+      case ProcedureStep::Outcome::Rows: records = std::make_unique<Rows>(statement); break;
+      case ProcedureStep::Outcome::Output:
+        if (statement.step()) parameters_.at(step.output).Value = Variant(statement.integer(0));
+        statement.step();
+        break;
+      case ProcedureStep::Outcome::Required:
+        if (statement.step()) break;
+        std::u16string failure(step.failure);
+        if (const auto mark = failure.find(u"%1"); mark != std::u16string::npos)
+          failure.replace(mark, 2, bound.shown(0));
+        throw Error(ErrorNumber::InvalidArgument, source, failure);
+    }
+  }
+
+  std::shared_ptr<Connection> connection_;
+  CommandTypeEnum type_ = adCmdText;
+  std::u16string text_;
+  std::int32_t timeout_ = defaultTimeout;
+  std::vector<Parameter> parameters_;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> SqliteAccess::createCommand() { return std::make_unique<SqliteCommand>(); }
+
+std::shared_ptr<Connection> SqliteAccess::connect(const std::filesystem::path& file) {
+  return std::make_shared<SqliteConnection>(file, definition_);
+}
+
+std::unique_ptr<Recordset> SqliteAccess::query(const std::shared_ptr<Connection>& connection,
+                                               std::u16string_view text) {
+  const LiftedQuery lifted = liftLiterals(text);
+  return ours(connection)
+      .run(StoreProcedure::Access::Reads, defaultTimeout,
+           [&](Database& database) -> std::unique_ptr<Recordset> {
+             Statement statement = database.prepare(lifted.sql);
+             for (std::size_t i = 0; i < lifted.literals.size(); ++i)
+               statement.bindText(static_cast<int>(i + 1), lifted.literals[i]);
+             return std::make_unique<Rows>(statement);
+           });
+}
+
+}  // namespace CorvaneQueue::platform_layer

@@ -1,0 +1,107 @@
+#include "CorvaneHost.h"
+
+#include "ErrorReporting.h"
+#include "Files.h"
+
+namespace CorvaneQueue::platform_layer {
+
+namespace {
+
+std::filesystem::path settingsFile() { return installationDirectory() / "settings.toml"; }
+
+Variant valueOr(std::unique_ptr<Variant> found, const Variant& byDefault) {
+  return found ? std::move(*found) : byDefault;
+}
+
+class StoredConfiguration final : public ConfigurationSettings {
+ public:
+  explicit StoredConfiguration(TomlFile& settings) noexcept : settings_(settings) {}
+  void Application(std::u16string_view name) override { application_ = name; }
+  void Section(std::u16string_view name) override { section_ = name; }
+  Variant Read(std::u16string_view key, const Variant& byDefault) override {
+    return valueOr(settings_.read(settingsFile(), {application_, section_, key}), byDefault);
+  }
+  void Write(std::u16string_view key, const Variant& value) override {
+    settings_.write(settingsFile(), {application_, section_, key}, value);
+  }
+
+ private:
+  TomlFile& settings_;
+  std::u16string application_;
+  std::u16string section_;
+};
+
+// A component's table is [Components.first.second]: the two naming levels are one dotted section.
+class StoredComponent final : public ComponentSettings {
+ public:
+  explicit StoredComponent(TomlFile& settings) noexcept : settings_(settings) {}
+  void FirstLevel(std::u16string_view name) override { first_ = name; }
+  void SecondLevel(std::u16string_view name) override { second_ = name; }
+  Variant Read(std::u16string_view key, const Variant& byDefault) override {
+    return valueOr(settings_.read(settingsFile(), {u"Components", first_, second_, key}), byDefault);
+  }
+
+ private:
+  TomlFile& settings_;
+  std::u16string first_;
+  std::u16string second_;
+};
+
+class StoredRegistry final : public RegistryAccess {
+ public:
+  explicit StoredRegistry(TomlFile& registry) noexcept : registry_(registry) {}
+  void Root(RegistryRoot) override {}
+  String Read(std::u16string_view keyPath, std::u16string_view valueName,
+              std::u16string_view byDefault) override {
+    const auto value =
+        registry_.read(installationDirectory() / "registry.toml", {u"LocalMachine", keyPath, valueName});
+    return value ? toString(value->get()) : String(byDefault);
+  }
+
+ private:
+  TomlFile& registry_;
+};
+
+class StoreConnection final : public DatabaseConnection {
+ public:
+  StoreConnection(TomlFile& settings, SqliteAccess& access) noexcept : settings_(settings), access_(access) {}
+
+  std::shared_ptr<CorvaneQueue::Connection> Connection() override {
+    if (!connection_) connection_ = access_.connect(storeFile());
+    return connection_;
+  }
+  std::unique_ptr<Recordset> OpenRecordset(std::u16string_view query, std::int32_t&) override {
+    return SqliteAccess::query(Connection(), query);
+  }
+
+ private:
+  // messages.db of the installation, unless the setting MessageStore names another file.
+  std::filesystem::path storeFile() {
+    const auto directory = installationDirectory();
+    const auto set = settings_.read(settingsFile(), {u"Platform", u"MessageStore"});
+    return set ? directory / std::filesystem::path(toString(set->get()).view()) : directory / "messages.db";
+  }
+
+  TomlFile& settings_;
+  SqliteAccess& access_;
+  std::shared_ptr<CorvaneQueue::Connection> connection_;
+};
+
+}  // namespace
+
+Ref<_ExceptionHandler> CorvaneHost::createExceptionHandler() { return make<ExceptionHandler>(); }
+Ref<_ProcessTrace> CorvaneHost::createProcessTrace() { return make<ProcessTrace>(); }
+std::unique_ptr<ConfigurationSettings> CorvaneHost::createConfigurationSettings() {
+  return std::make_unique<StoredConfiguration>(settings_);
+}
+std::unique_ptr<ComponentSettings> CorvaneHost::createComponentSettings() {
+  return std::make_unique<StoredComponent>(settings_);
+}
+std::unique_ptr<RegistryAccess> CorvaneHost::createRegistryAccess() {
+  return std::make_unique<StoredRegistry>(registry_);
+}
+std::unique_ptr<DatabaseConnection> CorvaneHost::createDatabaseConnection() {
+  return std::make_unique<StoreConnection>(settings_, access_);
+}
+
+}  // namespace CorvaneQueue::platform_layer

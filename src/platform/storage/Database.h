@@ -1,0 +1,114 @@
+// One session with an embedded store: an SQLite file in write-ahead mode that many processes share.
+#pragma once
+
+#include "Files.h"
+
+#include <CorvaneQueue/Variant.h>
+
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+namespace CorvaneQueue::platform_layer {
+
+// A prepared statement while it is in use; resets itself for the next user. Parameters count from 1,
+// columns from 0. Bytes that are bound or read are not copied: bound ones must stay until the
+// statement is done, read ones are gone with the next step.
+class Statement {
+ public:
+  Statement(sqlite3_stmt* statement, const std::filesystem::path& file) noexcept
+      : statement_(statement), file_(&file) {}
+  Statement(Statement&& other) noexcept
+      : statement_(std::exchange(other.statement_, nullptr)), file_(other.file_) {}
+  Statement& operator=(Statement&&) = delete;
+  ~Statement();
+
+  int parameterCount() const noexcept;
+  void bindNull(int parameter);
+  void bind(int parameter, std::int64_t number);
+  void bind(int parameter, double number);
+  void bindText(int parameter, std::string_view bytes);
+  // Whether there is a row.
+  bool step();
+  int columnCount() const noexcept;
+  enum class Type { Null, Integer, Real, Text };
+  Type type(int column) const noexcept;
+  // The declared type of a table's column, empty for an expression.
+  std::string_view declaredType(int column) const noexcept;
+  std::int64_t integer(int column) const noexcept;
+  double real(int column) const noexcept;
+  std::string_view text(int column) const;
+
+ private:
+  void check(int code, const char* tried) const;
+  sqlite3_stmt* statement_;
+  const std::filesystem::path* file_;
+};
+
+// Not thread safe: belongs to the thread that opened it. In a process that was forked off it is dead.
+class Database {
+ public:
+  // Opens or creates the file, under the schema name `dbo`, and brings its schema up to date:
+  // `migrations[i]` leads from version i to i + 1. Refuses a newer schema, and a file that is not a
+  // database. Errors name the file.
+  Database(std::filesystem::path file, std::span<const std::string_view> migrations);
+  ~Database();
+  Database(const Database&) = delete;
+  Database& operator=(const Database&) = delete;
+
+  // Of a cached statement: the text is prepared once.
+  Statement prepare(std::string_view sql);
+  void execute(std::string_view sql);
+
+  enum class Duration {
+    Short,  // ends within the call that begins it
+    Open,   // a client keeps it open as long as it likes
+  };
+  // Waits for the other writers, at most `limit` (none: without end) for an open transaction of
+  // somebody else.
+  void begin(Duration duration, std::optional<std::chrono::seconds> limit);
+  // Durable when it returns. On failure everything is rolled back.
+  void commit();
+  void rollback() noexcept;
+  bool inTransaction() const noexcept { return inTransaction_; }
+  // False once the store has ended the transaction by itself, or in a forked process.
+  bool isUsable() const noexcept;
+
+ private:
+  struct Close {
+    void operator()(sqlite3* handle) const noexcept;
+  };
+  struct Finalize {
+    void operator()(sqlite3_stmt* statement) const noexcept;
+  };
+  void open();
+  void migrate(std::span<const std::string_view> migrations);
+  void endTransaction() noexcept;
+  void sync();
+  void check(int code, const char* tried) const;
+  int onBusy() const;
+
+  std::filesystem::path file_;
+  int process_;
+  FileDescriptor lockFile_;
+  std::unique_ptr<sqlite3, Close> handle_;
+  std::unordered_map<std::string, std::unique_ptr<sqlite3_stmt, Finalize>> statements_;
+  std::optional<FileLock> turn_;
+  std::chrono::steady_clock::time_point deadline_{};
+  bool hasDeadline_ = false;
+  bool inTransaction_ = false;
+  bool isOpenEnded_ = false;
+  int changesBefore_ = 0;
+};
+
+}  // namespace CorvaneQueue::platform_layer

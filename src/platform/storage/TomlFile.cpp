@@ -1,0 +1,255 @@
+#include "TomlFile.h"
+
+#include "Files.h"
+#include "Text.h"
+
+#include <fcntl.h>
+#include <cerrno>
+#include <cmath>
+#include <ctime>
+#include <fstream>
+#include <sstream>
+
+#define TOML_EXCEPTIONS 1
+#include <toml++/toml.h>
+
+namespace CorvaneQueue::platform_layer {
+
+namespace {
+
+std::u16string foldedKey(const TomlFile::Address& address) {
+  constexpr char16_t between = u'\x1F';
+  std::u16string key;
+  for (const std::u16string_view name : address) {
+    key += name;
+    key += between;
+  }
+  return foldCase(key);
+}
+
+std::string contentOf(const std::filesystem::path& file) {
+  std::ifstream stream(file, std::ios::binary);
+  std::ostringstream content;
+  content << stream.rdbuf();
+  if (!stream) {
+    errno = EACCES;
+    throwSystemError(u"Reading", file);
+  }
+  return content.str();
+}
+
+toml::table parsed(std::string_view content, const std::filesystem::path& file) {
+  try {
+    return toml::parse(content, file.string());
+  } catch (const toml::parse_error& error) {
+    throw Error(E_FAIL, {},
+                u"The settings file \"" + file.u16string() + u"\" does not parse: line " +
+                    decimal(static_cast<std::int64_t>(error.source().begin.line)) + u", column " +
+                    decimal(static_cast<std::int64_t>(error.source().begin.column)) + u": " +
+                    std::u16string(fromUtf8(error.description()).view()) +
+                    u". Correct it; nothing was changed.");
+  }
+}
+
+// The value of a node, or nothing for a kind that is no setting (an array, a date).
+std::unique_ptr<Variant> valueOf(const toml::node& node) {
+  if (const auto* text = node.as_string()) return std::make_unique<Variant>(fromUtf8(text->get()));
+  if (const auto* number = node.as_integer()) {
+    const std::int64_t value = number->get();
+    if (value >= INT32_MIN && value <= INT32_MAX)
+      return std::make_unique<Variant>(static_cast<std::int32_t>(value));
+    return std::make_unique<Variant>(value);
+  }
+  if (const auto* real = node.as_floating_point()) return std::make_unique<Variant>(real->get());
+  if (const auto* truth = node.as_boolean()) return std::make_unique<Variant>(truth->get());
+  return nullptr;
+}
+
+std::string quoted(std::u16string_view text) {
+  std::string result = "\"";
+  for (const char c : toUtf8(text)) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (c == '"' || c == '\\') {
+      result += '\\';
+      result += c;
+    } else if (byte < 0x20 || byte == 0x7F) {
+      char escape[8];
+      std::snprintf(escape, sizeof escape, "\\u%04X", byte);
+      result += escape;
+    } else {
+      result += c;
+    }
+  }
+  return result + '"';
+}
+
+std::string keyText(std::u16string_view key) {
+  for (const char16_t c : key) {
+    const bool bare = (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z') || (c >= u'0' && c <= u'9') ||
+                      c == u'_' || c == u'-';
+    if (!bare) return quoted(key);
+  }
+  return key.empty() ? "\"\"" : toUtf8(key);
+}
+
+std::string headerText(const TomlFile::Address& address) {
+  std::string text;
+  for (std::size_t i = 0; i + 1 < address.size(); ++i) text += (i == 0 ? "" : ".") + keyText(address[i]);
+  return text;
+}
+
+std::string valueText(const Variant& value) {
+  switch (value.type()) {
+    case VT_BSTR: {
+      const StringRef text(value.get().bstrVal);
+      if (fromUtf8(toUtf8(text)).view() != text.view())
+        throw Error(ErrorNumber::InvalidArgument, {},
+                    u"A setting cannot hold a lone surrogate; the text is not valid Unicode.");
+      return quoted(text);
+    }
+    case VT_BOOL: return toBoolean(value.get()) ? "true" : "false";
+    case VT_R4:
+    case VT_R8: {
+      std::ostringstream text;
+      text << toml::value<double>(value.as(VT_R8).get().dblVal);
+      return text.str();
+    }
+    default: return toUtf8(decimal(toInt64(value.get())));
+  }
+}
+
+// A node by name, letter case ignored.
+toml::node* find(toml::table* table, std::u16string_view name) {
+  if (table == nullptr) return nullptr;
+  if (toml::node* exact = table->get(toUtf8(name))) return exact;
+  const std::u16string folded = foldCase(name);
+  for (auto&& [key, node] : *table)
+    if (foldCase(fromUtf8(key.str())) == folded) return &node;
+  return nullptr;
+}
+
+// The byte offset of a position that the parser gives in lines and characters from 1.
+std::size_t offsetOf(std::string_view content, toml::source_position position) {
+  std::size_t at = 0;
+  for (toml::source_index line = 1; line < position.line; ++line) {
+    const std::size_t end = content.find('\n', at);
+    if (end == std::string_view::npos) return content.size();
+    at = end + 1;
+  }
+  for (toml::source_index column = 1; column < position.column && at < content.size(); ++column) do
+      ++at;
+    while (at < content.size() && (static_cast<unsigned char>(content[at]) & 0xC0) == 0x80);
+  return at;
+}
+
+// The table that holds the key of the address, or nothing.
+toml::table* tableOf(toml::table& root, const TomlFile::Address& address) {
+  toml::table* table = &root;
+  for (std::size_t i = 0; table != nullptr && i + 1 < address.size(); ++i) {
+    toml::node* node = find(table, address[i]);
+    table = node == nullptr ? nullptr : node->as_table();
+  }
+  return table;
+}
+
+bool holds(toml::table root, const TomlFile::Address& address, const Variant& value) {
+  const toml::node* node = find(tableOf(root, address), address.back());
+  const auto found = node == nullptr ? nullptr : valueOf(*node);
+  return found && toString(found->get()) == toString(value.get());
+}
+
+// The content with the value replaced or added in place, so that everything else stays as written.
+std::string edited(const std::string& content, toml::table& root, const TomlFile::Address& address,
+                   const Variant& value) {
+  toml::table* table = tableOf(root, address);
+  const toml::node* node = find(table, address.back());
+  if (node != nullptr) {
+    const std::size_t begin = offsetOf(content, node->source().begin);
+    const std::size_t end = offsetOf(content, node->source().end);
+    return content.substr(0, begin) + valueText(value) + content.substr(end);
+  }
+  const std::string line = keyText(address.back()) + " = " + valueText(value) + "\n";
+  if (table != nullptr && table->source().begin.line > 0) {
+    const std::size_t header = offsetOf(content, {table->source().begin.line, 1});
+    const std::size_t first = content.find_first_not_of(" \t", header);
+    if (first != std::string::npos && content[first] == '[') {
+      const std::size_t end = content.find('\n', header);
+      if (end == std::string::npos) return content + "\n" + line;
+      return content.substr(0, end + 1) + line + content.substr(end + 1);
+    }
+  }
+  std::string grown = content;
+  if (!grown.empty() && grown.back() != '\n') grown += '\n';
+  if (!grown.empty()) grown += '\n';
+  return grown + "[" + headerText(address) + "]\n" + line;
+}
+
+// Every setting of a table and the tables in it, under its folded address.
+void collect(const toml::table& table, const TomlFile::Address& outer,
+             std::unordered_map<std::u16string, Variant>& values) {
+  for (auto&& [key, node] : table) {
+    const String name = fromUtf8(key.str());
+    TomlFile::Address address = outer;
+    address.push_back(name);
+    if (const auto* inner = node.as_table())
+      collect(*inner, address, values);
+    else if (auto value = valueOf(node))
+      values.emplace(foldedKey(address), std::move(*value));
+  }
+}
+
+}  // namespace
+
+std::shared_ptr<const TomlFile::Values> TomlFile::current(const std::filesystem::path& file) {
+  struct stat status {};
+  if (::stat(file.c_str(), &status) != 0) {
+    if (errno != ENOENT) throwSystemError(u"Reading", file);
+    return std::make_shared<Values>();
+  }
+  const std::lock_guard guard(mutex_);
+  const bool same = isSettled_ && file == parsedFile_ && status.st_ino == parsedStatus_.st_ino &&
+                    status.st_size == parsedStatus_.st_size &&
+                    status.st_mtim.tv_sec == parsedStatus_.st_mtim.tv_sec &&
+                    status.st_mtim.tv_nsec == parsedStatus_.st_mtim.tv_nsec &&
+                    status.st_ctim.tv_sec == parsedStatus_.st_ctim.tv_sec &&
+                    status.st_ctim.tv_nsec == parsedStatus_.st_ctim.tv_nsec;
+  if (same) return values_;
+  const toml::table root = parsed(contentOf(file), file);
+  auto values = std::make_shared<Values>();
+  collect(root, {}, *values);
+  // A file changed within the clock's tick may look unchanged after the next change: look again.
+  timespec now{};
+  ::clock_gettime(CLOCK_REALTIME_COARSE, &now);
+  constexpr double tick = 0.1;
+  isSettled_ = std::difftime(now.tv_sec, status.st_ctim.tv_sec) +
+                   static_cast<double>(now.tv_nsec - status.st_ctim.tv_nsec) / 1e9 >
+               tick;
+  parsedFile_ = file;
+  parsedStatus_ = status;
+  return values_ = values;
+}
+
+std::unique_ptr<Variant> TomlFile::read(const std::filesystem::path& file, const Address& address) {
+  const auto values = current(file);
+  const auto found = values->find(foldedKey(address));
+  return found == values->end() ? nullptr : std::make_unique<Variant>(found->second);
+}
+
+void TomlFile::write(const std::filesystem::path& file, const Address& address, const Variant& value) {
+  std::filesystem::path lockPath = file;
+  lockPath += ".lock";
+  const FileDescriptor lockFile(lockPath, O_RDWR | O_CREAT);
+  const FileLock lock(lockFile);
+  const std::string content = std::filesystem::exists(file) ? contentOf(file) : std::string();
+  toml::table root = parsed(content, file);
+  const std::string changed = edited(content, root, address, value);
+  // What was written must read back, whatever shape the file had.
+  if (!holds(parsed(changed, file), address, value))
+    throw Error(E_FAIL, {},
+                u"The setting could not be written into \"" + file.u16string() +
+                    u"\": write the table as \"[" + std::u16string(fromUtf8(headerText(address)).view()) +
+                    u"]\".");
+  replaceFile(file, changed);
+}
+
+}  // namespace CorvaneQueue::platform_layer

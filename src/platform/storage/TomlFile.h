@@ -1,0 +1,44 @@
+// A settings file: values under named tables, typed, readable and editable by hand.
+#pragma once
+
+#include <CorvaneQueue/Variant.h>
+
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include <sys/stat.h>
+
+namespace CorvaneQueue::platform_layer {
+
+// Thread safe. Every read sees the newest content of the file, whoever wrote it; the file is parsed
+// again only when it has changed. Names compare without regard to letter case.
+class TomlFile {
+ public:
+  // The names of the tables from the outermost, then the key: {a, b, key} is `key` in `[a.b]`.
+  using Address = std::vector<std::u16string_view>;
+
+  // The value, or nothing when it is not set. Throws an Error that names file and line when the file
+  // does not parse.
+  std::unique_ptr<Variant> read(const std::filesystem::path& file, const Address& address);
+  // Sets a value (text, whole number, real or boolean) and keeps the rest of the file as it is,
+  // comments included. Atomic and durable; concurrent writers lose nothing. Refuses a file that does
+  // not parse.
+  void write(const std::filesystem::path& file, const Address& address, const Variant& value);
+
+ private:
+  using Values = std::unordered_map<std::u16string, Variant>;
+  std::shared_ptr<const Values> current(const std::filesystem::path& file);
+
+  std::mutex mutex_;
+  std::filesystem::path parsedFile_;
+  struct stat parsedStatus_ {};
+  bool isSettled_ = false;
+  std::shared_ptr<const Values> values_;
+};
+
+}  // namespace CorvaneQueue::platform_layer

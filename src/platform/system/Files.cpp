@@ -1,0 +1,93 @@
+#include "Files.h"
+
+#include <CorvaneQueue/Error.h>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <cerrno>
+#include <cstdlib>
+#include <system_error>
+#include <utility>
+
+namespace CorvaneQueue::platform_layer {
+
+void throwSystemError(std::u16string_view tried, const std::filesystem::path& file) {
+  const std::string reason = std::generic_category().message(errno);
+  throw Error(E_FAIL, {},
+              std::u16string(tried) + u" \"" + file.u16string() + u"\" failed: " +
+                  std::u16string(reason.begin(), reason.end()) + u".");
+}
+
+std::filesystem::path installationDirectory() {
+  std::filesystem::path directory;
+  const auto set = [](const char* name) {
+    const char* value = std::getenv(name);
+    return value != nullptr && *value != '\0' ? value : nullptr;
+  };
+  if (const char* home = set("CORVANE_HOME"))
+    directory = home;
+  else if (const char* data = set("XDG_DATA_HOME"))
+    directory = std::filesystem::path(data) / "corvane";
+  else if (const char* user = set("HOME"))
+    directory = std::filesystem::path(user) / ".local/share/corvane";
+  else
+    throw Error(E_FAIL, {}, u"There is no installation directory: set CORVANE_HOME (or HOME).");
+  struct stat status {};
+  if (::stat(directory.c_str(), &status) == 0) {
+    if (S_ISDIR(status.st_mode)) return directory;
+    errno = ENOTDIR;
+    throwSystemError(u"Using the installation directory", directory);
+  }
+  std::error_code ignored;
+  std::filesystem::create_directories(directory.parent_path(), ignored);
+  if (::mkdir(directory.c_str(), 0700) != 0 && errno != EEXIST)
+    throwSystemError(u"Creating the installation directory", directory);
+  return directory;
+}
+
+FileDescriptor::FileDescriptor(const std::filesystem::path& file, int flags, unsigned mode)
+    : descriptor_(::open(file.c_str(), flags | O_CLOEXEC, mode)) {
+  if (descriptor_ < 0) throwSystemError(u"Opening", file);
+}
+FileDescriptor::FileDescriptor(FileDescriptor&& other) noexcept
+    : descriptor_(std::exchange(other.descriptor_, -1)) {}
+FileDescriptor& FileDescriptor::operator=(FileDescriptor&& other) noexcept {
+  std::swap(descriptor_, other.descriptor_);
+  return *this;
+}
+FileDescriptor::~FileDescriptor() {
+  if (descriptor_ >= 0) ::close(descriptor_);
+}
+
+FileLock::FileLock(const FileDescriptor& file) : descriptor_(file.get()) {
+  while (::flock(descriptor_, LOCK_EX) != 0)
+    if (errno != EINTR) throwSystemError(u"Locking", u"the lock file");
+}
+FileLock::~FileLock() { ::flock(descriptor_, LOCK_UN); }
+
+void replaceFile(const std::filesystem::path& file, std::string_view content) {
+  std::filesystem::path temporary = file;
+  temporary += ".new";
+  try {
+    const FileDescriptor written(temporary, O_WRONLY | O_CREAT | O_TRUNC);
+    for (std::string_view left = content; !left.empty();) {
+      const ssize_t count = ::write(written.get(), left.data(), left.size());
+      if (count < 0) {
+        if (errno == EINTR) continue;
+        throwSystemError(u"Writing", temporary);
+      }
+      left.remove_prefix(static_cast<std::size_t>(count));
+    }
+    if (::fsync(written.get()) != 0) throwSystemError(u"Syncing", temporary);
+    if (::rename(temporary.c_str(), file.c_str()) != 0) throwSystemError(u"Replacing", file);
+  } catch (const Error&) {
+    ::unlink(temporary.c_str());
+    throw;
+  }
+  const FileDescriptor directory(file.parent_path(), O_RDONLY | O_DIRECTORY);
+  if (::fsync(directory.get()) != 0) throwSystemError(u"Syncing", file.parent_path());
+}
+
+}  // namespace CorvaneQueue::platform_layer

@@ -1,0 +1,48 @@
+// Files and directories of the installation.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+namespace CorvaneQueue::platform_layer {
+
+// The installation directory: CORVANE_HOME, else $XDG_DATA_HOME/corvane, else ~/.local/share/corvane.
+// Created on first use, for its owner alone. Throws an Error that names the directory.
+std::filesystem::path installationDirectory();
+
+// An open file that closes itself.
+class FileDescriptor {
+ public:
+  FileDescriptor() noexcept = default;
+  // Throws an Error that names the file.
+  FileDescriptor(const std::filesystem::path& file, int flags, unsigned mode = 0600);
+  FileDescriptor(FileDescriptor&& other) noexcept;
+  FileDescriptor& operator=(FileDescriptor&& other) noexcept;
+  ~FileDescriptor();
+  int get() const noexcept { return descriptor_; }
+
+ private:
+  int descriptor_ = -1;
+};
+
+// Holds the exclusive lock of a lock file; the system hands it over in the order of asking, and
+// takes it from a process that dies.
+class FileLock {
+ public:
+  explicit FileLock(const FileDescriptor& file);
+  ~FileLock();
+  FileLock(const FileLock&) = delete;
+  FileLock& operator=(const FileLock&) = delete;
+
+ private:
+  int descriptor_;
+};
+
+// Replaces the file as a whole: written beside it, synced, renamed over it. Call it under a lock.
+void replaceFile(const std::filesystem::path& file, std::string_view content);
+
+// Throws the Error of the last failed system call: what was tried, with which file, and why not.
+[[noreturn]] void throwSystemError(std::u16string_view tried, const std::filesystem::path& file);
+
+}  // namespace CorvaneQueue::platform_layer

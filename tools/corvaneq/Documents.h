@@ -1,0 +1,18 @@
+// Documents as files: read in some encoding, written as UTF-8.
+#pragma once
+
+#include <CorvaneQueue/String.h>
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+namespace corvaneq {
+
+// The text of a file, or of standard input for "-". Throws an Error that names the file for one that
+// cannot be read or is not text in the encoding.
+CorvaneQueue::String readDocument(const std::string& file, const std::string& encoding);
+// Writes a file as a whole: nothing is left of one that failed. Throws an Error that names it.
+void writeDocument(const std::filesystem::path& file, std::u16string_view document);
+
+}  // namespace corvaneq
