@@ -2,6 +2,7 @@
 #include "Commands.h"
 
 #include <CorvaneQueue/Error.h>
+#include <cstdio>
 #include <CLI/CLI.hpp>
 #include <iostream>
 
@@ -12,6 +13,13 @@ constexpr int succeeded = 0;
 constexpr int wrongUsage = 2;
 constexpr int failed = 3;
 constexpr int nothingThere = 4;
+
+// As the error table of the operator's guide has it.
+std::string numberText(std::int32_t number) {
+  char text[16];
+  std::snprintf(text, sizeof text, number < 0 ? "0x%08X" : "%d", static_cast<unsigned>(number));
+  return text;
+}
 
 }  // namespace
 
@@ -67,13 +75,17 @@ int main(int argc, char** argv) {
   settings->add_option("value", value, "Its new value");
   settings->callback([&] { corvaneq::settings(name, value); });
 
+  if (argc > 1 && argv[1][0] != '-' && app.get_subcommand_no_throw(argv[1]) == nullptr) {
+    std::cerr << "corvaneq: There is no command \"" << argv[1] << "\"; see corvaneq --help.\n";
+    return wrongUsage;
+  }
   try {
     app.parse(argc, argv);
     return result;
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? succeeded : wrongUsage;
   } catch (const CorvaneQueue::Error& error) {
-    std::cerr << "corvaneq: " << error.what() << " (error " << error.number();
+    std::cerr << "corvaneq: " << error.what() << " (error " << numberText(error.number());
     if (!error.source().empty()) std::cerr << ", " << CorvaneQueue::toUtf8(error.source());
     std::cerr << ")\n";
   } catch (const std::exception& error) {

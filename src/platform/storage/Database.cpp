@@ -72,9 +72,15 @@ int compareNames(void*, int leftSize, const void* left, int rightSize, const voi
   return foldCase(fromStored(a)).compare(foldCase(fromStored(b)));
 }
 
-// The stores in which this thread has an open-ended transaction: to wait for one would be for ever.
-std::vector<std::filesystem::path>& openHere() {
-  thread_local std::vector<std::filesystem::path> stores;
+// The stores in which this thread has an open-ended transaction: to wait for one would be for ever. A
+// forked process inherits the list, but none of the transactions.
+struct OpenHere {
+  std::filesystem::path file;
+  int process;
+  friend bool operator==(const OpenHere&, const OpenHere&) = default;
+};
+std::vector<OpenHere>& openHere() {
+  thread_local std::vector<OpenHere> stores;
   return stores;
 }
 
@@ -167,7 +173,7 @@ void Database::open() {
     if (errno != EACCES && errno != EROFS) throw;
   }
   sqlite3* opened = nullptr;
-  const int code = sqlite3_open_v2(":memory:", &opened, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
+  const int code = sqlite3_open_v2(":memory:", &opened, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
   handle_.reset(opened);
   check(code, "opening");
   sqlite3_extended_result_codes(opened, 1);
@@ -266,7 +272,7 @@ bool Database::isUsable() const noexcept {
 void Database::begin(Duration duration, std::optional<std::chrono::seconds> limit) {
   if (lockFile_.get() < 0)
     fail(permissionDenied, file_, u"the file cannot be written; check its permissions.");
-  if (std::ranges::find(openHere(), file_) != openHere().end())
+  if (std::ranges::find(openHere(), OpenHere{file_, process_}) != openHere().end())
     fail(
         timeoutExpired, file_,
         u"another queue object of this thread has a transaction open, which this one would wait for in vain. "
@@ -288,7 +294,7 @@ void Database::begin(Duration duration, std::optional<std::chrono::seconds> limi
     // The engine's lock keeps writers out; who holds the turn now waits for it with a time limit.
     turn_.reset();
     isOpenEnded_ = true;
-    openHere().push_back(file_);
+    openHere().push_back({file_, process_});
   }
 }
 
@@ -296,7 +302,7 @@ void Database::endTransaction() noexcept {
   inTransaction_ = false;
   turn_.reset();
   if (!std::exchange(isOpenEnded_, false)) return;
-  const auto here = std::ranges::find(openHere(), file_);
+  const auto here = std::ranges::find(openHere(), OpenHere{file_, process_});
   if (here != openHere().end()) openHere().erase(here);
 }
 

@@ -1,0 +1,145 @@
+// Contracts that both stores build on: slot order, labels, SQL text, body compression.
+#include "Expect.h"
+#include "IUtility.h"
+#include "Label.h"
+#include "modCompress.h"
+#include "modQueueUtils.h"
+#include "Platform.h"
+#include "QueueForm.h"
+#include "QueuesForm.h"
+#include "UtilityForm.h"
+#include "ZstdCompression.h"
+
+#include <cstring>
+#include <random>
+
+namespace CorvaneQueue {
+
+namespace {
+
+// The slot of a virtual member in its vtable, from the pointer's representation.
+template <class Pointer>
+std::size_t slotOf(Pointer pointer) {
+  std::uintptr_t words[2];
+  static_assert(sizeof pointer == sizeof words);
+  std::memcpy(words, &pointer, sizeof words);
+  return (words[0] - 1) / sizeof(void*);
+}
+
+TEST(Interfaces, KeepTheirSlotsAndIdentifiers) {
+  EXPECT_EQ(slotOf(&IDispatch::Invoke), 6u);
+  EXPECT_EQ(slotOf(&_Queue::get_Journal), 7u);
+  EXPECT_EQ(slotOf(&_Queue::get_Name), 7u + 12);
+  EXPECT_EQ(slotOf(&_Queue::putref_ProcessTrace), 7u + 23);
+  EXPECT_EQ(slotOf(&_Queue::raw_SendDocument), 7u + 28);
+  EXPECT_EQ(slotOf(&_Queue::raw_ReceiveNext), 7u + 38);
+  EXPECT_EQ(slotOf(&IQueue::get_Messages), 7u + 23);
+  EXPECT_EQ(slotOf(&IQueue::raw_ReceiveNext), 7u + 33);
+  EXPECT_EQ(slotOf(&IUtility::raw_GetQueues), 7u + 12);
+  EXPECT_EQ(slotOf(&_Utility::put_QueueStoreType), 7u + 11);
+  EXPECT_EQ(slotOf(&IMessage::get_TimeToAcknowledge), 7u + 7);
+  EXPECT_EQ(slotOf(&_Message::get_ID), 7u);
+  EXPECT_EQ(slotOf(&_Queues::get_NewEnum), 7u + 6);
+
+  // Late binding and vtable agree: the tables stand in interface order and are complete.
+  EXPECT_EQ(queueMembers.size(), 39u);
+  EXPECT_EQ(iQueueMembers.size(), 34u);
+  EXPECT_EQ(utilityMembers.size(), 12u);
+  EXPECT_EQ(iUtilityMembers.size(), 13u);
+  EXPECT_EQ(queueMembers[12].id, 0);
+  EXPECT_EQ(queueMembers[38].id, 0x60030020);
+  EXPECT_EQ(std::u16string_view(queueMembers[30].parameterNames[0]), u"MessageID");
+  EXPECT_EQ(queueMembers[30].optionalCount, 1);
+  EXPECT_EQ(messagesMembers[0].parameterTypes[0].passing, Passing::ByReference);
+  EXPECT_EQ(iMessagesMembers[0].parameterTypes[0].passing, Passing::ByValue);
+}
+
+RoutingFields fields(const char16_t* type, const char16_t* id, const char16_t* object,
+                     const char16_t* objectID) {
+  return {type, id, object, objectID};
+}
+
+TEST(Labels, AreBuiltFromNonEmptyFieldsAndReadBack) {
+  EXPECT_EQ(CreateLabel(fields(u"A", u"17", u"", u"X9")), u"Msg Type: <A> MsgID: <17> ObjectID: <X9> ");
+  EXPECT_EQ(CreateLabel({}), u"");
+  RoutingFields read = fields(u"old", u"old", u"old", u"old");
+  ParseLabel(CreateLabel(fields(u"A", u"", u"O", u"5")), read);
+  EXPECT_EQ(read.MsgType, u"A");
+  EXPECT_EQ(read.MsgID, u"old");
+  EXPECT_EQ(read.Object, u"O");
+  EXPECT_EQ(read.ObjectID, u"5");
+}
+
+TEST(Labels, AreReadInFieldOrderOnly) {
+  RoutingFields read = fields(u"", u"old", u"old", u"");
+  ParseLabel(u"MsgID: <7> Msg Type: <T> ", read);
+  EXPECT_EQ(read.MsgType, u"T");
+  EXPECT_EQ(read.MsgID, u"old");
+  ParseLabel(u"ObjectID: <5> ", read);
+  EXPECT_EQ(read.Object, u"old");
+  EXPECT_EQ(read.ObjectID, u"5");
+  ParseLabel(u"msg type: <x> ", read);
+  EXPECT_EQ(read.MsgType, u"T");
+  ParseLabel(u"Msg Type: <a> b> MsgID: <9> ", read);
+  EXPECT_EQ(read.MsgType, u"a");
+  EXPECT_EQ(read.MsgID, u"9");
+  EXPECT_EQ(errorNumber([&] { ParseLabel(u"Msg Type: <N> MsgID: <A", read); }), ErrorNumber::InvalidArgument);
+  EXPECT_EQ(read.MsgType, u"N");  // what was read before the failure stays
+  EXPECT_EQ(read.MsgID, u"9");
+}
+
+TEST(SqlText, DoublesApostrophesOnly) {
+  EXPECT_EQ(modQueueUtils::QuoteSQLString(u""), u"''");
+  EXPECT_EQ(modQueueUtils::QuoteSQLString(u"O'Brien"), u"'O''Brien'");
+  EXPECT_EQ(modQueueUtils::EscapeSQLQuotes(u"'''"), u"''''''");
+  EXPECT_EQ(modQueueUtils::EscapeSQLQuotes(u"\"[a]%_"), u"\"[a]%_");
+}
+
+class CompressionTest : public ::testing::Test {
+ protected:
+  platform_layer::ZstdCompression zstd;
+  ScopedPlatform door{{nullptr, nullptr, nullptr, &zstd, nullptr}};
+};
+
+TEST_F(CompressionTest, GivesEveryDocumentBack) {
+  const std::u16string documents[] = {
+      u"", u"plain", u"Grüße €  😀", {u'x', 0, 0xD800, 0xDC01, 0xDC00}, std::u16string(300000, u'a')};
+  for (const auto& document : documents) {
+    BSTR text = String(document).detach();
+    const Variant compressed = modCompress::Compress(Variant::reference(&text).get());
+    SysFreeString(text);
+    EXPECT_EQ(toString(modCompress::Decompress(compressed.get()).get()).view(), document);
+  }
+}
+
+TEST_F(CompressionTest, RefusesEveryOtherSequenceOfBytes) {
+  const Variant compressed =
+      modCompress::Compress(Variant(u"a document that is long enough to be damaged").get());
+  const auto bytes = bytesOf(compressed.get());
+  const std::vector<std::uint8_t> good(bytes.begin(), bytes.end());
+  const auto refuses = [](std::vector<std::uint8_t> changed) {
+    return errorNumber([&] { modCompress::Decompress(Variant::bytes(changed).get()); }) == 100;
+  };
+  for (std::size_t i = 0; i < good.size(); ++i) {
+    auto damaged = good;
+    damaged[i] ^= 0x10;
+    EXPECT_TRUE(refuses(damaged)) << "byte " << i;
+    EXPECT_TRUE(refuses({good.begin(), good.begin() + static_cast<std::ptrdiff_t>(i)})) << "cut at " << i;
+  }
+  auto longer = good;
+  longer.insert(longer.end(), good.begin(), good.end());
+  EXPECT_TRUE(refuses(longer));
+  std::mt19937 random(1);
+  for (int round = 0; round < 200; ++round) {
+    std::vector<std::uint8_t> noise(random() % 64);
+    for (auto& byte : noise) byte = static_cast<std::uint8_t>(random());
+    EXPECT_TRUE(refuses(noise));
+  }
+  expectError(100, u"Decompress", "Decompression failed",
+              [] { modCompress::Decompress(Variant::bytes({}).get()); });
+  EXPECT_EQ(errorNumber([] { modCompress::Decompress(Variant(u"text").get()); }), ErrorNumber::TypeMismatch);
+}
+
+}  // namespace
+
+}  // namespace CorvaneQueue

@@ -1,0 +1,172 @@
+// What stands behind the door: settings, log, code page, query texts.
+#include "CodePage.h"
+#include "EmbeddedPlatform.h"
+#include "Expect.h"
+#include "Installation.h"
+#include "QueryText.h"
+#include "SqliteStore.h"
+#include "Text.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+#include <thread>
+
+namespace CorvaneQueue::platform_layer {
+
+namespace {
+
+std::string settingText(TomlFile& file, const Installation& home, const TomlFile::Address& address) {
+  const auto value = file.read(home.file("settings.toml"), address);
+  return value ? std::to_string(value->type()) + " " + toUtf8(toString(value->get())) : "none";
+}
+
+TEST(Settings, AreTypedAndSeenAtOnce) {
+  const Installation home("");
+  TomlFile file;
+  const auto read = [&](const TomlFile::Address& address) { return settingText(file, home, address); };
+  EXPECT_EQ(read({u"Configuration", u"Global", u"QueueStoreType"}), "none");
+  home.writeSettings(
+      "[Configuration.Global]\nQueueStoreType = \"db\"\nUsesPublicQueues = 0 # private\n"
+      "[Components.OrdersQueue.OrdersQueue]\nCompressMessages = 1\n[Platform]\nCodePage = \"1\"\nList = "
+      "[1]\n");
+  EXPECT_EQ(read({u"configuration", u"GLOBAL", u"queuestoretype"}), "8 db");
+  EXPECT_EQ(read({u"Configuration", u"Global", u"UsesPublicQueues"}), "3 0");
+  EXPECT_EQ(read({u"Components", u"OrdersQueue", u"OrdersQueue", u"CompressMessages"}), "3 1");
+  EXPECT_EQ(read({u"Platform", u"CodePage"}), "8 1");
+  EXPECT_EQ(read({u"Platform", u"List"}), "none");
+  for (int i = 0; i < 200; ++i) {  // same size, same tick of the clock
+    home.writeSettings("[A]\nKey = " + std::to_string(i % 10) + "\n");
+    EXPECT_EQ(read({u"A", u"Key"}), "3 " + std::to_string(i % 10));
+  }
+}
+
+TEST(Settings, KeepEverythingElseOfTheFileWhenOneIsWritten) {
+  const Installation home(
+      "# by hand, äöü\n[Configuration.Global]  # global\nQueueStoreType = \"msmq\"   # store\nOther = 1.5\n\n"
+      "[\"odd name\".x]\nk = true");
+  TomlFile file;
+  const auto path = home.file("settings.toml");
+  file.write(path, {u"Configuration", u"Global", u"QueueStoreType"}, u"db");
+  file.write(path, {u"Configuration", u"Global", u"UsesPublicQueues"}, std::int32_t{-1});
+  file.write(path, {u"Odd Name", u"X", u"new \"key\""}, u"a\"b\\c\n\u00e9");
+  file.write(path, {u"Fresh", u"Section", u"k"}, true);
+  EXPECT_EQ(home.read("settings.toml"),
+            "# by hand, äöü\n[Configuration.Global]  # global\nUsesPublicQueues = -1\n"
+            "QueueStoreType = \"db\"   # store\nOther = 1.5\n\n"
+            "[\"odd name\".x]\n\"new \\\"key\\\"\" = \"a\\\"b\\\\c\\u000Aé\"\nk = true\n\n[Fresh.Section]\nk "
+            "= true\n");
+  EXPECT_EQ(settingText(file, home, {u"odd name", u"x", u"new \"key\""}), "8 a\"b\\c\né");
+  EXPECT_EQ(errorNumber([&] { file.write(path, {u"A", u"B", u"c"}, String(std::u16string(1, 0xD800))); }), 5);
+}
+
+TEST(Settings, ThatDoNotParseAreNamedAndNeverDestroyed) {
+  const std::string broken = "[Configuration.Global]\nQueueStoreType = db\n";
+  const Installation home(broken);
+  TomlFile file;
+  const auto path = home.file("settings.toml");
+  const auto line = [&](auto&& body) {
+    expectError(E_FAIL, nullptr, "settings.toml\" does not parse: line 2", body);
+  };
+  line([&] { file.read(path, {u"A", u"B", u"c"}); });
+  line([&] { file.write(path, {u"A", u"B", u"c"}, true); });
+  EXPECT_EQ(home.read("settings.toml"), broken);
+}
+
+TEST(Settings, LoseNoConcurrentWrite) {
+  const Installation home("");
+  constexpr int writers = 4;
+  constexpr int keys = 25;
+  for (int writer = 0; writer < writers; ++writer)
+    if (fork() == 0) {
+      TomlFile file;
+      for (int key = 0; key < keys; ++key)
+        file.write(home.file("settings.toml"),
+                   {u"W", String(std::u16string(1, static_cast<char16_t>(u'a' + writer))),
+                    String(u"k" + decimal(key))},
+                   key);
+      _exit(0);
+    }
+  int status = 0;
+  while (wait(&status) > 0) EXPECT_EQ(status, 0);
+  TomlFile file;
+  for (int writer = 0; writer < writers; ++writer)
+    for (int key = 0; key < keys; ++key)
+      EXPECT_EQ(
+          settingText(file, home,
+                      {u"W", std::u16string(1, static_cast<char16_t>(u'a' + writer)), u"k" + decimal(key)}),
+          "3 " + std::to_string(key));
+}
+
+class HostTest : public ::testing::Test {
+ protected:
+  Installation home;
+  EmbeddedPlatform embedded{store::sqliteStore()};
+  HostServices& host = *embedded.door().host;
+};
+
+TEST_F(HostTest, RecordsReportsAndRaisesThem) {
+  const auto trace = host.createProcessTrace();
+  const Variant held = call<&_ProcessTrace::raw_ClassTrace>(trace, u"Library", u"Class");
+  const auto handler = call<&_ClassTrace::get_ExceptionHandler>(query<_ClassTrace>(held.get().pdispVal));
+  call<&_ExceptionHandler::raw_TakeError>(handler, 7, u"inner", u"line one\nline \"two\"");
+  expectError(8, u"Member Get", "line one",
+              [&] { call<&_ExceptionHandler::raw_Report>(handler, true, 1, 8, u"Member Get"); });
+  call<&_ExceptionHandler::put_Description>(handler, u"only a warning");
+  call<&_ExceptionHandler::raw_Report>(handler, false, 2, 100, u"Arrived");
+  const std::string log = home.read("log/corvane.log");
+  EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 2);
+  EXPECT_NE(log.find("Library.Class \"Member Get\" error 8 \"inner\" \"line one line \\\"two\\\"\"\n"),
+            std::string::npos)
+      << log;
+  EXPECT_NE(log.find("Library.Class \"Arrived\" warning 100 \"\" \"only a warning\"\n"), std::string::npos)
+      << log;
+}
+
+TEST_F(HostTest, ALogThatCannotBeWrittenHidesNothing) {
+  std::ofstream(home.file("log")) << "in the way";
+  const auto handler = host.createExceptionHandler();
+  call<&_ExceptionHandler::put_Description>(handler, u"told");
+  expectError(5, u"P", "told", [&] { call<&_ExceptionHandler::raw_Report>(handler, true, 1, 5, u"P"); });
+}
+
+TEST_F(HostTest, ReportsTheOperatingSystemOfTheSettings) {
+  auto& system = *embedded.door().system;
+  OSVersion version{};
+  EXPECT_TRUE(system.GetVersionEx(version));
+  EXPECT_EQ(version.platformId, 2);
+  EXPECT_EQ(version.majorVersion, 10);
+  home.writeSettings("[Platform]\nMajorVersion = 4\n");
+  system.GetVersionEx(version);
+  EXPECT_EQ(version.majorVersion, 4);
+  home.writeSettings("broken");
+  EXPECT_FALSE(system.GetVersionEx(version));
+  setenv("TZ", "Europe/Berlin", 1);
+  std::int32_t bias = 0;
+  EXPECT_NE(system.GetTimeZoneInformation(bias), zoneInvalid);
+  EXPECT_EQ(bias, -60);  // whatever the season
+  setenv("TZ", "UTC", 1);
+  EXPECT_EQ(system.GetTimeZoneInformation(bias), zoneUnknown);
+  EXPECT_EQ(bias, 0);
+}
+
+TEST(CodePages, MapBytesToTextAndBackWithoutLoss) {
+  CodePage ansi(1252);
+  std::vector<std::uint8_t> all(256);
+  for (std::size_t i = 0; i < all.size(); ++i) all[i] = static_cast<std::uint8_t>(i);
+  EXPECT_EQ(ansi.bytesOf(ansi.textOf(all)), all);
+  EXPECT_EQ(ansi.textOf({all.data() + 0x80, 2}).view(), u"€\u0081");
+  const auto text = ansi.bytesOf(u"aä€Ж😀\xD800z");
+  EXPECT_EQ(std::string(text.begin(), text.end()), "a\xE4\x80???z");
+  EXPECT_EQ(errorNumber([] { CodePage(99999); }), 5);
+}
+
+TEST(QueryTexts, LiftLiteralsAndNothingElse) {
+  const auto lifted =
+      liftLiterals(u"SELECT [it's], \"a'b\" FROM t WHERE x = 'O''Brien' AND y = '' AND z = 'a'");
+  EXPECT_EQ(lifted.sql, "SELECT [it's], \"a'b\" FROM t WHERE x = ?1 AND y = ?2 AND z = ?3");
+  EXPECT_EQ(lifted.literals, (std::vector<std::string>{"O'Brien", "", "a"}));
+}
+
+}  // namespace
+
+}  // namespace CorvaneQueue::platform_layer

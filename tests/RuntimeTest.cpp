@@ -1,0 +1,221 @@
+// Objects, late binding, errors and collections, over a small interface of the test's own.
+#include "Expect.h"
+#include "KeyedCollection.h"
+#include "LateBound.h"
+
+#include <CorvaneQueue/members.h>
+
+namespace CorvaneQueue {
+
+struct ISample : IDispatch {
+  virtual HRESULT STDMETHODCALLTYPE get_Text(BSTR* result) noexcept = 0;
+  virtual HRESULT STDMETHODCALLTYPE put_Text(BSTR value) noexcept = 0;
+  virtual HRESULT STDMETHODCALLTYPE raw_Add(LONG a, LONG b, LONG* result) noexcept = 0;
+  virtual HRESULT STDMETHODCALLTYPE raw_Exchange(BSTR* text, VARIANT* any) noexcept = 0;
+  virtual HRESULT STDMETHODCALLTYPE putref_Other(ISample* value) noexcept = 0;
+};
+template <>
+struct InterfaceTraits<ISample> {
+  static constexpr IID iid = {1, 2, 3, {4}};
+  static constexpr const char16_t* name = u"ISample";
+  static const std::span<const Member> members;
+};
+constexpr std::array sampleMembers{
+    get<&ISample::get_Text>(0, u"Text"),
+    let<&ISample::put_Text>(0, u"Text"),
+    function<&ISample::raw_Add>(7, u"Add", "", {u"a", u"b"}).optional(1),
+    method<&ISample::raw_Exchange>(8, u"Exchange", "", {u"text", u"any"}),
+    set<&ISample::putref_Other>(9, u"Other"),
+};
+const std::span<const Member> InterfaceTraits<ISample>::members = sampleMembers;
+
+class Sample final : public Object<Sample, DispatchForm<ISample>> {
+ public:
+  static constexpr GUID classIdentity = {9, 9, 9, {9}};
+  static constexpr const char16_t* className = u"Sample";
+  HRESULT STDMETHODCALLTYPE get_Text(BSTR* result) noexcept final {
+    return answer(result, [&] { return text; });
+  }
+  HRESULT STDMETHODCALLTYPE put_Text(BSTR value) noexcept final {
+    return answer([&] {
+      if (StringRef(value).view() == u"bad") throw Error(4711, u"Sample", u"That is bad.");
+      text = String(StringRef(value));
+    });
+  }
+  HRESULT STDMETHODCALLTYPE raw_Add(LONG a, LONG b, LONG* result) noexcept final {
+    return answer(result, [&] { return a + b; });
+  }
+  HRESULT STDMETHODCALLTYPE raw_Exchange(BSTR* changed, VARIANT* any) noexcept final {
+    return answer([&] {
+      SysFreeString(given(changed));
+      *changed = SysAllocString(u"out");
+      VariantClear(any);
+      *any = Variant(std::int32_t{5}).detach();
+    });
+  }
+  HRESULT STDMETHODCALLTYPE putref_Other(ISample* value) noexcept final {
+    return answer([&] { other = Ref<ISample>(value); });
+  }
+  String text;
+  Ref<ISample> other;
+};
+
+namespace {
+
+struct LateCall {
+  Variant result;
+  HRESULT status = S_OK;
+  EXCEPINFO exception{};
+  UINT argument = 99;
+
+  LateCall(IDispatch* object, DISPID id, WORD flags, std::vector<Variant>& arguments,
+           std::vector<DISPID> named = {}) {
+    std::vector<VARIANT> raw;
+    for (const Variant& value : arguments) raw.push_back(value.get());
+    DISPPARAMS parameters{raw.data(), named.data(), static_cast<UINT>(raw.size()),
+                          static_cast<UINT>(named.size())};
+    status = object->Invoke(id, IID_NULL, 0, flags, &parameters, result.address(), &exception, &argument);
+  }
+  ~LateCall() {
+    SysFreeString(exception.bstrSource);
+    SysFreeString(exception.bstrDescription);
+  }
+};
+
+TEST(LateBinding, FindsNamesAndCallsEveryKind) {
+  const auto sample = make<Sample>();
+  std::u16string add = u"aDD";
+  std::u16string second = u"B";
+  std::u16string missing = u"Nope";
+  LPOLESTR names[] = {add.data(), second.data()};
+  DISPID ids[2];
+  EXPECT_EQ(sample->GetIDsOfNames(IID_NULL, names, 2, 0, ids), S_OK);
+  EXPECT_EQ(ids[0], 7);
+  EXPECT_EQ(ids[1], 1);
+  LPOLESTR unknown[] = {missing.data()};
+  EXPECT_EQ(sample->GetIDsOfNames(IID_NULL, unknown, 1, 0, ids), DISP_E_UNKNOWNNAME);
+
+  std::vector<Variant> reversed{Variant(u"40"), Variant(std::int32_t{2})};
+  EXPECT_EQ(toInt32(LateCall(sample.get(), 7, DISPATCH_METHOD, reversed).result.get()), 42);
+  std::vector<Variant> one{Variant(std::int32_t{1})};
+  EXPECT_EQ(toInt32(LateCall(sample.get(), 7, DISPATCH_METHOD, one).result.get()), 1);
+  std::vector<Variant> byName{Variant(std::int32_t{10}), Variant(std::int32_t{4})};
+  EXPECT_EQ(toInt32(LateCall(sample.get(), 7, DISPATCH_METHOD, byName, {1}).result.get()), 14);
+
+  std::vector<Variant> value{Variant(u"new")};
+  EXPECT_EQ(LateCall(sample.get(), 0, DISPATCH_PROPERTYPUT, value, {DISPID_PROPERTYPUT}).status, S_OK);
+  EXPECT_EQ(toString(lateBoundGet(sample.get(), u"text").get()), u"new");
+  std::vector<Variant> object{Variant(asDispatch(make<Sample>()))};
+  EXPECT_EQ(LateCall(sample.get(), 9, DISPATCH_PROPERTYPUT, object, {DISPID_PROPERTYPUT}).status, S_OK);
+  EXPECT_TRUE(sample->other);
+}
+
+TEST(LateBinding, WritesByReferenceArgumentsBack) {
+  const auto sample = make<Sample>();
+  BSTR text = SysAllocString(u"in");
+  Variant any(u"any");
+  std::vector<Variant> arguments(2);
+  arguments[1] = Variant::reference(&text);
+  arguments[0].address()->vt = VT_VARIANT | VT_BYREF;
+  arguments[0].address()->pvarVal = any.address();
+  EXPECT_EQ(LateCall(sample.get(), 8, DISPATCH_METHOD, arguments).status, S_OK);
+  EXPECT_EQ(String::adopt(text), u"out");
+  EXPECT_EQ(toInt32(any.get()), 5);
+}
+
+TEST(LateBinding, AnswersMistakesWithThePlatformsCodes) {
+  const auto sample = make<Sample>();
+  std::vector<Variant> none;
+  std::vector<Variant> three(3, Variant(std::int32_t{1}));
+  EXPECT_EQ(LateCall(sample.get(), 7, DISPATCH_METHOD, none).status, DISP_E_BADPARAMCOUNT);
+  EXPECT_EQ(LateCall(sample.get(), 7, DISPATCH_METHOD, three).status, DISP_E_BADPARAMCOUNT);
+  EXPECT_EQ(LateCall(sample.get(), 55, DISPATCH_METHOD, none).status, DISP_E_MEMBERNOTFOUND);
+  EXPECT_EQ(LateCall(sample.get(), 7, DISPATCH_PROPERTYGET, none).status, DISP_E_MEMBERNOTFOUND);
+  std::vector<Variant> text{Variant(std::int32_t{1}), Variant(u"x")};
+  LateCall wrongType(sample.get(), 7, DISPATCH_METHOD, text);
+  EXPECT_EQ(wrongType.status, DISP_E_TYPEMISMATCH);
+  EXPECT_EQ(wrongType.argument, 1u);
+  std::vector<Variant> notAnObject{Variant(u"x")};
+  EXPECT_EQ(LateCall(sample.get(), 9, DISPATCH_PROPERTYPUTREF, notAnObject).status, DISP_E_TYPEMISMATCH);
+  std::vector<Variant> bad{Variant(u"bad")};
+  LateCall failing(sample.get(), 0, DISPATCH_PROPERTYPUT, bad, {DISPID_PROPERTYPUT});
+  EXPECT_EQ(failing.status, DISP_E_EXCEPTION);
+  EXPECT_EQ(failing.exception.scode, Error::toResult(4711));
+  EXPECT_EQ(StringRef(failing.exception.bstrDescription).view(), u"That is bad.");
+}
+
+TEST(Errors, TravelAsNumberSourceAndDescription) {
+  const auto sample = make<Sample>();
+  expectError(4711, u"Sample", "That is bad.", [&] { call<&ISample::put_Text>(sample.get(), u"bad"); });
+  EXPECT_EQ(call<&ISample::get_Text>(sample.get()), u"");
+  EXPECT_EQ(Error::toResult(1), static_cast<HRESULT>(0x800A0001u));
+  EXPECT_EQ(Error::toResult(65535), static_cast<HRESULT>(0x800AFFFFu));
+  EXPECT_EQ(Error::toResult(E_NOTIMPL), E_NOTIMPL);
+  EXPECT_TRUE(FAILED(Error::toResult(70000)));
+  const std::pair<HRESULT, std::int32_t> standards[] = {
+      {DISP_E_TYPEMISMATCH, 13}, {E_INVALIDARG, 5},   {DISP_E_OVERFLOW, 6}, {DISP_E_BADINDEX, 9},
+      {E_OUTOFMEMORY, 7},        {E_NOINTERFACE, 13}, {E_FAIL, E_FAIL}};
+  for (const auto& [result, number] : standards) EXPECT_EQ(Error::fromResult(result).number(), number);
+  expectError(91, nullptr, "Object not set",
+              [] { call<&ISample::get_Text>(static_cast<ISample*>(nullptr)); });
+  EXPECT_EQ(Error::fromResult(sample->get_Text(nullptr)).number(), 91);
+}
+
+TEST(Objects, AnswerForTheirInterfacesWithOneIdentity) {
+  const long before = liveObjects();
+  {
+    const auto sample = make<Sample>();
+    EXPECT_EQ(liveObjects(), before + 1);
+    const auto unknown = query<IUnknown>(static_cast<ISample*>(sample.get()));
+    const auto again = query<IUnknown>(query<ISupportErrorInfo>(unknown.get()).get());
+    EXPECT_EQ(unknown.get(), again.get());
+    EXPECT_EQ(queryClass<Sample>(unknown.get()).get(), sample.get());
+    EXPECT_EQ(errorNumber([&] { query<IEnumVARIANT>(unknown.get()); }), ErrorNumber::TypeMismatch);
+    EXPECT_EQ(errorNumber([] { query<ISample>(nullptr); }), ErrorNumber::ObjectNotSet);
+  }
+  EXPECT_EQ(liveObjects(), before);
+}
+
+TEST(Collections, FindByKeyAndPositionAndEnumerateASnapshot) {
+  KeyedCollection<Sample> samples;
+  for (const char16_t* name : {u"One", u"Two", u"Drei", u"Ärger"}) {
+    const auto sample = make<Sample>();
+    sample->text = name;
+    samples.add(sample, name);
+  }
+  const auto textAt = [&](const Variant& key) { return samples.item(key.get())->text; };
+  EXPECT_EQ(textAt(u"TWO"), u"Two");
+  EXPECT_EQ(textAt(u"äRGER"), u"Ärger");
+  EXPECT_EQ(textAt(std::int32_t{3}), u"Drei");
+  EXPECT_EQ(textAt(2.6), u"Drei");
+  EXPECT_EQ(errorNumber([&] { samples.add(make<Sample>(), u"oNE"); }), ErrorNumber::KeyAlreadyPresent);
+  EXPECT_EQ(samples.count(), 4);
+  EXPECT_EQ(errorNumber([&] { textAt(u"None"); }), ErrorNumber::InvalidArgument);
+  EXPECT_EQ(errorNumber([&] { textAt(std::int32_t{0}); }), ErrorNumber::BadIndex);
+  EXPECT_EQ(errorNumber([&] { textAt(std::int32_t{5}); }), ErrorNumber::BadIndex);
+  EXPECT_EQ(errorNumber([&] { textAt(Variant::bytes({})); }), ErrorNumber::TypeMismatch);
+
+  const auto enumerator = samples.enumerator();
+  samples.remove(Variant(u"two").get());
+  EXPECT_EQ(textAt(std::int32_t{2}), u"Drei");
+  EXPECT_EQ(textAt(u"ärger"), u"Ärger");
+  VARIANT elements[3];
+  ULONG fetched = 0;
+  EXPECT_EQ(enumerator->Skip(1), S_OK);
+  IEnumVARIANT* copy = nullptr;
+  EXPECT_EQ(enumerator->Clone(&copy), S_OK);
+  EXPECT_EQ(enumerator->Next(3, elements, &fetched), S_OK);
+  EXPECT_EQ(toString(lateBoundGet(elements[0].pdispVal, u"Text").get()), u"Two");
+  for (VARIANT& element : elements) VariantClear(&element);
+  EXPECT_EQ(enumerator->Next(1, elements, nullptr), S_FALSE);
+  EXPECT_EQ(copy->Skip(4), S_FALSE);
+  EXPECT_EQ(copy->Reset(), S_OK);
+  EXPECT_EQ(copy->Next(2, elements, &fetched), S_OK);
+  VariantClear(&elements[0]);
+  VariantClear(&elements[1]);
+  copy->Release();
+}
+
+}  // namespace
+
+}  // namespace CorvaneQueue

@@ -1,0 +1,250 @@
+// The message store as a file: its schema, damage, a full disk, and transactions between sessions.
+#include "Database.h"
+#include "DbQueue.h"
+#include "DbQueues.h"
+#include "EmbeddedPlatform.h"
+#include "Expect.h"
+#include "Installation.h"
+#include "SqliteStore.h"
+
+#include <grp.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <csignal>
+
+namespace CorvaneQueue {
+
+namespace {
+
+class StoreFile : public ::testing::Test {
+ protected:
+  Ref<DbQueue> queue(const char16_t* name = u"Orders") {
+    const auto made = make<DbQueue>();
+    made->Initialize(String(name), false);
+    return made;
+  }
+  static void send(const Ref<DbQueue>& queue, std::u16string_view text) { queue->SendDocument(String(text)); }
+  static std::string next(const Ref<DbQueue>& queue) {
+    const auto message = queue->ReceiveNext();
+    return message ? toUtf8(message->bodyText()) : "";
+  }
+  std::filesystem::path file() const { return home.file("messages.db"); }
+  static std::int32_t count(const Ref<DbQueue>& queue) {
+    queue->Messages()->Refresh();
+    return queue->Messages()->Count();
+  }
+
+  Installation home;
+  platform_layer::EmbeddedPlatform embedded{store::sqliteStore()};
+  ScopedPlatform door{embedded.door()};
+};
+
+TEST_F(StoreFile, RefusesANewerSchemaADamagedFileAndOtherDatabases) {
+  {
+    platform_layer::Database newer(file(), store::sqliteStore().migrations);
+    newer.execute("PRAGMA dbo.user_version = 77");
+  }
+  expectError(E_FAIL, u"SendDocument", "schema version 77, and this library knows 1",
+              [&] { send(queue(), u"x"); });
+  const auto writeFile = [&](const std::string& content) {
+    for (const char* tail : {"", "-wal", "-shm"}) std::filesystem::remove(file().string() + tail);
+    std::ofstream(file(), std::ios::binary) << content;
+  };
+  writeFile(std::string(10000, 'x'));
+  expectError(E_FAIL, nullptr, "is not a message store", [&] { send(queue(), u"x"); });
+  {
+    writeFile("");
+    constexpr std::string_view foreign[] = {"CREATE TABLE dbo.theirs (x)"};
+    platform_layer::Database theirs(file(), foreign);
+    theirs.execute("PRAGMA dbo.user_version = 0");
+  }
+  expectError(E_FAIL, nullptr, "some other program", [&] { send(queue(), u"x"); });
+  EXPECT_TRUE(std::filesystem::exists(file()));
+}
+
+TEST_F(StoreFile, ReportsDamageInsteadOfWrongDocuments) {
+  {
+    const auto orders = queue();
+    for (int i = 0; i < 200; ++i) send(orders, std::u16string(500, u'a'));
+    platform_layer::Database checkpoint(file(), store::sqliteStore().migrations);
+    checkpoint.execute("PRAGMA dbo.wal_checkpoint(TRUNCATE)");
+  }
+  std::filesystem::remove(home.file("messages.db-wal"));
+  const auto size = std::filesystem::file_size(file());
+  {
+    std::fstream stream(file(), std::ios::in | std::ios::out | std::ios::binary);
+    for (std::uintmax_t page = 8192; page < size; page += 4096) {
+      stream.seekp(static_cast<std::streamoff>(page));
+      stream << std::string(16, '\xFF');
+    }
+  }
+  expectError(E_FAIL, nullptr, "damaged", [&] {
+    const auto orders = queue();
+    orders->Messages()->Refresh();
+  });
+}
+
+TEST_F(StoreFile, AFailedWriteStoresNothingAndTheStoreStaysSound) {
+  const auto orders = queue();
+  send(orders, u"before");
+  const pid_t child = fork();
+  if (child == 0) {  // the file size limit stands for a full disk
+    std::signal(SIGXFSZ, SIG_IGN);
+    const rlimit limit{1 << 20, 1 << 20};
+    setrlimit(RLIMIT_FSIZE, &limit);
+    const auto writer = queue();
+    int sent = 0;
+    const auto error = errorOf([&] {
+      for (; sent < 1000; ++sent) send(writer, std::u16string(20000, u'x'));
+    });
+    const bool stillThere = count(writer) == sent + 1;
+    const auto again = errorOf([&] { send(writer, std::u16string(2000000, u'y')); });
+    _exit(error && error->number() == E_FAIL && sent > 0 && stillThere && again && count(writer) == sent + 1
+              ? 0
+              : 1);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0);
+  EXPECT_GT(count(orders), 1);
+  EXPECT_EQ(next(orders), "before");
+  send(orders, u"after");
+}
+
+TEST_F(StoreFile, ThatCannotBeWrittenCanStillBeBrowsed) {
+  const auto owner = queue();
+  send(owner, u"there");
+  const auto readOnly = [&] {
+    const auto reader = queue();
+    const auto error = errorOf([&] { send(reader, u"refused"); });
+    return error && std::string(error->what()).find("cannot be written") != std::string::npos &&
+           count(reader) == 1;
+  };
+  if (geteuid() != 0) {
+    std::filesystem::permissions(file(), std::filesystem::perms::owner_read);
+    std::filesystem::permissions(home.file("messages.db-lock"), std::filesystem::perms::owner_read);
+    EXPECT_TRUE(readOnly());
+    return;
+  }
+  // Permissions do not hold the superuser: somebody else tries.
+  for (const auto& entry : std::filesystem::directory_iterator(home.directory()))
+    std::filesystem::permissions(entry, std::filesystem::perms::all & ~std::filesystem::perms::others_write &
+                                            ~std::filesystem::perms::group_write);
+  std::filesystem::permissions(home.directory(), static_cast<std::filesystem::perms>(0755));
+  const pid_t child = fork();
+  if (child == 0) {
+    constexpr uid_t nobody = 65534;
+    const bool changed = setgroups(0, nullptr) == 0 && setgid(nobody) == 0 && setuid(nobody) == 0;
+    _exit(changed && readOnly() ? 0 : 1);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0);
+}
+
+TEST_F(StoreFile, TransactionsKeepTheirWorkToThemselves) {
+  const auto one = queue();
+  const auto two = queue();
+  one->BeginTransaction();
+  send(one, u"inside");
+  EXPECT_EQ(next(one), "inside");
+  EXPECT_EQ(next(two), "");
+  expectError(static_cast<std::int32_t>(0x80040E31u), u"SendDocument", "another queue object of this thread",
+              [&] { send(two, u"waits in vain"); });
+  one->Abort();
+  EXPECT_TRUE(one->IsEmpty());
+  send(two, u"outside");
+
+  // Purging nests: it is part of the client's transaction.
+  one->BeginTransaction();
+  one->Purge();
+  EXPECT_TRUE(one->IsEmpty());
+  one->Abort();
+  EXPECT_EQ(next(one), "outside");
+  // A statement that fails inside a transaction leaves the rest of it alone.
+  one->BeginTransaction();
+  send(one, u"kept");
+  EXPECT_NE(errorNumber([&] { one->AcknowledgeDocument(String(u"12345")); }), 0);
+  one->Commit();
+  EXPECT_EQ(count(two), 2);
+  // Released without an end: nothing of it stays.
+  {
+    const auto lost = queue();
+    lost->BeginTransaction();
+    send(lost, u"lost");
+  }
+  EXPECT_EQ(count(two), 2);
+}
+
+TEST_F(StoreFile, AReceiveInsideATransactionHoldsTheDocumentForIt) {
+  const auto holder = queue();
+  send(holder, u"first");
+  send(holder, u"second");
+  holder->BeginTransaction();
+  const auto held = holder->ReceiveNext();
+  int ready[2];
+  ASSERT_EQ(pipe(ready), 0);
+  const pid_t child = fork();
+  if (child == 0) {
+    const auto other = queue();
+    other->BeginTransaction();
+    char signal = 'r';
+    const bool told = write(ready[1], &signal, 1) == 1;
+    const std::string received = next(other);  // waits for the holder
+    other->Commit();
+    _exit(told && received == "second" ? 0 : 1);
+  }
+  char signal;
+  ASSERT_EQ(read(ready[0], &signal, 1), 1);
+  usleep(20000);
+  holder->AcknowledgeMessage(*held);
+  holder->Commit();
+  int status = 0;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0);
+}
+
+TEST_F(StoreFile, IdentifiersNeverRepeat) {
+  const auto orders = queue();
+  send(orders, u"one");
+  send(orders, u"two");
+  orders->Purge();
+  send(orders, u"three");
+  EXPECT_EQ(orders->ReceiveNext()->ID(), u"3");
+}
+
+TEST_F(StoreFile, AForkedProcessDoesNotTouchItsParentsSession) {
+  const auto orders = queue();
+  orders->BeginTransaction();
+  send(orders, u"parent");
+  const pid_t child = fork();
+  if (child == 0) {
+    const auto error = errorOf([&] { send(orders, u"child"); });
+    _exit(error && std::string(error->what()).find("lost") != std::string::npos ? 0 : 1);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0);
+  orders->Commit();
+  EXPECT_EQ(count(orders), 1);
+}
+
+TEST_F(StoreFile, RowsOfOtherMessageTypesAreInvisible) {
+  {
+    platform_layer::Database database(file(), store::sqliteStore().migrations);
+    database.begin(platform_layer::Database::Duration::Short, std::chrono::seconds(1));
+    database.execute("INSERT INTO dbo.mdqMessageType (Name, Queue) VALUES ('other', 'Hidden')");
+    database.commit();
+  }
+  const auto queues = make<DbQueues>();
+  queues->Refresh();
+  EXPECT_EQ(queues->Count(), 0);
+  EXPECT_FALSE(queues->Exists(String(u"Hidden")));
+  queues->Add(String(u"Hidden"));
+  EXPECT_TRUE(queues->Exists(String(u"hidden")));
+}
+
+}  // namespace
+
+}  // namespace CorvaneQueue

@@ -1,0 +1,128 @@
+#include "Expect.h"
+#include "Text.h"
+
+#include <CorvaneQueue/Variant.h>
+#include <cstddef>
+
+using namespace CorvaneQueue;
+
+namespace {
+
+std::string textOf(const Variant& value) { return toUtf8(toString(value.get())); }
+
+TEST(Strings, KeepEverySequenceOfUnits) {
+  const std::u16string odd{u'a', 0, 0xD800, u'b', 0xDC00, 0xDBFF, 0xDFFF, 0xD83D};
+  const String text(odd);
+  EXPECT_EQ(text.view(), odd);
+  EXPECT_EQ(SysStringByteLen(text.bstr()), odd.size() * 2);
+  EXPECT_EQ(text.bstr()[odd.size()], 0);
+  const std::string stored = toStored(odd);
+  EXPECT_EQ(fromStored(stored).view(), odd);
+  EXPECT_EQ(String(), String(u""));
+  // A pair written as two surrogates has a shorter form, and ordinary UTF-8 has no lone ones.
+  EXPECT_EQ(errorNumber([] { fromStored("\xED\xA0\xBD\xED\xB8\x80"); }), ErrorNumber::TypeMismatch);
+  EXPECT_EQ(errorNumber([&] { fromUtf8("ok\xED\xA0\xBD"); }), ErrorNumber::InvalidArgument);
+  for (const char* bad : {"\x80", "\xC0\x80", "\xC3", "\xE0\x80\x80", "\xF4\x90\x80\x80", "\xF5"})
+    EXPECT_EQ(errorNumber([&] { fromUtf8(bad); }), ErrorNumber::InvalidArgument) << bad;
+  std::string longText(1000, 'x');
+  longText += "\xE2\x82\xAC\xF0\x9F\x98\x80" + longText;
+  EXPECT_EQ(toUtf8(fromUtf8(longText)), longText);
+}
+
+TEST(Strings, FoldLetterCaseBeyondAscii) {
+  EXPECT_EQ(foldCase(u"ÄÖÜ ΣΑΣ Я"), foldCase(u"äöü σας я"));
+  EXPECT_EQ(foldCase(u"\xD801\xDC00"), u"\xD801\xDC28");  // beyond 16 bits
+  EXPECT_NE(foldCase(u"straße"), foldCase(u"strasse"));   // simple folding keeps lengths
+  EXPECT_EQ(foldCase(u"\xDC00"), u"\xDC00");
+}
+
+TEST(Variants, HaveThePlatformsLayout) {
+  EXPECT_EQ(sizeof(VARIANT), 24u);
+  EXPECT_EQ(offsetof(VARIANT, lVal), 8u);
+  EXPECT_EQ(sizeof(SAFEARRAY), 32u);
+}
+
+struct Conversion {
+  Variant from;
+  VARTYPE to;
+  const char* expected;  // or the error number as "!13"
+};
+
+TEST(Variants, ConvertByThePlatformsRules) {
+  const Conversion conversions[] = {
+      {u" 42 ", VT_I4, "42"},
+      {u"-1,234.5", VT_R8, "-1234.5"},
+      {u"(17)", VT_I4, "-17"},
+      {u"$5", VT_I4, "5"},
+      {u"5-", VT_I4, "-5"},
+      {u"2.5", VT_I4, "2"},  // halves to the even neighbour
+      {u"3.5", VT_I4, "4"},
+      {-2.5, VT_I4, "-2"},
+      {u"1e3", VT_I4, "1000"},
+      {u"&H10", VT_I4, "16"},
+      {u"&HFFFFFFFF", VT_I4, "-1"},
+      {u"&O17", VT_I4, "15"},
+      {u"0000000000000000042", VT_I8, "42"},
+      {u"9223372036854775807", VT_I8, "9223372036854775807"},
+      {u"9223372036854775808", VT_I8, "!6"},
+      {u"2147483648", VT_I4, "!6"},
+      {std::int32_t{40000}, VT_I2, "!6"},
+      {1e300, VT_I8, "!6"},
+      {u"", VT_I4, "!13"},
+      {u"abc", VT_I4, "!13"},
+      {u"12x", VT_I4, "!13"},
+      {u"1.2.3", VT_R8, "!13"},
+      {Variant(), VT_I4, "0"},
+      {Variant(), VT_BSTR, ""},
+      {true, VT_I4, "-1"},
+      {u"true", VT_BOOL, "True"},
+      {u"#FALSE#", VT_BOOL, "False"},
+      {u"0", VT_BOOL, "False"},
+      {u"-3", VT_BOOL, "True"},
+      {std::int16_t{-1}, VT_BOOL, "True"},
+      {u"yes", VT_BOOL, "!13"},
+      {0.1, VT_BSTR, "0.1"},
+      {1e21, VT_BSTR, "1E+21"},
+      {std::int32_t{1}, VT_DATE, "12/31/1899"},
+      {u"11/22/2026 9:30:15 PM", VT_DATE, "11/22/2026 9:30:15 PM"},
+      {u"2026-11-22 21:30:15", VT_DATE, "11/22/2026 9:30:15 PM"},
+      {u"22 Nov 2026", VT_DATE, "11/22/2026"},
+      {u"2/29/2024", VT_DATE, "2/29/2024"},
+      {u"2/29/2023", VT_DATE, "!13"},
+      {u"13:00", VT_DATE, "1:00:00 PM"},
+      {u"25:00", VT_DATE, "!13"},
+      {Date{-1.25}, VT_BSTR, "12/29/1899 6:00:00 AM"},
+      {3e6, VT_DATE, "!6"},
+      {Variant::bytes({}), VT_I4, "!13"},
+  };
+  for (const Conversion& conversion : conversions) {
+    const auto expected = std::string(conversion.expected);
+    std::string found;
+    const auto error = errorOf([&] { found = textOf(conversion.from.as(conversion.to)); });
+    if (error) found = "!" + std::to_string(error->number());
+    EXPECT_EQ(found, expected) << "to type " << conversion.to;
+  }
+}
+
+TEST(Variants, FollowReferencesAndCopyDeeply) {
+  BSTR text = SysAllocString(u"17");
+  const Variant reference = Variant::reference(&text);
+  EXPECT_EQ(toInt32(reference.get()), 17);
+  Variant copy;
+  EXPECT_EQ(VariantCopyInd(copy.address(), &reference.get()), S_OK);
+  text[0] = u'9';
+  EXPECT_EQ(textOf(copy), "17");
+  SysFreeString(text);
+
+  const std::uint8_t bytes[] = {1, 2, 3};
+  const Variant array = Variant::bytes(bytes);
+  const Variant other = array;
+  EXPECT_NE(array.get().parray, other.get().parray);
+  EXPECT_EQ(bytesOf(other.get()).size(), 3u);
+  LONG bound = 0;
+  EXPECT_EQ(SafeArrayGetUBound(other.get().parray, 1, &bound), S_OK);
+  EXPECT_EQ(bound, 2);
+  EXPECT_EQ(errorNumber([] { bytesOf(Variant(u"text").get()); }), ErrorNumber::TypeMismatch);
+}
+
+}  // namespace

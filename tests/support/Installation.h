@@ -1,0 +1,37 @@
+// A fresh installation directory for one test.
+#pragma once
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+#include <string>
+
+class Installation {
+ public:
+  explicit Installation(const std::string& settings = "[Configuration.Global]\nQueueStoreType = \"db\"\n") {
+    std::string pattern = (std::filesystem::temp_directory_path() / "corvane-test-XXXXXX").string();
+    if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary directory");
+    directory_ = pattern;
+    setenv("CORVANE_HOME", directory_.c_str(), 1);
+    if (!settings.empty()) writeSettings(settings);
+  }
+  ~Installation() {
+    std::error_code ignored;
+    std::filesystem::remove_all(directory_, ignored);
+  }
+  Installation(const Installation&) = delete;
+  Installation& operator=(const Installation&) = delete;
+
+  const std::filesystem::path& directory() const { return directory_; }
+  std::filesystem::path file(const char* name) const { return directory_ / name; }
+  void writeSettings(const std::string& content) const { std::ofstream(file("settings.toml")) << content; }
+  std::string read(const char* name) const {
+    std::ifstream stream(file(name), std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+  }
+
+ private:
+  std::filesystem::path directory_;
+};
