@@ -178,26 +178,28 @@ TEST_F(StoreFile, TransactionsKeepTheirWorkToThemselves) {
 }
 
 TEST_F(StoreFile, AReceiveInsideATransactionHoldsTheDocumentForIt) {
+  int begun[2];
+  int waiting[2];
+  ASSERT_EQ(pipe(begun) + pipe(waiting), 0);
+  const pid_t child = fork();
+  if (child == 0) {
+    char signal = 0;
+    const bool told = read(begun[0], &signal, 1) == 1 && write(waiting[1], &signal, 1) == 1;
+    const auto other = queue();
+    other->BeginTransaction();
+    const std::string received = next(other);  // waits for the holder
+    other->Commit();
+    _exit(told && received == "second" ? 0 : 1);
+  }
   const auto holder = queue();
   send(holder, u"first");
   send(holder, u"second");
   holder->BeginTransaction();
   const auto held = holder->ReceiveNext();
-  int ready[2];
-  ASSERT_EQ(pipe(ready), 0);
-  const pid_t child = fork();
-  if (child == 0) {
-    const auto other = queue();
-    other->BeginTransaction();
-    char signal = 'r';
-    const bool told = write(ready[1], &signal, 1) == 1;
-    const std::string received = next(other);  // waits for the holder
-    other->Commit();
-    _exit(told && received == "second" ? 0 : 1);
-  }
-  char signal;
-  ASSERT_EQ(read(ready[0], &signal, 1), 1);
-  usleep(20000);
+  char signal = 'b';
+  ASSERT_EQ(write(begun[1], &signal, 1), 1);
+  ASSERT_EQ(read(waiting[0], &signal, 1), 1);
+  usleep(50000);
   holder->AcknowledgeMessage(*held);
   holder->Commit();
   int status = 0;
