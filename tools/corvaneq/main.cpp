@@ -2,8 +2,8 @@
 #include "Commands.h"
 
 #include <CorvaneQueue/Error.h>
-#include <cstdio>
 #include <CLI/CLI.hpp>
+#include <cstdio>
 #include <iostream>
 
 namespace {
@@ -75,7 +75,8 @@ int main(int argc, char** argv) {
   settings->add_option("value", value, "Its new value");
   settings->callback([&] { corvaneq::settings(name, value); });
 
-  const auto commands = app.get_subcommands([&](CLI::App* command) { return argc > 1 && command->check_name(argv[1]); });
+  const auto commands =
+      app.get_subcommands([&](CLI::App* command) { return argc > 1 && command->check_name(argv[1]); });
   if (argc > 1 && argv[1][0] != '-' && commands.empty()) {
     std::cerr << "corvaneq: There is no command \"" << argv[1] << "\"; see corvaneq --help.\n";
     return wrongUsage;

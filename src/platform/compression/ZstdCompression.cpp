@@ -33,7 +33,8 @@ bool isOurFrame(std::span<const std::uint8_t> bytes) {
   constexpr std::uint8_t magic[] = {0x28, 0xB5, 0x2F, 0xFD};
   constexpr std::uint8_t checksumFlag = 0x04;
   constexpr std::uint8_t neverSet = 0x1B;  // dictionary, reserved and unused bits
-  if (bytes.size() <= std::size(magic) || !std::equal(std::begin(magic), std::end(magic), bytes.begin())) return false;
+  if (bytes.size() <= std::size(magic) || !std::equal(std::begin(magic), std::end(magic), bytes.begin()))
+    return false;
   const std::uint8_t descriptor = bytes[std::size(magic)];
   return (descriptor & checksumFlag) != 0 && (descriptor & neverSet) == 0 &&
          ZSTD_findFrameCompressedSize(bytes.data(), bytes.size()) == bytes.size();

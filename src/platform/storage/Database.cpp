@@ -173,7 +173,8 @@ void Database::open() {
     if (errno != EACCES && errno != EROFS) throw;
   }
   sqlite3* opened = nullptr;
-  const int code = sqlite3_open_v2(":memory:", &opened, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
+  const int code = sqlite3_open_v2(":memory:", &opened,
+                                   SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
   handle_.reset(opened);
   check(code, "opening");
   sqlite3_extended_result_codes(opened, 1);
