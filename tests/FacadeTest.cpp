@@ -209,6 +209,30 @@ TEST_F(FacadeTest, KeepsWhatIsAssignedAndAbortsAtItsEnd) {
   EXPECT_THAT(calls, ElementsAre("Abort"));  // its failure is nobody's any more
 }
 
+TEST_F(FacadeTest, SurvivesAHandlerThatReplacesTheBackEndWhileItReports) {
+  const auto queue = make<Queue>();
+  queue->attach(make<DbQueue>());
+  recorder.onReport = [&] {
+    recorder.onReport = nullptr;
+    queue->Initialize(String(u"Another"), false);
+  };
+  EXPECT_EQ(errorNumber([&] { queue->Quota(); }), 100);
+  EXPECT_EQ(queue->Name(), u"Another");
+}
+
+TEST_F(FacadeTest, ItsEndKeepsAnErrorThatIsOnItsWay) {
+  const auto failing = [&] {
+    const auto queue = make<Queue>();
+    queue->attach(make<PlainBackEnd>(calls));
+    LONG quota = 0;
+    return query<_Queue>(static_cast<_Queue*>(queue.get()))->get_Quota(&quota);
+  };
+  EXPECT_EQ(Error::fromResult(failing()).description(), u"No quota today.");
+  // And what a caller left lying is not taken for the error of something else.
+  failing();
+  EXPECT_NE(errorOf([] { Variant(u"x").as(VT_I4); })->description(), u"No quota today.");
+}
+
 TEST_F(FacadeTest, RelaysArrivalsByReference) {
   auto queue = make<Queue>();
   const auto backEnd = make<MessageQueuingBackEnd>(calls);

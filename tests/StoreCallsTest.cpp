@@ -212,6 +212,28 @@ TEST_F(StoreCalls, ALostConnectionIsReplacedButNotInsideATransaction) {
   EXPECT_TRUE(recorder.take().empty());
 }
 
+TEST_F(StoreCalls, AFailedCommitEndsTheTransaction) {
+  const auto orders = queue(u"Orders");
+  orders->BeginTransaction();
+  recorder.failing = "CommitTrans";
+  EXPECT_EQ(errorNumber([&] { orders->Commit(); }), 4711);
+  recorder.failing.clear();
+  recorder.take();
+  orders->Abort();  // nothing is open any more
+  EXPECT_TRUE(recorder.take().empty());
+  EXPECT_NE(orders->BeginTransaction(), 0);
+}
+
+TEST_F(StoreCalls, AHandlerThatDoesNotRaiseLeavesEmptyResults) {
+  const auto orders = queue(u"Orders");
+  recorder.raises = false;
+  recorder.failing = "new DatabaseConnection";
+  EXPECT_FALSE(orders->IsEmpty());
+  EXPECT_FALSE(orders->ReceiveNext());
+  EXPECT_EQ(orders->BeginTransaction(), 0);
+  EXPECT_EQ(recorder.take("take 91").size(), 3u);
+}
+
 TEST_F(StoreCalls, UnsupportedAndNotImplementedMembersNameThemselves) {
   const auto orders = queue(u"Orders");
   const Ref<IQueue> inner = orders;

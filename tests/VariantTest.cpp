@@ -81,6 +81,7 @@ TEST(Variants, ConvertByThePlatformsRules) {
       {u"-3", VT_BOOL, "True"},
       {std::int16_t{-1}, VT_BOOL, "True"},
       {u"yes", VT_BOOL, "!13"},
+      {false, VT_BSTR, "False"},
       {0.1, VT_BSTR, "0.1"},
       {1e21, VT_BSTR, "1E+21"},
       {std::int32_t{1}, VT_DATE, "12/31/1899"},

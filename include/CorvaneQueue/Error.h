@@ -42,6 +42,8 @@ class Error : public std::exception {
   CORVANE_API static Error current();
   // The error behind a failed result, with the calling thread's error information when there is any.
   CORVANE_API static Error fromResult(HRESULT result);
+  // The error of a failed result of a function that gives no error information.
+  CORVANE_API static Error ofResult(HRESULT result);
   // The result that carries the number: 1 to 65535 as 0x800A0000 + n, any other as itself.
   CORVANE_API static HRESULT toResult(std::int32_t number) noexcept;
   // Publishes this error as the calling thread's error information and returns its result.
@@ -57,6 +59,11 @@ class Error : public std::exception {
 // Throws the error that a failed result stands for.
 inline void throwIfFailed(HRESULT result) {
   if (FAILED(result)) throw Error::fromResult(result);
+}
+
+// The same for a function that gives no error information, so that none of an earlier call is taken.
+inline void throwIfFailedPlain(HRESULT result) {
+  if (FAILED(result)) throw Error::ofResult(result);
 }
 
 // The interface of the object. Throws 91 without an object, 13 when it does not answer.

@@ -51,6 +51,16 @@ struct InterfaceTraits<IMSMQEvent> {
   static constexpr std::span<const Member> members = {};
 };
 
+// The notification of an IMSMQEvent: a sink implements IDispatch and is called with this identifier and
+// the arguments Queue (an IMSMQQueue) and Cursor (int32).
+struct _DMSMQEventEvents : IDispatch {};
+inline constexpr DISPID msmqArrivedId = 0;
+template <>
+struct InterfaceTraits<_DMSMQEventEvents> {
+  static constexpr IID iid = {0xb493f7c0, 0x8926, 0x48ff, {0x8c, 0x89, 0xe2, 0x1d, 0xbf, 0x6e, 0xde, 0x40}};
+  static constexpr const char16_t* name = u"_DMSMQEventEvents";
+};
+
 struct IMSMQMessage : IDispatch {
   virtual HRESULT STDMETHODCALLTYPE get_Label(BSTR* result) noexcept = 0;
   virtual HRESULT STDMETHODCALLTYPE put_Label(BSTR value) noexcept = 0;

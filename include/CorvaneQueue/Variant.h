@@ -50,7 +50,7 @@ class Variant {
     value_.vt = VT_DISPATCH;
     value_.pdispVal = object.detach();
   }
-  explicit Variant(const VARIANT& other) : Variant() { throwIfFailed(VariantCopy(&value_, &other)); }
+  explicit Variant(const VARIANT& other) : Variant() { throwIfFailedPlain(VariantCopy(&value_, &other)); }
   Variant(const Variant& other) : Variant(other.value_) {}
   Variant(Variant&& other) noexcept : value_(other.value_) { VariantInit(&other.value_); }
   ~Variant() { VariantClear(&value_); }
@@ -99,7 +99,7 @@ class Variant {
   Variant as(VARTYPE type) const { return changed(value_, type); }
   static Variant changed(const VARIANT& value, VARTYPE type) {
     Variant result;
-    throwIfFailed(VariantChangeType(&result.value_, &value, 0, type));
+    throwIfFailedPlain(VariantChangeType(&result.value_, &value, VARIANT_ALPHABOOL, type));
     return result;
   }
 

@@ -193,6 +193,8 @@ struct VARIANT {
 };
 using VARIANTARG = VARIANT;
 
+inline constexpr USHORT VARIANT_ALPHABOOL = 2;  // a boolean as text is True or False, else -1 or 0
+
 struct DISPPARAMS {
   VARIANTARG* rgvarg;
   DISPID* rgdispidNamedArgs;

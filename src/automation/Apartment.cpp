@@ -42,7 +42,8 @@ int Apartment::pump(std::chrono::milliseconds timeout) {
     if (timeout.count() >= 0) {
       const auto passed =
           std::chrono::ceil<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start);
-      left = static_cast<int>(std::max<std::int64_t>(0, (timeout - passed).count()));
+      constexpr std::int64_t longest = 1 << 30;  // milliseconds that one wait can take
+      left = static_cast<int>(std::clamp<std::int64_t>((timeout - passed).count(), 0, longest));
     }
     ready = ::poll(descriptors.data(), descriptors.size(), left);
     if (ready >= 0) break;

@@ -39,6 +39,7 @@ void ConnectionPoint::fire(DISPID event, std::span<VARIANT> arguments) {
   for (const Connection& connection : snapshot) {
     DISPPARAMS parameters{arguments.data(), nullptr, static_cast<UINT>(arguments.size()), 0};
     connection.sink->Invoke(event, IID_NULL, 0, DISPATCH_METHOD, &parameters, nullptr, nullptr, nullptr);
+    SetErrorInfo(0, nullptr);
   }
 }
 

@@ -79,6 +79,7 @@ Number numberIn(std::u16string_view source) {
   if (!text.empty() && takeSign(text.back())) text = trimmed(text.substr(0, text.size() - 1));
 
   Text plain;
+  if (negative) plain += '-';
   std::size_t i = 0;
   bool anyDigit = false;
   for (; i < text.size() && (isDigit(text[i]) || (text[i] == ',' && anyDigit)); ++i) {
@@ -88,6 +89,7 @@ Number numberIn(std::u16string_view source) {
   }
   const bool whole = i == text.size();
   if (i < text.size() && text[i] == '.') {
+    if (!anyDigit) plain += '0';
     plain += text[i++];
     for (; i < text.size() && isDigit(text[i]); ++i) {
       plain += text[i];
@@ -106,8 +108,6 @@ Number numberIn(std::u16string_view source) {
     while (i < text.size() && isDigit(text[i])) plain += text[i++];
   }
   if (i != text.size()) mismatch();
-  if (plain.front() == '.') plain.insert(0, "0");
-  if (negative) plain.insert(0, "-");
   Number number;
   const auto [end, error] = std::from_chars(plain.data(), plain.data() + plain.size(), number.real);
   if (error == std::errc::result_out_of_range) {
@@ -360,10 +360,12 @@ LONG longOf(const VARIANT& v) {
     return static_cast<LONG>(static_cast<std::uint32_t>(value));
   return within<LONG>(value);
 }
-Text textOf(const VARIANT& v) {
+Text textOf(const VARIANT& v, USHORT flags) {
   switch (v.vt) {
     case VT_EMPTY: return {};
-    case VT_BOOL: return v.boolVal != VARIANT_FALSE ? "True" : "False";
+    case VT_BOOL:
+      if ((flags & VARIANT_ALPHABOOL) == 0) return std::to_string(v.boolVal);
+      return v.boolVal != VARIANT_FALSE ? "True" : "False";
     case VT_DATE: return dateText(v.date);
     case VT_R4:
     case VT_R8: return realText(realOf(v));
@@ -391,7 +393,7 @@ Variant defaultValueOf(IDispatch* object) {
   return value;
 }
 
-void change(VARIANT& result, const VARIANT& v, VARTYPE type) {
+void change(VARIANT& result, const VARIANT& v, USHORT flags, VARTYPE type) {
   switch (type) {
     case VT_UI1: result.bVal = within<BYTE>(wholeOf(v)); break;
     case VT_I2: result.iVal = within<SHORT>(wholeOf(v)); break;
@@ -407,7 +409,7 @@ void change(VARIANT& result, const VARIANT& v, VARTYPE type) {
     case VT_BOOL: result.boolVal = truthOf(v) ? VARIANT_TRUE : VARIANT_FALSE; break;
     case VT_DATE: result.date = dateIn(v); break;
     case VT_BSTR: {
-      const Text text = textOf(v);
+      const Text text = textOf(v, flags);
       result.bstrVal = String(std::u16string(text.begin(), text.end())).detach();
       break;
     }
@@ -420,7 +422,7 @@ void change(VARIANT& result, const VARIANT& v, VARTYPE type) {
 
 }  // namespace CorvaneQueue
 
-extern "C" HRESULT VariantChangeType(VARIANTARG* target, const VARIANTARG* source, USHORT,
+extern "C" HRESULT VariantChangeType(VARIANTARG* target, const VARIANTARG* source, USHORT flags,
                                      VARTYPE type) noexcept {
   using namespace CorvaneQueue;
   VARIANT plain;
@@ -450,10 +452,11 @@ extern "C" HRESULT VariantChangeType(VARIANTARG* target, const VARIANTARG* sourc
     try {
       if (from->vt == VT_DISPATCH) {
         const Variant value = defaultValueOf(from->pdispVal);
-        result = value.type() == VT_DISPATCH ? DISP_E_TYPEMISMATCH
-                                             : VariantChangeType(changed.address(), &value.get(), 0, type);
+        result = value.type() == VT_DISPATCH
+                     ? DISP_E_TYPEMISMATCH
+                     : VariantChangeType(changed.address(), &value.get(), flags, type);
       } else {
-        change(*changed.address(), *from, type);
+        change(*changed.address(), *from, flags, type);
       }
     } catch (HRESULT failure) {
       result = failure;

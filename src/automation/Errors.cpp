@@ -82,15 +82,8 @@ HRESULT Error::toResult(std::int32_t number) noexcept {
   return FAILED(number) ? number : E_FAIL;
 }
 
-Error Error::fromResult(HRESULT result) {
-  String source;
-  String description;
-  IErrorInfo* information = nullptr;
-  if (GetErrorInfo(0, &information) == S_OK) {
-    const auto owned = Ref<IErrorInfo>::adopt(information);
-    owned->GetSource(source.address());
-    owned->GetDescription(description.address());
-  }
+namespace {
+Error errorFor(HRESULT result, String source, String description) {
   const auto bits = static_cast<std::uint32_t>(result);
   std::int32_t number = result;
   if (bits > numberBase && bits <= numberBase + 65535) {
@@ -104,6 +97,21 @@ Error Error::fromResult(HRESULT result) {
   }
   if (description.empty()) description = u"The call failed without a description.";
   return {number, std::move(source), std::move(description)};
+}
+}  // namespace
+
+Error Error::ofResult(HRESULT result) { return errorFor(result, {}, {}); }
+
+Error Error::fromResult(HRESULT result) {
+  String source;
+  String description;
+  IErrorInfo* information = nullptr;
+  if (GetErrorInfo(0, &information) == S_OK) {
+    const auto owned = Ref<IErrorInfo>::adopt(information);
+    owned->GetSource(source.address());
+    owned->GetDescription(description.address());
+  }
+  return errorFor(result, std::move(source), std::move(description));
 }
 
 HRESULT Error::publish() const noexcept {

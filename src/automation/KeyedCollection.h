@@ -4,7 +4,6 @@
 #include "Object.h"
 
 #include <string>
-#include <unordered_map>
 #include <vector>
 
 namespace CorvaneQueue {
@@ -19,14 +18,30 @@ class ObjectCollection {
   // range, 13 for anything that is neither.
   const Ref<IDispatch>& item(const VARIANT& keyOrPosition) const;
   void remove(const VARIANT& keyOrPosition);
-  std::size_t count() const noexcept { return objects_.size(); }
+  std::size_t count() const noexcept { return elements_.size(); }
   // An IEnumVARIANT over the objects as they are now; later changes do not disturb it.
   Ref<IEnumVARIANT> enumerator() const;
 
  private:
+  // The keys, folded, one behind the other, and a hash table of element numbers over them.
+  struct Element {
+    Ref<IDispatch> object;
+    std::size_t keyStart;
+    std::size_t keySize;
+    std::size_t hash;
+  };
+  static constexpr std::uint32_t noElement = 0xFFFFFFFF;
+  std::u16string_view keyOf(const Element& element) const noexcept {
+    return {keys_.data() + element.keyStart, element.keySize};
+  }
+  // The slot of the key, or the free one where it belongs.
+  std::size_t slotOf(std::u16string_view foldedKey, std::size_t hash) const noexcept;
+  void rebuild(std::size_t slotCount);
   std::size_t positionOf(const VARIANT& keyOrPosition) const;
-  std::vector<Ref<IDispatch>> objects_;
-  std::unordered_map<std::u16string, std::size_t> positions_;
+
+  std::vector<Element> elements_;
+  std::u16string keys_;
+  std::vector<std::uint32_t> slots_;  // a power of two, at most half used
 };
 
 template <class T>

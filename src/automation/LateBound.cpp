@@ -21,7 +21,7 @@ Variant lateBoundGet(IDispatch* object, const char16_t* name) {
     const String source = String::adopt(exception.bstrSource);
     const String description = String::adopt(exception.bstrDescription);
     SysFreeString(exception.bstrHelpFile);
-    throw Error(Error::fromResult(exception.scode).number(), source, description);
+    throw Error(Error::ofResult(exception.scode).number(), source, description);
   }
   throwIfFailed(result);
   return value;

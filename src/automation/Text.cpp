@@ -76,10 +76,11 @@ std::size_t encodeUtf8(std::u16string_view text, char* target, Surrogates surrog
 }
 
 std::size_t utf16Length(std::string_view text) noexcept {
-  std::size_t units = 0;
-  for (const char c : text) {  // every byte but a continuation starts a unit; four-byte forms take two
-    const auto byte = static_cast<unsigned char>(c);
-    units += ((byte & 0xC0) != 0x80 ? 1u : 0u) + (byte >= 0xF0 ? 1u : 0u);
+  const auto* bytes = reinterpret_cast<const unsigned char*>(text.data());
+  std::size_t units = asciiRun(bytes, text.size());
+  for (std::size_t i = units; i < text.size(); ++i) {
+    // Every byte but a continuation starts a unit; four-byte forms take two.
+    units += ((bytes[i] & 0xC0) != 0x80 ? 1u : 0u) + (bytes[i] >= 0xF0 ? 1u : 0u);
   }
   return units;
 }
@@ -122,7 +123,8 @@ Decoded decodeUtf8(std::string_view text, char16_t* target, Surrogates surrogate
 }
 
 std::string toStored(std::u16string_view text) {
-  std::string bytes(utf8Bound(text), '\0');
+  const std::size_t run = asciiRun(text.data(), text.size());
+  std::string bytes(run + utf8Bound(text.substr(run)), '\0');
   bytes.resize(encodeUtf8(text, bytes.data(), Surrogates::Carried));
   return bytes;
 }
@@ -140,9 +142,7 @@ std::u16string decimal(std::int64_t number) {
   return {digits.begin(), digits.end()};
 }
 
-std::u16string foldCase(std::u16string_view text) {
-  std::u16string folded;
-  folded.reserve(text.size());
+void appendFolded(std::u16string& folded, std::u16string_view text) {
   for (std::size_t i = 0; i < text.size(); ++i) {
     char32_t c = text[i];
     if (isHigh(c) && i + 1 < text.size() && isLow(text[i + 1])) c = combine(c, text[++i]);
@@ -153,6 +153,12 @@ std::u16string foldCase(std::u16string_view text) {
     }
     folded += static_cast<char16_t>(c);
   }
+}
+
+std::u16string foldCase(std::u16string_view text) {
+  std::u16string folded;
+  folded.reserve(text.size());
+  appendFolded(folded, text);
   return folded;
 }
 

@@ -36,5 +36,6 @@ inline std::u16string decimal(std::int32_t number) { return decimal(static_cast<
 
 // Simple case folding of all of Unicode: texts that differ only in letter case fold to the same.
 std::u16string foldCase(std::u16string_view text);
+void appendFolded(std::u16string& folded, std::u16string_view text);
 
 }  // namespace CorvaneQueue

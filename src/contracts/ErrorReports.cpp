@@ -22,19 +22,26 @@ void ErrorReports::traceBy(const Ref<_ProcessTrace>& trace) {
   if (!trace) return;
   const Variant held = call<&_ProcessTrace::raw_ClassTrace>(trace, libraryName, className_);
   IUnknown* object = nullptr;
-  throwIfFailed(detail::objectIn(held.get(), object));
-  classTrace_ = query<_ClassTrace>(object);
-  handler_ = call<&_ClassTrace::get_ExceptionHandler>(classTrace_);
+  throwIfFailedPlain(detail::objectIn(held.get(), object));
+  const auto classTrace = query<_ClassTrace>(object);
+  const auto handler = call<&_ClassTrace::get_ExceptionHandler>(classTrace);
+  if (!handler)
+    throw Error(ErrorNumber::ObjectNotSet, {},
+                u"Object not set: the class trace has no exception handler; the one in use stays.");
+  classTrace_ = classTrace;
+  handler_ = handler;
 }
 
 void ErrorReports::report(std::u16string_view procedure, const Error& error) {
-  call<&_ExceptionHandler::raw_TakeError>(handler_, error.number(), error.source(), error.description());
-  call<&_ExceptionHandler::raw_Report>(handler_, true, errorLevel, error.number(), procedure);
+  const auto handler = handler_;  // a client's handler may replace it while it reports
+  call<&_ExceptionHandler::raw_TakeError>(handler, error.number(), error.source(), error.description());
+  call<&_ExceptionHandler::raw_Report>(handler, true, errorLevel, error.number(), procedure);
 }
 
 void ErrorReports::notImplemented(std::u16string_view procedure) {
-  call<&_ExceptionHandler::put_Description>(handler_, u"Not implemented");
-  call<&_ExceptionHandler::raw_Report>(handler_, true, errorLevel, ErrorNumber::NotImplemented, procedure);
+  const auto handler = handler_;
+  call<&_ExceptionHandler::put_Description>(handler, u"Not implemented");
+  call<&_ExceptionHandler::raw_Report>(handler, true, errorLevel, ErrorNumber::NotImplemented, procedure);
 }
 
 }  // namespace CorvaneQueue

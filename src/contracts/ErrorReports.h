@@ -21,6 +21,8 @@ class ErrorReports {
   // Takes the handler that the trace has for this class. A null trace changes nothing.
   void traceBy(const Ref<_ProcessTrace>& trace);
 
+  void releaseTrace() noexcept { classTrace_ = nullptr; }
+
   // Runs a member. On failure the error is reported and raised under the procedure name; should the
   // handler not raise, the member's result is empty.
   template <class Body>

@@ -196,9 +196,10 @@ bool UtilityRules::addressesByFormatName() const noexcept {
 
 Ref<IMSMQQueue> UtilityRules::OpenQueue(StringRef QueueName, std::int32_t access, bool isJournal) {
   return errors_.reported(u"OpenQueue", [&] {
-    const auto information = platform().messageQueuing->createQueueInfo();
+    Ref<IMSMQQueueInfo> information;
     Ref<IMSMQQueue> queue;
     try {
+      information = platform().messageQueuing->createQueueInfo();
       if (addressesByFormatName())
         call<&IMSMQQueueInfo::put_FormatName>(information, FormatQueueFormatName(QueueName));
       else

@@ -51,7 +51,7 @@ void DbQueue::ProcessTrace_Set(const Ref<_ProcessTrace>& Trace) {
 
 // A lost connection is replaced, but never silently inside a client transaction.
 DatabaseConnection& DbQueue::Database() {
-  return *errors_.reported(u"Database Get", [&] {
+  auto* const database = errors_.reported(u"Database Get", [&] {
     if (database_ && database_->Connection()->State() != adStateOpen) {
       database_.reset();
       if (std::exchange(inTransaction_, false))
@@ -62,6 +62,10 @@ DatabaseConnection& DbQueue::Database() {
     if (!database_) database_ = platform().host->createDatabaseConnection();
     return database_.get();
   });
+  if (database == nullptr)  // a handler that does not raise has heard of it
+    throw Error(ErrorNumber::ObjectNotSet, {},
+                u"Object not set: there is no connection to the message store.");
+  return *database;
 }
 
 void DbQueue::Initialize(StringRef Name, bool IsJournal) {
@@ -174,8 +178,8 @@ void DbQueue::Commit() {
   errors_.reported(u"Commit", [&] {
     if (!inTransaction_) return;
     const auto connection = Database().Connection();
+    inTransaction_ = false;  // a commit that fails has undone everything
     connection->CommitTrans();
-    inTransaction_ = false;
   });
 }
 
@@ -183,8 +187,8 @@ void DbQueue::Abort() {
   errors_.reported(u"Abort", [&] {
     if (!inTransaction_) return;
     const auto connection = Database().Connection();
-    connection->RollbackTrans();
     inTransaction_ = false;
+    connection->RollbackTrans();
   });
 }
 

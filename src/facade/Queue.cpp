@@ -13,11 +13,18 @@ Queue::~Queue() {
   Journal_Set(nullptr);
   Messages_Set(nullptr);
   if (relay_) relay_->disconnect();
-  if (backEnd_) backEnd_->raw_Abort();  // an error of it is nobody's any more
-  SetErrorInfo(0, nullptr);
+  if (backEnd_) {
+    // An error of it is nobody's any more; one that is on its way to the client must still arrive.
+    IErrorInfo* before = nullptr;
+    GetErrorInfo(0, &before);
+    backEnd_->raw_Abort();
+    SetErrorInfo(0, Ref<IErrorInfo>::adopt(before).get());
+  }
+  backEnd_ = nullptr;
+  errors_.releaseTrace();
 }
 
-const Ref<IQueue>& Queue::backEnd() {
+Ref<IQueue> Queue::backEnd() {
   if (!backEnd_) Initialize(String(u"InboundGateway"), false);
   return backEnd_;
 }
@@ -42,12 +49,12 @@ void Queue::Initialize(StringRef Name, bool IsJournal) {
       throw Error(ErrorNumber::ObjectNotSet, {},
                   u"Object not set: no queue store is in use, because the setting QueueStoreType is \"" +
                       std::u16string(type.view()) + u"\"; set it to \"db\" or \"msmq\".");
-    call<&IQueue::raw_Initialize>(backEnd_, Name, IsJournal);
+    call<&IQueue::raw_Initialize>(backEnd(), Name, IsJournal);
   });
 }
 
 Queue::Store Queue::store() {
-  const auto& queue = backEnd();
+  const Ref<IUnknown> queue = query<IUnknown>(backEnd().get());
   if (tryQuery<_MSMQQueue>(queue.get())) return Store::MessageQueuing;
   void* found = nullptr;
   if (FAILED(queue->QueryInterface(DbQueue::classIdentity, &found))) return Store::Other;
@@ -101,14 +108,14 @@ void Queue::Abort() { forward<&IQueue::raw_Abort>(u"Abort"); }
 
 void Queue::SendMessage(const Ref<_Message>& Message) {
   errors_.reported(u"SendMessage", [&] {
-    const auto& queue = backEnd();
+    const auto queue = backEnd();
     call<&IQueue::raw_SendMessage>(queue, query<IMessage>(Message.get()));
   });
 }
 
 void Queue::AcknowledgeMessage(const Ref<_Message>& Message) {
   errors_.reported(u"AcknowledgeMessage", [&] {
-    const auto& queue = backEnd();
+    const auto queue = backEnd();
     call<&IQueue::raw_AcknowledgeMessage>(queue, query<IMessage>(Message.get()));
   });
 }
@@ -137,7 +144,7 @@ void Queue::ReceiveDisable() {
 Variant Queue::BeginTransaction() {
   return errors_.reported(u"BeginTransaction", [&]() -> Variant {
     switch (store()) {
-      case Store::Database: return call<&IQueue::raw_BeginTransaction>(backEnd_);
+      case Store::Database: return call<&IQueue::raw_BeginTransaction>(backEnd());
       case Store::MessageQueuing:
         return Ref<IDispatch>(call<&_MSMQQueue::raw_BeginTransaction>(messageQueuing()));
       case Store::Other: break;
@@ -163,7 +170,7 @@ void Queue::Transaction_Set(const VARIANT& value) {
   if (kind == Store::Other) return;
   errors_.reported(procedure, [&] {
     IUnknown* object = nullptr;
-    throwIfFailed(detail::objectIn(value, object));
+    throwIfFailedPlain(detail::objectIn(value, object));
     const auto transaction = object == nullptr ? nullptr : query<IMSMQTransaction>(object);
     call<&_MSMQQueue::putref_Transaction>(messageQueuing(), transaction);
   });

@@ -66,7 +66,8 @@ class Queue final : public Object<Queue, QueueForm<Queue>, EventSource<__Queue>>
   void arrived(std::span<VARIANT> arguments) { fire(evtArrivedId, arguments); }
 
  private:
-  const Ref<IQueue>& backEnd();
+  // Held during a call: the client may initialise the queue anew in a handler of its own.
+  Ref<IQueue> backEnd();
   // One forwarded member under the common error pattern.
   template <auto Member, class... A>
   auto forward(std::u16string_view procedure, A&&... arguments) {
@@ -80,10 +81,10 @@ class Queue final : public Object<Queue, QueueForm<Queue>, EventSource<__Queue>>
   }
   Ref<_MSMQQueue> messageQueuing() { return query<_MSMQQueue>(backEnd_.get()); }
 
+  ErrorReports errors_;
   Ref<IQueue> backEnd_;
   Ref<_Journal> journal_;
   Ref<_Messages> messages_;
-  ErrorReports errors_;
   Ref<EventRelay> relay_;
 };
 

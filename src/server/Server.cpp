@@ -66,6 +66,7 @@ HRESULT CLSIDFromProgID(LPCOLESTR name, CLSID* identity) noexcept {
 HRESULT CoCreateInstance(REFCLSID identity, IUnknown* outer, DWORD, REFIID iid, void** object) noexcept {
   if (object == nullptr) return E_POINTER;
   *object = nullptr;
+  SetErrorInfo(0, nullptr);
   void* factory = nullptr;
   const HRESULT result = DllGetClassObject(identity, IID_IClassFactory, &factory);
   if (FAILED(result)) return result;

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <deque>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -37,11 +38,14 @@ struct Recorder {
   std::string failing;                                 // the call that starts with this fails with 4711
   std::deque<std::vector<std::vector<Variant>>> rows;  // answers of the database, one a statement
   bool answersNoRecordset = false;
+  bool raises = true;  // whether reports raise as asked
   OSVersion version{148, 10, 0, 0, 2, {}};
   SystemTime now{2026, 11, 22, 23, 59, 59, 999};
   std::int32_t bias = 0;
   TimeZoneId zone = zoneUnknown;
   ObjectStateEnum connectionState = adStateOpen;
+
+  std::function<void()> onReport;
 
   void note(const std::string& call) {
     calls.push_back(call);
@@ -82,7 +86,8 @@ class RecordingHandler final : public Object<RecordingHandler, DispatchForm<_Exc
     return answer([&] {
       recorder_.note(name_ + " report " + (raise ? "raise " : "keep ") + std::to_string(level) + " " +
                      std::to_string(number) + " " + toUtf8(StringRef(procedure)));
-      if (raise) throw Error(number, String(StringRef(procedure)), description_);
+      if (recorder_.onReport) recorder_.onReport();
+      if (raise && recorder_.raises) throw Error(number, String(StringRef(procedure)), description_);
     });
   }
 

@@ -3,6 +3,7 @@
 #include "Dates.h"
 #include "Text.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstdio>
 #include <cstring>
@@ -92,12 +93,17 @@ std::string toStoredDate(Date date) {
 }
 
 Date fromStoredDate(std::string_view text) {
-  int part[6] = {};
-  const std::string copy(text);
-  if (std::sscanf(copy.c_str(), "%d-%d-%d %d:%d:%d", &part[0], &part[1], &part[2], &part[3], &part[4],
-                  &part[5]) != 6)
+  constexpr std::string_view shape = "0000-00-00 00:00:00";
+  const auto number = [&](std::size_t at, std::size_t digits) {
+    int value = 0;
+    for (std::size_t i = at; i < at + digits; ++i) value = value * 10 + (text[i] - '0');
+    return value;
+  };
+  const auto fits = [](char c, char wanted) { return wanted == '0' ? c >= '0' && c <= '9' : c == wanted; };
+  if (!std::equal(text.begin(), text.end(), shape.begin(), shape.end(), fits))
     throw Error(ErrorNumber::TypeMismatch, {}, u"A stored time stamp is damaged.");
-  return dateOf({dayNumber(part[0], part[1], part[2]), part[3] * 3600 + part[4] * 60 + part[5]});
+  return dateOf({dayNumber(number(0, 4), number(5, 2), number(8, 2)),
+                 number(11, 2) * 3600 + number(14, 2) * 60 + number(17, 2)});
 }
 
 }  // namespace CorvaneQueue::platform_layer

@@ -23,6 +23,7 @@ constexpr std::int32_t permissionDenied = static_cast<std::int32_t>(0x80040E09u)
 
 constexpr const char* source = "CorvaneQueue.MessageStore";
 constexpr int checkpointPages = 2000;
+constexpr auto ordinaryWait = std::chrono::seconds(30);
 
 std::u16string widened(std::string_view text) { return {text.begin(), text.end()}; }
 String sourceName() { return String(widened(source)); }
@@ -116,6 +117,12 @@ bool Statement::step() {
   if (code != SQLITE_DONE) throwFor(sqlite3_db_handle(statement_), code, "a statement", *file_);
   return false;
 }
+bool Statement::tryStep(Busy busy) {
+  const int code = sqlite3_step(statement_);
+  if (code == SQLITE_ROW || code == SQLITE_DONE) return true;
+  if ((code & 0xFF) == SQLITE_BUSY && busy == Busy::Returns) return false;
+  throwFor(sqlite3_db_handle(statement_), code, "a statement", *file_);
+}
 int Statement::columnCount() const noexcept { return sqlite3_column_count(statement_); }
 Statement::Type Statement::type(int column) const noexcept {
   switch (sqlite3_column_type(statement_, column)) {
@@ -179,11 +186,9 @@ void Database::open() {
   check(code, "opening");
   sqlite3_extended_result_codes(opened, 1);
   sqlite3_busy_handler(
-      opened, [](void* self, int) { return static_cast<Database*>(self)->onBusy(); }, this);
+      opened, [](void* self, int attempt) { return static_cast<Database*>(self)->onBusy(attempt); }, this);
   check(sqlite3_create_collation_v2(opened, "QUEUE_NAME", SQLITE_UTF8, nullptr, compareNames, nullptr),
         "opening");
-  hasDeadline_ = true;
-  deadline_ = std::chrono::steady_clock::now() + std::chrono::seconds(30);
   {
     Statement attach = prepare("ATTACH DATABASE ?1 AS dbo");
     const std::string path = file_.string();
@@ -215,7 +220,7 @@ void Database::migrate(std::span<const std::string_view> migrations) {
   };
   refuseNewer();
   execute("PRAGMA dbo.journal_mode = WAL");
-  begin(Duration::Short, std::chrono::seconds(30));
+  begin(Duration::Short, ordinaryWait);
   found = version();  // another process may have been faster
   refuseNewer();
   if (found == 0) {
@@ -259,10 +264,19 @@ void Database::execute(std::string_view sql) {
   }
 }
 
-// Asked by the engine while somebody else's transaction is open.
-int Database::onBusy() const {
-  if (hasDeadline_ && std::chrono::steady_clock::now() >= deadline_) return 0;
-  std::this_thread::sleep_for(std::chrono::milliseconds(1));
+// Asked by the engine while somebody else's transaction is open. Most of them end at once; only the
+// holder of the turn waits here, so it may look often at first.
+int Database::onBusy(int attempt) {
+  const auto now = std::chrono::steady_clock::now();
+  if (now >= deadline_) {
+    if (attempt > 0) return 0;
+    deadline_ = now + ordinaryWait;  // not begin(): something that is soon over, such as a recovery
+  }
+  constexpr int eagerAttempts = 200;
+  if (attempt < eagerAttempts)
+    std::this_thread::yield();
+  else
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
   return 1;
 }
 
@@ -278,18 +292,27 @@ void Database::begin(Duration duration, std::optional<std::chrono::seconds> limi
         timeoutExpired, file_,
         u"another queue object of this thread has a transaction open, which this one would wait for in vain. "
         u"Commit or abort it first, or work through the queue object that began it.");
-  hasDeadline_ = limit.has_value();
-  if (limit) deadline_ = std::chrono::steady_clock::now() + *limit;
+  const auto deadline = limit ? std::optional(std::chrono::steady_clock::now() + *limit) : std::nullopt;
   // Writers take turns: the lock is handed over in order, where the engine's own would let the same
-  // one win again and again.
-  turn_.emplace(lockFile_);
-  try {
-    execute("BEGIN IMMEDIATE");
-  } catch (...) {
+  // one win again and again. Who has the turn while somebody's transaction is open passes it on soon,
+  // so that everybody can keep an eye on the time.
+  constexpr auto slice = std::chrono::milliseconds(10);
+  while (!inTransaction_) {
+    turn_.emplace(lockFile_);
+    const auto now = std::chrono::steady_clock::now();
+    const bool isLast = deadline && *deadline <= now + slice;
+    deadline_ = isLast ? std::max(*deadline, now + std::chrono::milliseconds(1)) : now + slice;
+    try {
+      inTransaction_ =
+          prepare("BEGIN IMMEDIATE").tryStep(isLast ? Statement::Busy::Fails : Statement::Busy::Returns);
+    } catch (...) {
+      turn_.reset();
+      throw;
+    }
+    if (inTransaction_) break;
     turn_.reset();
-    throw;
+    std::this_thread::sleep_for(std::chrono::microseconds(100));
   }
-  inTransaction_ = true;
   changesBefore_ = sqlite3_total_changes(handle_.get());
   if (duration == Duration::Open) {
     // The engine's lock keeps writers out; who holds the turn now waits for it with a time limit.

@@ -40,6 +40,9 @@ class Statement {
   void bindText(int parameter, std::string_view bytes);
   // Whether there is a row.
   bool step();
+  // False when the store is busy with somebody else's transaction and that is not a failure.
+  enum class Busy { Fails, Returns };
+  bool tryStep(Busy busy);
   int columnCount() const noexcept;
   enum class Type { Null, Integer, Real, Text };
   Type type(int column) const noexcept;
@@ -96,7 +99,7 @@ class Database {
   void endTransaction() noexcept;
   void sync();
   void check(int code, const char* tried) const;
-  int onBusy() const;
+  int onBusy(int attempt);
 
   std::filesystem::path file_;
   int process_;
@@ -105,7 +108,6 @@ class Database {
   std::unordered_map<std::string, std::unique_ptr<sqlite3_stmt, Finalize>> statements_;
   std::optional<FileLock> turn_;
   std::chrono::steady_clock::time_point deadline_{};
-  bool hasDeadline_ = false;
   bool inTransaction_ = false;
   bool isOpenEnded_ = false;
   int changesBefore_ = 0;

@@ -28,8 +28,9 @@ std::int32_t LinuxSystem::numberSetting(const char16_t* key, std::int32_t byDefa
 
 bool LinuxSystem::GetVersionEx(OSVersion& record) {
   try {
-    record.platformId = numberSetting(u"PlatformId", 2);
+    const std::int32_t platformId = numberSetting(u"PlatformId", 2);
     record.majorVersion = numberSetting(u"MajorVersion", 10);
+    record.platformId = platformId;
     return true;
   } catch (const Error&) {  // a settings file that cannot be read: no version
     return false;
