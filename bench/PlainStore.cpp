@@ -42,7 +42,8 @@ PlainStore::PlainStore(const std::filesystem::path& file) {
   bindText(attach, 1, path);
   run(attach);
   sqlite3_finalize(attach);
-  sqlite3_exec(handle_, "PRAGMA dbo.synchronous = NORMAL", nullptr, nullptr, nullptr);
+  sqlite3_exec(handle_, "PRAGMA dbo.synchronous = NORMAL; PRAGMA dbo.secure_delete = OFF", nullptr, nullptr,
+               nullptr);
   int keep = 1;
   sqlite3_file_control(handle_, "dbo", SQLITE_FCNTL_PERSIST_WAL, &keep);
   sqlite3_wal_autocheckpoint(handle_, 2000);
@@ -53,22 +54,32 @@ PlainStore::PlainStore(const std::filesystem::path& file) {
       "INSERT INTO dbo.mdqMessageType (Name, Queue) SELECT ?1, ?2"
       " WHERE NOT EXISTS (SELECT 1 FROM dbo.mdqMessageType WHERE Name = ?1 AND Queue = ?2)");
   insert_ = prepare(
-      "INSERT INTO dbo.mdqDocument (MessageID, MessageTypeID, AckReceive, CreateTimestamp, Description, Body)"
-      " SELECT max((SELECT coalesce(max(MessageID), 0) FROM dbo.mdqDocument),"
-      " (SELECT MessageID FROM dbo.mdqHighest)) + 1, MessageTypeID, 0, ?4, ?3, ?5"
-      " FROM dbo.mdqMessageType WHERE Name = ?1 AND Queue = ?2 RETURNING MessageID");
+      "INSERT INTO dbo.mdqDocument (MessageID, MessageTypeID, CreateTimestamp, Description, Body) VALUES ("
+      "max((SELECT coalesce(max(MessageID), 0) FROM dbo.mdqDocument), (SELECT MessageID FROM "
+      "dbo.mdqHighest)) + 1,"
+      " (SELECT MessageTypeID FROM dbo.mdqMessageType WHERE Name = ?1 AND Queue = ?2), ?4, ?3, ?5)");
+  wait_ = prepare(
+      "INSERT INTO dbo.mdqWaiting (MessageTypeID, MessageID) VALUES ("
+      "(SELECT MessageTypeID FROM dbo.mdqMessageType WHERE Name = ?1 AND Queue = ?2), last_insert_rowid())");
   const char* list =
-      "SELECT d.MessageID, d.Description, d.CreateTimestamp, t.Name, d.Body"
-      " FROM dbo.mdqMessageType t CROSS JOIN dbo.mdqDocument d ON d.MessageTypeID = t.MessageTypeID"
-      " WHERE t.Name = 'idoc' AND t.Queue = ?1 AND d.AckReceive = 0 ORDER BY d.MessageID LIMIT ?2";
+      "SELECT w.MessageID, d.Description, d.CreateTimestamp, t.Name, d.Body"
+      " FROM dbo.mdqMessageType t CROSS JOIN dbo.mdqWaiting w ON w.MessageTypeID = t.MessageTypeID"
+      " CROSS JOIN dbo.mdqDocument d ON d.MessageID = w.MessageID"
+      " WHERE t.Name = 'idoc' AND t.Queue = ?1 ORDER BY w.MessageID LIMIT ?2";
   first_ = prepare(list);
   all_ = prepare(list);
   find_ = prepare("SELECT 1 FROM dbo.mdqDocument WHERE MessageID = ?1");
-  acknowledge_ = prepare("UPDATE dbo.mdqDocument SET AckReceive = 1 WHERE MessageID = ?1 AND AckReceive = 0");
+  acknowledge_ = prepare(
+      "INSERT INTO dbo.mdqAcknowledged (MessageTypeID, MessageID)"
+      " SELECT MessageTypeID, MessageID FROM dbo.mdqDocument WHERE MessageID = ?1 ON CONFLICT DO NOTHING");
+  take_ = prepare(
+      "DELETE FROM dbo.mdqWaiting WHERE MessageID = ?1"
+      " AND MessageTypeID = (SELECT MessageTypeID FROM dbo.mdqDocument WHERE MessageID = ?1)");
 }
 
 PlainStore::~PlainStore() {
-  for (auto* statement : {begin_, commit_, register_, insert_, first_, find_, acknowledge_, all_})
+  for (auto* statement :
+       {begin_, commit_, register_, insert_, wait_, first_, find_, acknowledge_, take_, all_})
     sqlite3_finalize(statement);
   sqlite3_close(handle_);
   close(lock_);
@@ -115,6 +126,9 @@ void PlainStore::send(const std::string& queue, const std::string& body) {
   sqlite3_bind_text(insert_, 4, time, -1, SQLITE_STATIC);
   bindText(insert_, 5, body);
   run(insert_);
+  bindText(wait_, 1, type);
+  bindText(wait_, 2, queue);
+  run(wait_);
 }
 
 std::int64_t PlainStore::receive(const std::string& queue, std::string& body) {
@@ -135,6 +149,8 @@ void PlainStore::acknowledge(std::int64_t identifier) {
   run(find_);
   sqlite3_bind_int64(acknowledge_, 1, identifier);
   run(acknowledge_);
+  sqlite3_bind_int64(take_, 1, identifier);
+  run(take_);
 }
 
 std::size_t PlainStore::readAll(const std::string& queue) {

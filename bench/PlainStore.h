@@ -32,5 +32,5 @@ class PlainStore {
   void run(sqlite3_stmt* statement);
   sqlite3* handle_ = nullptr;
   int lock_ = -1;
-  sqlite3_stmt *begin_, *commit_, *register_, *insert_, *first_, *find_, *acknowledge_, *all_;
+  sqlite3_stmt *begin_, *commit_, *register_, *insert_, *wait_, *first_, *find_, *acknowledge_, *take_, *all_;
 };

@@ -21,6 +21,8 @@ TEST(Errors, OfIdentifiersTellWhatWasWrong) {
   const Row rows[] = {{u"", 13, "whole number"},
                       {u"abc", 13, "\"abc\""},
                       {u"1x", 13, "whole number"},
+                      {u"1.4", 13, "\"1.4\""},
+                      {u"$1", 13, "whole number"},
                       {u"9223372036854775808", 6, "out of range"},
                       {u"2", 5, "never stored, or it has been purged"},
                       {u"-1", 5, "-1"}};

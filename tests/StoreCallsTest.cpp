@@ -33,7 +33,7 @@ TEST_F(StoreCalls, SendingStoresInATransactionOfItsOwn) {
   orders->ObjectID_Let(String(u"X9"));
   orders->SendDocument(String(u"text"));
   EXPECT_THAT(recorder.take(),
-              ElementsAre("new DatabaseConnection", "BeginTrans", "ActiveConnection", "CommandType 4",
+              ElementsAre("new DatabaseConnection", "ActiveConnection", "CommandType 4",
                           "CommandText [dbo].[mdqCreateMessage]", "Append MessageType 202 1 64 \"idoc\"",
                           "Append Queue 202 1 250 \"O'Brien\"",
                           "Append Description 202 1 250 \"Msg Type: <ORDER> ObjectID: <X9> \"",
@@ -98,10 +98,10 @@ TEST_F(StoreCalls, ReceivingAcknowledgingAndCounting) {
 TEST_F(StoreCalls, PurgingQueueAndJournal) {
   queue(u"Orders")->Purge();
   EXPECT_THAT(recorder.take(),
-              ElementsAre("new DatabaseConnection", "BeginTrans", "ActiveConnection", "CommandType 4",
-                          "CommandText [dbo].[mdqDeleteActiveQueueMessagesOlderThan]", "CommandTimeout 0",
+              ElementsAre("new DatabaseConnection", "ActiveConnection", "CommandType 4", "CommandTimeout 0",
+                          "CommandText [dbo].[mdqDeleteActiveQueueMessagesOlderThan]",
                           "Append ReturnValue 3 4 0 empty", "Append Queue 202 1 250 \"Orders\"",
-                          "Append DeleteSeconds 3 1 0 int32 0", "Execute -1", "CommitTrans"));
+                          "Append DeleteSeconds 3 1 0 int32 0", "BeginTrans", "Execute -1", "CommitTrans"));
   const auto journal = make<DbJournal>();
   journal->Initialize(String(u"Orders"));
   journal->Purge();
@@ -126,11 +126,11 @@ TEST_F(StoreCalls, ListingWaitingAndAcknowledged) {
   EXPECT_EQ(messages.get(), orders->Messages().get());
   EXPECT_EQ(messages->Count(), 0);
   messages->Refresh();
-  EXPECT_THAT(recorder.take(),
-              ElementsAre("new DatabaseConnection", "ActiveConnection", "CommandType 4",
-                          "CommandText [dbo].[mdqGetMessagesTrans]", "CommandTimeout 0",
-                          "Append @QueueName 202 1 250 \"O'Brien\"", "Append @MaxRecords 3 1 0 int32 0",
-                          "Append @MinAge 7 1 0 int32 1", "Execute -1"));
+  EXPECT_THAT(
+      recorder.take(),
+      ElementsAre("new DatabaseConnection", "ActiveConnection", "CommandTimeout 0", "CommandType 4",
+                  "CommandText [dbo].[mdqGetMessagesTrans]", "Append @QueueName 202 1 250 \"O'Brien\"",
+                  "Append @MaxRecords 3 1 0 int32 0", "Append @MinAge 7 1 0 int32 1", "Execute -1"));
   const auto message = messages->Item(Variant(u"0000000000000000042").get());
   EXPECT_EQ(toString(Variant(message->SentTime()).get()), u"12/9/2025 11:30:00 AM");
   recorder.zone = zoneInvalid;
@@ -142,12 +142,11 @@ TEST_F(StoreCalls, ListingWaitingAndAcknowledged) {
   queryClass<DbJournal>(orders->Journal().get())->Messages()->Refresh();
   EXPECT_THAT(
       recorder.take("Command"),
-      ElementsAre("CommandType 1",
+      ElementsAre("CommandTimeout 0", "CommandType 1",
                   "CommandText SELECT pe.[MessageID], pe.[Description], pe.[CreateTimestamp], pet.[Name], "
                   "pe.[Body] FROM [dbo].[mdqMessageAck] pe INNER JOIN [dbo].[mdqMessageType] pet   ON "
                   "pe.[MessageTypeID] = pet.[MessageTypeID] WHERE pet.[Name] = 'idoc'   AND pet.[Queue] = "
-                  "'O''Brien'",
-                  "CommandTimeout 0"));
+                  "'O''Brien'"));
 }
 
 TEST_F(StoreCalls, QueuesListTestAndCreate) {

@@ -34,10 +34,17 @@ class ErrorInformation final : public Object<ErrorInformation, IErrorInfo> {
   String description_;
 };
 
-// Like the platform's: one slot a thread, emptied by reading it.
-Ref<IErrorInfo>& currentInformation() noexcept {
-  thread_local Ref<IErrorInfo> information;
-  return information;
+// Like the platform's: one slot a thread, emptied by reading it. The slot itself is never destroyed, so
+// that objects which outlive their thread's ending can still use it.
+thread_local IErrorInfo* currentInformation = nullptr;
+void replaceInformation(IErrorInfo* information) noexcept {
+  struct AtThreadEnd {
+    ~AtThreadEnd() { replaceInformation(nullptr); }
+  };
+  thread_local const AtThreadEnd atEnd;
+  static_cast<void>(&atEnd);
+  if (information != nullptr) information->AddRef();
+  if (IErrorInfo* const before = std::exchange(currentInformation, information)) before->Release();
 }
 
 struct Standard {
@@ -151,13 +158,13 @@ std::atomic<long>& liveObjects() noexcept {
 extern "C" {
 
 HRESULT SetErrorInfo(ULONG, IErrorInfo* information) noexcept {
-  CorvaneQueue::currentInformation() = CorvaneQueue::Ref<IErrorInfo>(information);
+  CorvaneQueue::replaceInformation(information);
   return S_OK;
 }
 
 HRESULT GetErrorInfo(ULONG, IErrorInfo** information) noexcept {
   if (information == nullptr) return E_POINTER;
-  *information = CorvaneQueue::currentInformation().detach();
+  *information = std::exchange(CorvaneQueue::currentInformation, nullptr);
   return *information == nullptr ? S_FALSE : S_OK;
 }
 

@@ -14,19 +14,12 @@ Date wholeSecondNow() {
   return dateOf({dayNumber(now.year, now.month, now.day), now.hour * 3600 + now.minute * 60 + now.second});
 }
 
-// Runs a statement inside a transaction of its own, which a failure undoes.
-template <class Body>
-auto inTransactionOf(Connection& connection, Body&& body) {
+// Runs a command inside a transaction of its own, which a failure undoes.
+void executeInTransaction(Connection& connection, Command& command) {
   connection.BeginTrans();
   try {
-    if constexpr (std::is_void_v<decltype(body())>) {
-      body();
-      connection.CommitTrans();
-    } else {
-      auto result = body();
-      connection.CommitTrans();
-      return result;
-    }
+    store::execute(command);
+    connection.CommitTrans();
   } catch (...) {
     const Error failure = Error::current();
     try {
@@ -105,11 +98,14 @@ String DbQueue::CreateMessage(std::u16string_view MessageType, std::u16string_vi
                               const String& Description, StringRef Body) {
   return errors_.reported(u"CreateMessage", [&] {
     const Date created = wholeSecondNow();
+    BSTR body = Body.bstr();
     const auto connection = Database().Connection();
-    const auto store = [&] {
-      return store::createMessage(connection, MessageType, Queue, Description, created, Body);
-    };
-    return inTransaction_ ? store() : inTransactionOf(*connection, store);
+    const auto command = store::messageCreation(connection, MessageType, Queue, Description, created, &body);
+    if (inTransaction_)
+      store::execute(*command);
+    else
+      executeInTransaction(*connection, *command);
+    return store::newIdentifier(*command);
   });
 }
 
@@ -158,10 +154,9 @@ bool DbQueue::IsEmpty() {
 void DbQueue::Purge() {
   errors_.reported(u"Purge", [&] {
     const auto connection = Database().Connection();
-    inTransactionOf(*connection, [&] {
-      store::deleteMessages(connection, name_,
-                            isJournal_ ? store::Documents::Acknowledged : store::Documents::Waiting);
-    });
+    const auto command = store::deletion(
+        connection, name_, isJournal_ ? store::Documents::Acknowledged : store::Documents::Waiting);
+    executeInTransaction(*connection, *command);
   });
 }
 

@@ -13,7 +13,7 @@ DbUtility::DbUtility() : UtilityRules(u"DbUtility") {}
 void DbUtility::CreateQueue(StringRef QueueName) {
   errors().reported(u"CreateQueue", [&] {
     const auto database = platform().host->createDatabaseConnection();
-    store::createMessageType(database->Connection(), QueueName);
+    store::createMessageType(*database, QueueName);
   });
 }
 

@@ -13,16 +13,14 @@ constexpr std::int32_t nameSize = 250;
 constexpr std::int32_t bodySize = 1'073'741'823;
 constexpr std::int32_t noTimeLimit = 0;
 
-std::unique_ptr<Command> bound(const std::shared_ptr<Connection>& connection, CommandTypeEnum type,
-                               std::u16string_view text) {
+std::unique_ptr<Command> commandOn(const std::shared_ptr<Connection>& connection) {
   auto command = platform().database->createCommand();
   command->ActiveConnection(connection);
-  command->CommandType(type);
-  command->CommandText(text);
   return command;
 }
-std::unique_ptr<Command> procedure(const std::shared_ptr<Connection>& connection, std::u16string_view name) {
-  return bound(connection, adCmdStoredProc, name);
+void procedure(Command& command, std::u16string_view name) {
+  command.CommandType(adCmdStoredProc);
+  command.CommandText(name);
 }
 void input(Command& command, const char16_t* name, DataTypeEnum type, std::int32_t size, Variant value) {
   command.Append({name, type, adParamInput, size, std::move(value)});
@@ -40,33 +38,43 @@ std::int64_t firstNumber(DatabaseConnection& database, const std::u16string& que
 
 }  // namespace
 
-void createMessageType(const std::shared_ptr<Connection>& connection, StringRef queue) {
-  const auto command = procedure(connection, u"[dbo].[mdqCreateMessageType]");
+void execute(Command& command) { command.Execute(adOptionUnspecified); }
+
+void createMessageType(DatabaseConnection& database, StringRef queue) {
+  const auto command = platform().database->createCommand();
+  command->ActiveConnection(database.Connection());
+  procedure(*command, u"[dbo].[mdqCreateMessageType]");
   returnValue(*command);
   text(*command, u"@Name", typeSize, messageType);
   text(*command, u"@Queue", nameSize, queue);
   command->Append({u"@MessageTypeID", adSmallInt, adParamOutput, 0});
-  command->Execute(adOptionUnspecified);
+  execute(*command);
 }
 
-String createMessage(const std::shared_ptr<Connection>& connection, std::u16string_view type,
-                     std::u16string_view queue, const String& description, Date created, StringRef body) {
-  const auto command = procedure(connection, u"[dbo].[mdqCreateMessage]");
-  BSTR bodyText = body.bstr();
+std::unique_ptr<Command> messageCreation(const std::shared_ptr<Connection>& connection,
+                                         std::u16string_view type, std::u16string_view queue,
+                                         const String& description, Date created, BSTR* body) {
+  auto command = commandOn(connection);
+  procedure(*command, u"[dbo].[mdqCreateMessage]");
   text(*command, u"MessageType", typeSize, type);
   text(*command, u"Queue", nameSize, queue);
   text(*command, u"Description", nameSize, description);
   input(*command, u"CreateTimestamp", adDate, 0, created);
-  input(*command, u"Body", adVarWChar, bodySize, Variant::reference(&bodyText));
+  input(*command, u"Body", adVarWChar, bodySize, Variant::reference(body));
   command->Append({u"MessageID", adBigInt, adParamOutput, 0});
-  command->Execute(adOptionUnspecified);
-  return toString(command->At(5).Value.get());
+  return command;
+}
+
+String newIdentifier(const Command& executed) {
+  constexpr std::size_t messageID = 5;
+  return toString(executed.At(messageID).Value.get());
 }
 
 std::unique_ptr<Recordset> waitingMessages(const std::shared_ptr<Connection>& connection, const String& queue,
                                            Reading reading) {
-  const auto command = procedure(connection, u"[dbo].[mdqGetMessagesTrans]");
+  const auto command = commandOn(connection);
   if (reading == Reading::All) command->CommandTimeout(noTimeLimit);
+  procedure(*command, u"[dbo].[mdqGetMessagesTrans]");
   text(*command, u"@QueueName", nameSize, queue);
   input(*command, u"@MaxRecords", adInteger, 0, static_cast<std::int32_t>(reading));
   input(*command, u"@MinAge", adDate, 0, std::int32_t{1});
@@ -75,35 +83,39 @@ std::unique_ptr<Recordset> waitingMessages(const std::shared_ptr<Connection>& co
 
 std::unique_ptr<Recordset> acknowledgedMessages(const std::shared_ptr<Connection>& connection,
                                                 const String& queue) {
-  std::u16string query =
+  const auto command = commandOn(connection);
+  command->CommandTimeout(noTimeLimit);
+  command->CommandType(adCmdText);
+  command->CommandText(
       u"SELECT pe.[MessageID], pe.[Description], pe.[CreateTimestamp], pet.[Name], pe.[Body]"
       u" FROM [dbo].[mdqMessageAck] pe INNER JOIN [dbo].[mdqMessageType] pet"
       u"   ON pe.[MessageTypeID] = pet.[MessageTypeID]"
       u" WHERE pet.[Name] = 'idoc'"
-      u"   AND pet.[Queue] = '";
-  query += modQueueUtils::EscapeSQLQuotes(queue);
-  query += u"'";
-  const auto command = bound(connection, adCmdText, query);
-  command->CommandTimeout(noTimeLimit);
+      u"   AND pet.[Queue] = '" +
+      modQueueUtils::EscapeSQLQuotes(queue) + u"'");
   return command->Execute(adOptionUnspecified);
 }
 
 void acknowledge(const std::shared_ptr<Connection>& connection, StringRef messageID) {
-  const auto command = procedure(connection, u"[dbo].[mdqAckReceive]");
+  const auto command = commandOn(connection);
+  procedure(*command, u"[dbo].[mdqAckReceive]");
   input(*command, u"@MessageID", adBigInt, 0, String(messageID));
   input(*command, u"@Flag", adSmallInt, 0, std::int32_t{2});
-  command->Execute(adOptionUnspecified);
+  execute(*command);
 }
 
-void deleteMessages(const std::shared_ptr<Connection>& connection, const String& queue, Documents documents) {
-  const auto command = procedure(connection, documents == Documents::Acknowledged
-                                                 ? u"[dbo].[mdqDeleteAckQueueMessagesOlderThan]"
-                                                 : u"[dbo].[mdqDeleteActiveQueueMessagesOlderThan]");
+std::unique_ptr<Command> deletion(const std::shared_ptr<Connection>& connection, const String& queue,
+                                  Documents documents) {
+  auto command = commandOn(connection);
+  command->CommandType(adCmdStoredProc);
   command->CommandTimeout(noTimeLimit);
+  command->CommandText(documents == Documents::Acknowledged
+                           ? u"[dbo].[mdqDeleteAckQueueMessagesOlderThan]"
+                           : u"[dbo].[mdqDeleteActiveQueueMessagesOlderThan]");
   returnValue(*command);
   text(*command, u"Queue", nameSize, queue);
   input(*command, u"DeleteSeconds", adInteger, 0, std::int32_t{0});
-  command->Execute(adOptionUnspecified);
+  return command;
 }
 
 std::int64_t waitingCount(DatabaseConnection& database, const String& queue) {

@@ -8,10 +8,14 @@ namespace CorvaneQueue::store {
 
 inline constexpr const char16_t* messageType = u"idoc";
 
-void createMessageType(const std::shared_ptr<Connection>& connection, StringRef queue);
-// Returns the identifier of the new document. `body` is read during the call and not copied.
-String createMessage(const std::shared_ptr<Connection>& connection, std::u16string_view type,
-                     std::u16string_view queue, const String& description, Date created, StringRef body);
+// Registers a queue, on the database's connection.
+void createMessageType(DatabaseConnection& database, StringRef queue);
+// The bound command that stores a document; once executed, `newIdentifier` is that document's. `body` is
+// read when the command is executed and not copied.
+std::unique_ptr<Command> messageCreation(const std::shared_ptr<Connection>& connection,
+                                         std::u16string_view type, std::u16string_view queue,
+                                         const String& description, Date created, BSTR* body);
+String newIdentifier(const Command& executed);
 enum class Reading : std::int32_t { All = 0, One = 1 };
 // A listing runs without a time limit.
 std::unique_ptr<Recordset> waitingMessages(const std::shared_ptr<Connection>& connection, const String& queue,
@@ -20,7 +24,10 @@ std::unique_ptr<Recordset> acknowledgedMessages(const std::shared_ptr<Connection
                                                 const String& queue);
 void acknowledge(const std::shared_ptr<Connection>& connection, StringRef messageID);
 enum class Documents { Waiting, Acknowledged };
-void deleteMessages(const std::shared_ptr<Connection>& connection, const String& queue, Documents documents);
+// The bound command that deletes the documents of a queue; it runs without a time limit.
+std::unique_ptr<Command> deletion(const std::shared_ptr<Connection>& connection, const String& queue,
+                                  Documents documents);
+void execute(Command& command);
 
 std::int64_t waitingCount(DatabaseConnection& database, const String& queue);
 bool queueExists(DatabaseConnection& database, StringRef queue);

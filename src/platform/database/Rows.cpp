@@ -11,8 +11,9 @@
 namespace CorvaneQueue::platform_layer {
 
 namespace {
-constexpr std::size_t blockSize = std::size_t{1} << 20;
-}
+constexpr std::size_t firstBlock = std::size_t{1} << 12;
+constexpr std::size_t largestBlock = std::size_t{1} << 20;
+}  // namespace
 
 Rows::Rows(Statement& statement) : columnCount_(static_cast<std::size_t>(statement.columnCount())) {
   std::vector<bool> isDateTime;
@@ -47,7 +48,8 @@ Rows::Rows(Statement& statement) : columnCount_(static_cast<std::size_t>(stateme
 
 const char* Rows::keep(std::string_view bytes) {
   if (bytes.size() > freeSize_) {
-    freeSize_ = bytes.size() > blockSize / 4 ? bytes.size() : blockSize;
+    const std::size_t block = std::min(largestBlock, firstBlock << std::min<std::size_t>(blocks_.size(), 16));
+    freeSize_ = bytes.size() > block / 4 ? bytes.size() : block;
     blocks_.push_back(std::make_unique_for_overwrite<char[]>(freeSize_));
     free_ = blocks_.back().get();
   }

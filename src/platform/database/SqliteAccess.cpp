@@ -5,7 +5,7 @@
 #include "Rows.h"
 #include "Text.h"
 
-#include <array>
+#include <algorithm>
 #include <chrono>
 
 namespace CorvaneQueue::platform_layer {
@@ -21,37 +21,34 @@ class SqliteConnection final : public Connection {
   SqliteConnection(const std::filesystem::path& file, const StoreDefinition& definition)
       : definition_(definition), database_(file, definition.migrations) {}
 
-  ObjectStateEnum State() const override { return database_.isUsable() ? adStateOpen : adStateClosed; }
+  ObjectStateEnum State() const override {
+    return database_.isUsable() && (!isStarted_ || database_.inTransaction()) ? adStateOpen : adStateClosed;
+  }
 
   std::int32_t BeginTrans() override {
-    if (level_ > 0 && !isStarted_) start(defaultTimeout);
-    if (level_ > 0) database_.execute("SAVEPOINT level" + std::to_string(level_ + 1));
-    return ++level_;
+    ++level_;
+    if (isStarted_) enterLevel(level_);
+    return level_;
   }
 
   void CommitTrans() override {
     requireTransaction();
-    if (level_ > 1) {
-      database_.execute("RELEASE level" + std::to_string(level_));
-      --level_;
-      return;
+    const std::int32_t level = level_--;
+    if (level > 1) {
+      if (isStarted_) database_.execute("RELEASE " + nameOf(level));
+    } else if (std::exchange(isStarted_, false)) {
+      database_.commit();
     }
-    level_ = 0;
-    if (std::exchange(isStarted_, false)) database_.commit();
   }
 
   void RollbackTrans() override {
     requireTransaction();
-    if (level_ > 1) {
-      const std::string name = "level" + std::to_string(level_);
-      database_.execute("ROLLBACK TO " + name);
-      database_.execute("RELEASE " + name);
-      --level_;
-      return;
+    const std::int32_t level = level_--;
+    if (level > 1) {
+      if (isStarted_) leave(nameOf(level));
+    } else if (std::exchange(isStarted_, false)) {
+      database_.rollback();
     }
-    level_ = 0;
-    isStarted_ = false;
-    database_.rollback();
   }
 
   // Runs statements in the open transaction, or in one of their own when they write. What fails
@@ -59,27 +56,19 @@ class SqliteConnection final : public Connection {
   template <class Body>
   auto run(StoreProcedure::Access access, std::int32_t timeout, Body&& body) {
     if (level_ == 0 && access == StoreProcedure::Access::Reads) return body(database_);
+    if (level_ > 0 && isStarted_) return runInside(std::forward<Body>(body));
     const bool isOwn = level_ == 0;
-    if (isOwn)
-      database_.begin(Database::Duration::Short, limitOf(timeout));
-    else if (!isStarted_)
-      start(timeout);
-    constexpr std::string_view mark = "SAVEPOINT statement";
-    if (!isOwn) database_.execute(mark);
+    database_.begin(isOwn ? Database::Duration::Short : Database::Duration::Open, limitOf(timeout));
     try {
+      for (std::int32_t level = 2; level <= level_; ++level) enterLevel(level);
       auto result = body(database_);
       if (isOwn)
         database_.commit();
       else
-        database_.execute("RELEASE statement");
+        isStarted_ = true;
       return result;
     } catch (...) {
-      if (isOwn) {
-        database_.rollback();
-      } else if (database_.isUsable()) {
-        database_.execute("ROLLBACK TO statement");
-        database_.execute("RELEASE statement");
-      }
+      database_.rollback();  // there was nothing before this in it
       throw;
     }
   }
@@ -91,9 +80,29 @@ class SqliteConnection final : public Connection {
     if (timeout == 0) return std::nullopt;
     return std::chrono::seconds(timeout);
   }
-  void start(std::int32_t timeout) {
-    database_.begin(Database::Duration::Open, limitOf(timeout));
-    isStarted_ = true;
+  template <class Body>
+  auto runInside(Body&& body) {
+    constexpr const char* mark = "statement";
+    database_.execute("SAVEPOINT statement");
+    try {
+      auto result = body(database_);
+      database_.execute("RELEASE statement");
+      return result;
+    } catch (...) {
+      if (database_.isUsable()) leave(mark);
+      throw;
+    }
+  }
+  static std::string nameOf(std::int32_t level) { return "level" + std::to_string(level); }
+  void enterLevel(std::int32_t level) { database_.execute("SAVEPOINT " + nameOf(level)); }
+  // Undoes what was done since a mark; when that fails, everything.
+  void leave(const std::string& mark) noexcept {
+    try {
+      database_.execute("ROLLBACK TO " + mark);
+      database_.execute("RELEASE " + mark);
+    } catch (const Error&) {
+      database_.rollback();
+    }
   }
   void requireTransaction() const {
     if (level_ == 0) throw Error(E_FAIL, source, u"There is no open transaction on the connection.");
@@ -177,9 +186,13 @@ class BoundParameters {
     return toStored(text);
   }
   static std::int64_t numberOf(const Parameter& parameter, std::int64_t least, std::int64_t most) {
+    const VARIANT& value = parameter.Value.get();
+    if (value.vt == VT_BSTR && !isPlainNumber(StringRef(value.bstrVal)))
+      badParameter(parameter, ErrorNumber::TypeMismatch,
+                   u"must be a whole number, and is not: " + shownValue(parameter));
     std::int64_t number = 0;
     try {
-      number = toInt64(parameter.Value.get());
+      number = toInt64(value);
     } catch (const Error& error) {
       badParameter(parameter, error.number(),
                    error.number() == ErrorNumber::Overflow
@@ -189,6 +202,11 @@ class BoundParameters {
     if (number < least || number > most)
       badParameter(parameter, ErrorNumber::Overflow, u"is out of range: " + shownValue(parameter));
     return number;
+  }
+  // Digits, with a sign at the most: what the platform also takes for numbers ("1.6", "$2") is no identifier.
+  static bool isPlainNumber(std::u16string_view text) {
+    if (text.starts_with(u'-')) text.remove_prefix(1);
+    return !text.empty() && std::ranges::all_of(text, [](char16_t c) { return c >= u'0' && c <= u'9'; });
   }
   static std::u16string shownValue(const Parameter& parameter) {
     return u"\"" + std::u16string(toString(parameter.Value.get()).view()) + u"\".";

@@ -8,6 +8,7 @@
 #include <unistd.h>
 #include <algorithm>
 #include <cerrno>
+#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -65,24 +66,32 @@ String sourceName() { return String(widened(source)); }
   }
 }
 
-// Names of queues: letter case does not count.
-int compareNames(void*, int leftSize, const void* left, int rightSize, const void* right) {
+// Names of queues: letter case does not count. Called through the engine, which knows no exceptions.
+int compareNames(void*, int leftSize, const void* left, int rightSize, const void* right) noexcept {
   const std::string_view a(static_cast<const char*>(left), static_cast<std::size_t>(leftSize));
   const std::string_view b(static_cast<const char*>(right), static_cast<std::size_t>(rightSize));
   if (a == b) return 0;
-  return foldCase(fromStored(a)).compare(foldCase(fromStored(b)));
+  try {
+    return foldCase(fromStored(a)).compare(foldCase(fromStored(b)));
+  } catch (...) {  // damaged bytes: any order will do
+    return a.compare(b);
+  }
 }
 
-// The stores in which this thread has an open-ended transaction: to wait for one would be for ever. A
-// forked process inherits the list, but none of the transactions.
-struct OpenHere {
-  std::filesystem::path file;
-  int process;
-  friend bool operator==(const OpenHere&, const OpenHere&) = default;
+// The sessions of this process. Never destroyed: objects that clients keep to the very end still find it.
+struct Sessions {
+  struct Open {
+    const Database* session;
+    std::filesystem::path file;
+    int process;
+    std::thread::id transactionThread{};  // of an open-ended transaction, else nobody
+  };
+  std::mutex mutex;
+  std::vector<Open> open;
 };
-std::vector<OpenHere>& openHere() {
-  thread_local std::vector<OpenHere> stores;
-  return stores;
+Sessions& sessions() {
+  static auto* const all = new Sessions;
+  return *all;
 }
 
 }  // namespace
@@ -157,8 +166,15 @@ void Database::check(int code, const char* tried) const {
 
 Database::Database(std::filesystem::path file, std::span<const std::string_view> migrations)
     : file_(std::move(file)), process_(::getpid()) {
-  open();
-  migrate(migrations);
+  enlist();
+  try {
+    open();
+    migrate(migrations);
+    sync();  // what a process stored that died before its own sync
+  } catch (...) {
+    delist();
+    throw;
+  }
 }
 
 Database::~Database() {
@@ -168,6 +184,38 @@ Database::~Database() {
     return;
   }
   rollback();
+  delist();
+}
+
+// The engine's account of its locks is copied by a fork, the locks are not: a session opened beside an
+// inherited one could damage the store.
+void Database::enlist() {
+  const std::lock_guard guard(sessions().mutex);
+  for (const auto& other : sessions().open)
+    if (other.process != process_)
+      fail(E_FAIL, file_,
+           u"this process was forked from one that had a store open, and cannot open one itself. Fork before "
+           u"the first use, or start the new process with exec.");
+  sessions().open.push_back({this, file_, process_});
+}
+
+void Database::delist() noexcept {
+  const std::lock_guard guard(sessions().mutex);
+  std::erase_if(sessions().open, [&](const auto& entry) { return entry.session == this; });
+}
+
+void Database::noteTransaction(bool isOpen) noexcept {
+  const std::lock_guard guard(sessions().mutex);
+  for (auto& entry : sessions().open)
+    if (entry.session == this)
+      entry.transactionThread = isOpen ? std::this_thread::get_id() : std::thread::id();
+}
+
+bool Database::isAwaitedInVain() const {
+  const std::lock_guard guard(sessions().mutex);
+  return std::ranges::any_of(sessions().open, [&](const auto& entry) {
+    return entry.file == file_ && entry.transactionThread == std::this_thread::get_id();
+  });
 }
 
 void Database::open() {
@@ -198,6 +246,8 @@ void Database::open() {
   // Durability comes from sync() after a commit, outside the lock. The log keeps its size: writing over
   // it is faster than growing it.
   execute("PRAGMA dbo.synchronous = NORMAL");
+  execute("PRAGMA dbo.secure_delete = OFF");  // a purge would write every freed page
+  execute("PRAGMA temp_store = MEMORY");      // no document in a file outside the installation
   int keep = 1;
   sqlite3_file_control(opened, "dbo", SQLITE_FCNTL_PERSIST_WAL, &keep);
   sqlite3_wal_autocheckpoint(opened, checkpointPages);
@@ -219,7 +269,14 @@ void Database::migrate(std::span<const std::string_view> migrations) {
                u". Install the newer library.");
   };
   refuseNewer();
-  execute("PRAGMA dbo.journal_mode = WAL");
+  {
+    // The switch to the write-ahead log knows no waiting: one process at a time.
+    const FileLock turn(writersLock());
+    Statement mode = prepare("PRAGMA dbo.journal_mode = WAL");
+    if (!mode.step() || mode.text(0) != "wal")
+      fail(E_FAIL, file_,
+           u"the file system cannot hold the store: it needs shared memory files. Use a local disk.");
+  }
   begin(Duration::Short, ordinaryWait);
   found = version();  // another process may have been faster
   refuseNewer();
@@ -246,7 +303,7 @@ void Database::migrate(std::span<const std::string_view> migrations) {
 }
 
 Statement Database::prepare(std::string_view sql) {
-  const auto found = statements_.find(std::string(sql));
+  const auto found = statements_.find(sql);
   if (found != statements_.end()) return {found->second.get(), file_};
   sqlite3_stmt* statement = nullptr;
   const int code = sqlite3_prepare_v3(handle_.get(), sql.data(), static_cast<int>(sql.size()),
@@ -268,10 +325,8 @@ void Database::execute(std::string_view sql) {
 // holder of the turn waits here, so it may look often at first.
 int Database::onBusy(int attempt) {
   const auto now = std::chrono::steady_clock::now();
-  if (now >= deadline_) {
-    if (attempt > 0) return 0;
-    deadline_ = now + ordinaryWait;  // not begin(): something that is soon over, such as a recovery
-  }
+  if (attempt == 0 && !isBeginning_) deadline_ = now + ordinaryWait;  // a recovery, say: soon over
+  if (now >= deadline_) return 0;
   constexpr int eagerAttempts = 200;
   if (attempt < eagerAttempts)
     std::this_thread::yield();
@@ -281,13 +336,18 @@ int Database::onBusy(int attempt) {
 }
 
 bool Database::isUsable() const noexcept {
-  return process_ == ::getpid() && (!inTransaction_ || sqlite3_get_autocommit(handle_.get()) == 0);
+  return process_ == ::getpid() && !isSuspect_ &&
+         (!inTransaction_ || sqlite3_get_autocommit(handle_.get()) == 0);
+}
+
+const FileDescriptor& Database::writersLock() const {
+  if (lockFile_.get() < 0)
+    fail(permissionDenied, file_, u"the file cannot be written; check its permissions.");
+  return lockFile_;
 }
 
 void Database::begin(Duration duration, std::optional<std::chrono::seconds> limit) {
-  if (lockFile_.get() < 0)
-    fail(permissionDenied, file_, u"the file cannot be written; check its permissions.");
-  if (std::ranges::find(openHere(), OpenHere{file_, process_}) != openHere().end())
+  if (isAwaitedInVain())
     fail(
         timeoutExpired, file_,
         u"another queue object of this thread has a transaction open, which this one would wait for in vain. "
@@ -298,40 +358,39 @@ void Database::begin(Duration duration, std::optional<std::chrono::seconds> limi
   // so that everybody can keep an eye on the time.
   constexpr auto slice = std::chrono::milliseconds(10);
   while (!inTransaction_) {
-    turn_.emplace(lockFile_);
+    turn_.emplace(writersLock());
     const auto now = std::chrono::steady_clock::now();
     const bool isLast = deadline && *deadline <= now + slice;
     deadline_ = isLast ? std::max(*deadline, now + std::chrono::milliseconds(1)) : now + slice;
+    isBeginning_ = true;
     try {
       inTransaction_ =
           prepare("BEGIN IMMEDIATE").tryStep(isLast ? Statement::Busy::Fails : Statement::Busy::Returns);
     } catch (...) {
+      isBeginning_ = false;
       turn_.reset();
       throw;
     }
+    isBeginning_ = false;
     if (inTransaction_) break;
     turn_.reset();
     std::this_thread::sleep_for(std::chrono::microseconds(100));
   }
-  changesBefore_ = sqlite3_total_changes(handle_.get());
   if (duration == Duration::Open) {
     // The engine's lock keeps writers out; who holds the turn now waits for it with a time limit.
     turn_.reset();
     isOpenEnded_ = true;
-    openHere().push_back({file_, process_});
+    noteTransaction(true);
   }
 }
 
 void Database::endTransaction() noexcept {
   inTransaction_ = false;
   turn_.reset();
-  if (!std::exchange(isOpenEnded_, false)) return;
-  const auto here = std::ranges::find(openHere(), OpenHere{file_, process_});
-  if (here != openHere().end()) openHere().erase(here);
+  if (std::exchange(isOpenEnded_, false)) noteTransaction(false);
 }
 
 void Database::commit() {
-  const bool changed = sqlite3_total_changes(handle_.get()) != changesBefore_;
   try {
     execute("COMMIT");
   } catch (...) {
@@ -339,7 +398,7 @@ void Database::commit() {
     throw;
   }
   endTransaction();
-  if (changed) sync();
+  sync();  // also when nothing changed: what this one saw may be somebody's who died before the sync
 }
 
 void Database::sync() {
@@ -347,10 +406,11 @@ void Database::sync() {
   check(sqlite3_file_control(handle_.get(), "dbo", SQLITE_FCNTL_JOURNAL_POINTER, &log), "syncing the log");
   if (log == nullptr || log->pMethods == nullptr) return;
   const int code = log->pMethods->xSync(log, SQLITE_SYNC_NORMAL | SQLITE_SYNC_DATAONLY);
-  if (code != SQLITE_OK)
-    fail(E_FAIL, file_,
-         u"the log could not be synced: what was stored is there, but may not survive a power failure. Check "
-         u"the disk.");
+  if (code == SQLITE_OK) return;
+  isSuspect_ = true;
+  fail(E_FAIL, file_,
+       u"the log could not be synced: what was stored is there, but may not survive a power failure. Check "
+       u"the disk.");
 }
 
 void Database::rollback() noexcept {

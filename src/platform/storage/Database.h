@@ -84,16 +84,27 @@ class Database {
   void commit();
   void rollback() noexcept;
   bool inTransaction() const noexcept { return inTransaction_; }
-  // False once the store has ended the transaction by itself, or in a forked process.
+  // False once the store has ended the transaction by itself, after a failed sync, or in a forked process.
   bool isUsable() const noexcept;
 
  private:
   struct Close {
     void operator()(sqlite3* handle) const noexcept;
   };
+  struct TextHash {
+    using is_transparent = void;
+    std::size_t operator()(std::string_view text) const noexcept {
+      return std::hash<std::string_view>()(text);
+    }
+  };
   struct Finalize {
     void operator()(sqlite3_stmt* statement) const noexcept;
   };
+  void enlist();
+  void delist() noexcept;
+  void noteTransaction(bool isOpen) noexcept;
+  bool isAwaitedInVain() const;
+  const FileDescriptor& writersLock() const;
   void open();
   void migrate(std::span<const std::string_view> migrations);
   void endTransaction() noexcept;
@@ -105,12 +116,14 @@ class Database {
   int process_;
   FileDescriptor lockFile_;
   std::unique_ptr<sqlite3, Close> handle_;
-  std::unordered_map<std::string, std::unique_ptr<sqlite3_stmt, Finalize>> statements_;
+  std::unordered_map<std::string, std::unique_ptr<sqlite3_stmt, Finalize>, TextHash, std::equal_to<>>
+      statements_;
   std::optional<FileLock> turn_;
   std::chrono::steady_clock::time_point deadline_{};
   bool inTransaction_ = false;
   bool isOpenEnded_ = false;
-  int changesBefore_ = 0;
+  bool isBeginning_ = false;
+  bool isSuspect_ = false;  // a sync has failed: what is durable is not known
 };
 
 }  // namespace CorvaneQueue::platform_layer

@@ -7,9 +7,10 @@ namespace {
 using Outcome = ProcedureStep::Outcome;
 using Access = StoreProcedure::Access;
 
-// Waiting and acknowledged documents are rows of one table, seen through two views: acknowledging
-// flips a flag of the row in place and does not copy the body. Identifiers never repeat, also when
-// the newest document has been purged: mdqHighest remembers it.
+// A document is stored once; whether it waits or is acknowledged is told by the list that names it, so
+// that acknowledging moves a pair of numbers and touches no body. The views take each column from the
+// document only when it is asked for: counting reads the list alone. Identifiers never repeat, also
+// when the newest document has been purged: mdqHighest remembers it.
 constexpr std::string_view migrations[] = {
     R"sql(
 CREATE TABLE dbo.mdqMessageType (
@@ -21,21 +22,36 @@ CREATE TABLE dbo.mdqMessageType (
 CREATE TABLE dbo.mdqDocument (
   MessageID       INTEGER PRIMARY KEY,
   MessageTypeID   INTEGER NOT NULL REFERENCES mdqMessageType (MessageTypeID),
-  AckReceive      INTEGER NOT NULL,
   CreateTimestamp DATETIME NOT NULL,
   Description     TEXT NOT NULL,
   Body            TEXT NOT NULL
 );
-CREATE INDEX dbo.mdqWaiting ON mdqDocument (MessageTypeID) WHERE AckReceive = 0;
-CREATE INDEX dbo.mdqAcknowledged ON mdqDocument (MessageTypeID) WHERE AckReceive = 1;
+CREATE TABLE dbo.mdqWaiting (
+  MessageTypeID INTEGER NOT NULL,
+  MessageID     INTEGER NOT NULL,
+  PRIMARY KEY (MessageTypeID, MessageID)
+) WITHOUT ROWID;
+CREATE TABLE dbo.mdqAcknowledged (
+  MessageTypeID INTEGER NOT NULL,
+  MessageID     INTEGER NOT NULL,
+  PRIMARY KEY (MessageTypeID, MessageID)
+) WITHOUT ROWID;
 CREATE TABLE dbo.mdqHighest (MessageID INTEGER NOT NULL);
 INSERT INTO dbo.mdqHighest VALUES (0);
 CREATE VIEW dbo.mdqMessage AS
-  SELECT MessageID, Description, CreateTimestamp, Body, MessageTypeID, AckReceive
-    FROM mdqDocument WHERE AckReceive = 0;
+  SELECT w.MessageID,
+         (SELECT Description FROM mdqDocument d WHERE d.MessageID = w.MessageID) AS Description,
+         (SELECT CreateTimestamp FROM mdqDocument d WHERE d.MessageID = w.MessageID) AS CreateTimestamp,
+         (SELECT Body FROM mdqDocument d WHERE d.MessageID = w.MessageID) AS Body,
+         w.MessageTypeID, 0 AS AckReceive
+    FROM mdqWaiting w;
 CREATE VIEW dbo.mdqMessageAck AS
-  SELECT MessageID, Description, CreateTimestamp, Body, MessageTypeID
-    FROM mdqDocument WHERE AckReceive = 1;
+  SELECT a.MessageID,
+         (SELECT Description FROM mdqDocument d WHERE d.MessageID = a.MessageID) AS Description,
+         (SELECT CreateTimestamp FROM mdqDocument d WHERE d.MessageID = a.MessageID) AS CreateTimestamp,
+         (SELECT Body FROM mdqDocument d WHERE d.MessageID = a.MessageID) AS Body,
+         a.MessageTypeID
+    FROM mdqAcknowledged a;
 )sql",
 };
 
@@ -47,19 +63,21 @@ constexpr ProcedureStep createMessageType[] = {
 constexpr ProcedureStep createMessage[] = {
     {"INSERT INTO dbo.mdqMessageType (Name, Queue) SELECT ?1, ?2"
      " WHERE NOT EXISTS (SELECT 1 FROM dbo.mdqMessageType WHERE Name = ?1 AND Queue = ?2)"},
-    {"INSERT INTO dbo.mdqDocument (MessageID, MessageTypeID, AckReceive, CreateTimestamp, Description, Body)"
-     " SELECT max((SELECT coalesce(max(MessageID), 0) FROM dbo.mdqDocument),"
-     " (SELECT MessageID FROM dbo.mdqHighest)) + 1, MessageTypeID, 0, ?4, ?3, ?5"
-     " FROM dbo.mdqMessageType WHERE Name = ?1 AND Queue = ?2"
-     " RETURNING MessageID",
-     Outcome::Output, 5},
+    {"INSERT INTO dbo.mdqDocument (MessageID, MessageTypeID, CreateTimestamp, Description, Body) VALUES ("
+     "max((SELECT coalesce(max(MessageID), 0) FROM dbo.mdqDocument), (SELECT MessageID FROM dbo.mdqHighest)) "
+     "+ 1,"
+     " (SELECT MessageTypeID FROM dbo.mdqMessageType WHERE Name = ?1 AND Queue = ?2), ?4, ?3, ?5)"},
+    {"INSERT INTO dbo.mdqWaiting (MessageTypeID, MessageID) VALUES ("
+     "(SELECT MessageTypeID FROM dbo.mdqMessageType WHERE Name = ?1 AND Queue = ?2), last_insert_rowid())"},
+    {"SELECT last_insert_rowid()", Outcome::Output, 5},
 };
 
 constexpr ProcedureStep getMessagesTrans[] = {
-    {"SELECT d.MessageID, d.Description, d.CreateTimestamp, t.Name, d.Body"
-     " FROM dbo.mdqMessageType t CROSS JOIN dbo.mdqDocument d ON d.MessageTypeID = t.MessageTypeID"
-     " WHERE t.Name = 'idoc' AND t.Queue = ?1 AND d.AckReceive = 0 AND d.CreateTimestamp >= ?3"
-     " ORDER BY d.MessageID LIMIT CASE WHEN ?2 > 0 THEN ?2 ELSE -1 END",
+    {"SELECT w.MessageID, d.Description, d.CreateTimestamp, t.Name, d.Body"
+     " FROM dbo.mdqMessageType t CROSS JOIN dbo.mdqWaiting w ON w.MessageTypeID = t.MessageTypeID"
+     " CROSS JOIN dbo.mdqDocument d ON d.MessageID = w.MessageID"
+     " WHERE t.Name = 'idoc' AND t.Queue = ?1 AND d.CreateTimestamp >= ?3"
+     " ORDER BY w.MessageID LIMIT CASE WHEN ?2 > 0 THEN ?2 ELSE -1 END",
      Outcome::Rows},
 };
 
@@ -68,7 +86,10 @@ constexpr ProcedureStep ackReceive[] = {
      u"mdqAckReceive knows only @Flag 2: the acknowledged document is kept."},
     {"SELECT 1 FROM dbo.mdqDocument WHERE MessageID = ?1", Outcome::Required, 0,
      u"There is no document with the identifier %1: it was never stored, or it has been purged."},
-    {"UPDATE dbo.mdqDocument SET AckReceive = 1 WHERE MessageID = ?1 AND AckReceive = 0"},
+    {"INSERT INTO dbo.mdqAcknowledged (MessageTypeID, MessageID)"
+     " SELECT MessageTypeID, MessageID FROM dbo.mdqDocument WHERE MessageID = ?1 ON CONFLICT DO NOTHING"},
+    {"DELETE FROM dbo.mdqWaiting WHERE MessageID = ?1"
+     " AND MessageTypeID = (SELECT MessageTypeID FROM dbo.mdqDocument WHERE MessageID = ?1)"},
 };
 
 constexpr std::string_view rememberHighest =
@@ -78,15 +99,25 @@ constexpr std::string_view rememberHighest =
 // Every document for 0 seconds, also one with a time stamp in the future.
 constexpr ProcedureStep deleteActive[] = {
     {rememberHighest},
-    {"DELETE FROM dbo.mdqDocument WHERE AckReceive = 0 AND MessageTypeID ="
-     " (SELECT MessageTypeID FROM dbo.mdqMessageType WHERE Name = 'idoc' AND Queue = ?2)"
+    {"DELETE FROM dbo.mdqDocument WHERE MessageID IN (SELECT MessageID FROM dbo.mdqWaiting"
+     " WHERE MessageTypeID = (SELECT MessageTypeID FROM dbo.mdqMessageType WHERE Name = 'idoc' AND Queue = "
+     "?2))"
      " AND (?3 <= 0 OR CreateTimestamp <= datetime('now', '-' || ?3 || ' seconds'))"},
+    {"DELETE FROM dbo.mdqWaiting"
+     " WHERE MessageTypeID = (SELECT MessageTypeID FROM dbo.mdqMessageType WHERE Name = 'idoc' AND Queue = "
+     "?2)"
+     " AND NOT EXISTS (SELECT 1 FROM dbo.mdqDocument d WHERE d.MessageID = mdqWaiting.MessageID)"},
 };
 constexpr ProcedureStep deleteAcknowledged[] = {
     {rememberHighest},
-    {"DELETE FROM dbo.mdqDocument WHERE AckReceive = 1 AND MessageTypeID ="
-     " (SELECT MessageTypeID FROM dbo.mdqMessageType WHERE Name = 'idoc' AND Queue = ?2)"
+    {"DELETE FROM dbo.mdqDocument WHERE MessageID IN (SELECT MessageID FROM dbo.mdqAcknowledged"
+     " WHERE MessageTypeID = (SELECT MessageTypeID FROM dbo.mdqMessageType WHERE Name = 'idoc' AND Queue = "
+     "?2))"
      " AND (?3 <= 0 OR CreateTimestamp <= datetime('now', '-' || ?3 || ' seconds'))"},
+    {"DELETE FROM dbo.mdqAcknowledged"
+     " WHERE MessageTypeID = (SELECT MessageTypeID FROM dbo.mdqMessageType WHERE Name = 'idoc' AND Queue = "
+     "?2)"
+     " AND NOT EXISTS (SELECT 1 FROM dbo.mdqDocument d WHERE d.MessageID = mdqAcknowledged.MessageID)"},
 };
 
 constexpr StoreProcedure procedures[] = {
