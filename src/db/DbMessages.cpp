@@ -4,7 +4,8 @@
 #include "DbQueue.h"
 #include "Platform.h"
 #include "StoreCalls.h"
-#include "Text.h"
+
+#include <iterator>
 
 namespace CorvaneQueue {
 
@@ -12,9 +13,10 @@ namespace {
 
 // Identifiers in lists have 19 digits, so that they sort as text.
 String listedID(std::int64_t id) {
-  const std::u16string digits = decimal(id);
-  constexpr std::size_t width = 19;
-  return String(std::u16string(digits.size() < width ? width - digits.size() : 0, u'0') + digits);
+  char16_t digits[19];
+  for (auto* place = std::end(digits); place-- != std::begin(digits); id /= 10)
+    *place = static_cast<char16_t>(u'0' + id % 10);
+  return String(std::u16string_view(digits, std::size(digits)));
 }
 
 std::int32_t localBias() {

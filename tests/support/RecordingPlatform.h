@@ -153,7 +153,7 @@ class PreparedRows final : public Recordset {
   void MoveFirst() override { current_ = 0; }
   void MoveNext() override { ++current_; }
   bool EndOfFile() const override { return current_ >= rows_.size(); }
-  Variant Field(std::int32_t position) const override {
+  Variant Field(std::int32_t position) override {
     return rows_.at(current_).at(static_cast<std::size_t>(position));
   }
 

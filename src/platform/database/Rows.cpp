@@ -4,60 +4,34 @@
 #include "Text.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstdio>
-#include <cstring>
+#include <utility>
 
 namespace CorvaneQueue::platform_layer {
 
 namespace {
-constexpr std::size_t firstBlock = std::size_t{1} << 12;
-constexpr std::size_t largestBlock = std::size_t{1} << 20;
+
+Variant cellOf(const Statement& statement, int column, bool isDateTime) {
+  switch (statement.type(column)) {
+    case Statement::Type::Integer: return statement.integer(column);
+    case Statement::Type::Real: return statement.real(column);
+    case Statement::Type::Text:
+      if (isDateTime) return fromStoredDate(statement.text(column));
+      return fromStored(statement.text(column));
+    case Statement::Type::Null: break;
+  }
+  return {};
+}
+
 }  // namespace
 
 Rows::Rows(Statement& statement) : columnCount_(static_cast<std::size_t>(statement.columnCount())) {
   std::vector<bool> isDateTime;
   for (std::size_t i = 0; i < columnCount_; ++i)
     isDateTime.push_back(statement.declaredType(static_cast<int>(i)) == "DATETIME");
-  while (statement.step()) {
-    ++rowCount_;
-    for (std::size_t i = 0; i < columnCount_; ++i) {
-      const int column = static_cast<int>(i);
-      Cell& cell = cells_.emplace_back();
-      switch (statement.type(column)) {
-        case Statement::Type::Null: break;
-        case Statement::Type::Integer:
-          cell.kind = Kind::Integer;
-          cell.number = statement.integer(column);
-          break;
-        case Statement::Type::Real:
-          cell.kind = Kind::Real;
-          cell.number = std::bit_cast<std::int64_t>(statement.real(column));
-          break;
-        case Statement::Type::Text: {
-          const std::string_view bytes = statement.text(column);
-          cell.kind = isDateTime[i] ? Kind::DateTime : Kind::Text;
-          cell.bytes = keep(bytes);
-          cell.number = static_cast<std::int64_t>(bytes.size());
-          break;
-        }
-      }
-    }
-  }
-}
-
-const char* Rows::keep(std::string_view bytes) {
-  if (bytes.size() > freeSize_) {
-    const std::size_t block = std::min(largestBlock, firstBlock << std::min<std::size_t>(blocks_.size(), 16));
-    freeSize_ = bytes.size() > block / 4 ? bytes.size() : block;
-    blocks_.push_back(std::make_unique_for_overwrite<char[]>(freeSize_));
-    free_ = blocks_.back().get();
-  }
-  char* place = free_;
-  if (!bytes.empty()) std::memcpy(place, bytes.data(), bytes.size());
-  free_ += bytes.size();
-  freeSize_ -= bytes.size();
-  return place;
+  for (; statement.step(); ++rowCount_)
+    for (std::size_t i = 0; i < columnCount_; ++i)
+      cells_.push_back(cellOf(statement, static_cast<int>(i), isDateTime[i]));
 }
 
 std::int32_t Rows::RecordCount() const { return static_cast<std::int32_t>(rowCount_); }
@@ -67,22 +41,18 @@ void Rows::MoveNext() {
   ++current_;
 }
 
-Variant Rows::Field(std::int32_t position) const {
+Variant Rows::Field(std::int32_t position) {
   if (EndOfFile())
     throw Error(static_cast<std::int32_t>(0x800A0BCDu), {}, u"The record set has no current record.");
   if (position < 0 || static_cast<std::size_t>(position) >= columnCount_)
     throw Error(static_cast<std::int32_t>(0x800A0CC1u), {},
                 u"The record has no field " + decimal(position) + u".");
-  const Cell& cell = cells_[current_ * columnCount_ + static_cast<std::size_t>(position)];
-  const std::string_view bytes(cell.bytes, cell.bytes == nullptr ? 0 : static_cast<std::size_t>(cell.number));
-  switch (cell.kind) {
-    case Kind::Integer: return cell.number;
-    case Kind::Real: return std::bit_cast<double>(cell.number);
-    case Kind::Text: return fromStored(bytes);
-    case Kind::DateTime: return fromStoredDate(bytes);
-    case Kind::Null: break;
-  }
-  throw Error(94, {}, u"Invalid use of Null: field " + decimal(position) + u" of the record holds no value.");
+  Variant& cell = cells_[current_ * columnCount_ + static_cast<std::size_t>(position)];
+  if (cell.type() == VT_EMPTY)
+    throw Error(94, {},
+                u"Invalid use of Null: field " + decimal(position) + u" of the record holds no value.");
+  if (cell.type() != VT_BSTR) return cell;
+  return std::exchange(cell, Variant());
 }
 
 std::string toStoredDate(Date date) {
