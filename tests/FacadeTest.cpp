@@ -79,24 +79,37 @@ class PlainBackEnd final : public Object<PlainBackEnd, IQueueForm<PlainBackEnd>>
   using FakeMembers::Object;
 };
 
-class MessageQueuingBackEnd final : public Object<MessageQueuingBackEnd, IQueueForm<MessageQueuingBackEnd>,
-                                                  DispatchForm<_MSMQQueue>, EventSource<__MSMQQueue>>,
-                                    public FakeMembers<MessageQueuingBackEnd> {
+// The class interface of a Message Queuing queue.
+class FakeClassInterface : public DispatchForm<_MSMQQueue> {
  public:
-  using FakeMembers::FakeMembers;
-  using FakeMembers::Object;
   HRESULT STDMETHODCALLTYPE raw_ReceiveEnable() noexcept final { return note("ReceiveEnable"); }
   HRESULT STDMETHODCALLTYPE raw_ReceiveDisable() noexcept final { return note("ReceiveDisable"); }
   HRESULT STDMETHODCALLTYPE raw_BeginTransaction(IMSMQTransaction** r) noexcept final {
-    return answer(r, [&] { return transaction = make<FakeTransaction>(); });
+    return answer(r, [&] { return transaction_ = make<FakeTransaction>(); });
   }
   HRESULT STDMETHODCALLTYPE get_Transaction(IMSMQTransaction** r) noexcept final {
-    return answer(r, [&] { return transaction; });
+    return answer(r, [&] { return transaction_; });
   }
   HRESULT STDMETHODCALLTYPE putref_Transaction(IMSMQTransaction* value) noexcept final {
-    transaction = Ref<IMSMQTransaction>(value);
+    transaction_ = Ref<IMSMQTransaction>(value);
     return note("Transaction");
   }
+  std::vector<std::string>* noted = nullptr;
+
+ private:
+  HRESULT note(const char* what) {
+    noted->push_back(what);
+    return S_OK;
+  }
+  Ref<IMSMQTransaction> transaction_;
+};
+
+class MessageQueuingBackEnd final : public Object<MessageQueuingBackEnd, IQueueForm<MessageQueuingBackEnd>,
+                                                  FakeClassInterface, EventSource<__MSMQQueue>>,
+                                    public FakeMembers<MessageQueuingBackEnd> {
+ public:
+  explicit MessageQueuingBackEnd(std::vector<std::string>& all) : FakeMembers(all) { noted = &all; }
+  using FakeMembers::Object;
   // As on arrival: the document by reference, the identifier behind it.
   String arrive(const char16_t* document, const char16_t* id) {
     String body(document);
@@ -105,13 +118,6 @@ class MessageQueuingBackEnd final : public Object<MessageQueuingBackEnd, IQueueF
                            Variant::reference(body.address()).detach()};
     fire(evtArrivedId, arguments);
     return body;
-  }
-  Ref<IMSMQTransaction> transaction;
-
- private:
-  HRESULT note(const char* what) {
-    calls.push_back(what);
-    return S_OK;
   }
 };
 

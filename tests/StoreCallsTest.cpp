@@ -38,8 +38,8 @@ TEST_F(StoreCalls, SendingStoresInATransactionOfItsOwn) {
                           "Append Queue 202 1 250 \"O'Brien\"",
                           "Append Description 202 1 250 \"Msg Type: <ORDER> ObjectID: <X9> \"",
                           "Append CreateTimestamp 7 1 0 date 11/22/2026 11:59:59 PM",
-                          "Append Body 202 1 1073741823 &\"text\"", "Append MessageID 20 2 0 empty", "BeginTrans",
-                          "Execute -1", "CommitTrans"));
+                          "Append Body 202 1 1073741823 &\"text\"", "Append MessageID 20 2 0 empty",
+                          "BeginTrans", "Execute -1", "CommitTrans"));
   EXPECT_EQ(orders->BeginTransaction(), 1);
   EXPECT_EQ(orders->BeginTransaction(), 0);
   orders->SendDocument(String(u"more"));

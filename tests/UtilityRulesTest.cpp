@@ -148,14 +148,13 @@ TEST_F(UtilityTest, OpensQueuesByFormatNameOrPathName) {
                                  "new MSMQQueueInfo", "PathName .\\Q", "Create True True", "Open 32 0"));
 }
 
+}  // namespace
+
 // Any object with the two members, reached by name.
 struct IBodied : IDispatch {
   virtual HRESULT STDMETHODCALLTYPE get_AppSpecific(LONG* result) noexcept = 0;
   virtual HRESULT STDMETHODCALLTYPE get_Body(VARIANT* result) noexcept = 0;
 };
-
-}  // namespace
-
 template <>
 struct InterfaceTraits<IBodied> {
   static constexpr IID iid = {7, 7, 7, {7}};

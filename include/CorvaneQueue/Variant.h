@@ -53,7 +53,9 @@ class Variant {
   explicit Variant(const VARIANT& other) : Variant() { throwIfFailedPlain(VariantCopy(&value_, &other)); }
   Variant(const Variant& other) : Variant(other.value_) {}
   Variant(Variant&& other) noexcept : value_(other.value_) { VariantInit(&other.value_); }
-  ~Variant() { VariantClear(&value_); }
+  ~Variant() {
+    if (value_.vt != VT_EMPTY) VariantClear(&value_);
+  }
   Variant& operator=(Variant other) noexcept {
     std::swap(value_, other.value_);
     return *this;
@@ -118,11 +120,17 @@ inline String toString(Variant&& value) {
   return toString(value.get());
 }
 inline std::int32_t toInt32(const VARIANT& value) { return Variant::changed(value, VT_I4).get().lVal; }
-inline std::int64_t toInt64(const VARIANT& value) { return Variant::changed(value, VT_I8).get().llVal; }
+inline std::int64_t toInt64(const VARIANT& value) {
+  if (value.vt == VT_I8) return value.llVal;
+  return Variant::changed(value, VT_I8).get().llVal;
+}
 inline bool toBoolean(const VARIANT& value) {
   return Variant::changed(value, VT_BOOL).get().boolVal != VARIANT_FALSE;
 }
-inline Date toDate(const VARIANT& value) { return {Variant::changed(value, VT_DATE).get().date}; }
+inline Date toDate(const VARIANT& value) {
+  if (value.vt == VT_DATE) return {value.date};
+  return {Variant::changed(value, VT_DATE).get().date};
+}
 // The bytes of a byte array that the variant holds or refers to. Throws 13 for anything else.
 CORVANE_API std::span<const std::uint8_t> bytesOf(const VARIANT& value);
 

@@ -46,6 +46,7 @@ Date dateOf(Moment moment) noexcept {
 }
 
 Date addMinutes(Date date, std::int64_t minutes) noexcept {
+  if (minutes == 0) return date;
   const Moment moment = momentOf(date);
   const std::int64_t total = moment.day * secondsInDay + moment.second + minutes * 60;
   std::int64_t day = total / secondsInDay;

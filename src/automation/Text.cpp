@@ -131,6 +131,12 @@ std::string toStored(std::u16string_view text) {
 
 String fromStored(std::string_view bytes) {
   if (bytes.empty()) return {};
+  const auto* const first = reinterpret_cast<const unsigned char*>(bytes.data());
+  if (asciiRun(first, bytes.size()) == bytes.size()) {
+    String text = String::ofLength(bytes.size());
+    std::copy(first, first + bytes.size(), text.bstr());
+    return text;
+  }
   String text = String::ofLength(utf16Length(bytes));
   if (!decodeUtf8(bytes, text.bstr(), Surrogates::Carried).valid)
     throw Error(ErrorNumber::TypeMismatch, {}, u"The stored bytes are not text.");

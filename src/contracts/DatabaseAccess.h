@@ -22,10 +22,10 @@ enum ParameterDirectionEnum : std::int32_t { adParamInput = 1, adParamOutput = 2
 enum ObjectStateEnum : std::int32_t { adStateClosed = 0, adStateOpen = 1 };
 inline constexpr std::int32_t adOptionUnspecified = -1;
 
-// Bound by position. Size is in characters and checked for text. An input value may refer to a
-// string of the caller's, which must then live until the command has been executed.
+// Bound by position; the name is a literal's. Size is in characters and checked for text. An input value may
+// refer to a string of the caller's, which must then live until the command has been executed.
 struct Parameter {
-  std::u16string Name;
+  std::u16string_view Name;
   DataTypeEnum Type;
   ParameterDirectionEnum Direction;
   std::int32_t Size;

@@ -122,7 +122,8 @@ SqliteConnection& ours(const std::shared_ptr<Connection>& connection) {
 }
 
 [[noreturn]] void badParameter(const Parameter& parameter, std::int32_t number, std::u16string_view what) {
-  throw Error(number, source, u"The parameter \"" + parameter.Name + u"\" " + std::u16string(what));
+  throw Error(number, source,
+              u"The parameter \"" + std::u16string(parameter.Name) + u"\" " + std::u16string(what));
 }
 
 // The input parameters as the statements take them; output and return parameters are null.

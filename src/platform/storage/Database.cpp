@@ -214,7 +214,7 @@ void Database::noteTransaction(bool isOpen) noexcept {
 bool Database::isAwaitedInVain() const {
   const std::lock_guard guard(sessions().mutex);
   return std::ranges::any_of(sessions().open, [&](const auto& entry) {
-    return entry.file == file_ && entry.transactionThread == std::this_thread::get_id();
+    return entry.transactionThread == std::this_thread::get_id() && entry.file == file_;
   });
 }
 
