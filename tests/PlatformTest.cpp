@@ -72,6 +72,21 @@ TEST(Settings, ThatDoNotParseAreNamedAndNeverDestroyed) {
   EXPECT_EQ(home.read("settings.toml"), broken);
 }
 
+TEST(Settings, ThatCannotBePlacedAreRefused) {
+  const std::string odd = "Configuration = 3\n";
+  const Installation home(odd);
+  TomlFile file;
+  expectError(E_FAIL, nullptr, "write the table as \"[Configuration.Global]\"", [&] {
+    file.write(home.file("settings.toml"), {u"Configuration", u"Global", u"k"}, true);
+  });
+  EXPECT_EQ(home.read("settings.toml"), odd);
+  std::filesystem::remove(home.file("settings.toml"));
+  std::filesystem::create_directory(home.file("settings.toml"));
+  expectError(E_FAIL, nullptr, "Is a directory", [&] {
+    file.read(home.file("settings.toml"), {u"A", u"k"});
+  });
+}
+
 TEST(Settings, LoseNoConcurrentWrite) {
   const Installation home("");
   constexpr int writers = 4;

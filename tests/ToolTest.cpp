@@ -14,7 +14,7 @@ struct Run {
 };
 
 Run run(const std::string& arguments) {
-  const std::string command = std::string(CORVANEQ) + " " + arguments + " 2>&1";
+  const std::string command = "2>&1 " + std::string(CORVANEQ) + " " + arguments;
   FILE* pipe = popen(command.c_str(), "r");
   std::string output;
   std::array<char, 4096> buffer;
@@ -46,7 +46,8 @@ TEST(Tool, CarriesDocumentsFromFilesToFiles) {
   EXPECT_EQ(run("messages Orders").output.find("0000000000000000004"),
             std::string::npos);  // the bad file sent none
   expectRun("receive Orders", 0, "Grüße");
-  expectRun("receive Orders --count 0", 3, "add --ack");
+  expectRun("receive Orders --count 0", 2, "add --ack");
+  expectRun("queues > /dev/full", 3, "Standard output cannot be written");
   const std::string out = home.file("out").string();
   expectRun("receive Orders --count 2 --ack --out " + out, 0, "1.txt");
   EXPECT_EQ(home.read("out/1.txt"), "Grüße");
@@ -65,8 +66,10 @@ TEST(Tool, AnswersMistakesWithSentencesAndExitCodes) {
   expectRun("send Orders /nowhere/x", 3, "\"/nowhere/x\" cannot be read");
   expectRun("send Orders " + home.directory().string(), 3, "is a directory");
   expectRun("ack Orders 7", 3, "There is no document with the identifier 7");
-  expectRun("messages Nowhere", 3, "There is no \"Nowhere\"");
+  expectRun("messages Nowhere", 3, "There is no queue \"Nowhere\"");
   expectRun("settings QueueStoreType oracle", 3, "Unsupported queue storage type (error 100");
+  expectRun("receive Orders --count -1", 2, "--count");
+  expectRun("send '\xFF' - < /dev/null", 3, "The queue name is not valid UTF-8");
   expectRun("settings Color", 3, "There is no setting \"Color\"");
   std::ofstream(home.file("in-the-way")) << "x";
   expectRun("send Orders " + home.file("in-the-way").string(), 0, "");

@@ -1,5 +1,7 @@
 // A queue of documents. Create it as "CorvaneQueue.Queue", call Initialize, set the routing fields,
-// send, receive and acknowledge. An object belongs to the thread that created it.
+// send, receive and acknowledge. Used before Initialize, it works on the queue "InboundGateway". To
+// browse messages and journals, take the queue from Queues. An object belongs to the thread that
+// created it.
 
 #pragma once
 
@@ -53,7 +55,8 @@ struct _Queue : IDispatch {
   // Message Queuing store only, as ReceiveDisable and Transaction: else 0x80004001.
   virtual HRESULT STDMETHODCALLTYPE raw_ReceiveEnable() noexcept = 0;
   virtual HRESULT STDMETHODCALLTYPE raw_ReceiveDisable() noexcept = 0;
-  // The nesting level (database store) or the transaction object.
+  // The nesting level (database store; 0 when one is open already: there is one transaction an object)
+  // or the transaction object. Commit and Abort without a transaction do nothing.
   virtual HRESULT STDMETHODCALLTYPE raw_BeginTransaction(VARIANT* result) noexcept = 0;
   virtual HRESULT STDMETHODCALLTYPE get_Transaction(VARIANT* result) noexcept = 0;
   virtual HRESULT STDMETHODCALLTYPE putref_Transaction(VARIANT value) noexcept = 0;

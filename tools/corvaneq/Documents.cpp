@@ -67,7 +67,8 @@ void writeDocument(const std::filesystem::path& file, std::u16string_view docume
   std::filesystem::path temporary = file;
   temporary += ".new";
   std::error_code error;
-  {
+  std::filesystem::create_directories(file.parent_path(), error);
+  if (!error) {
     std::ofstream stream(temporary, std::ios::binary | std::ios::trunc);
     stream << CorvaneQueue::toUtf8(document);
     stream.close();

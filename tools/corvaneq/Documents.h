@@ -12,7 +12,8 @@ namespace corvaneq {
 // The text of a file, or of standard input for "-". Throws an Error that names the file for one that
 // cannot be read or is not text in the encoding.
 CorvaneQueue::String readDocument(const std::string& file, const std::string& encoding);
-// Writes a file as a whole: nothing is left of one that failed. Throws an Error that names it.
+// Writes a file as a whole, into a directory that is made if it is missing: nothing is left of one that
+// failed. Throws an Error that names it.
 void writeDocument(const std::filesystem::path& file, std::u16string_view document);
 
 }  // namespace corvaneq

@@ -26,6 +26,7 @@ std::string numberText(std::int32_t number) {
 int main(int argc, char** argv) {
   CLI::App app{"Sends, receives and browses documents of CorvaneQueue."};
   app.require_subcommand(1);
+  app.set_version_flag("--version", "corvaneq " CORVANE_VERSION);
   app.footer(
       "Results go to standard output, everything else to standard error.\n"
       "Exit codes: 0 done, 2 wrong usage, 3 failed, 4 nothing to receive.\n"
@@ -49,13 +50,19 @@ int main(int argc, char** argv) {
   corvaneq::ReceiveOptions receiving;
   auto* receive = app.add_subcommand("receive", "Receive documents.");
   receive->add_option("queue", queue, "Queue to receive from")->required();
-  receive->add_option("--count", receiving.count, "How many, 0 for all")->check(CLI::NonNegativeNumber);
-  receive->add_flag("--ack", receiving.acknowledge, "Acknowledge each one once it is written");
+  receive->add_option("--count", receiving.count, "How many, 0 for all")->check(CLI::Range(0, 1'000'000'000));
+  receive->add_flag("--ack", receiving.acknowledge,
+                    "Acknowledge each one once it is written; with --out, receivers can share the queue");
   receive->add_option("--out", receiving.directory, "Write each to a file in this directory");
-  receive->callback([&] { result = corvaneq::receive(queue, receiving) == 0 ? nothingThere : succeeded; });
+  receive->callback([&] {
+    // Without acknowledgement the first document would come again and again.
+    if (receiving.count != 1 && !receiving.acknowledge)
+      throw CLI::ValidationError("--count", "To receive more than one document, add --ack.");
+    result = corvaneq::receive(queue, receiving) == 0 ? nothingThere : succeeded;
+  });
 
   std::string identifier;
-  auto* ack = app.add_subcommand("ack", "Acknowledge a document.");
+  auto* ack = app.add_subcommand("ack", "Acknowledge a document. Its identifier alone tells which one.");
   ack->add_option("queue", queue, "Its queue")->required();
   ack->add_option("id", identifier, "Its identifier")->required();
   ack->callback([&] { corvaneq::acknowledge(queue, identifier); });
@@ -83,7 +90,10 @@ int main(int argc, char** argv) {
   }
   try {
     app.parse(argc, argv);
-    return result;
+    std::cout.flush();
+    if (std::cout) return result;
+    std::cerr << "corvaneq: Standard output cannot be written.\n";
+    return failed;
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? succeeded : wrongUsage;
   } catch (const CorvaneQueue::Error& error) {

@@ -79,6 +79,9 @@ class StoreConnection final : public DatabaseConnection {
   std::filesystem::path storeFile() {
     const auto directory = installationDirectory();
     const auto set = settings_.read(settingsFile(), {u"Platform", u"MessageStore"});
+    if (set && set->type() != VT_BSTR)
+      throw Error(ErrorNumber::TypeMismatch, {},
+                  u"The setting MessageStore must be a text: the name of the store's file.");
     return set ? directory / std::filesystem::path(toString(set->get()).view()) : directory / "messages.db";
   }
 

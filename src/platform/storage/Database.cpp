@@ -7,7 +7,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 #include <algorithm>
-#include <cerrno>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -221,12 +220,7 @@ bool Database::isAwaitedInVain() const {
 void Database::open() {
   std::filesystem::path lockPath = file_;
   lockPath += "-lock";
-  try {
-    lockFile_ = FileDescriptor(lockPath, O_RDWR | O_CREAT);
-  } catch (const Error&) {
-    // Reading is possible without: only writers need the lock.
-    if (errno != EACCES && errno != EROFS) throw;
-  }
+  lockFile_ = FileDescriptor::ifPermitted(lockPath, O_RDWR | O_CREAT);  // only writers need it
   sqlite3* opened = nullptr;
   const int code = sqlite3_open_v2(":memory:", &opened,
                                    SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);

@@ -206,6 +206,10 @@ std::shared_ptr<const TomlFile::Values> TomlFile::current(const std::filesystem:
     if (errno != ENOENT) throwSystemError(u"Reading", file);
     return std::make_shared<Values>();
   }
+  if (!S_ISREG(status.st_mode)) {
+    errno = EISDIR;
+    throwSystemError(u"Reading the settings file", file);
+  }
   const std::lock_guard guard(mutex_);
   const bool same = isSettled_ && file == parsedFile_ && status.st_ino == parsedStatus_.st_ino &&
                     status.st_size == parsedStatus_.st_size &&
@@ -244,7 +248,14 @@ void TomlFile::write(const std::filesystem::path& file, const Address& address, 
   toml::table root = parsed(content, file);
   const std::string changed = edited(content, root, address, value);
   // What was written must read back, whatever shape the file had.
-  if (!holds(parsed(changed, file), address, value))
+  const auto readsBack = [&] {
+    try {
+      return holds(parsed(changed, file), address, value);
+    } catch (const Error&) {
+      return false;
+    }
+  };
+  if (!readsBack())
     throw Error(E_FAIL, {},
                 u"The setting could not be written into \"" + file.u16string() +
                     u"\": write the table as \"[" + std::u16string(fromUtf8(headerText(address)).view()) +

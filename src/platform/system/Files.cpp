@@ -51,6 +51,12 @@ FileDescriptor::FileDescriptor(const std::filesystem::path& file, int flags, uns
     : descriptor_(::open(file.c_str(), flags | O_CLOEXEC, mode)) {
   if (descriptor_ < 0) throwSystemError(u"Opening", file);
 }
+FileDescriptor FileDescriptor::ifPermitted(const std::filesystem::path& file, int flags) {
+  FileDescriptor opened;
+  opened.descriptor_ = ::open(file.c_str(), flags | O_CLOEXEC, 0600);
+  if (opened.descriptor_ < 0 && errno != EACCES && errno != EROFS) throwSystemError(u"Opening", file);
+  return opened;
+}
 FileDescriptor::FileDescriptor(FileDescriptor&& other) noexcept
     : descriptor_(std::exchange(other.descriptor_, -1)) {}
 FileDescriptor& FileDescriptor::operator=(FileDescriptor&& other) noexcept {

@@ -17,6 +17,8 @@ class FileDescriptor {
   FileDescriptor() noexcept = default;
   // Throws an Error that names the file.
   FileDescriptor(const std::filesystem::path& file, int flags, unsigned mode = 0600);
+  // The same, but holds nothing (-1) when permissions or a read-only file system forbid it.
+  static FileDescriptor ifPermitted(const std::filesystem::path& file, int flags);
   FileDescriptor(FileDescriptor&& other) noexcept;
   FileDescriptor& operator=(FileDescriptor&& other) noexcept;
   ~FileDescriptor();
