@@ -119,6 +119,25 @@ inline String toString(Variant&& value) {
   if (value.type() == VT_BSTR) return String::adopt(value.detach().bstrVal);
   return toString(value.get());
 }
+// The text of a variant for as long as that lives: not copied when it is, or refers to, a string.
+class BorrowedText {
+ public:
+  explicit BorrowedText(const VARIANT& value) {
+    if (value.vt == VT_BSTR)
+      text_ = StringRef(value.bstrVal);
+    else if (value.vt == (VT_BSTR | VT_BYREF))
+      text_ = StringRef(*value.pbstrVal);
+    else
+      text_ = owned_ = toString(value);
+  }
+  BorrowedText(const BorrowedText&) = delete;
+  BorrowedText& operator=(const BorrowedText&) = delete;
+  std::u16string_view view() const noexcept { return text_.view(); }
+
+ private:
+  String owned_;
+  StringRef text_;
+};
 inline std::int32_t toInt32(const VARIANT& value) { return Variant::changed(value, VT_I4).get().lVal; }
 inline std::int64_t toInt64(const VARIANT& value) {
   if (value.vt == VT_I8) return value.llVal;

@@ -1,6 +1,7 @@
 // corvaneq: queues from the command line.
 #include "Commands.h"
 
+#include <CorvaneQueue/describe.h>
 #include <CorvaneQueue/Error.h>
 #include <CLI/CLI.hpp>
 #include <cstdio>
@@ -74,6 +75,10 @@ int main(int argc, char** argv) {
   auto* journal = app.add_subcommand("journal", "List the acknowledged documents of a queue.");
   journal->add_option("queue", queue, "The queue")->required();
   journal->callback([&] { corvaneq::listJournal(queue); });
+
+  app.add_subcommand("describe", "Print the type description of the library, as IDL.")->callback([] {
+    std::cout << CorvaneQueue::typeDescription();
+  });
 
   std::string name;
   std::string value;

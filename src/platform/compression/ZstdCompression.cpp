@@ -46,7 +46,7 @@ class ZstdComponent final : public CompressionComponent {
 
   std::int32_t Compress(const VARIANT& source, VARIANT& result, bool) override {
     VariantClear(&result);
-    const std::string text = toStored(toString(source));
+    const std::string text = toStored(BorrowedText(source).view());
     SAFEARRAY* array = SafeArrayCreateVector(VT_UI1, 0, static_cast<ULONG>(ZSTD_compressBound(text.size())));
     if (array == nullptr) throw std::bad_alloc();
     result.vt = VT_ARRAY | VT_UI1;

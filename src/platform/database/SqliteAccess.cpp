@@ -171,20 +171,13 @@ class BoundParameters {
     return bound;
   }
   static std::string textOf(const Parameter& parameter) {
-    const VARIANT& value = parameter.Value.get();
-    String owned;
-    StringRef text;
-    if (value.vt == VT_BSTR)
-      text = StringRef(value.bstrVal);
-    else if (value.vt == (VT_BSTR | VT_BYREF))
-      text = StringRef(*value.pbstrVal);
-    else
-      text = owned = toString(value);
-    if (text.size() > static_cast<std::size_t>(parameter.Size))
+    const BorrowedText text(parameter.Value.get());
+    const std::size_t size = text.view().size();
+    if (size > static_cast<std::size_t>(parameter.Size))
       badParameter(parameter, ErrorNumber::InvalidArgument,
-                   u"is too long: " + decimal(text.size()) + u" characters, and at most " +
-                       decimal(parameter.Size) + u" are allowed. Nothing was stored.");
-    return toStored(text);
+                   u"is too long: " + decimal(size) + u" characters, and at most " + decimal(parameter.Size) +
+                       u" are allowed. Nothing was stored.");
+    return toStored(text.view());
   }
   static std::int64_t numberOf(const Parameter& parameter, std::int64_t least, std::int64_t most) {
     const VARIANT& value = parameter.Value.get();

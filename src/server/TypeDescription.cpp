@@ -1,0 +1,178 @@
+#include <CorvaneQueue/CorvaneQueue.h>
+#include <CorvaneQueue/describe.h>
+#include <cstdio>
+
+namespace CorvaneQueue {
+
+namespace {
+
+constexpr GUID libraryIdentity = {
+    0xfcf3e255, 0xf4d6, 0x4e38, {0xbe, 0x42, 0xd0, 0x82, 0xec, 0x97, 0x52, 0xf5}};
+
+struct DescribedInterface {
+  const char16_t* name;
+  const IID& iid;
+  std::span<const Member> members;
+};
+template <class Interface>
+constexpr DescribedInterface described() {
+  return {InterfaceTraits<Interface>::name, iidOf<Interface>, InterfaceTraits<Interface>::members};
+}
+// Of the platform and the host services, as far as published members name them.
+const DescribedInterface foreignInterfaces[] = {described<_ExceptionHandler>(), described<_ClassTrace>(),
+                                                described<_ProcessTrace>(), described<IMSMQMessage>()};
+const DescribedInterface publishedInterfaces[] = {described<_Message>(), described<_Messages>(),
+                                                  described<_Journal>(), described<_Queue>(),
+                                                  described<_Queues>(),  described<_Utility>()};
+
+struct DescribedClass {
+  const char* name;
+  CLSID identity;
+  bool isCreatable;
+  const char* help;
+  const char16_t* eventInterface;
+};
+const DescribedClass classes[] = {
+    {"Queue", queueClass, true, "The Queue Class is a wrapper around the MSMQ Queue object.", u"__Queue"},
+    {"Queues", queuesClass, true, "", nullptr},
+    {"Utility", utilityClass, true, "", nullptr},
+    {"Messages",
+     {0x4afa4b95, 0x59f7, 0x48b0, {0x92, 0x7d, 0xed, 0xca, 0x4e, 0xa4, 0x2b, 0x30}},
+     false,
+     "The Messages Class is a collection of Message objects.",
+     nullptr},
+    {"Message",
+     {0xf0b4c3eb, 0x8c77, 0x4da3, {0xaf, 0x1b, 0xea, 0x2c, 0x33, 0x2b, 0xff, 0xf2}},
+     false,
+     "The Message Class is a wrapper around the MSMQ message object.",
+     nullptr},
+    {"Journal",
+     {0xdae0bbcf, 0x25d4, 0x4219, {0xa8, 0x87, 0x36, 0xde, 0x99, 0x8d, 0xab, 0x7c}},
+     false,
+     "The Journal Class is a Wrapper around the MSMQ journal object.",
+     nullptr},
+};
+
+std::string text(const GUID& guid) {
+  char buffer[40];
+  std::snprintf(buffer, sizeof buffer, "%08x-%04x-%04x-%02x%02x-%02x%02x%02x%02x%02x%02x", guid.Data1,
+                guid.Data2, guid.Data3, guid.Data4[0], guid.Data4[1], guid.Data4[2], guid.Data4[3],
+                guid.Data4[4], guid.Data4[5], guid.Data4[6], guid.Data4[7]);
+  return buffer;
+}
+
+std::string quoted(const char* help) {
+  std::string result = "\"";
+  for (; *help != '\0'; ++help) {
+    if (*help == '"') result += '\\';
+    result += *help;
+  }
+  return result + "\"";
+}
+std::string helpAttribute(const char* help) {
+  return *help == '\0' ? "" : ", helpstring(" + quoted(help) + ")";
+}
+
+std::string typeName(const ParameterType& type) {
+  switch (type.type) {
+    case VT_BSTR: return "BSTR";
+    case VT_I4: return "long";
+    case VT_BOOL: return "VARIANT_BOOL";
+    case VT_DATE: return "DATE";
+    case VT_VARIANT: return "VARIANT";
+    default: return toUtf8(type.interfaceName) + "*";
+  }
+}
+
+std::string parameterText(const ParameterType& type, const std::string& name, bool isOptional) {
+  switch (type.passing) {
+    case Passing::Result: return "[out, retval] " + typeName(type) + "* " + name;
+    case Passing::ByReference: return "[in, out] " + typeName(type) + "* " + name;
+    case Passing::ByValue: break;
+  }
+  const char* attributes = !isOptional            ? "[in] "
+                           : type.type == VT_BSTR ? "[in, optional, defaultvalue(\"\")] "
+                                                  : "[in, optional] ";
+  return attributes + typeName(type) + " " + name;
+}
+
+std::string memberText(const Member& member) {
+  char id[16];
+  std::snprintf(id, sizeof id, "0x%08x", static_cast<unsigned>(member.id));
+  std::string line = std::string("    [id(") + id + ")";
+  if (member.kind == MemberKind::Get) line += ", propget";
+  if (member.kind == MemberKind::Let) line += ", propput";
+  if (member.kind == MemberKind::Set) line += ", propputref";
+  if (member.isHidden) line += ", hidden";
+  line += helpAttribute(member.help) + "]\n    HRESULT " + toUtf8(member.name) + "(";
+  const auto nameOf = [&](std::size_t i, const char* otherwise) {
+    return member.parameterNames[i] == nullptr ? std::string(otherwise) : toUtf8(member.parameterNames[i]);
+  };
+  for (std::size_t i = 0; i < member.parameterCount; ++i) {
+    if (i > 0) line += ", ";
+    line += parameterText(member.parameterTypes[i], nameOf(i, "RHS"),
+                          i + member.optionalCount >= member.parameterCount);
+  }
+  if (member.hasResult) {
+    if (member.parameterCount > 0) line += ", ";
+    // A name left over behind those of the parameters is the result's.
+    line += parameterText(member.resultType, nameOf(member.parameterCount, "result"), false);
+  }
+  return line + ");\n";
+}
+
+std::string interfaceText(const DescribedInterface& type) {
+  std::string result = "\n  [uuid(" + text(type.iid) +
+                       "), odl, dual, oleautomation, nonextensible, hidden]\n  interface " +
+                       toUtf8(type.name) + " : IDispatch {\n";
+  for (const Member& member : type.members) result += memberText(member);
+  return result + "  };\n";
+}
+
+std::string eventInterfaceText() {
+  std::string line = "\n  [uuid(" + text(iidOf<__Queue>) +
+                     "), hidden]\n  dispinterface __Queue {\n    properties:\n    methods:\n";
+  line += "    [id(" + std::to_string(evtArrived.id) + ")" + helpAttribute(evtArrived.help) + "]\n    void " +
+          toUtf8(evtArrived.name) + "(";
+  for (std::size_t i = 0; i < evtArrived.parameterNames.size(); ++i)
+    line += std::string(i > 0 ? ", " : "") + "[in, out] BSTR* " + toUtf8(evtArrived.parameterNames[i]);
+  return line + ");\n  };\n";
+}
+
+std::string classText(const DescribedClass& described) {
+  std::string result = "\n  [uuid(" + text(described.identity) + ")" +
+                       (described.isCreatable ? "" : ", noncreatable") + helpAttribute(described.help) +
+                       "]\n  coclass " + described.name + " {\n    [default] interface _" + described.name +
+                       ";\n";
+  if (described.eventInterface != nullptr)
+    result += "    [default, source] dispinterface " + toUtf8(described.eventInterface) + ";\n";
+  return result + "  };\n";
+}
+
+constexpr const char* platformTypes = R"(
+  typedef [public] long HRESULT;
+  typedef [public] wchar_t* BSTR;
+  typedef [public] short VARIANT_BOOL;
+  typedef [public] double DATE;
+  typedef [public] struct tagVARIANT { hyper content[3]; } VARIANT;
+  [uuid(00000000-0000-0000-c000-000000000046), object, odl]
+  interface IUnknown {};
+  [uuid(00020400-0000-0000-c000-000000000046), object, odl]
+  interface IDispatch : IUnknown {};
+)";
+
+}  // namespace
+
+std::string typeDescription() {
+  std::string result =
+      "// The published classes and interfaces of CorvaneQueue.\n[uuid(" + text(libraryIdentity) +
+      "), version(6.2), lcid(1033), helpstring(\"Corvane Queue Library\")]\nlibrary CorvaneQueue {";
+  result += platformTypes;
+  for (const auto& type : foreignInterfaces) result += interfaceText(type);
+  for (const auto& type : publishedInterfaces) result += interfaceText(type);
+  result += eventInterfaceText();
+  for (const auto& described : classes) result += classText(described);
+  return result + "};\n";
+}
+
+}  // namespace CorvaneQueue
