@@ -4,12 +4,14 @@
 #include "Text.h"
 
 #include <algorithm>
-#include <cstdio>
+#include <string_view>
 #include <utility>
 
 namespace CorvaneQueue::platform_layer {
 
 namespace {
+
+constexpr std::string_view dateShape = "0000-00-00 00:00:00";
 
 Variant cellOf(const Statement& statement, int column, bool isDateTime) {
   switch (statement.type(column)) {
@@ -58,21 +60,28 @@ Variant Rows::Field(std::int32_t position) {
 std::string toStoredDate(Date date) {
   const Moment moment = momentOf(date);
   const Civil civil = civilOf(moment.day);
-  char buffer[64];
-  std::snprintf(buffer, sizeof buffer, "%04d-%02d-%02d %02d:%02d:%02d", civil.year, civil.month, civil.day,
-                moment.second / 3600, moment.second / 60 % 60, moment.second % 60);
-  return buffer;
+  std::string text(dateShape);
+  const auto put = [&](std::size_t end, int value) {  // right-aligned, up to the mark before
+    for (std::size_t i = end; i-- > 0 && dateShape[i] == '0'; value /= 10)
+      text[i] = static_cast<char>('0' + value % 10);
+  };
+  put(4, civil.year);
+  put(7, civil.month);
+  put(10, civil.day);
+  put(13, moment.second / 3600);
+  put(16, moment.second / 60 % 60);
+  put(19, moment.second % 60);
+  return text;
 }
 
 Date fromStoredDate(std::string_view text) {
-  constexpr std::string_view shape = "0000-00-00 00:00:00";
   const auto number = [&](std::size_t at, std::size_t digits) {
     int value = 0;
     for (std::size_t i = at; i < at + digits; ++i) value = value * 10 + (text[i] - '0');
     return value;
   };
   const auto fits = [](char c, char wanted) { return wanted == '0' ? c >= '0' && c <= '9' : c == wanted; };
-  if (!std::equal(text.begin(), text.end(), shape.begin(), shape.end(), fits))
+  if (!std::equal(text.begin(), text.end(), dateShape.begin(), dateShape.end(), fits))
     throw Error(ErrorNumber::TypeMismatch, {}, u"A stored time stamp is damaged.");
   return dateOf({dayNumber(number(0, 4), number(5, 2), number(8, 2)),
                  number(11, 2) * 3600 + number(14, 2) * 60 + number(17, 2)});

@@ -181,26 +181,28 @@ class BoundParameters {
   }
   static std::int64_t numberOf(const Parameter& parameter, std::int64_t least, std::int64_t most) {
     const VARIANT& value = parameter.Value.get();
-    if (value.vt == VT_BSTR && !isPlainNumber(StringRef(value.bstrVal)))
-      badParameter(parameter, ErrorNumber::TypeMismatch,
-                   u"must be a whole number, and is not: " + shownValue(parameter));
     std::int64_t number = 0;
-    try {
+    bool fits = true;
+    if (value.vt == VT_BSTR) {
+      // Digits, with a sign at the most: what the platform also takes for numbers ("1.6", "$2") is no
+      // identifier.
+      std::u16string_view digits = StringRef(value.bstrVal);
+      const bool isNegative = digits.starts_with(u'-');
+      if (isNegative) digits.remove_prefix(1);
+      const auto isDigit = [](char16_t c) { return c >= u'0' && c <= u'9'; };
+      if (digits.empty() || !std::ranges::all_of(digits, isDigit))
+        badParameter(parameter, ErrorNumber::TypeMismatch,
+                     u"must be a whole number, and is not: " + shownValue(parameter));
+      for (const char16_t c : digits)
+        fits = fits && !__builtin_mul_overflow(number, 10, &number) &&
+               !__builtin_sub_overflow(number, c - u'0', &number);  // downwards: the least has no positive
+      if (!isNegative) fits = fits && !__builtin_sub_overflow(0, number, &number);
+    } else {
       number = toInt64(value);
-    } catch (const Error& error) {
-      badParameter(parameter, error.number(),
-                   error.number() == ErrorNumber::Overflow
-                       ? u"is out of range: " + shownValue(parameter)
-                       : u"must be a whole number, and is not: " + shownValue(parameter));
     }
-    if (number < least || number > most)
+    if (!fits || number < least || number > most)
       badParameter(parameter, ErrorNumber::Overflow, u"is out of range: " + shownValue(parameter));
     return number;
-  }
-  // Digits, with a sign at the most: what the platform also takes for numbers ("1.6", "$2") is no identifier.
-  static bool isPlainNumber(std::u16string_view text) {
-    if (text.starts_with(u'-')) text.remove_prefix(1);
-    return !text.empty() && std::ranges::all_of(text, [](char16_t c) { return c >= u'0' && c <= u'9'; });
   }
   static std::u16string shownValue(const Parameter& parameter) {
     return u"\"" + std::u16string(toString(parameter.Value.get()).view()) + u"\".";
