@@ -284,9 +284,7 @@ Text realText(double value) {
   if (std::isnan(value)) return "-1.#IND";
   char buffer[40];
   std::snprintf(buffer, sizeof buffer, "%.15G", value);
-  Text text = buffer;
-  // The platform writes no leading zero in the exponent beyond two digits, as printf does.
-  return text;
+  return buffer;
 }
 
 double realOf(const VARIANT& v);

@@ -13,7 +13,6 @@ namespace CorvaneQueue::platform_layer {
 namespace {
 
 constexpr std::int32_t defaultTimeout = 30;
-constexpr std::u16string_view source = u"CorvaneQueue.MessageStore";
 
 // A transaction is begun in the store by the first statement in it.
 class SqliteConnection final : public Connection {
@@ -82,14 +81,13 @@ class SqliteConnection final : public Connection {
   }
   template <class Body>
   auto runInside(Body&& body) {
-    constexpr const char* mark = "statement";
     database_.execute("SAVEPOINT statement");
     try {
       auto result = body(database_);
       database_.execute("RELEASE statement");
       return result;
     } catch (...) {
-      if (database_.isUsable()) leave(mark);
+      if (database_.isUsable()) leave("statement");
       throw;
     }
   }
@@ -105,7 +103,7 @@ class SqliteConnection final : public Connection {
     }
   }
   void requireTransaction() const {
-    if (level_ == 0) throw Error(E_FAIL, source, u"There is no open transaction on the connection.");
+    if (level_ == 0) throw Error(E_FAIL, storeSource, u"There is no open transaction on the connection.");
   }
 
   const StoreDefinition& definition_;
@@ -117,12 +115,13 @@ class SqliteConnection final : public Connection {
 SqliteConnection& ours(const std::shared_ptr<Connection>& connection) {
   auto* found = dynamic_cast<SqliteConnection*>(connection.get());
   if (found == nullptr)
-    throw Error(ErrorNumber::ObjectNotSet, source, u"Object not set: the command has no active connection.");
+    throw Error(ErrorNumber::ObjectNotSet, storeSource,
+                u"Object not set: the command has no active connection.");
   return *found;
 }
 
 [[noreturn]] void badParameter(const Parameter& parameter, std::int32_t number, std::u16string_view what) {
-  throw Error(number, source,
+  throw Error(number, storeSource,
               u"The parameter \"" + std::u16string(parameter.Name) + u"\" " + std::u16string(what));
 }
 
@@ -233,7 +232,7 @@ class SqliteCommand final : public Command {
     for (const StoreProcedure& candidate : connection.definition().procedures)
       if (candidate.name == text_) procedure = &candidate;
     if (procedure == nullptr)
-      throw Error(static_cast<std::int32_t>(0x80040E14u), source,
+      throw Error(static_cast<std::int32_t>(0x80040E14u), storeSource,
                   u"Could not find stored procedure \"" + text_ + u"\".");
     const BoundParameters bound(parameters_);
     return connection.run(procedure->access, timeout_, [&](Database& database) {
@@ -259,7 +258,7 @@ class SqliteCommand final : public Command {
         std::u16string failure(step.failure);
         if (const auto mark = failure.find(u"%1"); mark != std::u16string::npos)
           failure.replace(mark, 2, bound.shown(0));
-        throw Error(ErrorNumber::InvalidArgument, source, failure);
+        throw Error(ErrorNumber::InvalidArgument, storeSource, failure);
     }
   }
 

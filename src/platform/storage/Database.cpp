@@ -4,7 +4,6 @@
 
 #include <fcntl.h>
 #include <sqlite3.h>
-#include <sys/stat.h>
 #include <unistd.h>
 #include <algorithm>
 #include <mutex>
@@ -21,15 +20,13 @@ constexpr std::int32_t integrityViolation = static_cast<std::int32_t>(0x80040E2F
 constexpr std::int32_t timeoutExpired = static_cast<std::int32_t>(0x80040E31u);
 constexpr std::int32_t permissionDenied = static_cast<std::int32_t>(0x80040E09u);
 
-constexpr const char* source = "CorvaneQueue.MessageStore";
 constexpr int checkpointPages = 2000;
 constexpr auto ordinaryWait = std::chrono::seconds(30);
 
 std::u16string widened(std::string_view text) { return {text.begin(), text.end()}; }
-String sourceName() { return String(widened(source)); }
 
 [[noreturn]] void fail(std::int32_t number, const std::filesystem::path& file, std::u16string_view what) {
-  throw Error(number, sourceName(), u"The store \"" + file.u16string() + u"\": " + std::u16string(what));
+  throw Error(number, storeSource, u"The store \"" + file.u16string() + u"\": " + std::u16string(what));
 }
 
 [[noreturn]] void throwFor(sqlite3* handle, int code, const char* tried, const std::filesystem::path& file) {
@@ -110,9 +107,6 @@ int Statement::parameterCount() const noexcept { return sqlite3_bind_parameter_c
 void Statement::bindNull(int parameter) { check(sqlite3_bind_null(statement_, parameter), "binding"); }
 void Statement::bind(int parameter, std::int64_t number) {
   check(sqlite3_bind_int64(statement_, parameter, number), "binding");
-}
-void Statement::bind(int parameter, double number) {
-  check(sqlite3_bind_double(statement_, parameter, number), "binding");
 }
 void Statement::bindText(int parameter, std::string_view bytes) {
   check(sqlite3_bind_text64(statement_, parameter, bytes.empty() ? "" : bytes.data(), bytes.size(),

@@ -8,7 +8,6 @@
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -20,6 +19,9 @@ struct sqlite3;
 struct sqlite3_stmt;
 
 namespace CorvaneQueue::platform_layer {
+
+// The source of the errors of a store.
+inline constexpr std::u16string_view storeSource = u"CorvaneQueue.MessageStore";
 
 // A prepared statement while it is in use; resets itself for the next user. Parameters count from 1,
 // columns from 0. Bytes that are bound or read are not copied: bound ones must stay until the
@@ -36,7 +38,6 @@ class Statement {
   int parameterCount() const noexcept;
   void bindNull(int parameter);
   void bind(int parameter, std::int64_t number);
-  void bind(int parameter, double number);
   void bindText(int parameter, std::string_view bytes);
   // Whether there is a row.
   bool step();

@@ -5,7 +5,6 @@
 
 #include <fcntl.h>
 #include <cerrno>
-#include <cmath>
 #include <ctime>
 #include <fstream>
 #include <sstream>
