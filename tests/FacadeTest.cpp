@@ -130,7 +130,7 @@ class FacadeTest : public ::testing::Test {
 };
 
 TEST_F(FacadeTest, InitialisesItselfOnTheDefaultQueue) {
-  const auto queue = make<Queue>();
+  const auto queue = make<facade::Queue>();
   EXPECT_THAT(recorder.take(), ElementsAre("default names CorvaneQueue Queue"));
   EXPECT_EQ(queue->Name(), u"InboundGateway");
   queue->MsgType_Let(String(u"T"));
@@ -141,7 +141,7 @@ TEST_F(FacadeTest, InitialisesItselfOnTheDefaultQueue) {
 
 TEST_F(FacadeTest, AnUnknownStoreTypeFailsAtEveryLevelItPasses) {
   recorder.settings["QueueStoreType"] = u"oracle";
-  const auto queue = make<Queue>();
+  const auto queue = make<facade::Queue>();
   recorder.take();
   expectError(91, u"MsgType Get", "\"oracle\"", [&] { queue->MsgType(); });
   EXPECT_THAT(recorder.take("report"),
@@ -155,11 +155,11 @@ TEST_F(FacadeTest, AnUnknownStoreTypeFailsAtEveryLevelItPasses) {
   recorder.settings["QueueStoreType"] = u"oracle";
   queue->Initialize(String(u"R"), false);
   EXPECT_EQ(queue->Name(), u"R");
-  EXPECT_THROW(make<Queues>(), Error);
+  EXPECT_THROW(make<facade::Queues>(), Error);
 }
 
 TEST_F(FacadeTest, RoutesByStore) {
-  const auto queue = make<Queue>();
+  const auto queue = make<facade::Queue>();
   queue->attach(make<DbQueue>());
   recorder.take();
   const std::pair<std::function<void()>, const char16_t*> refused[] = {
@@ -197,7 +197,7 @@ TEST_F(FacadeTest, RoutesByStore) {
 
 TEST_F(FacadeTest, KeepsWhatIsAssignedAndAbortsAtItsEnd) {
   {
-    const auto queue = make<Queue>();
+    const auto queue = make<facade::Queue>();
     EXPECT_FALSE(queue->Journal());
     const auto messages = make<DbMessages>();
     queue->Messages_Set(messages);
@@ -216,7 +216,7 @@ TEST_F(FacadeTest, KeepsWhatIsAssignedAndAbortsAtItsEnd) {
 }
 
 TEST_F(FacadeTest, SurvivesAHandlerThatReplacesTheBackEndWhileItReports) {
-  const auto queue = make<Queue>();
+  const auto queue = make<facade::Queue>();
   queue->attach(make<DbQueue>());
   recorder.onReport = [&] {
     recorder.onReport = nullptr;
@@ -228,7 +228,7 @@ TEST_F(FacadeTest, SurvivesAHandlerThatReplacesTheBackEndWhileItReports) {
 
 TEST_F(FacadeTest, ItsEndKeepsAnErrorThatIsOnItsWay) {
   const auto failing = [&] {
-    const auto queue = make<Queue>();
+    const auto queue = make<facade::Queue>();
     queue->attach(make<PlainBackEnd>(calls));
     LONG quota = 0;
     return query<_Queue>(static_cast<_Queue*>(queue.get()))->get_Quota(&quota);
@@ -240,7 +240,7 @@ TEST_F(FacadeTest, ItsEndKeepsAnErrorThatIsOnItsWay) {
 }
 
 TEST_F(FacadeTest, RelaysArrivalsByReference) {
-  auto queue = make<Queue>();
+  auto queue = make<facade::Queue>();
   const auto backEnd = make<MessageQueuingBackEnd>(calls);
   queue->attach(backEnd);
   int arrivals = 0;

@@ -19,7 +19,7 @@ class UtilityTest : public ::testing::Test {
   platform_layer::ZstdCompression compression;
   RecordingPlatform door{&compression};
   Recorder& recorder = door.recorder;
-  Ref<Utility> utility = make<Utility>();
+  Ref<facade::Utility> utility = make<facade::Utility>();
 };
 
 TEST_F(UtilityTest, ReadsAndWritesSettingsThroughANewObjectEachTime) {
@@ -135,7 +135,7 @@ TEST_F(UtilityTest, OpensQueuesByFormatNameOrPathName) {
               ElementsAre("new MSMQQueueInfo", "FormatName DIRECT=OS:.\\Q", "Open 2 0", "new MSMQQueueInfo",
                           "FormatName DIRECT=OS:.\\Q;JOURNAL", "Open 2 0"));
   recorder.version.majorVersion = 4;
-  const auto old = make<Utility>();
+  const auto old = make<facade::Utility>();
   messageQueuing();
   old->OpenQueue(String(u"Q"), MQ_RECEIVE_ACCESS, false);
   EXPECT_THAT(messageQueuing(), ElementsAre("new MSMQQueueInfo", "PathName .\\Q", "Open 1 0"));

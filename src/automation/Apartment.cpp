@@ -1,5 +1,6 @@
+#include "Lasting.h"
+
 #include <CorvaneQueue/Apartment.h>
-#include <CorvaneQueue/Error.h>
 
 #include <poll.h>
 #include <algorithm>
@@ -16,8 +17,12 @@ Apartment::Apartment() : state_(std::make_unique<State>()) {}
 Apartment::~Apartment() = default;
 
 Apartment& Apartment::current() {
-  thread_local Apartment apartment;
-  return apartment;
+  struct Owned {
+    Owned() {}  // not an aggregate: only this class may make an apartment
+    Apartment apartment;
+  };
+  static const Lasting<PerThread<Owned>> apartments;
+  return apartments->current().apartment;
 }
 
 Apartment::Armed Apartment::arm(Source source) {

@@ -1,4 +1,4 @@
-#include "Object.h"
+#include "Lasting.h"
 #include "Text.h"
 
 #include <CorvaneQueue/Error.h>
@@ -34,17 +34,17 @@ class ErrorInformation final : public Object<ErrorInformation, IErrorInfo> {
   String description_;
 };
 
-// Like the platform's: one slot a thread, emptied by reading it. The slot itself is never destroyed, so
-// that objects which outlive their thread's ending can still use it.
-thread_local IErrorInfo* currentInformation = nullptr;
-void replaceInformation(IErrorInfo* information) noexcept {
-  struct AtThreadEnd {
-    ~AtThreadEnd() { replaceInformation(nullptr); }
-  };
-  thread_local const AtThreadEnd atEnd;
-  static_cast<void>(&atEnd);
-  if (information != nullptr) information->AddRef();
-  if (IErrorInfo* const before = std::exchange(currentInformation, information)) before->Release();
+// Like the platform's: one slot a thread, emptied by reading it. What the library itself published lies
+// there as texts: an object, made when somebody asks, would keep the library loaded.
+struct Information {
+  bool isPublished = false;
+  String source;
+  String description;
+  Ref<IErrorInfo> given;
+};
+Information& currentInformation() {
+  static const Lasting<PerThread<Information>> slots;
+  return slots->current();
 }
 
 struct Standard {
@@ -123,7 +123,7 @@ Error Error::fromResult(HRESULT result) {
 
 HRESULT Error::publish() const noexcept {
   try {
-    SetErrorInfo(0, make<ErrorInformation>(source_, description_).get());
+    currentInformation() = {true, source_, description_, nullptr};
   } catch (...) {  // the number still arrives
     SetErrorInfo(0, nullptr);
   }
@@ -158,13 +158,27 @@ std::atomic<long>& liveObjects() noexcept {
 extern "C" {
 
 HRESULT SetErrorInfo(ULONG, IErrorInfo* information) noexcept {
-  CorvaneQueue::replaceInformation(information);
-  return S_OK;
+  try {
+    auto& current = CorvaneQueue::currentInformation();
+    if (!current.isPublished && current.given == nullptr && information == nullptr) return S_OK;
+    current = {false, {}, {}, CorvaneQueue::Ref<IErrorInfo>(information)};
+    return S_OK;
+  } catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
+  }
 }
 
 HRESULT GetErrorInfo(ULONG, IErrorInfo** information) noexcept {
   if (information == nullptr) return E_POINTER;
-  *information = std::exchange(CorvaneQueue::currentInformation, nullptr);
+  *information = nullptr;
+  try {
+    auto current = std::exchange(CorvaneQueue::currentInformation(), {});
+    *information = current.isPublished ? CorvaneQueue::make<CorvaneQueue::ErrorInformation>(
+                                             std::move(current.source), std::move(current.description))
+                                             .detach()
+                                       : current.given.detach();
+  } catch (const std::bad_alloc&) {  // the number still arrives
+  }
   return *information == nullptr ? S_FALSE : S_OK;
 }
 

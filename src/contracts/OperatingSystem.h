@@ -4,6 +4,7 @@
 #include <CorvaneQueue/Variant.h>
 
 #include <span>
+#include <string>
 #include <string_view>
 
 namespace CorvaneQueue {
@@ -23,6 +24,14 @@ struct SystemTime {
   std::int32_t year, month, day, hour, minute, second, milliseconds;
 };
 
+// A text under the classes root of the registry: the key from there on, and the value's name (empty: the
+// key's own value).
+struct ClassesValue {
+  std::u16string key;
+  std::u16string name;
+  std::u16string text;
+};
+
 enum TimeZoneId : std::int32_t { zoneInvalid = -1, zoneUnknown = 0, zoneStandard = 1, zoneDaylight = 2 };
 
 class OperatingSystem {
@@ -36,6 +45,10 @@ class OperatingSystem {
   // Bytes in the system's ANSI code page; a character outside it becomes "?".
   virtual Variant toAnsi(std::u16string_view text) = 0;
   virtual String fromAnsi(std::span<const std::uint8_t> bytes) = 0;
+  // All of them or none; durable.
+  virtual void setClassesValues(std::span<const ClassesValue> values) = 0;
+  // Deletes keys with all that is under them. A key that is not there is no error.
+  virtual void deleteClassesKeys(std::span<const std::u16string> keys) = 0;
 };
 
 }  // namespace CorvaneQueue

@@ -2,7 +2,7 @@
 
 #include "Queue.h"
 
-namespace CorvaneQueue {
+namespace CorvaneQueue::facade {
 
 void EventRelay::connect(IUnknown* backEnd) {
   const auto container = tryQuery<IConnectionPointContainer>(backEnd);
@@ -36,4 +36,4 @@ HRESULT EventRelay::Invoke(DISPID id, REFIID, LCID, WORD, DISPPARAMS* parameters
   return answer([&] { kept->arrived({parameters->rgvarg, parameters->cArgs}); });
 }
 
-}  // namespace CorvaneQueue
+}  // namespace CorvaneQueue::facade

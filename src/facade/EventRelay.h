@@ -3,7 +3,7 @@
 
 #include "Object.h"
 
-namespace CorvaneQueue {
+namespace CorvaneQueue::facade {
 
 class Queue;
 
@@ -30,4 +30,4 @@ class EventRelay final : public Object<EventRelay, IDispatch> {
   DWORD cookie_ = 0;
 };
 
-}  // namespace CorvaneQueue
+}  // namespace CorvaneQueue::facade

@@ -5,7 +5,7 @@
 #include "EventRelay.h"
 #include "MSMQQueue.h"
 
-namespace CorvaneQueue {
+namespace CorvaneQueue::facade {
 
 Queue::Queue() : errors_(u"Queue", ErrorReports::Naming::InOneCall) {}
 
@@ -176,4 +176,4 @@ void Queue::Transaction_Set(const VARIANT& value) {
   });
 }
 
-}  // namespace CorvaneQueue
+}  // namespace CorvaneQueue::facade

@@ -8,7 +8,7 @@
 #include "Object.h"
 #include "QueueForm.h"
 
-namespace CorvaneQueue {
+namespace CorvaneQueue::facade {
 
 class EventRelay;
 
@@ -88,4 +88,4 @@ class Queue final : public Object<Queue, QueueForm<Queue>, EventSource<__Queue>>
   Ref<EventRelay> relay_;
 };
 
-}  // namespace CorvaneQueue
+}  // namespace CorvaneQueue::facade

@@ -2,8 +2,8 @@
 
 #include "DbUtility.h"
 
-namespace CorvaneQueue {
+namespace CorvaneQueue::facade {
 
 Queues::Queues() : queues_(call<&IUtility::raw_GetQueues>(Ref<IUtility>(make<DbUtility>()))) {}
 
-}  // namespace CorvaneQueue
+}  // namespace CorvaneQueue::facade

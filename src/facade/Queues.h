@@ -5,7 +5,7 @@
 #include "Object.h"
 #include "QueuesForm.h"
 
-namespace CorvaneQueue {
+namespace CorvaneQueue::facade {
 
 // Filled at construction, which fails when the store's list cannot be read. Errors of that list reach
 // the client unchanged.
@@ -26,4 +26,4 @@ class Queues final : public Object<Queues, QueuesForm<Queues>> {
   Ref<IQueues> queues_;
 };
 
-}  // namespace CorvaneQueue
+}  // namespace CorvaneQueue::facade

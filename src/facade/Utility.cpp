@@ -2,7 +2,7 @@
 
 #include "DbUtility.h"
 
-namespace CorvaneQueue {
+namespace CorvaneQueue::facade {
 
 void Utility::CreateQueue(StringRef QueueName) {
   errors().reported(u"CreateQueue", [&] {
@@ -13,4 +13,4 @@ void Utility::CreateQueue(StringRef QueueName) {
   });
 }
 
-}  // namespace CorvaneQueue
+}  // namespace CorvaneQueue::facade

@@ -5,7 +5,7 @@
 #include "UtilityForm.h"
 #include "UtilityRules.h"
 
-namespace CorvaneQueue {
+namespace CorvaneQueue::facade {
 
 class Utility final : public Object<Utility, UtilityForm<Utility>>, public UtilityRules {
  public:
@@ -16,4 +16,4 @@ class Utility final : public Object<Utility, UtilityForm<Utility>>, public Utili
   void CreateQueue(StringRef QueueName) override;
 };
 
-}  // namespace CorvaneQueue
+}  // namespace CorvaneQueue::facade

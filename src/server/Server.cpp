@@ -1,40 +1,43 @@
 // The in-process server: opens the door when the library is loaded, and creates the public classes.
-#include "ClassObject.h"
+#include "CreatableClasses.h"
 #include "EmbeddedPlatform.h"
+#include "Lasting.h"
 #include "Queue.h"
 #include "Queues.h"
 #include "SqliteStore.h"
 #include "Text.h"
 #include "Utility.h"
 
+#include <CorvaneQueue/server.h>
 #include <algorithm>
 
 namespace CorvaneQueue {
 
 namespace {
 
-// The installed platform lives as long as the library is loaded; objects that clients keep beyond
-// the end of main still find it.
-platform_layer::EmbeddedPlatform& embedded() {
-  static auto* const installed = new platform_layer::EmbeddedPlatform(store::sqliteStore());
-  return *installed;
-}
-[[maybe_unused]] ScopedPlatform* const opened = new ScopedPlatform(embedded().door());
+// The door is open as long as the library is loaded.
+struct OpenDoor {
+  platform_layer::EmbeddedPlatform embedded{store::sqliteStore()};
+  ScopedPlatform installed{embedded.door()};
+};
+const Lasting<OpenDoor> door;
 
 template <class T>
 Ref<IDispatch> createObject() {
   return asDispatch(make<T>());
 }
 
-const CreatableClass creatableClasses[] = {
-    {queueClass, u"CorvaneQueue.Queue", createObject<Queue>},
-    {queuesClass, u"CorvaneQueue.Queues", createObject<Queues>},
-    {utilityClass, u"CorvaneQueue.Utility", createObject<Utility>},
+const CreatableClass ourClasses[] = {
+    {queueClass, u"CorvaneQueue.Queue", createObject<facade::Queue>},
+    {queuesClass, u"CorvaneQueue.Queues", createObject<facade::Queues>},
+    {utilityClass, u"CorvaneQueue.Utility", createObject<facade::Utility>},
     {processTraceClass, u"CorvaneSYS.ProcessTrace",
      [] { return Ref<IDispatch>(platform().host->createProcessTrace()); }},
 };
 
 }  // namespace
+
+std::span<const CreatableClass> creatableClasses() noexcept { return ourClasses; }
 
 }  // namespace CorvaneQueue
 
@@ -42,21 +45,21 @@ using namespace CorvaneQueue;
 
 extern "C" {
 
-CORVANE_API HRESULT DllGetClassObject(REFCLSID identity, REFIID iid, void** object) noexcept {
+HRESULT DllGetClassObject(REFCLSID identity, REFIID iid, void** object) noexcept {
   if (object == nullptr) return E_POINTER;
   *object = nullptr;
-  const auto* found = std::ranges::find(creatableClasses, identity, &CreatableClass::identity);
-  if (found == std::end(creatableClasses)) return CLASS_E_CLASSNOTAVAILABLE;
+  const auto* found = std::ranges::find(ourClasses, identity, &CreatableClass::identity);
+  if (found == std::end(ourClasses)) return CLASS_E_CLASSNOTAVAILABLE;
   return answer([&] { throwIfFailed(make<ClassObject>(*found)->QueryInterface(iid, object)); });
 }
 
-CORVANE_API HRESULT DllCanUnloadNow() noexcept { return liveObjects() == 0 ? S_OK : S_FALSE; }
+HRESULT DllCanUnloadNow() noexcept { return liveObjects() == 0 ? S_OK : S_FALSE; }
 
 HRESULT CLSIDFromProgID(LPCOLESTR name, CLSID* identity) noexcept {
   return answer([&] {
     given(identity) = CLSID{};
     const std::u16string wanted = foldCase(&given(name));
-    for (const CreatableClass& created : creatableClasses)
+    for (const CreatableClass& created : ourClasses)
       if (foldCase(created.name) == wanted) return void(*identity = created.identity);
     throw Error(CO_E_CLASSSTRING, u"CorvaneQueue",
                 u"There is no class with the name \"" + std::u16string(name) + u"\".");

@@ -1,65 +1,11 @@
-#include <CorvaneQueue/CorvaneQueue.h>
+#include "PublishedTypes.h"
+
 #include <CorvaneQueue/describe.h>
 #include <cstdio>
 
 namespace CorvaneQueue {
 
 namespace {
-
-constexpr GUID libraryIdentity = {
-    0xfcf3e255, 0xf4d6, 0x4e38, {0xbe, 0x42, 0xd0, 0x82, 0xec, 0x97, 0x52, 0xf5}};
-
-struct DescribedInterface {
-  const char16_t* name;
-  const IID& iid;
-  std::span<const Member> members;
-};
-template <class Interface>
-constexpr DescribedInterface described() {
-  return {InterfaceTraits<Interface>::name, iidOf<Interface>, InterfaceTraits<Interface>::members};
-}
-// Of the platform and the host services, as far as published members name them.
-const DescribedInterface foreignInterfaces[] = {described<_ExceptionHandler>(), described<_ClassTrace>(),
-                                                described<_ProcessTrace>(), described<IMSMQMessage>()};
-const DescribedInterface publishedInterfaces[] = {described<_Message>(), described<_Messages>(),
-                                                  described<_Journal>(), described<_Queue>(),
-                                                  described<_Queues>(),  described<_Utility>()};
-
-struct DescribedClass {
-  const char* name;
-  CLSID identity;
-  bool isCreatable;
-  const char* help;
-  const char16_t* eventInterface;
-};
-const DescribedClass classes[] = {
-    {"Queue", queueClass, true, "The Queue Class is a wrapper around the MSMQ Queue object.", u"__Queue"},
-    {"Queues", queuesClass, true, "", nullptr},
-    {"Utility", utilityClass, true, "", nullptr},
-    {"Messages",
-     {0x4afa4b95, 0x59f7, 0x48b0, {0x92, 0x7d, 0xed, 0xca, 0x4e, 0xa4, 0x2b, 0x30}},
-     false,
-     "The Messages Class is a collection of Message objects.",
-     nullptr},
-    {"Message",
-     {0xf0b4c3eb, 0x8c77, 0x4da3, {0xaf, 0x1b, 0xea, 0x2c, 0x33, 0x2b, 0xff, 0xf2}},
-     false,
-     "The Message Class is a wrapper around the MSMQ message object.",
-     nullptr},
-    {"Journal",
-     {0xdae0bbcf, 0x25d4, 0x4219, {0xa8, 0x87, 0x36, 0xde, 0x99, 0x8d, 0xab, 0x7c}},
-     false,
-     "The Journal Class is a Wrapper around the MSMQ journal object.",
-     nullptr},
-};
-
-std::string text(const GUID& guid) {
-  char buffer[40];
-  std::snprintf(buffer, sizeof buffer, "%08x-%04x-%04x-%02x%02x-%02x%02x%02x%02x%02x%02x", guid.Data1,
-                guid.Data2, guid.Data3, guid.Data4[0], guid.Data4[1], guid.Data4[2], guid.Data4[3],
-                guid.Data4[4], guid.Data4[5], guid.Data4[6], guid.Data4[7]);
-  return buffer;
-}
 
 std::string quoted(const char* help) {
   std::string result = "\"";
@@ -122,7 +68,7 @@ std::string memberText(const Member& member) {
 }
 
 std::string interfaceText(const DescribedInterface& type) {
-  std::string result = "\n  [uuid(" + text(type.iid) +
+  std::string result = "\n  [uuid(" + guidText(type.iid) +
                        "), odl, dual, oleautomation, nonextensible, hidden]\n  interface " +
                        toUtf8(type.name) + " : IDispatch {\n";
   for (const Member& member : type.members) result += memberText(member);
@@ -130,7 +76,7 @@ std::string interfaceText(const DescribedInterface& type) {
 }
 
 std::string eventInterfaceText() {
-  std::string line = "\n  [uuid(" + text(iidOf<__Queue>) +
+  std::string line = "\n  [uuid(" + guidText(iidOf<__Queue>) +
                      "), hidden]\n  dispinterface __Queue {\n    properties:\n    methods:\n";
   line += "    [id(" + std::to_string(evtArrived.id) + ")" + helpAttribute(evtArrived.help) + "]\n    void " +
           toUtf8(evtArrived.name) + "(";
@@ -140,7 +86,7 @@ std::string eventInterfaceText() {
 }
 
 std::string classText(const DescribedClass& described) {
-  std::string result = "\n  [uuid(" + text(described.identity) + ")" +
+  std::string result = "\n  [uuid(" + guidText(described.identity) + ")" +
                        (described.isCreatable ? "" : ", noncreatable") + helpAttribute(described.help) +
                        "]\n  coclass " + described.name + " {\n    [default] interface _" + described.name +
                        ";\n";
@@ -163,15 +109,23 @@ constexpr const char* platformTypes = R"(
 
 }  // namespace
 
+std::string guidText(const GUID& guid) {
+  char buffer[40];
+  std::snprintf(buffer, sizeof buffer, "%08x-%04x-%04x-%02x%02x-%02x%02x%02x%02x%02x%02x", guid.Data1,
+                guid.Data2, guid.Data3, guid.Data4[0], guid.Data4[1], guid.Data4[2], guid.Data4[3],
+                guid.Data4[4], guid.Data4[5], guid.Data4[6], guid.Data4[7]);
+  return buffer;
+}
+
 std::string typeDescription() {
-  std::string result =
-      "// The published classes and interfaces of CorvaneQueue.\n[uuid(" + text(libraryIdentity) +
-      "), version(6.2), lcid(1033), helpstring(\"Corvane Queue Library\")]\nlibrary CorvaneQueue {";
+  std::string result = "// The published classes and interfaces of CorvaneQueue.\n[uuid(" +
+                       guidText(libraryIdentity) + "), version(" + libraryVersion +
+                       "), lcid(1033), helpstring(" + quoted(libraryHelp) + ")]\nlibrary CorvaneQueue {";
   result += platformTypes;
   for (const auto& type : foreignInterfaces) result += interfaceText(type);
   for (const auto& type : publishedInterfaces) result += interfaceText(type);
   result += eventInterfaceText();
-  for (const auto& described : classes) result += classText(described);
+  for (const auto& described : publishedClasses) result += classText(described);
   return result + "};\n";
 }
 

@@ -358,6 +358,8 @@ class RecordingPlatform final : HostServices, MessageQueuing, DatabaseAccess, Op
     return true;
   }
   SystemTime GetSystemTime() override { return recorder.now; }
+  void setClassesValues(std::span<const ClassesValue>) override {}
+  void deleteClassesKeys(std::span<const std::u16string>) override {}
   TimeZoneId GetTimeZoneInformation(std::int32_t& bias) override {
     bias = recorder.bias;
     return recorder.zone;

@@ -1,5 +1,6 @@
 #include "ZstdCompression.h"
 
+#include "Lasting.h"
 #include "Text.h"
 
 #include <zstd.h>
@@ -17,13 +18,21 @@ struct FreeContext {
   void operator()(ZSTD_DCtx* context) const noexcept { ZSTD_freeDCtx(context); }
 };
 // The engine's working memory, megabytes of it, outlives the instances: each call sets it up anew.
+struct Compressor : std::unique_ptr<ZSTD_CCtx, FreeContext> {
+  Compressor() : unique_ptr(ZSTD_createCCtx()) {}
+};
+struct Decompressor : std::unique_ptr<ZSTD_DCtx, FreeContext> {
+  Decompressor() : unique_ptr(ZSTD_createDCtx()) {}
+};
 ZSTD_CCtx& compressor() {
-  thread_local const std::unique_ptr<ZSTD_CCtx, FreeContext> context(ZSTD_createCCtx());
+  static const Lasting<PerThread<Compressor>> contexts;
+  const auto& context = contexts->current();
   if (!context) throw std::bad_alloc();
   return *context;
 }
 ZSTD_DCtx& decompressor() {
-  thread_local const std::unique_ptr<ZSTD_DCtx, FreeContext> context(ZSTD_createDCtx());
+  static const Lasting<PerThread<Decompressor>> contexts;
+  const auto& context = contexts->current();
   if (!context) throw std::bad_alloc();
   return *context;
 }

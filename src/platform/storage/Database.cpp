@@ -1,5 +1,6 @@
 #include "Database.h"
 
+#include "Lasting.h"
 #include "Text.h"
 
 #include <fcntl.h>
@@ -74,7 +75,7 @@ int compareNames(void*, int leftSize, const void* left, int rightSize, const voi
   }
 }
 
-// The sessions of this process. Never destroyed: objects that clients keep to the very end still find it.
+// The sessions of this process.
 struct Sessions {
   struct Open {
     const Database* session;
@@ -86,7 +87,7 @@ struct Sessions {
   std::vector<Open> open;
 };
 Sessions& sessions() {
-  static auto* const all = new Sessions;
+  static const Lasting<Sessions> all;
   return *all;
 }
 

@@ -4,6 +4,7 @@
 #include "Text.h"
 
 #include <fcntl.h>
+#include <algorithm>
 #include <cerrno>
 #include <ctime>
 #include <fstream>
@@ -183,6 +184,21 @@ std::string edited(const std::string& content, toml::table& root, const TomlFile
   return grown + "[" + headerText(address) + "]\n" + line;
 }
 
+void collectHeaders(const toml::table& table, std::vector<toml::source_index>& lines) {
+  for (auto&& [key, node] : table) {
+    if (const auto* inner = node.as_table()) {
+      if (inner->source().begin.line > 0) lines.push_back(inner->source().begin.line);
+      collectHeaders(*inner, lines);
+    } else if (const auto* list = node.as_array()) {
+      for (const auto& element : *list)
+        if (const auto* each = element.as_table()) {
+          lines.push_back(each->source().begin.line);
+          collectHeaders(*each, lines);
+        }
+    }
+  }
+}
+
 // Every setting of a table and the tables in it, under its folded address.
 void collect(const toml::table& table, const TomlFile::Address& outer,
              std::unordered_map<std::u16string, Variant>& values) {
@@ -238,28 +254,69 @@ std::unique_ptr<Variant> TomlFile::read(const std::filesystem::path& file, const
   return found == values->end() ? nullptr : std::make_unique<Variant>(found->second);
 }
 
-void TomlFile::write(const std::filesystem::path& file, const Address& address, const Variant& value) {
+void TomlFile::edit(const std::filesystem::path& file,
+                    const std::function<std::string(std::string content)>& change) {
   std::filesystem::path lockPath = file;
   lockPath += ".lock";
   const FileDescriptor lockFile(lockPath, O_RDWR | O_CREAT);
   const FileLock lock(lockFile);
   const std::string content = std::filesystem::exists(file) ? contentOf(file) : std::string();
-  toml::table root = parsed(content, file);
-  const std::string changed = edited(content, root, address, value);
-  // What was written must read back, whatever shape the file had.
-  const auto readsBack = [&] {
-    try {
-      return holds(parsed(changed, file), address, value);
-    } catch (const Error&) {
-      return false;
+  const std::string changed = change(content);
+  if (changed != content) replaceFile(file, changed);
+}
+
+void TomlFile::write(const std::filesystem::path& file, std::span<const Setting> settings) {
+  edit(file, [&](std::string content) {
+    for (const auto& [address, value] : settings) {
+      toml::table root = parsed(content, file);
+      content = edited(content, root, address, value);
+      // What was written must read back, whatever shape the file had.
+      const auto readsBack = [&] {
+        try {
+          return holds(parsed(content, file), address, value);
+        } catch (const Error&) {
+          return false;
+        }
+      };
+      if (!readsBack())
+        throw Error(E_FAIL, {},
+                    u"The setting could not be written into \"" + file.u16string() +
+                        u"\": write the table as \"[" + std::u16string(fromUtf8(headerText(address)).view()) +
+                        u"]\".");
     }
-  };
-  if (!readsBack())
-    throw Error(E_FAIL, {},
-                u"The setting could not be written into \"" + file.u16string() +
-                    u"\": write the table as \"[" + std::u16string(fromUtf8(headerText(address)).view()) +
-                    u"]\".");
-  replaceFile(file, changed);
+    return content;
+  });
+}
+
+void TomlFile::write(const std::filesystem::path& file, const Address& address, const Variant& value) {
+  const Setting setting{address, value};
+  write(file, std::span(&setting, 1));
+}
+
+void TomlFile::removeTables(const std::filesystem::path& file, std::u16string_view outer,
+                            const std::function<bool(std::u16string_view)>& isChosen) {
+  edit(file, [&](const std::string& content) {
+    toml::table root = parsed(content, file);
+    toml::node* const node = find(&root, outer);
+    const toml::table* const tables = node == nullptr ? nullptr : node->as_table();
+    if (tables == nullptr) return content;
+    std::vector<toml::source_index> headers;  // the lines on which some table begins
+    collectHeaders(root, headers);
+    std::ranges::sort(headers);
+    std::string kept;
+    std::size_t at = 0;
+    std::vector<toml::source_index> removed;
+    for (auto&& [name, table] : *tables)
+      if (table.is_table() && isChosen(fromUtf8(name.str()))) removed.push_back(table.source().begin.line);
+    std::ranges::sort(removed);
+    for (const toml::source_index line : removed) {
+      const auto next = std::ranges::upper_bound(headers, line);
+      const std::size_t begin = offsetOf(content, {line, 1});
+      kept += content.substr(at, begin - at);
+      at = next == headers.end() ? content.size() : offsetOf(content, {*next, 1});
+    }
+    return kept + content.substr(at);
+  });
 }
 
 }  // namespace CorvaneQueue::platform_layer

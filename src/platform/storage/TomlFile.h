@@ -4,8 +4,10 @@
 #include <CorvaneQueue/Variant.h>
 
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <mutex>
+#include <span>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -25,14 +27,25 @@ class TomlFile {
   // The value, or nothing when it is not set. Throws an Error that names file and line when the file
   // does not parse.
   std::unique_ptr<Variant> read(const std::filesystem::path& file, const Address& address);
-  // Sets a value (text, whole number, real or boolean) and keeps the rest of the file as it is,
-  // comments included. Atomic and durable; concurrent writers lose nothing. Refuses a file that does
-  // not parse.
+  struct Setting {
+    Address address;
+    Variant value;
+  };
+  // Sets values (texts, whole numbers, reals or booleans), all or none, and keeps the rest of the file as
+  // it is, comments included. Atomic and durable; concurrent writers lose nothing. Refuses a file that
+  // does not parse.
+  void write(const std::filesystem::path& file, std::span<const Setting> settings);
   void write(const std::filesystem::path& file, const Address& address, const Variant& value);
+  // Removes the tables of the table `outer` whose names are chosen, in the same way.
+  void removeTables(const std::filesystem::path& file, std::u16string_view outer,
+                    const std::function<bool(std::u16string_view name)>& isChosen);
 
  private:
   using Values = std::unordered_map<std::u16string, Variant>;
   std::shared_ptr<const Values> current(const std::filesystem::path& file);
+  // Replaces the file by what `change` makes of its content, under the file's lock.
+  static void edit(const std::filesystem::path& file,
+                   const std::function<std::string(std::string content)>& change);
 
   std::mutex mutex_;
   std::filesystem::path parsedFile_;

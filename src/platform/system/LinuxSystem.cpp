@@ -2,7 +2,10 @@
 
 #include "CodePage.h"
 #include "Files.h"
+#include "Lasting.h"
+#include "Text.h"
 
+#include <algorithm>
 #include <chrono>
 #include <ctime>
 #include <optional>
@@ -14,7 +17,8 @@ namespace {
 constexpr std::int32_t windows1252 = 1252;
 
 CodePage& codePage(std::int32_t number) {
-  thread_local std::optional<CodePage> current;
+  static const Lasting<PerThread<std::optional<CodePage>>> kept;
+  auto& current = kept->current();
   if (!current || current->number() != number) current.emplace(number);
   return *current;
 }
@@ -68,6 +72,26 @@ Variant LinuxSystem::toAnsi(std::u16string_view text) {
 
 String LinuxSystem::fromAnsi(std::span<const std::uint8_t> bytes) {
   return codePage(numberSetting(u"CodePage", windows1252)).textOf(bytes);
+}
+
+namespace {
+constexpr std::u16string_view classesRoot = u"ClassesRoot";
+std::filesystem::path registryFile() { return installationDirectory() / "registry.toml"; }
+}  // namespace
+
+void LinuxSystem::setClassesValues(std::span<const ClassesValue> values) {
+  std::vector<TomlFile::Setting> settings;
+  for (const auto& [key, name, text] : values)
+    settings.push_back({{classesRoot, key, name}, Variant(String(text))});
+  registry_.write(registryFile(), settings);
+}
+
+void LinuxSystem::deleteClassesKeys(std::span<const std::u16string> keys) {
+  registry_.removeTables(registryFile(), classesRoot, [&](std::u16string_view name) {
+    return std::ranges::any_of(keys, [&](const std::u16string& key) {
+      return foldCase(name) == foldCase(key) || foldCase(name).starts_with(foldCase(key + u"\\"));
+    });
+  });
 }
 
 }  // namespace CorvaneQueue::platform_layer

@@ -15,10 +15,13 @@ class LinuxSystem final : public OperatingSystem {
   TimeZoneId GetTimeZoneInformation(std::int32_t& bias) override;
   Variant toAnsi(std::u16string_view text) override;
   String fromAnsi(std::span<const std::uint8_t> bytes) override;
+  void setClassesValues(std::span<const ClassesValue> values) override;
+  void deleteClassesKeys(std::span<const std::u16string> keys) override;
 
  private:
   std::int32_t numberSetting(const char16_t* key, std::int32_t byDefault);
   TomlFile& settings_;
+  TomlFile registry_;
 };
 
 }  // namespace CorvaneQueue::platform_layer

@@ -55,12 +55,16 @@ CREATE VIEW dbo.mdqMessageAck AS
 )sql",
 };
 
+constexpr std::u16string_view namelessQueue = u"A queue needs a name; nothing was stored.";
+
 constexpr ProcedureStep createMessageType[] = {
+    {"SELECT 1 WHERE ?3 <> ''", Outcome::Required, 0, namelessQueue},
     {"INSERT INTO dbo.mdqMessageType (Name, Queue) VALUES (?2, ?3) ON CONFLICT DO NOTHING"},
     {"SELECT MessageTypeID FROM dbo.mdqMessageType WHERE Name = ?2 AND Queue = ?3", Outcome::Output, 3},
 };
 
 constexpr ProcedureStep createMessage[] = {
+    {"SELECT 1 WHERE ?2 <> ''", Outcome::Required, 0, namelessQueue},
     {"INSERT INTO dbo.mdqMessageType (Name, Queue) SELECT ?1, ?2"
      " WHERE NOT EXISTS (SELECT 1 FROM dbo.mdqMessageType WHERE Name = ?1 AND Queue = ?2)"},
     {"INSERT INTO dbo.mdqDocument (MessageID, MessageTypeID, CreateTimestamp, Description, Body) VALUES ("

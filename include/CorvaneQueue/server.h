@@ -1,0 +1,18 @@
+// The entry points of the library, for processes that load it and for its installation.
+#pragma once
+
+#include <CorvaneQueue/automation.h>
+
+extern "C" {
+
+// The class object of a creatable class. CLASS_E_CLASSNOTAVAILABLE for any other identity.
+CORVANE_API HRESULT DllGetClassObject(REFCLSID identity, REFIID iid, void** object) noexcept;
+// S_OK when no object and no lock is alive, so that the library may be unloaded; else S_FALSE.
+CORVANE_API HRESULT DllCanUnloadNow() noexcept;
+// Enters the classes, their names, the interfaces and the type library into the installation's registry
+// (registry.toml), with this library's file as their server. Durable. Registering again brings the
+// entries up to date.
+CORVANE_API HRESULT DllRegisterServer() noexcept;
+// Removes these entries; what others entered stays. Not being registered is no error.
+CORVANE_API HRESULT DllUnregisterServer() noexcept;
+}
