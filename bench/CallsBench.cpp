@@ -47,6 +47,31 @@ void getMsgType(benchmark::State& state) {
 }
 BENCHMARK(getMsgType);
 
+// The same through the client's handle.
+void getMsgTypeOfHandle(benchmark::State& state) {
+  const Queue queue(openQueue());
+  queue->MsgType(u"ORDER");
+  for (auto _ : state) benchmark::DoNotOptimize(queue->MsgType());
+}
+BENCHMARK(getMsgTypeOfHandle);
+
+// The same by dispatch identifier, and by name each time.
+void getMsgTypeLate(benchmark::State& state) {
+  const auto queue = openQueue();
+  call<&_Queue::put_MsgType>(queue, u"ORDER");
+  char16_t name[] = u"MsgType";
+  LPOLESTR names[] = {name};
+  DISPID id = 0;
+  DISPPARAMS none{};
+  queue->GetIDsOfNames(IID_NULL, names, 1, 1033, &id);
+  for (auto _ : state) {
+    if (state.range(0) != 0) queue->GetIDsOfNames(IID_NULL, names, 1, 1033, &id);
+    Variant text;
+    queue->Invoke(id, IID_NULL, 1033, DISPATCH_PROPERTYGET, &none, text.address(), nullptr, nullptr);
+  }
+}
+BENCHMARK(getMsgTypeLate)->ArgName("byName")->Arg(0)->Arg(1);
+
 void letMsgType(benchmark::State& state) {
   const auto queue = openQueue();
   const String text(u"ORDER");
@@ -64,6 +89,46 @@ void createAndInitialise(benchmark::State& state) {
   for (auto _ : state) openQueue();
 }
 BENCHMARK(createAndInitialise);
+
+// A list of so many documents.
+Messages filled(std::int64_t count) {
+  const auto queue = create<Queue>();
+  const std::string name = "Filled" + std::to_string(count);
+  queue->Initialize(name);
+  if (queue->IsEmpty()) {
+    queue->BeginTransaction();
+    for (std::int64_t i = 0; i < count; ++i) queue->SendDocument(u"x");
+    queue->Commit();
+  }
+  auto messages = create<Queues>()->Item(name)->Messages();
+  messages->Refresh();
+  return messages;
+}
+void itemByPosition(benchmark::State& state) {
+  const auto messages = filled(state.range(0));
+  std::int32_t position = 0;
+  for (auto _ : state) {
+    position = position % messages->Count() + 1;
+    benchmark::DoNotOptimize(messages->Item(position));
+  }
+}
+BENCHMARK(itemByPosition)->Arg(100)->Arg(100000);
+void itemByKey(benchmark::State& state) {
+  const auto messages = filled(state.range(0));
+  std::vector<String> keys;
+  for (const auto& message : messages) keys.push_back(message->ID());
+  std::size_t at = 0;
+  for (auto _ : state) benchmark::DoNotOptimize(messages->Item(keys[++at % keys.size()]));
+}
+BENCHMARK(itemByKey)->Arg(100)->Arg(100000);
+
+void listQueues(benchmark::State& state) {
+  const auto utility = create<Utility>();
+  for (std::int64_t i = create<Queues>()->Count(); i < state.range(0); ++i)
+    utility->CreateQueue("Queue " + std::to_string(i));
+  for (auto _ : state) benchmark::DoNotOptimize(create<Queues>());
+}
+BENCHMARK(listQueues)->Arg(10000)->Unit(benchmark::kMillisecond);
 
 std::u16string document(std::size_t size) {
   std::mt19937 random(1);

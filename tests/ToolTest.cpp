@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>
+#include <algorithm>
 #include <array>
 #include <cstdio>
 
@@ -66,7 +67,7 @@ TEST(Tool, AnswersMistakesWithSentencesAndExitCodes) {
   expectRun("send Orders /nowhere/x", 3, "\"/nowhere/x\" cannot be read");
   expectRun("send Orders " + home.directory().string(), 3, "is a directory");
   expectRun("ack Orders 7", 3, "There is no document with the identifier 7");
-  expectRun("messages Nowhere", 3, "There is no queue \"Nowhere\"");
+  expectRun("messages Nowhere", 4, "There is no queue \"Nowhere\"");
   expectRun("settings QueueStoreType oracle", 3, "Unsupported queue storage type (error 100");
   expectRun("receive Orders --count -1", 2, "--count");
   expectRun("send '\xFF' - < /dev/null", 3, "The queue name is not valid UTF-8");
@@ -75,6 +76,63 @@ TEST(Tool, AnswersMistakesWithSentencesAndExitCodes) {
   expectRun("send Orders " + home.file("in-the-way").string(), 0, "");
   expectRun("receive Orders --ack --out " + home.file("in-the-way").string(), 3, "");
   expectRun("messages Orders", 0, "0000000000000000001");  // not written, not acknowledged
+}
+
+std::size_t lines(const std::string& text) {
+  return static_cast<std::size_t>(std::ranges::count(text, '\n'));
+}
+
+TEST(Tool, WorksThroughAnOperatorsShift) {
+  const Installation home;
+  const std::filesystem::path outbox = home.file("outbox");
+  std::filesystem::create_directory(outbox);
+  constexpr int documents = 1000;
+  for (int i = 1; i <= documents; ++i)
+    std::ofstream(outbox / ("order-" + std::to_string(10000 + i))) << "order " << i;
+
+  expectRun("create Orders", 0, "created\tOrders");
+  expectRun("create ORDERS", 3, "There is a queue \"ORDERS\" already");
+  expectRun("create Copies", 0, "");
+  expectRun("exists orders", 0, "true");
+  expectRun("exists Nowhere", 4, "false");
+  expectRun("names Orders", 0, ".\\Orders\tDIRECT=OS:.\\Orders");
+  EXPECT_EQ(lines(run("send Orders --msg-type ORDER " + outbox.string() + "/*").output), documents);
+  EXPECT_EQ(lines(run("messages Orders").output), documents);
+
+  expectRun("show Orders 17", 0, "order 17");
+  expectRun("show Orders 0000000000000000017", 0, "order 17");
+  expectRun("--json show Orders 17", 0, "\"label\":\"Msg Type: <ORDER> \",\"body\":\"order 17\"}");
+  expectRun("show Orders 1001", 4, "no document \"1001\"");
+  expectRun("copy Orders Copies 1 2 999999", 4, "");
+  EXPECT_EQ(run("messages Copies").output, "");  // one that is not there: none is copied
+  expectRun("copy Orders Nowhere --all", 4, "no queue \"Nowhere\"");
+  expectRun("copy Orders Copies", 2, "--all");
+  EXPECT_EQ(lines(run("copy Orders Copies --all").output), documents);
+
+  expectRun("delete Orders 1 777777", 4, "");
+  expectRun("delete Orders 1 002", 0, "deleted\t0000000000000000002");
+  expectRun("show Orders 1", 4, "");
+  expectRun("ack Orders 3", 0, "");
+  const std::string inbox = home.file("inbox").string();
+  expectRun("receive Orders --count 0 --ack --out " + inbox, 0, "1000.txt");
+  EXPECT_EQ(home.read("inbox/1000.txt"), "order 1000");
+  EXPECT_EQ(run("messages Orders").output, "");
+  EXPECT_EQ(lines(run("journal Orders --json").output), documents);
+  expectRun("show Orders 1000 --journal", 0, "order 1000");
+  EXPECT_EQ(lines(run("messages Copies").output), documents);
+
+  expectRun("purge Orders --journal < /dev/null", 5, "Delete all 1000 acknowledged documents");
+  EXPECT_EQ(lines(run("journal Orders").output), documents);
+  expectRun("purge Orders --journal --yes", 0, "purged");
+  EXPECT_EQ(run("journal Orders").output, "");
+  expectRun("purge Copies --json --yes", 0, "{\"action\":\"purged\",\"queue\":\"Copies\"");
+  EXPECT_EQ(run("messages Copies").output, "");
+  expectRun("messages Nowhere --json", 4, "{\"error\":\"There is no queue");
+
+  expectRun("register", 0, "registered");
+  EXPECT_NE(home.read("registry.toml").find("CorvaneQueue.Utility"), std::string::npos);
+  expectRun("unregister", 0, "unregistered");
+  EXPECT_EQ(home.read("registry.toml"), "");
 }
 
 }  // namespace

@@ -101,7 +101,7 @@ class Subscription {
   Subscription(IUnknown* source, ArrivalHandler handler)
       : sink_(Ref<detail::ArrivalSink>::adopt(new detail::ArrivalSink(std::move(handler)))) {
     IConnectionPoint* point = nullptr;
-    throwIfFailed(query<IConnectionPointContainer>(source)->FindConnectionPoint(iidOf<__Queue>, &point));
+    throwIfFailedPlain(query<IConnectionPointContainer>(source)->FindConnectionPoint(iidOf<__Queue>, &point));
     point_ = Ref<IConnectionPoint>::adopt(point);
     throwIfFailed(point_->Advise(sink_.get(), &cookie_));
   }

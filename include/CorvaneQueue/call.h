@@ -136,7 +136,6 @@ auto callMember(Interface* object, std::index_sequence<I...>, A&&... arguments) 
   using Parameters = typename Signature::Parameters;
   if (object == nullptr)
     throw Error(ErrorNumber::ObjectNotSet, {}, u"Object not set: there is no object to call.");
-  SetErrorInfo(0, nullptr);  // what an earlier call left behind is not this one's
   if constexpr (Signature::count == sizeof...(A)) {
     throwIfFailed((object->*Member)(
         Passed<std::tuple_element_t<I, Parameters>, A&&>(std::forward<A>(arguments)).value...));

@@ -1,23 +1,21 @@
+// The commands about documents.
 #include "Commands.h"
 
 #include "Documents.h"
+#include "Output.h"
 
-#include <CorvaneQueue/CorvaneQueue.h>
-#include <cstdio>
 #include <filesystem>
 #include <iostream>
+#include <optional>
 
 namespace corvaneq {
 
 using namespace CorvaneQueue;
 
-namespace {
-
-[[noreturn]] void refuse(const std::string& what) {
+void refuse(const std::string& what) {
   throw Error(ErrorNumber::InvalidArgument, u"corvaneq", fromUtf8(what));
 }
 
-// A text from the command line.
 String argument(const char* what, const std::string& text) {
   try {
     return fromUtf8(text);
@@ -26,75 +24,51 @@ String argument(const char* what, const std::string& text) {
   }
 }
 
-Ref<_Queue> openQueue(const std::string& name) {
+Queue openQueue(const std::string& name) {
   if (name.empty()) refuse("A queue needs a name.");
-  const auto queue = create<_Queue>(u"CorvaneQueue.Queue");
-  call<&_Queue::raw_Initialize>(queue, argument("queue name", name), false);
+  const auto queue = create<Queue>();
+  queue->Initialize(argument("queue name", name));
   return queue;
 }
 
-// A text on one line, control characters escaped.
-std::string oneLine(const String& text) {
-  std::string line;
-  for (const char c : toUtf8(text)) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte >= 0x20 && byte != 0x7F) {
-      line += c;
-      continue;
-    }
-    char escape[8];
-    std::snprintf(escape, sizeof escape, "\\x%02X", byte);
-    line += escape;
-  }
-  return line;
-}
-
-// A queue as the list of queues has it: with its messages and its journal.
-Ref<_Queue> listedQueue(const std::string& name) {
-  const auto queues = create<_Queues>(u"CorvaneQueue.Queues");
+Queue listedQueue(const std::string& name) {
+  const auto queues = create<Queues>();
   const String queue = argument("queue name", name);
-  if (!call<&_Queues::raw_Exists>(queues, queue)) refuse("There is no queue \"" + name + "\".");
-  return call<&_Queues::get_Item>(queues, Variant(queue));
+  if (!queues->Exists(queue)) throw NotThere("There is no queue \"" + name + "\".");
+  return queues->Item(queue);
 }
 
-std::string timeText(Date time) {
-  const String text = toString(Variant(time).get());
-  return toUtf8(text);
+namespace {
+
+// Read from the store just now.
+Messages messagesOf(const Queue& queue, Among among) {
+  const auto messages = among == Among::Waiting ? queue->Messages() : queue->Journal()->Messages();
+  messages->Refresh();
+  return messages;
 }
 
-// One line a message: identifier, time, length, label.
-void print(const Ref<_Messages>& messages) {
-  call<&_Messages::raw_Refresh>(messages);
-  const std::int32_t count = call<&_Messages::get_Count>(messages);
-  for (std::int32_t i = 1; i <= count; ++i) {
-    Variant position(i);
-    const auto message = call<&_Messages::get_Item>(messages, position);
-    std::cout << toUtf8(call<&_Message::get_ID>(message)) << '\t'
-              << timeText(call<&_Message::get_SentTime>(message)) << '\t'
-              << call<&_Message::get_BodyLength>(message) << '\t'
-              << oneLine(call<&_Message::get_Label>(message)) << '\n';
+// By an identifier with or without leading zeros: the stores pad theirs to different lengths.
+Message find(const Messages& messages, const std::string& identifier) {
+  const std::size_t zeros = std::min(identifier.find_first_not_of('0'), identifier.size());
+  const std::string digits = identifier.substr(zeros);
+  std::vector<std::string> spellings{identifier};
+  for (const std::size_t length : {19u, 10u})
+    if (digits.size() < length) spellings.push_back(std::string(length - digits.size(), '0') + digits);
+  for (const std::string& spelling : spellings) {
+    try {
+      return messages->Item(argument("identifier", spelling));
+    } catch (const Error& error) {
+      if (error.number() != ErrorNumber::InvalidArgument) throw;
+    }
   }
+  throw NotThere("There is no document \"" + identifier + "\" here.");
 }
 
-struct Setting {
-  const char* name;
-  String (*read)(const Ref<_Utility>&);
-  void (*write)(const Ref<_Utility>&, const String&);
-};
-const Setting knownSettings[] = {
-    {"QueueStoreType",
-     [](const Ref<_Utility>& utility) { return call<&_Utility::get_QueueStoreType>(utility); },
-     [](const Ref<_Utility>& utility, const String& value) {
-       call<&_Utility::put_QueueStoreType>(utility, value);
-     }},
-    {"UsesPublicQueues",
-     [](const Ref<_Utility>& utility) {
-       return toString(Variant(call<&_Utility::get_UsesPublicQueues>(utility)).get());
-     },
-     [](const Ref<_Utility>& utility, const String& value) {
-       call<&_Utility::put_UsesPublicQueues>(utility, toBoolean(Variant(value).get()));
-     }},
-};
+std::vector<Message> find(const Messages& messages, const std::vector<std::string>& identifiers) {
+  std::vector<Message> found;
+  for (const std::string& identifier : identifiers) found.push_back(find(messages, identifier));
+  return found;
+}
 
 }  // namespace
 
@@ -103,13 +77,15 @@ void send(const std::string& queueName, const std::vector<std::string>& files, c
   std::vector<String> documents;  // all are read before the first is sent: a bad file sends none
   for (const std::string& file : files) documents.push_back(readDocument(file, encoding));
   const auto queue = openQueue(queueName);
-  call<&_Queue::put_MsgType>(queue, argument("message type", routing.msgType));
-  call<&_Queue::put_MsgID>(queue, argument("message identifier", routing.msgID));
-  call<&_Queue::put_Object>(queue, argument("object", routing.object));
-  call<&_Queue::put_ObjectID>(queue, argument("object identifier", routing.objectID));
+  queue->MsgType(argument("message type", routing.msgType));
+  queue->MsgID(argument("message identifier", routing.msgID));
+  queue->Object(argument("object", routing.object));
+  queue->ObjectID(argument("object identifier", routing.objectID));
+  Progress progress(files.size());
   for (std::size_t i = 0; i < files.size(); ++i) {
-    call<&_Queue::raw_SendDocument>(queue, documents[i]);
-    std::cout << "sent\t" << files[i] << std::endl;
+    queue->SendDocument(documents[i]);
+    print({{"action", "sent"}, {"file", files[i]}});
+    progress.step();
   }
 }
 
@@ -119,55 +95,109 @@ int receive(const std::string& queueName, const ReceiveOptions& options) {
   // Files are written at once, so that a transaction can keep other receivers off the document. A
   // reader of standard output may take its time: nobody waits for it.
   const bool isShared = options.acknowledge && !directory.empty();
+  Progress progress(static_cast<std::size_t>(options.count));
   int received = 0;
   for (; options.count == 0 || received < options.count; ++received) {
-    if (isShared) call<&_Queue::raw_BeginTransaction>(queue);
-    const auto message = call<&_Queue::raw_ReceiveNext>(queue);
+    if (isShared) queue->BeginTransaction();
+    const auto message = queue->ReceiveNext();
     if (!message) break;
-    const String identifier = call<&_Message::get_ID>(message);
-    const String body = toString(call<&_Message::get_Body>(message));
+    const String identifier = message->ID();
+    const String body = message->Body();
     const auto file = directory / (toUtf8(identifier) + ".txt");
-    if (directory.empty()) {
+    if (!directory.empty()) {
+      writeDocument(file, body);
+    } else if (usesJson()) {
+      print({{"id", toUtf8(identifier)}, {"label", toUtf8(message->Label())}, {"body", toUtf8(body)}});
+    } else {
       std::cout << toUtf8(body) << std::flush;
       if (!std::cout) refuse("Standard output cannot be written; the document stays in the queue.");
-    } else {
-      writeDocument(file, body);
     }
-    if (options.acknowledge) call<&_Queue::raw_AcknowledgeDocument>(queue, identifier);
-    if (isShared) call<&_Queue::raw_Commit>(queue);
-    if (!directory.empty()) std::cout << toUtf8(identifier) << '\t' << file.string() << std::endl;
+    if (options.acknowledge) queue->AcknowledgeDocument(identifier);
+    if (isShared) queue->Commit();
+    if (!directory.empty()) print({{"id", toUtf8(identifier)}, {"file", file.string()}});
+    progress.step();
   }
   return received;
 }
 
 void acknowledge(const std::string& queue, const std::string& identifier) {
-  call<&_Queue::raw_AcknowledgeDocument>(openQueue(queue), argument("identifier", identifier));
+  openQueue(queue)->AcknowledgeDocument(argument("identifier", identifier));
+  print({{"action", "acknowledged"}, {"id", identifier}});
 }
 
-void listQueues() {
-  const auto queues = create<_Queues>(u"CorvaneQueue.Queues");
-  const std::int32_t count = call<&_Queues::get_Count>(queues);
-  for (std::int32_t i = 1; i <= count; ++i)
-    std::cout << oneLine(call<&_Queue::get_Name>(call<&_Queues::get_Item>(queues, Variant(i)))) << '\n';
+void listMessages(const std::string& queue, Among among) {
+  for (const auto& message : messagesOf(listedQueue(queue), among))
+    print({{"id", toUtf8(message->ID())},
+           {"sent", timeText(message->SentTime())},
+           {"length", std::int64_t{message->BodyLength()}},
+           {"label", toUtf8(message->Label())}});
 }
 
-void listMessages(const std::string& queue) { print(call<&_Queue::get_Messages>(listedQueue(queue))); }
-
-void listJournal(const std::string& queue) {
-  print(call<&_Journal::get_Messages>(call<&_Queue::get_Journal>(listedQueue(queue))));
+void show(const std::string& queue, const std::string& identifier, Among among) {
+  const auto message = find(messagesOf(listedQueue(queue), among), identifier);
+  if (usesJson())
+    print({{"id", toUtf8(message->ID())},
+           {"sent", timeText(message->SentTime())},
+           {"length", std::int64_t{message->BodyLength()}},
+           {"label", toUtf8(message->Label())},
+           {"body", toUtf8(message->Body())}});
+  else
+    std::cout << toUtf8(message->Body());
 }
 
-void settings(const std::string& name, const std::string& value) {
-  const auto utility = create<_Utility>(u"CorvaneQueue.Utility");
-  bool known = name.empty();
-  for (const Setting& setting : knownSettings) {
-    if (!name.empty() && name != setting.name) continue;
-    known = true;
-    if (!value.empty()) setting.write(utility, argument("value", value));
-    const std::string now = oneLine(setting.read(utility));
-    std::cout << setting.name << '\t' << now << '\n';
+void copy(const std::string& from, const std::string& to, const std::vector<std::string>& identifiers,
+          Among among) {
+  const auto messages = messagesOf(listedQueue(from), among);
+  const auto target = listedQueue(to);
+  std::vector<Message> chosen;
+  if (!identifiers.empty())
+    chosen = find(messages, identifiers);
+  else if (messages->Count() > 0)
+    for (const auto& message : messages) chosen.push_back(message);
+  Progress progress(chosen.size());
+  target->BeginTransaction();
+  try {
+    for (const auto& message : chosen) {
+      target->SendMessage(message);
+      progress.step();
+    }
+  } catch (...) {
+    target->Abort();
+    throw;
   }
-  if (!known) refuse("There is no setting \"" + name + "\"; there are QueueStoreType and UsesPublicQueues.");
+  target->Commit();
+  for (const auto& message : chosen) print({{"action", "copied"}, {"id", toUtf8(message->ID())}});
+}
+
+void deleteMessages(const std::string& queueName, const std::vector<std::string>& identifiers) {
+  const auto queue = listedQueue(queueName);
+  const auto chosen = find(messagesOf(queue, Among::Waiting), identifiers);
+  Progress progress(chosen.size());
+  for (const auto& message : chosen) {
+    const std::string identifier = toUtf8(message->ID());
+    queue->AcknowledgeMessage(message);
+    print({{"action", "deleted"}, {"id", identifier}});
+    progress.step();
+  }
+}
+
+void purge(const std::string& queueName, Among among, bool isConfirmed) {
+  const auto queue = listedQueue(queueName);
+  const std::int32_t count = messagesOf(queue, among)->Count();
+  const char* const kind = among == Among::Waiting ? "waiting" : "acknowledged";
+  if (!isConfirmed && count > 0) {
+    std::cerr << "Delete all " << count << ' ' << kind << " documents of \"" << queueName << "\"? [y/N] "
+              << std::flush;
+    std::string reply;
+    std::getline(std::cin, reply);
+    if (reply != "y" && reply != "Y" && reply != "yes")
+      throw Declined("Nothing was deleted. Answer y, or add --yes.");
+  }
+  if (among == Among::Waiting)
+    queue->Purge();
+  else
+    queue->Journal()->Purge();
+  print({{"action", "purged"}, {"queue", queueName}, {"documents", kind}});
 }
 
 }  // namespace corvaneq

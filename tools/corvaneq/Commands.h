@@ -1,10 +1,32 @@
-// The commands of the operator tool, each over the public object model.
+// The commands of the operator tool, each over the public object model. Each throws an Error when it
+// fails, and prints its results.
 #pragma once
 
+#include <CorvaneQueue/CorvaneQueue.h>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 namespace corvaneq {
+
+// A queue or a document that was named is not there.
+class NotThere : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+// The operator said no.
+class Declined : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+[[noreturn]] void refuse(const std::string& what);
+// A text from the command line; `what` names it in the error for one that is not UTF-8.
+CorvaneQueue::String argument(const char* what, const std::string& text);
+// A queue to send to and receive from, there already or not.
+CorvaneQueue::Queue openQueue(const std::string& name);
+// A queue as the list of queues has it, with its messages and its journal. Throws NotThere.
+CorvaneQueue::Queue listedQueue(const std::string& name);
 
 struct RoutingOptions {
   std::string msgType;
@@ -12,8 +34,6 @@ struct RoutingOptions {
   std::string object;
   std::string objectID;
 };
-
-// Each throws a CorvaneQueue::Error when it fails. Results go to standard output.
 void send(const std::string& queue, const std::vector<std::string>& files, const std::string& encoding,
           const RoutingOptions& routing);
 struct ReceiveOptions {
@@ -24,10 +44,28 @@ struct ReceiveOptions {
 // Returns how many documents came.
 int receive(const std::string& queue, const ReceiveOptions& options);
 void acknowledge(const std::string& queue, const std::string& identifier);
+
+// The documents that a command is about: those that wait, or those in the journal.
+enum class Among { Waiting, Acknowledged };
+void listMessages(const std::string& queue, Among among);
+void show(const std::string& queue, const std::string& identifier, Among among);
+// The named documents, or all when none is named; all of them or none.
+void copy(const std::string& from, const std::string& to, const std::vector<std::string>& identifiers,
+          Among among);
+// All of them are looked up before the first is deleted.
+void deleteMessages(const std::string& queue, const std::vector<std::string>& identifiers);
+// Asks first, unless confirmed already.
+void purge(const std::string& queue, Among among, bool isConfirmed);
+
 void listQueues();
-void listMessages(const std::string& queue);
-void listJournal(const std::string& queue);
+void createQueue(const std::string& queue);
+// Whether it does.
+bool exists(const std::string& queue);
+void names(const std::string& queue);
 // All settings, one, or a change of one.
 void settings(const std::string& name, const std::string& value);
+void describe();
+void registerServer();
+void unregisterServer();
 
 }  // namespace corvaneq

@@ -1,19 +1,19 @@
 // corvaneq: queues from the command line.
 #include "Commands.h"
+#include "Output.h"
 
-#include <CorvaneQueue/describe.h>
-#include <CorvaneQueue/Error.h>
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <iostream>
 
 namespace {
 
-// Exit codes. 1 is left to crashes of the shell's making, 2 to wrong usage.
+// Exit codes. 1 is left to crashes of the shell's making.
 constexpr int succeeded = 0;
 constexpr int wrongUsage = 2;
 constexpr int failed = 3;
-constexpr int nothingThere = 4;
+constexpr int notThere = 4;
+constexpr int declined = 5;
 
 // As the error table of the operator's guide has it.
 std::string numberText(std::int32_t number) {
@@ -22,70 +22,130 @@ std::string numberText(std::int32_t number) {
   return text;
 }
 
+// What the command line says.
+struct Arguments {
+  std::string queue;
+  std::string other;
+  std::vector<std::string> items;
+  std::string encoding;
+  std::string identifier;
+  std::string value;
+  corvaneq::RoutingOptions routing;
+  corvaneq::ReceiveOptions receiving;
+  bool isJournal = false;
+  bool isAll = false;
+  bool isConfirmed = false;
+  int result = succeeded;
+
+  corvaneq::Among among() const {
+    return isJournal ? corvaneq::Among::Acknowledged : corvaneq::Among::Waiting;
+  }
+};
+
+CLI::App* addCommand(CLI::App& app, const char* name, const char* help, std::function<void()> run) {
+  CLI::App* const command = app.add_subcommand(name, help);
+  command->callback(std::move(run));
+  return command;
+}
+CLI::App* addQueueCommand(CLI::App& app, Arguments& given, const char* name, const char* help,
+                          std::function<void()> run) {
+  CLI::App* const command = addCommand(app, name, help, std::move(run));
+  command->add_option("queue", given.queue, "The queue")->required();
+  return command;
+}
+void addJournalFlag(CLI::App* command, Arguments& given) {
+  command->add_flag("--journal", given.isJournal, "Of the acknowledged documents, not of the waiting ones");
+}
+
+void addDocumentCommands(CLI::App& app, Arguments& given) {
+  auto* send = addQueueCommand(app, given, "send", "Send files as documents.", [&] {
+    corvaneq::send(given.queue, given.items, given.encoding, given.routing);
+  });
+  send->add_option("files", given.items, "Files, - for standard input")->required();
+  send->add_option("--encoding", given.encoding, "Encoding of the files, when it is not UTF-8");
+  send->add_option("--msg-type", given.routing.msgType, "Message type");
+  send->add_option("--msg-id", given.routing.msgID, "Message identifier");
+  send->add_option("--object", given.routing.object, "Business object");
+  send->add_option("--object-id", given.routing.objectID, "Identifier of the business object");
+
+  auto* receive = addQueueCommand(app, given, "receive", "Receive documents.", [&] {
+    // Without acknowledgement the first document would come again and again.
+    if (given.receiving.count != 1 && !given.receiving.acknowledge)
+      throw CLI::ValidationError("--count", "To receive more than one document, add --ack.");
+    given.result = corvaneq::receive(given.queue, given.receiving) == 0 ? notThere : succeeded;
+  });
+  receive->add_option("--count", given.receiving.count, "How many, 0 for all")
+      ->check(CLI::Range(0, 1'000'000'000));
+  receive->add_flag("--ack", given.receiving.acknowledge,
+                    "Acknowledge each one once it is written; with --out, receivers can share the queue");
+  receive->add_option("--out", given.receiving.directory, "Write each to a file in this directory");
+
+  addQueueCommand(app, given, "ack", "Acknowledge a document. Its identifier alone tells which one.",
+                  [&] { corvaneq::acknowledge(given.queue, given.identifier); })
+      ->add_option("id", given.identifier, "Its identifier")
+      ->required();
+  addQueueCommand(app, given, "messages", "List the waiting documents of a queue.",
+                  [&] { corvaneq::listMessages(given.queue, corvaneq::Among::Waiting); });
+  addQueueCommand(app, given, "journal", "List the acknowledged documents of a queue.",
+                  [&] { corvaneq::listMessages(given.queue, corvaneq::Among::Acknowledged); });
+  auto* show = addQueueCommand(app, given, "show", "Print the text of a document.",
+                               [&] { corvaneq::show(given.queue, given.identifier, given.among()); });
+  show->add_option("id", given.identifier, "Its identifier")->required();
+  addJournalFlag(show, given);
+  auto* copy =
+      addQueueCommand(app, given, "copy", "Copy documents to another queue, all of them or none.", [&] {
+        if (given.items.empty() != given.isAll)
+          throw CLI::ValidationError("copy", "Name the documents to copy, or add --all.");
+        corvaneq::copy(given.queue, given.other, given.items, given.among());
+      });
+  copy->add_option("to", given.other, "The queue to copy to")->required();
+  copy->add_option("ids", given.items, "Identifiers of the documents");
+  copy->add_flag("--all", given.isAll, "Every document");
+  addJournalFlag(copy, given);
+  addQueueCommand(app, given, "delete", "Delete waiting documents.",
+                  [&] { corvaneq::deleteMessages(given.queue, given.items); })
+      ->add_option("ids", given.items, "Identifiers of the documents")
+      ->required();
+  auto* purge = addQueueCommand(app, given, "purge", "Delete all waiting documents, or the journal.",
+                                [&] { corvaneq::purge(given.queue, given.among(), given.isConfirmed); });
+  addJournalFlag(purge, given);
+  purge->add_flag("--yes", given.isConfirmed, "Do not ask");
+}
+
+void addOtherCommands(CLI::App& app, Arguments& given) {
+  addCommand(app, "queues", "List the queues.", corvaneq::listQueues);
+  addQueueCommand(app, given, "create", "Create a queue.", [&] { corvaneq::createQueue(given.queue); });
+  addQueueCommand(app, given, "exists", "Tell whether a queue exists.",
+                  [&] { given.result = corvaneq::exists(given.queue) ? succeeded : notThere; });
+  addQueueCommand(app, given, "names", "Print the path name and the format name of a queue.",
+                  [&] { corvaneq::names(given.queue); });
+  auto* settings = addCommand(app, "settings", "Show the settings, or change one.",
+                              [&] { corvaneq::settings(given.other, given.value); });
+  settings->add_option("name", given.other, "The setting");
+  settings->add_option("value", given.value, "Its new value");
+  addCommand(app, "describe", "Print the type description of the library, as IDL.", corvaneq::describe);
+  addCommand(app, "register", "Enter the classes and the type library into the registry.",
+             corvaneq::registerServer);
+  addCommand(app, "unregister", "Remove them from the registry.", corvaneq::unregisterServer);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   CLI::App app{"Sends, receives and browses documents of CorvaneQueue."};
   app.require_subcommand(1);
+  app.fallthrough();
   app.set_version_flag("--version", "corvaneq " CORVANE_VERSION);
+  app.add_flag_callback("--json", corvaneq::useJson, "Print results and errors as JSON, one object a line")
+      ->trigger_on_parse();
   app.footer(
       "Results go to standard output, everything else to standard error.\n"
-      "Exit codes: 0 done, 2 wrong usage, 3 failed, 4 nothing to receive.\n"
+      "Exit codes: 0 done, 2 wrong usage, 3 failed, 4 not there (a queue, a document, nothing to receive),\n"
+      "5 not confirmed. Identifiers are taken with or without leading zeros.\n"
       "The installation is the directory CORVANE_HOME, or ~/.local/share/corvane.");
-  int result = succeeded;
-
-  std::string queue;
-  std::vector<std::string> files;
-  std::string encoding;
-  corvaneq::RoutingOptions routing;
-  auto* send = app.add_subcommand("send", "Send files as documents.");
-  send->add_option("queue", queue, "Queue to send to")->required();
-  send->add_option("files", files, "Files, - for standard input")->required();
-  send->add_option("--encoding", encoding, "Encoding of the files, when it is not UTF-8");
-  send->add_option("--msg-type", routing.msgType, "Message type");
-  send->add_option("--msg-id", routing.msgID, "Message identifier");
-  send->add_option("--object", routing.object, "Business object");
-  send->add_option("--object-id", routing.objectID, "Identifier of the business object");
-  send->callback([&] { corvaneq::send(queue, files, encoding, routing); });
-
-  corvaneq::ReceiveOptions receiving;
-  auto* receive = app.add_subcommand("receive", "Receive documents.");
-  receive->add_option("queue", queue, "Queue to receive from")->required();
-  receive->add_option("--count", receiving.count, "How many, 0 for all")->check(CLI::Range(0, 1'000'000'000));
-  receive->add_flag("--ack", receiving.acknowledge,
-                    "Acknowledge each one once it is written; with --out, receivers can share the queue");
-  receive->add_option("--out", receiving.directory, "Write each to a file in this directory");
-  receive->callback([&] {
-    // Without acknowledgement the first document would come again and again.
-    if (receiving.count != 1 && !receiving.acknowledge)
-      throw CLI::ValidationError("--count", "To receive more than one document, add --ack.");
-    result = corvaneq::receive(queue, receiving) == 0 ? nothingThere : succeeded;
-  });
-
-  std::string identifier;
-  auto* ack = app.add_subcommand("ack", "Acknowledge a document. Its identifier alone tells which one.");
-  ack->add_option("queue", queue, "Its queue")->required();
-  ack->add_option("id", identifier, "Its identifier")->required();
-  ack->callback([&] { corvaneq::acknowledge(queue, identifier); });
-
-  app.add_subcommand("queues", "List the queues.")->callback([] { corvaneq::listQueues(); });
-  auto* messages = app.add_subcommand("messages", "List the waiting documents of a queue.");
-  messages->add_option("queue", queue, "The queue")->required();
-  messages->callback([&] { corvaneq::listMessages(queue); });
-  auto* journal = app.add_subcommand("journal", "List the acknowledged documents of a queue.");
-  journal->add_option("queue", queue, "The queue")->required();
-  journal->callback([&] { corvaneq::listJournal(queue); });
-
-  app.add_subcommand("describe", "Print the type description of the library, as IDL.")->callback([] {
-    std::cout << CorvaneQueue::typeDescription();
-  });
-
-  std::string name;
-  std::string value;
-  auto* settings = app.add_subcommand("settings", "Show the settings, or change one.");
-  settings->add_option("name", name, "The setting");
-  settings->add_option("value", value, "Its new value");
-  settings->callback([&] { corvaneq::settings(name, value); });
+  Arguments given;
+  addDocumentCommands(app, given);
+  addOtherCommands(app, given);
 
   const auto commands =
       app.get_subcommands([&](CLI::App* command) { return argc > 1 && command->check_name(argv[1]); });
@@ -96,17 +156,21 @@ int main(int argc, char** argv) {
   try {
     app.parse(argc, argv);
     std::cout.flush();
-    if (std::cout) return result;
-    std::cerr << "corvaneq: Standard output cannot be written.\n";
+    if (std::cout) return given.result;
+    corvaneq::printError("Standard output cannot be written.", "", "");
     return failed;
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? succeeded : wrongUsage;
+  } catch (const corvaneq::NotThere& error) {
+    corvaneq::printError(error.what(), "", "");
+    return notThere;
+  } catch (const corvaneq::Declined& error) {
+    corvaneq::printError(error.what(), "", "");
+    return declined;
   } catch (const CorvaneQueue::Error& error) {
-    std::cerr << "corvaneq: " << error.what() << " (error " << numberText(error.number());
-    if (!error.source().empty()) std::cerr << ", " << CorvaneQueue::toUtf8(error.source());
-    std::cerr << ")\n";
+    corvaneq::printError(error.what(), numberText(error.number()), CorvaneQueue::toUtf8(error.source()));
   } catch (const std::exception& error) {
-    std::cerr << "corvaneq: " << error.what() << '\n';
+    corvaneq::printError(error.what(), "", "");
   }
   return failed;
 }

@@ -1,0 +1,88 @@
+// The commands about queues, settings and the library itself.
+#include "Commands.h"
+#include "Output.h"
+
+#include <CorvaneQueue/describe.h>
+#include <CorvaneQueue/server.h>
+#include <algorithm>
+#include <iostream>
+
+namespace corvaneq {
+
+using namespace CorvaneQueue;
+
+namespace {
+
+struct Setting {
+  const char* name;
+  String (*read)(const Utility&);
+  void (*write)(const Utility&, const String&);
+};
+const Setting knownSettings[] = {
+    {"QueueStoreType", [](const Utility& utility) { return utility->QueueStoreType(); },
+     [](const Utility& utility, const String& value) { utility->QueueStoreType(value); }},
+    {"UsesPublicQueues",
+     [](const Utility& utility) { return toString(Variant(utility->UsesPublicQueues()).get()); },
+     [](const Utility& utility, const String& value) {
+       utility->UsesPublicQueues(toBoolean(Variant(value).get()));
+     }},
+};
+
+}  // namespace
+
+void listQueues() {
+  for (const auto& queue : create<Queues>()) print({{"queue", toUtf8(queue->Name())}});
+}
+
+void createQueue(const std::string& queue) {
+  if (queue.empty()) refuse("A queue needs a name.");
+  const String name = argument("queue name", queue);
+  if (create<Queues>()->Exists(name)) refuse("There is a queue \"" + queue + "\" already.");
+  create<Utility>()->CreateQueue(name);
+  print({{"action", "created"}, {"queue", queue}});
+}
+
+bool exists(const std::string& queue) {
+  const bool found = create<Queues>()->Exists(argument("queue name", queue));
+  print({{"queue", queue}, {"exists", found}});
+  return found;
+}
+
+void names(const std::string& queue) {
+  const std::string path = toUtf8(create<Utility>()->FormatQueuePathName(argument("queue name", queue)));
+  const std::string host = path.substr(0, path.find('\\'));
+  const auto isOfAddress = [](char c) { return c == '.' || (c >= '0' && c <= '9'); };
+  const bool isAddress = host.size() > 1 && std::ranges::all_of(host, isOfAddress);
+  print({{"path name", path}, {"format name", (isAddress ? "DIRECT=TCP:" : "DIRECT=OS:") + path}});
+}
+
+void settings(const std::string& name, const std::string& value) {
+  const auto utility = create<Utility>();
+  bool known = name.empty();
+  for (const Setting& setting : knownSettings) {
+    if (!name.empty() && name != setting.name) continue;
+    known = true;
+    if (!value.empty()) setting.write(utility, argument("value", value));
+    print({{"setting", setting.name}, {"value", toUtf8(setting.read(utility))}});
+  }
+  if (!known) refuse("There is no setting \"" + name + "\"; there are QueueStoreType and UsesPublicQueues.");
+}
+
+void describe() {
+  if (usesJson())
+    print({{"idl", typeDescription()}});
+  else
+    std::cout << typeDescription();
+}
+
+void registerServer() {
+  throwIfFailed(DllRegisterServer());
+  print({{"action", "registered"}});
+}
+
+void unregisterServer() {
+  throwIfFailed(DllUnregisterServer());
+  print({{"action", "unregistered"}});
+}
+
+}  // namespace corvaneq

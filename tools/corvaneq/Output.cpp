@@ -1,0 +1,115 @@
+#include "Output.h"
+
+#include <unistd.h>
+#include <cmath>
+#include <cstdio>
+#include <iostream>
+#include <nlohmann/json.hpp>
+
+namespace corvaneq {
+
+using CorvaneQueue::Error;
+
+namespace {
+
+bool isJson = false;
+bool isBarDrawn = false;
+
+void eraseBar() {
+  if (!std::exchange(isBarDrawn, false)) return;
+  std::cerr << "\r\033[K" << std::flush;
+}
+
+std::string oneLine(const std::string& text) {
+  std::string line;
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte >= 0x20 && byte != 0x7F) {
+      line += c;
+      continue;
+    }
+    char escape[8];
+    std::snprintf(escape, sizeof escape, "\\x%02X", byte);
+    line += escape;
+  }
+  return line;
+}
+
+std::string shown(const Field& field) {
+  if (const auto* text = std::get_if<std::string>(&field)) return oneLine(*text);
+  if (const auto* number = std::get_if<std::int64_t>(&field)) return std::to_string(*number);
+  return std::get<bool>(field) ? "true" : "false";
+}
+
+std::string jsonText(Row row) {
+  nlohmann::ordered_json object = nlohmann::ordered_json::object();
+  for (const auto& [name, field] : row) std::visit([&](const auto& value) { object[name] = value; }, field);
+  // A file's name need not be UTF-8.
+  return object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+}
+
+}  // namespace
+
+void useJson() noexcept { isJson = true; }
+bool usesJson() noexcept { return isJson; }
+
+void print(Row row) {
+  std::string line;
+  if (isJson)
+    line = jsonText(row);
+  else
+    for (const auto& [name, field] : row) line += (line.empty() ? "" : "\t") + shown(field);
+  if (isatty(STDOUT_FILENO) != 0) eraseBar();
+  std::cout << line << std::endl;
+  if (!std::cout)
+    throw Error(CorvaneQueue::ErrorNumber::InvalidArgument, u"corvaneq",
+                u"Standard output cannot be written.");
+}
+
+void printError(const std::string& description, const std::string& number, const std::string& source) {
+  eraseBar();
+  if (isJson) {
+    std::cerr << jsonText({{"error", description}, {"number", number}, {"source", source}}) << '\n';
+    return;
+  }
+  std::cerr << "corvaneq: " << description;
+  if (!number.empty()) std::cerr << " (error " << number << (source.empty() ? "" : ", ") << source << ")";
+  std::cerr << '\n';
+}
+
+std::string timeText(CorvaneQueue::Date time) {
+  using namespace std::chrono;
+  constexpr auto dayZero = sys_days(year(1899) / December / 30);
+  const sys_seconds moment = dayZero + seconds(std::llround(time.value * 86400));
+  const auto day = floor<days>(moment);
+  const year_month_day date(day);
+  const hh_mm_ss clock(moment - day);
+  char text[40];
+  std::snprintf(text, sizeof text, "%04d-%02u-%02u %02d:%02d:%02d", static_cast<int>(date.year()),
+                static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
+                static_cast<int>(clock.hours().count()), static_cast<int>(clock.minutes().count()),
+                static_cast<int>(clock.seconds().count()));
+  return text;
+}
+
+Progress::Progress(std::size_t total)
+    : total_(total),
+      isShown_(isatty(STDERR_FILENO) != 0),
+      next_(std::chrono::steady_clock::now() + std::chrono::seconds(1)) {}
+
+Progress::~Progress() { eraseBar(); }
+
+void Progress::step() {
+  ++done_;
+  if (!isShown_ || total_ == 0) return;
+  const auto now = std::chrono::steady_clock::now();
+  if (now < next_) return;
+  next_ = now + std::chrono::milliseconds(100);
+  constexpr std::size_t width = 40;
+  const std::size_t filled = std::min(width, width * done_ / total_);
+  std::cerr << "\r[" << std::string(filled, '#') << std::string(width - filled, ' ') << "] " << done_ << '/'
+            << total_ << "\033[K" << std::flush;
+  isBarDrawn = true;
+}
+
+}  // namespace corvaneq

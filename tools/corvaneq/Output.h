@@ -1,0 +1,48 @@
+// What the tool prints: rows on standard output, as text or JSON, and progress on the error stream.
+#pragma once
+
+#include <CorvaneQueue/Variant.h>
+
+#include <chrono>
+#include <cstdint>
+#include <initializer_list>
+#include <string>
+#include <utility>
+#include <variant>
+
+namespace corvaneq {
+
+// A text in UTF-8, a number or a truth.
+using Field = std::variant<std::string, std::int64_t, bool>;
+using Row = std::initializer_list<std::pair<const char*, Field>>;
+
+// From now on every row is a JSON object on a line of its own.
+void useJson() noexcept;
+bool usesJson() noexcept;
+// One line: the values with tabs between them, control characters escaped; or a JSON object. Flushed, so
+// that what is told has happened. Throws an Error when standard output cannot be written.
+void print(Row row);
+// An error on the error stream, in the same form.
+void printError(const std::string& description, const std::string& number, const std::string& source);
+
+// Local time as 2026-11-22 23:08:03.
+std::string timeText(CorvaneQueue::Date time);
+
+// A bar on the error stream while work of more than a second goes on, when that is a terminal.
+class Progress {
+ public:
+  explicit Progress(std::size_t total);
+  ~Progress();
+  Progress(const Progress&) = delete;
+  Progress& operator=(const Progress&) = delete;
+  // One more is done.
+  void step();
+
+ private:
+  std::size_t total_;
+  std::size_t done_ = 0;
+  bool isShown_;
+  std::chrono::steady_clock::time_point next_;
+};
+
+}  // namespace corvaneq
