@@ -203,6 +203,15 @@ struct InterfaceTraits<IMSMQQueue> {
   static constexpr std::span<const Member> members = msmqQueueMembers;
 };
 
+inline constexpr CLSID msmqQueueInfoClass = {
+    0x1c9a7c0e, 0x52b4, 0x4e0a, {0x9b, 0x7d, 0x27, 0x8a, 0xd1, 0x6f, 0x30, 0x91}};
+inline constexpr CLSID msmqMessageClass = {
+    0x6be1f2d3, 0x0a8c, 0x4d3f, {0x8e, 0x55, 0x91, 0x3c, 0x47, 0xb0, 0xee, 0x12}};
+inline constexpr CLSID msmqEventClass = {
+    0x90f4c6a8, 0xd71e, 0x43b2, {0xb6, 0x0a, 0x5d, 0xe8, 0x19, 0x74, 0xac, 0x3d}};
+inline constexpr CLSID msmqDispenserClass = {
+    0xe3075bd1, 0x4f96, 0x4a18, {0xa2, 0xc7, 0x08, 0x6b, 0xf5, 0x2d, 0x93, 0x4e}};
+
 // Argument values of the objects above.
 inline constexpr LONG MQ_RECEIVE_ACCESS = 1;
 inline constexpr LONG MQ_SEND_ACCESS = 2;
@@ -213,5 +222,24 @@ inline constexpr LONG MQ_JOURNAL = 1;
 inline constexpr LONG MQ_NO_TRANSACTION = 0;
 inline constexpr LONG MQ_SINGLE_MESSAGE = 3;
 inline constexpr LONG MQMSG_DELIVERY_RECOVERABLE = 1;
+inline constexpr LONG INFINITE_TIMEOUT = -1;
+
+// The numbers of their errors.
+inline constexpr HRESULT MQ_ERROR_QUEUE_NOT_FOUND = static_cast<HRESULT>(0xC00E0003u);
+inline constexpr HRESULT MQ_ERROR_QUEUE_EXISTS = static_cast<HRESULT>(0xC00E0005u);
+inline constexpr HRESULT MQ_ERROR_INVALID_HANDLE = static_cast<HRESULT>(0xC00E0007u);
+inline constexpr HRESULT MQ_ERROR_ILLEGAL_QUEUE_PATHNAME = static_cast<HRESULT>(0xC00E0014u);
+inline constexpr HRESULT MQ_ERROR_ILLEGAL_CURSOR_ACTION = static_cast<HRESULT>(0xC00E001Cu);
+inline constexpr HRESULT MQ_ERROR_MESSAGE_ALREADY_RECEIVED = static_cast<HRESULT>(0xC00E001Du);
+inline constexpr HRESULT MQ_ERROR_ILLEGAL_FORMATNAME = static_cast<HRESULT>(0xC00E001Eu);
+inline constexpr HRESULT MQ_ERROR_ACCESS_DENIED = static_cast<HRESULT>(0xC00E0025u);
+inline constexpr HRESULT MQ_ERROR_INSUFFICIENT_RESOURCES = static_cast<HRESULT>(0xC00E0027u);
+inline constexpr HRESULT MQ_ERROR_TRANSACTION_USAGE = static_cast<HRESULT>(0xC00E0050u);
+inline constexpr HRESULT MQ_ERROR_TRANSACTION_SEQUENCE = static_cast<HRESULT>(0xC00E0051u);
+inline constexpr HRESULT MQ_ERROR_QUEUE_DELETED = static_cast<HRESULT>(0xC00E005Au);
+inline constexpr HRESULT MQ_ERROR_LABEL_TOO_LONG = static_cast<HRESULT>(0xC00E005Du);
+inline constexpr HRESULT MQ_ERROR_REMOTE_MACHINE_NOT_AVAILABLE = static_cast<HRESULT>(0xC00E0069u);
+// A stored message whose bytes are not those that were sent.
+inline constexpr HRESULT MQ_ERROR_MESSAGE_STORAGE_FAILED = static_cast<HRESULT>(0xC00E002Au);
 
 }  // namespace CorvaneQueue

@@ -2,11 +2,11 @@
 #pragma once
 
 #include "CorvaneHost.h"
+#include "EmbeddedQueuing.h"
 #include "LinuxSystem.h"
 #include "Platform.h"
 #include "SqliteAccess.h"
 #include "TomlFile.h"
-#include "UnavailableQueuing.h"
 #include "ZstdCompression.h"
 
 namespace CorvaneQueue::platform_layer {
@@ -22,7 +22,7 @@ class EmbeddedPlatform {
   TomlFile settings_;
   SqliteAccess access_;
   CorvaneHost host_;
-  UnavailableQueuing messageQueuing_;
+  EmbeddedQueuing messageQueuing_;
   ZstdCompression compression_;
   LinuxSystem system_;
 };

@@ -33,6 +33,14 @@ const CreatableClass ourClasses[] = {
     {utilityClass, u"CorvaneQueue.Utility", createObject<facade::Utility>},
     {processTraceClass, u"CorvaneSYS.ProcessTrace",
      [] { return Ref<IDispatch>(platform().host->createProcessTrace()); }},
+    {msmqQueueInfoClass, u"MSMQ.MSMQQueueInfo",
+     [] { return Ref<IDispatch>(platform().messageQueuing->createQueueInfo()); }},
+    {msmqMessageClass, u"MSMQ.MSMQMessage",
+     [] { return Ref<IDispatch>(platform().messageQueuing->createMessage()); }},
+    {msmqEventClass, u"MSMQ.MSMQEvent",
+     [] { return Ref<IDispatch>(platform().messageQueuing->createEvent()); }},
+    {msmqDispenserClass, u"MSMQ.MSMQCoordinatedTransactionDispenser",
+     [] { return Ref<IDispatch>(platform().messageQueuing->createTransactionDispenser()); }},
 };
 
 }  // namespace

@@ -75,7 +75,8 @@ int compareNames(void*, int leftSize, const void* left, int rightSize, const voi
   }
 }
 
-// The sessions of this process.
+}  // namespace
+
 struct Sessions {
   struct Open {
     const Database* session;
@@ -86,11 +87,12 @@ struct Sessions {
   std::mutex mutex;
   std::vector<Open> open;
 };
-Sessions& sessions() {
-  static const Lasting<Sessions> all;
+
+namespace {
+const std::shared_ptr<Sessions>& processSessions() {
+  static const Lasting<std::shared_ptr<Sessions>> all(std::make_shared<Sessions>());
   return *all;
 }
-
 }  // namespace
 
 // ---- Statement
@@ -113,6 +115,12 @@ void Statement::bindText(int parameter, std::string_view bytes) {
   check(sqlite3_bind_text64(statement_, parameter, bytes.empty() ? "" : bytes.data(), bytes.size(),
                             SQLITE_STATIC, SQLITE_UTF8),
         "binding");
+}
+void Statement::bindBlob(int parameter, std::span<const std::uint8_t> bytes) {
+  check(
+      sqlite3_bind_blob64(statement_, parameter, bytes.empty() ? "" : static_cast<const void*>(bytes.data()),
+                          bytes.size(), SQLITE_STATIC),
+      "binding");
 }
 bool Statement::step() {
   const int code = sqlite3_step(statement_);
@@ -148,6 +156,12 @@ std::string_view Statement::text(int column) const {
   if (bytes == nullptr) throwFor(sqlite3_db_handle(statement_), SQLITE_NOMEM, "reading", *file_);
   return {bytes, static_cast<std::size_t>(sqlite3_column_bytes(statement_, column))};
 }
+std::span<const std::uint8_t> Statement::blob(int column) const {
+  const auto* bytes = static_cast<const std::uint8_t*>(sqlite3_column_blob(statement_, column));
+  const auto size = static_cast<std::size_t>(sqlite3_column_bytes(statement_, column));
+  if (bytes == nullptr && size > 0) throwFor(sqlite3_db_handle(statement_), SQLITE_NOMEM, "reading", *file_);
+  return {bytes, size};
+}
 
 // ---- Database
 
@@ -159,7 +173,7 @@ void Database::check(int code, const char* tried) const {
 }
 
 Database::Database(std::filesystem::path file, std::span<const std::string_view> migrations)
-    : file_(std::move(file)), process_(::getpid()) {
+    : sessions_(processSessions()), file_(std::move(file)), process_(::getpid()) {
   enlist();
   try {
     open();
@@ -184,30 +198,30 @@ Database::~Database() {
 // The engine's account of its locks is copied by a fork, the locks are not: a session opened beside an
 // inherited one could damage the store.
 void Database::enlist() {
-  const std::lock_guard guard(sessions().mutex);
-  for (const auto& other : sessions().open)
+  const std::lock_guard guard(sessions_->mutex);
+  for (const auto& other : sessions_->open)
     if (other.process != process_)
       fail(E_FAIL, file_,
            u"this process was forked from one that had a store open, and cannot open one itself. Fork before "
            u"the first use, or start the new process with exec.");
-  sessions().open.push_back({this, file_, process_});
+  sessions_->open.push_back({this, file_, process_});
 }
 
 void Database::delist() noexcept {
-  const std::lock_guard guard(sessions().mutex);
-  std::erase_if(sessions().open, [&](const auto& entry) { return entry.session == this; });
+  const std::lock_guard guard(sessions_->mutex);
+  std::erase_if(sessions_->open, [&](const auto& entry) { return entry.session == this; });
 }
 
 void Database::noteTransaction(bool isOpen) noexcept {
-  const std::lock_guard guard(sessions().mutex);
-  for (auto& entry : sessions().open)
+  const std::lock_guard guard(sessions_->mutex);
+  for (auto& entry : sessions_->open)
     if (entry.session == this)
       entry.transactionThread = isOpen ? std::this_thread::get_id() : std::thread::id();
 }
 
 bool Database::isAwaitedInVain() const {
-  const std::lock_guard guard(sessions().mutex);
-  return std::ranges::any_of(sessions().open, [&](const auto& entry) {
+  const std::lock_guard guard(sessions_->mutex);
+  return std::ranges::any_of(sessions_->open, [&](const auto& entry) {
     return entry.transactionThread == std::this_thread::get_id() && entry.file == file_;
   });
 }

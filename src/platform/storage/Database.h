@@ -39,6 +39,7 @@ class Statement {
   void bindNull(int parameter);
   void bind(int parameter, std::int64_t number);
   void bindText(int parameter, std::string_view bytes);
+  void bindBlob(int parameter, std::span<const std::uint8_t> bytes);
   // Whether there is a row.
   bool step();
   // False when the store is busy with somebody else's transaction and that is not a failure.
@@ -52,6 +53,7 @@ class Statement {
   std::int64_t integer(int column) const noexcept;
   double real(int column) const noexcept;
   std::string_view text(int column) const;
+  std::span<const std::uint8_t> blob(int column) const;
 
  private:
   void check(int code, const char* tried) const;
@@ -113,6 +115,7 @@ class Database {
   void check(int code, const char* tried) const;
   int onBusy(int attempt);
 
+  std::shared_ptr<struct Sessions> sessions_;  // of this process
   std::filesystem::path file_;
   int process_;
   FileDescriptor lockFile_;

@@ -57,6 +57,11 @@ FileDescriptor FileDescriptor::ifPermitted(const std::filesystem::path& file, in
   if (opened.descriptor_ < 0 && errno != EACCES && errno != EROFS) throwSystemError(u"Opening", file);
   return opened;
 }
+FileDescriptor FileDescriptor::adopt(int descriptor) noexcept {
+  FileDescriptor owned;
+  owned.descriptor_ = descriptor;
+  return owned;
+}
 FileDescriptor::FileDescriptor(FileDescriptor&& other) noexcept
     : descriptor_(std::exchange(other.descriptor_, -1)) {}
 FileDescriptor& FileDescriptor::operator=(FileDescriptor&& other) noexcept {
@@ -73,9 +78,9 @@ FileLock::FileLock(const FileDescriptor& file) : descriptor_(file.get()) {
 }
 FileLock::~FileLock() { ::flock(descriptor_, LOCK_UN); }
 
-void replaceFile(const std::filesystem::path& file, std::string_view content) {
-  std::filesystem::path temporary = file;
-  temporary += ".new";
+void replaceFile(const std::filesystem::path& file, std::string_view content,
+                 std::filesystem::path temporary) {
+  if (temporary.empty()) temporary = file.string() + ".new";
   try {
     const FileDescriptor written(temporary, O_WRONLY | O_CREAT | O_TRUNC);
     for (std::string_view left = content; !left.empty();) {

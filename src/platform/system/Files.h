@@ -19,6 +19,8 @@ class FileDescriptor {
   FileDescriptor(const std::filesystem::path& file, int flags, unsigned mode = 0600);
   // The same, but holds nothing (-1) when permissions or a read-only file system forbid it.
   static FileDescriptor ifPermitted(const std::filesystem::path& file, int flags);
+  // Owns a descriptor that the caller has opened; -1 for none.
+  static FileDescriptor adopt(int descriptor) noexcept;
   FileDescriptor(FileDescriptor&& other) noexcept;
   FileDescriptor& operator=(FileDescriptor&& other) noexcept;
   ~FileDescriptor();
@@ -41,8 +43,10 @@ class FileLock {
   int descriptor_;
 };
 
-// Replaces the file as a whole: written beside it, synced, renamed over it. Call it under a lock.
-void replaceFile(const std::filesystem::path& file, std::string_view content);
+// Replaces the file as a whole: written to a temporary one of the same file system (beside it, unless
+// named), synced, renamed over it. Call it under a lock.
+void replaceFile(const std::filesystem::path& file, std::string_view content,
+                 std::filesystem::path temporary = {});
 
 // Throws the Error of the last failed system call: what was tried, with which file, and why not.
 [[noreturn]] void throwSystemError(std::u16string_view tried, const std::filesystem::path& file);

@@ -1,12 +1,11 @@
-// Message Queuing in a version that has no service for it.
+// Message Queuing, served by this machine's own queue service.
 #pragma once
 
 #include "MessageQueuing.h"
 
 namespace CorvaneQueue::platform_layer {
 
-// Every creation fails with 0x80004001 and a description that says so.
-class UnavailableQueuing final : public MessageQueuing {
+class EmbeddedQueuing final : public MessageQueuing {
  public:
   Ref<IMSMQQueueInfo> createQueueInfo() override;
   Ref<IMSMQMessage> createMessage() override;

@@ -1,0 +1,150 @@
+#include "ArrivalSignals.h"
+
+#include <CorvaneQueue/Error.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/inotify.h>
+#include <sys/timerfd.h>
+#include <unistd.h>
+#include <algorithm>
+#include <cerrno>
+
+namespace CorvaneQueue::platform_layer {
+
+namespace {
+using namespace std::chrono_literals;
+constexpr std::chrono::nanoseconds seldom = 2s;
+constexpr std::chrono::nanoseconds often = 250ms;
+}  // namespace
+
+ArrivalSignals::ArrivalSignals(std::filesystem::path directory) : directory_(std::move(directory)) {}
+
+const FileDescriptor& ArrivalSignals::signalFile(std::int64_t box) {
+  const auto found = files_.find(box);
+  if (found != files_.end()) return found->second;
+  constexpr std::size_t most = 64;
+  if (files_.size() >= most) files_.clear();
+  return files_.emplace(box, FileDescriptor(directory_ / std::to_string(box), O_WRONLY | O_CREAT))
+      .first->second;
+}
+
+void ArrivalSignals::signal(std::int64_t box) {
+  // What was stored is stored: who cannot be woken looks by himself after a while.
+  try {
+    const char byte = 1;
+    static_cast<void>(::pwrite(signalFile(box).get(), &byte, 1, 0) == 1);
+  } catch (const Error&) {
+  }
+}
+
+void ArrivalSignals::forget(std::int64_t box) noexcept {
+  files_.erase(box);
+  std::error_code ignored;
+  std::filesystem::remove(directory_ / std::to_string(box), ignored);
+}
+
+void ArrivalSignals::watch(std::int64_t box) {
+  if (watcher_.get() < 0) {
+    watcher_ = FileDescriptor::adopt(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+    if (watcher_.get() < 0)
+      throwSystemError(u"Waiting for messages (see fs.inotify.max_user_instances) in", directory_);
+  }
+  static_cast<void>(signalFile(box));
+  const int watch = ::inotify_add_watch(watcher_.get(), (directory_ / std::to_string(box)).c_str(),
+                                        IN_MODIFY | IN_DELETE_SELF | IN_ATTRIB);
+  if (watch < 0) throwSystemError(u"Waiting for messages (see fs.inotify.max_user_watches) in", directory_);
+  watched_[watch] = box;
+}
+
+void ArrivalSignals::takeSignals() {
+  alignas(inotify_event) char events[4096];
+  while (true) {
+    const ssize_t size = ::read(watcher_.get(), events, sizeof events);
+    if (size <= 0) return;
+    for (ssize_t at = 0; at < size;) {
+      const auto* event = reinterpret_cast<const inotify_event*>(events + at);
+      at += static_cast<ssize_t>(sizeof *event + event->len);
+      const auto watch = watched_.find(event->wd);
+      const bool isLost = (event->mask & IN_Q_OVERFLOW) != 0;
+      for (const auto& each : armed_)
+        if (const auto waiter = each.lock())
+          if (isLost || (watch != watched_.end() && waiter->box == watch->second)) waiter->isSignalled = true;
+      if ((event->mask & IN_IGNORED) != 0 && watch != watched_.end()) watched_.erase(watch);
+    }
+  }
+}
+
+bool ArrivalSignals::wait(Waiter& waiter, Deadline deadline) {
+  bool isHeldUp = false;
+  if (waiter.isReady(isHeldUp)) return true;
+  bool isWatched = false;
+  while (true) {
+    const auto now = std::chrono::steady_clock::now();
+    if (deadline && *deadline <= now) return false;
+    if (std::exchange(isWatched, true)) {
+      const std::chrono::nanoseconds longest = isHeldUp ? often : seldom;
+      const auto left = deadline ? std::min<std::chrono::nanoseconds>(*deadline - now, longest) : longest;
+      timespec time{};
+      time.tv_sec = std::chrono::duration_cast<std::chrono::seconds>(left).count();
+      time.tv_nsec = (left % 1s).count();
+      pollfd descriptor{watcher_.get(), POLLIN, 0};
+      if (::ppoll(&descriptor, 1, &time, nullptr) < 0 && errno != EINTR)
+        throwSystemError(u"Waiting for messages in", directory_);
+      takeSignals();
+      // What an armed waiter of this thread was told meanwhile is looked at in the next pump.
+      if (std::ranges::any_of(armed_, [](const auto& each) {
+            const auto armed = each.lock();
+            return armed && armed->isSignalled;
+          }))
+        lookAgainIn(1ns);
+    } else {
+      watch(waiter.box);  // before the last look, so that nothing comes unnoticed
+    }
+    isHeldUp = false;
+    if (waiter.isReady(isHeldUp)) return true;
+  }
+}
+
+void ArrivalSignals::lookAgainIn(std::chrono::nanoseconds time) {
+  if (timer_.get() < 0) return;
+  itimerspec due{};
+  due.it_value.tv_sec = std::chrono::duration_cast<std::chrono::seconds>(time).count();
+  due.it_value.tv_nsec = (time % 1s).count();
+  ::timerfd_settime(timer_.get(), 0, &due, nullptr);
+}
+
+void ArrivalSignals::arm(const std::shared_ptr<Waiter>& waiter) {
+  watch(waiter->box);
+  if (timer_.get() < 0) {
+    timer_ = FileDescriptor::adopt(::timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC));
+    if (timer_.get() < 0) throwSystemError(u"Waiting for messages in", directory_);
+    onSignal_ = Apartment::current().arm({watcher_.get(), [this] { deliver(); }});
+    onTimer_ = Apartment::current().arm({timer_.get(), [this] { deliver(); }});
+  }
+  armed_.push_back(waiter);
+  lookAgainIn(1ns);
+}
+
+void ArrivalSignals::deliver() {
+  std::uint64_t expirations = 0;
+  const bool isTime = ::read(timer_.get(), &expirations, sizeof expirations) == sizeof expirations;
+  takeSignals();
+  std::erase_if(armed_, [](const auto& each) { return each.expired(); });
+  std::vector<std::shared_ptr<Waiter>> ready;
+  bool isAnyHeldUp = false;
+  for (const auto& each : armed_) {
+    const auto waiter = each.lock();
+    if (!waiter || !(std::exchange(waiter->isSignalled, false) || isTime)) continue;
+    bool isHeldUp = false;
+    if (waiter->isReady(isHeldUp)) ready.push_back(waiter);
+    isAnyHeldUp = isAnyHeldUp || isHeldUp;
+  }
+  std::erase_if(armed_,
+                [&](const auto& each) { return std::ranges::find(ready, each.lock()) != ready.end(); });
+  if (!armed_.empty() && (isTime || isAnyHeldUp)) lookAgainIn(isAnyHeldUp ? often : seldom);
+  // The last: a delivery may arm anew, wait, and let go of what it likes.
+  for (const auto& waiter : ready)
+    if (const auto run = waiter->deliver) run();
+}
+
+}  // namespace CorvaneQueue::platform_layer

@@ -1,0 +1,64 @@
+// How those who wait for messages learn that something has come: from any process, without asking again
+// and again.
+#pragma once
+
+#include "Files.h"
+
+#include <CorvaneQueue/Apartment.h>
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace CorvaneQueue::platform_layer {
+
+// Somebody who waits, in a call or with an armed notification.
+struct Waiter {
+  std::int64_t box = 0;
+  // Whether there is something for it. `isHeldUp` tells that messages are there, but others hold them.
+  std::function<bool(bool& isHeldUp)> isReady;
+  // Called once, inside Apartment::pump(), when there is. Empty it to be left alone.
+  std::function<void()> deliver;
+  bool isSignalled = true;  // look at the next opportunity
+};
+
+// Of one thread and one storage directory. A box is signalled by writing to a file of its own; who waits
+// watches that file. A signal that got lost with its sender's death is made up for by looking again from
+// time to time, more often while messages are held by others: their death signals nothing.
+class ArrivalSignals {
+ public:
+  explicit ArrivalSignals(std::filesystem::path directory);
+
+  // Something has come into the box, or become free in it.
+  void signal(std::int64_t box);
+  void forget(std::int64_t box) noexcept;
+
+  using Deadline = std::optional<std::chrono::steady_clock::time_point>;
+  // Waits until the waiter is ready; false when the deadline has passed. Armed waiters are not called.
+  bool wait(Waiter& waiter, Deadline deadline);
+  // Delivers to the waiter in a later pump() of this thread, once, unless it has gone by then.
+  void arm(const std::shared_ptr<Waiter>& waiter);
+
+ private:
+  const FileDescriptor& signalFile(std::int64_t box);
+  void watch(std::int64_t box);
+  void takeSignals();
+  void deliver();
+  void lookAgainIn(std::chrono::nanoseconds time);
+
+  std::filesystem::path directory_;
+  std::unordered_map<std::int64_t, FileDescriptor> files_;
+  FileDescriptor watcher_;
+  FileDescriptor timer_;
+  std::unordered_map<int, std::int64_t> watched_;  // box by watch
+  std::vector<std::weak_ptr<Waiter>> armed_;
+  Apartment::Armed onSignal_;
+  Apartment::Armed onTimer_;
+};
+
+}  // namespace CorvaneQueue::platform_layer

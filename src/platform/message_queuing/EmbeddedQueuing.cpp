@@ -1,0 +1,17 @@
+#include "EmbeddedQueuing.h"
+
+#include "QueuedMessage.h"
+#include "QueueEvent.h"
+#include "QueueInfo.h"
+#include "QueueTransaction.h"
+
+namespace CorvaneQueue::platform_layer {
+
+Ref<IMSMQQueueInfo> EmbeddedQueuing::createQueueInfo() { return make<QueueInfo>(QueueService::current()); }
+Ref<IMSMQMessage> EmbeddedQueuing::createMessage() { return make<QueuedMessage>(); }
+Ref<IMSMQEvent> EmbeddedQueuing::createEvent() { return make<QueueEvent>(); }
+Ref<IMSMQCoordinatedTransactionDispenser> EmbeddedQueuing::createTransactionDispenser() {
+  return make<TransactionDispenser>();
+}
+
+}  // namespace CorvaneQueue::platform_layer

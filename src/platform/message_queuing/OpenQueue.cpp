@@ -1,0 +1,216 @@
+#include "OpenQueue.h"
+
+#include "QueuedMessage.h"
+#include "QueueEvent.h"
+
+namespace CorvaneQueue::platform_layer {
+
+namespace {
+
+// Of a parameter that is true when it is left out.
+QueueService::Body wanted(const VARIANT* argument) {
+  if (argument == nullptr) return QueueService::Body::Wanted;
+  if (argument->vt == VT_BOOL && argument->boolVal == VARIANT_FALSE) return QueueService::Body::NotWanted;
+  const Variant value(*argument);
+  return value.isOmitted() || toBoolean(value.get()) ? QueueService::Body::Wanted
+                                                     : QueueService::Body::NotWanted;
+}
+
+ArrivalSignals::Deadline deadlineOf(const VARIANT* timeout) {
+  if (timeout == nullptr) return std::nullopt;
+  const Variant value(*timeout);
+  if (value.isOmitted()) return std::nullopt;
+  const std::int32_t milliseconds = toInt32(value.get());
+  if (milliseconds < 0) return std::nullopt;
+  return std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
+}
+
+}  // namespace
+
+OpenQueue::OpenQueue(std::shared_ptr<QueueService> service, QueueRecord queue, LONG access, String formatName)
+    : service_(std::move(service)),
+      queue_(std::move(queue)),
+      box_{queue_.id, queue_.address.isJournal},
+      access_(access),
+      info_(make<QueueInfo>(service_, queue_, std::move(formatName))) {}
+
+void OpenQueue::mustAllow(bool isAllowed, std::u16string_view what) const {
+  if (!isOpen_)
+    queuingFailed(MQ_ERROR_INVALID_HANDLE, u"The handle of " + shownName(queue_.address) + u" is closed.");
+  if (!isAllowed)
+    queuingFailed(MQ_ERROR_ACCESS_DENIED, std::u16string(what) + u" is not allowed with this handle of " +
+                                              shownName(queue_.address) + u": open the queue for that.");
+}
+
+void OpenQueue::alreadyReceived() const {
+  queuingFailed(MQ_ERROR_MESSAGE_ALREADY_RECEIVED,
+                u"The message at the cursor of " + shownName(queue_.address) +
+                    u" has been received by somebody else; go on with PeekNext, or Reset.");
+}
+
+HRESULT OpenQueue::get_QueueInfo(IMSMQQueueInfo** result) noexcept {
+  return answer(result, [&] { return info_; });
+}
+
+HRESULT OpenQueue::raw_Reset() noexcept {
+  return answer([&] {
+    mustAllow(true, {});
+    cursor_ = {};
+    ahead_ = {};
+  });
+}
+
+HRESULT OpenQueue::raw_Close() noexcept {
+  return answer([&] {
+    mustAllow(true, {});
+    isOpen_ = false;
+  });
+}
+
+bool OpenQueue::attempt(const VARIANT* timeout, const Attempt& tried) {
+  const auto deadline = deadlineOf(timeout);
+  Waiter waiter;
+  waiter.box = box_.number();
+  waiter.isReady = [&](bool& isHeldUp) {
+    if (tried(isHeldUp)) return true;
+    service_->find(queue_.id, queue_.address);  // nothing there: is the queue?
+    return false;
+  };
+  return service_->signals().wait(waiter, deadline);
+}
+
+std::optional<MessageHeader> OpenQueue::visibleBehind(std::int64_t position, bool& isHeldUp) {
+  return service_->firstVisible(box_, position, isHeldUp, ahead_);
+}
+
+// What the cursor stands on.
+std::optional<MessageHeader> OpenQueue::current(bool& isHeldUp) {
+  if (cursor_.state != Cursor::State::On) return visibleBehind(cursor_.position, isHeldUp);
+  auto header = service_->visibleAt(box_, cursor_.position);
+  if (!header) alreadyReceived();
+  return header;
+}
+
+std::optional<MessageHeader> OpenQueue::next(bool& isHeldUp) {
+  if (cursor_.state == Cursor::State::On) return visibleBehind(cursor_.position, isHeldUp);
+  const auto standing = visibleBehind(cursor_.position, isHeldUp);
+  if (!standing) return std::nullopt;
+  return visibleBehind(standing->position, isHeldUp);
+}
+
+Ref<IMSMQMessage> OpenQueue::peek(const VARIANT* wantBody, const VARIANT* timeout,
+                                  const std::function<std::optional<MessageHeader>(bool&)>& find) {
+  mustRead(u"Peeking");
+  Ref<IMSMQMessage> message;
+  attempt(timeout, [&](bool& isHeldUp) {
+    const auto header = find(isHeldUp);
+    if (!header) return false;
+    std::shared_ptr<const Variant> body;
+    if (wanted(wantBody) == QueueService::Body::Wanted) body = service_->body(box_, *header);
+    message = make<QueuedMessage>(*header, std::move(body), service_->identity());
+    return true;
+  });
+  return message;
+}
+
+HRESULT OpenQueue::raw_PeekCurrent(VARIANT*, VARIANT* WantBody, VARIANT* ReceiveTimeout,
+                                   IMSMQMessage** result) noexcept {
+  return answer(result, [&] {
+    return peek(WantBody, ReceiveTimeout, [&](bool& isHeldUp) {
+      auto header = current(isHeldUp);
+      if (header) cursor_ = {Cursor::State::On, header->position};
+      return header;
+    });
+  });
+}
+
+HRESULT OpenQueue::raw_PeekNext(VARIANT*, VARIANT* WantBody, VARIANT* ReceiveTimeout,
+                                IMSMQMessage** result) noexcept {
+  return answer(result, [&] {
+    mustRead(u"Peeking");
+    if (cursor_.state == Cursor::State::BeforeFirst)
+      queuingFailed(MQ_ERROR_ILLEGAL_CURSOR_ACTION,
+                    u"PeekNext on " + shownName(queue_.address) + u" must follow a PeekCurrent.");
+    return peek(WantBody, ReceiveTimeout, [&](bool& isHeldUp) {
+      auto header = next(isHeldUp);
+      if (header) cursor_ = {Cursor::State::On, header->position};
+      return header;
+    });
+  });
+}
+
+HRESULT OpenQueue::raw_Peek(VARIANT*, VARIANT* WantBody, VARIANT* ReceiveTimeout,
+                            IMSMQMessage** result) noexcept {
+  return answer(result, [&] {
+    return peek(WantBody, ReceiveTimeout,
+                [&](bool& isHeldUp) { return service_->firstVisible(box_, 0, isHeldUp); });
+  });
+}
+
+Ref<IMSMQMessage> OpenQueue::receive(Of which, const VARIANT* transaction, const VARIANT* wantBody,
+                                     const VARIANT* timeout) {
+  mustAllow(access_ == MQ_RECEIVE_ACCESS, u"Receiving");
+  const auto given = transactionArgument(transaction);
+  if (!queue_.isTransactional && given.kind != TransactionArgument::Kind::None)
+    queuingFailed(MQ_ERROR_TRANSACTION_USAGE, u"The queue " + shownName(queue_.address) +
+                                                  u" is not transactional: receive without a transaction.");
+  TransactionWork* const work = given.transaction ? &given.transaction->work(*service_) : nullptr;
+  const bool isExact = which == Of::Cursor && cursor_.state == Cursor::State::On;
+  const std::int64_t position = which == Of::Cursor ? cursor_.position : 0;
+  Ref<IMSMQMessage> message;
+  attempt(timeout, [&](bool& isHeldUp) {
+    auto received = service_->receive(box_, position,
+                                      isExact ? QueueService::Where::Exactly : QueueService::Where::Behind,
+                                      wanted(wantBody), work, isHeldUp);
+    if (!received && isExact) alreadyReceived();
+    if (!received) return false;
+    if (which == Of::Cursor) cursor_ = {Cursor::State::Behind, received->header.position};
+    message =
+        make<QueuedMessage>(std::move(received->header), std::move(received->body), service_->identity());
+    return true;
+  });
+  return message;
+}
+
+HRESULT OpenQueue::raw_Receive(VARIANT* Transaction, VARIANT*, VARIANT* WantBody, VARIANT* ReceiveTimeout,
+                               IMSMQMessage** result) noexcept {
+  return answer(result, [&] { return receive(Of::Queue, Transaction, WantBody, ReceiveTimeout); });
+}
+
+HRESULT OpenQueue::raw_ReceiveCurrent(VARIANT* Transaction, VARIANT*, VARIANT* WantBody,
+                                      VARIANT* ReceiveTimeout, IMSMQMessage** result) noexcept {
+  return answer(result, [&] { return receive(Of::Cursor, Transaction, WantBody, ReceiveTimeout); });
+}
+
+HRESULT OpenQueue::raw_EnableNotification(IMSMQEvent* Event, VARIANT*, VARIANT*) noexcept {
+  return answer([&] {
+    mustRead(u"Notification");
+    const auto event = queryClass<QueueEvent>(Event);
+    auto waiter = std::make_shared<Waiter>();
+    waiter->box = box_.number();
+    waiter->isReady = [this](bool& isHeldUp) {
+      try {
+        return isOpen_ && service_->firstVisible(box_, 0, isHeldUp).has_value();
+      } catch (const Error&) {
+        return true;  // who then receives is told
+      }
+    };
+    event->arm(Ref<IMSMQQueue>(this), waiter);
+    service_->signals().arm(waiter);
+  });
+}
+
+void OpenQueue::send(MessageContent message, const TransactionArgument& transaction) {
+  mustAllow(access_ == MQ_SEND_ACCESS && !box_.isJournal, u"Sending");
+  if (queue_.isTransactional == (transaction.kind == TransactionArgument::Kind::None))
+    queuingFailed(MQ_ERROR_TRANSACTION_USAGE,
+                  u"The queue " + shownName(queue_.address) +
+                      (queue_.isTransactional ? u" is transactional: send in a transaction, or with 3 (this "
+                                                u"message alone)."
+                                              : u" is not transactional: send without a transaction."));
+  Outgoing outgoing{queue_.id, std::move(message)};
+  if (!transaction.transaction) return service_->send(outgoing);
+  service_->keepBack(transaction.transaction->work(*service_), std::move(outgoing), queue_.address);
+}
+
+}  // namespace CorvaneQueue::platform_layer

@@ -1,0 +1,70 @@
+// An open queue: a handle with a cursor of its own.
+#pragma once
+
+#include "QueueInfo.h"
+#include "QueueTransaction.h"
+
+namespace CorvaneQueue::platform_layer {
+
+class OpenQueue final : public Object<OpenQueue, DispatchForm<IMSMQQueue>> {
+ public:
+  static constexpr IID classIdentity = {
+      0xd5b2a1f0, 0x8a2b, 0x4c0e, {0xa0, 0x3b, 0x5f, 0x1e, 0x6c, 0x92, 0x77, 0x18}};
+  static constexpr const char16_t* className = u"Message Queuing queue";
+
+  OpenQueue(std::shared_ptr<QueueService> service, QueueRecord queue, LONG access, String formatName);
+
+  HRESULT STDMETHODCALLTYPE get_QueueInfo(IMSMQQueueInfo** result) noexcept final;
+  HRESULT STDMETHODCALLTYPE raw_Reset() noexcept final;
+  HRESULT STDMETHODCALLTYPE raw_Close() noexcept final;
+  HRESULT STDMETHODCALLTYPE raw_PeekCurrent(VARIANT* WantDestinationQueue, VARIANT* WantBody,
+                                            VARIANT* ReceiveTimeout, IMSMQMessage** result) noexcept final;
+  HRESULT STDMETHODCALLTYPE raw_PeekNext(VARIANT* WantDestinationQueue, VARIANT* WantBody,
+                                         VARIANT* ReceiveTimeout, IMSMQMessage** result) noexcept final;
+  HRESULT STDMETHODCALLTYPE raw_Peek(VARIANT* WantDestinationQueue, VARIANT* WantBody,
+                                     VARIANT* ReceiveTimeout, IMSMQMessage** result) noexcept final;
+  HRESULT STDMETHODCALLTYPE raw_Receive(VARIANT* Transaction, VARIANT* WantDestinationQueue,
+                                        VARIANT* WantBody, VARIANT* ReceiveTimeout,
+                                        IMSMQMessage** result) noexcept final;
+  HRESULT STDMETHODCALLTYPE raw_ReceiveCurrent(VARIANT* Transaction, VARIANT* WantDestinationQueue,
+                                               VARIANT* WantBody, VARIANT* ReceiveTimeout,
+                                               IMSMQMessage** result) noexcept final;
+  HRESULT STDMETHODCALLTYPE raw_EnableNotification(IMSMQEvent* Event, VARIANT* Cursor,
+                                                   VARIANT* ReceiveTimeout) noexcept final;
+
+  void send(MessageContent message, const TransactionArgument& transaction);
+
+ private:
+  // Before the first message; on one; or on whatever follows a place whose message was received.
+  struct Cursor {
+    enum class State { BeforeFirst, On, Behind };
+    State state = State::BeforeFirst;
+    std::int64_t position = 0;
+  };
+  enum class Of { Cursor, Queue };
+  using Attempt = std::function<bool(bool& isHeldUp)>;
+
+  void mustAllow(bool isAllowed, std::u16string_view what) const;
+  void mustRead(std::u16string_view what) const { mustAllow(access_ != MQ_SEND_ACCESS, what); }
+  // Tries until it succeeds or the time has passed.
+  bool attempt(const VARIANT* timeout, const Attempt& attempt);
+  std::optional<MessageHeader> visibleBehind(std::int64_t position, bool& isHeldUp);
+  std::optional<MessageHeader> current(bool& isHeldUp);
+  std::optional<MessageHeader> next(bool& isHeldUp);
+  Ref<IMSMQMessage> peek(const VARIANT* wantBody, const VARIANT* timeout,
+                         const std::function<std::optional<MessageHeader>(bool&)>& find);
+  Ref<IMSMQMessage> receive(Of which, const VARIANT* transaction, const VARIANT* wantBody,
+                            const VARIANT* timeout);
+  [[noreturn]] void alreadyReceived() const;
+
+  std::shared_ptr<QueueService> service_;
+  QueueRecord queue_;
+  Box box_;
+  LONG access_;
+  Ref<QueueInfo> info_;
+  Cursor cursor_;
+  QueueService::ReadAhead ahead_;
+  bool isOpen_ = true;
+};
+
+}  // namespace CorvaneQueue::platform_layer

@@ -1,0 +1,142 @@
+#include "QueueInfo.h"
+
+#include "OpenQueue.h"
+
+namespace CorvaneQueue::platform_layer {
+
+namespace {
+
+bool truth(const VARIANT* argument) {
+  if (argument == nullptr) return false;
+  const Variant value(*argument);
+  return !value.isOmitted() && toBoolean(value.get());
+}
+
+std::int32_t checkedQuota(LONG kilobytes) {
+  if (kilobytes < -1)
+    throw Error(ErrorNumber::InvalidArgument, queuingSource,
+                u"A quota is a number of kilobytes, or -1 for none.");
+  return kilobytes;
+}
+
+}  // namespace
+
+QueueAddress QueueInfo::address() const {
+  if (!formatName_.empty()) return parseFormatName(formatName_);
+  return parsePathName(pathName_);
+}
+
+String QueueInfo::formatName() const {
+  if (!formatName_.empty() || pathName_.empty()) return formatName_;
+  return u"DIRECT=OS:" + std::u16string(pathName_.view());
+}
+
+void QueueInfo::load() {
+  record_ = isLoaded_ ? service_->find(record_.id, record_.address) : service_->find(address());
+  isLoaded_ = true;
+}
+const QueueRecord& QueueInfo::settings() {
+  if (!isLoaded_) load();
+  return record_;
+}
+QueueRecord& QueueInfo::changed() {
+  if (!isLoaded_) try {
+      load();
+    } catch (const Error& error) {  // the settings of a queue that is to be created
+      if (error.number() != MQ_ERROR_QUEUE_NOT_FOUND) throw;
+    }
+  return record_;
+}
+
+HRESULT QueueInfo::get_PathName(BSTR* result) noexcept {
+  return answer(result, [&] {
+    if (!pathName_.empty() || formatName_.empty()) return pathName_;
+    return String(pathNameOf(address()));
+  });
+}
+HRESULT QueueInfo::put_PathName(BSTR value) noexcept {
+  return answer([&] {
+    pathName_ = String(StringRef(value));
+    formatName_ = String();
+    isLoaded_ = false;
+  });
+}
+HRESULT QueueInfo::get_FormatName(BSTR* result) noexcept {
+  return answer(result, [&] { return formatName(); });
+}
+HRESULT QueueInfo::put_FormatName(BSTR value) noexcept {
+  return answer([&] {
+    formatName_ = String(StringRef(value));
+    pathName_ = String();
+    isLoaded_ = false;
+  });
+}
+
+HRESULT QueueInfo::get_IsTransactional(VARIANT_BOOL* result) noexcept {
+  return answer(result, [&] { return settings().isTransactional; });
+}
+HRESULT QueueInfo::get_Quota(LONG* result) noexcept {
+  return answer(result, [&] { return settings().quota; });
+}
+HRESULT QueueInfo::put_Quota(LONG value) noexcept {
+  return answer([&] { changed().quota = checkedQuota(value); });
+}
+HRESULT QueueInfo::get_Journal(LONG* result) noexcept {
+  return answer(result, [&] { return settings().keepsJournal ? MQ_JOURNAL : MQ_JOURNAL_NONE; });
+}
+HRESULT QueueInfo::put_Journal(LONG value) noexcept {
+  return answer([&] {
+    if (value != MQ_JOURNAL && value != MQ_JOURNAL_NONE)
+      throw Error(ErrorNumber::InvalidArgument, queuingSource, u"Journal is 0 (none) or 1.");
+    changed().keepsJournal = value == MQ_JOURNAL;
+  });
+}
+HRESULT QueueInfo::get_JournalQuota(LONG* result) noexcept {
+  return answer(result, [&] { return settings().journalQuota; });
+}
+HRESULT QueueInfo::put_JournalQuota(LONG value) noexcept {
+  return answer([&] { changed().journalQuota = checkedQuota(value); });
+}
+
+HRESULT QueueInfo::raw_Create(VARIANT* IsTransactional, VARIANT* IsWorldReadable) noexcept {
+  return answer([&] {
+    QueueRecord created = record_;
+    created.address = address();
+    if (created.address.isJournal)
+      queuingFailed(MQ_ERROR_ILLEGAL_FORMATNAME, u"A journal is created with its queue, not by itself.");
+    created.isTransactional = truth(IsTransactional);
+    created.isWorldReadable = truth(IsWorldReadable);
+    service_->create(created);
+    isLoaded_ = false;
+  });
+}
+HRESULT QueueInfo::raw_Delete() noexcept {
+  return answer([&] {
+    service_->remove(address());
+    isLoaded_ = false;
+  });
+}
+
+HRESULT QueueInfo::raw_Open(LONG Access, LONG ShareMode, IDispatch** result) noexcept {
+  return answer(result, [&] {
+    if (Access != MQ_RECEIVE_ACCESS && Access != MQ_SEND_ACCESS && Access != MQ_PEEK_ACCESS)
+      throw Error(ErrorNumber::InvalidArgument, queuingSource,
+                  u"Access is 1 (receive), 2 (send) or 32 (peek).");
+    if (ShareMode != MQ_DENY_NONE)
+      throw Error(ErrorNumber::InvalidArgument, queuingSource,
+                  u"ShareMode is 0: a queue is always shared with other processes.");
+    return make<OpenQueue>(service_, service_->find(address()), Access, formatName());
+  });
+}
+
+HRESULT QueueInfo::raw_Update() noexcept {
+  return answer([&] {
+    if (!isLoaded_) load();
+    service_->update(record_);
+  });
+}
+HRESULT QueueInfo::raw_Refresh() noexcept {
+  return answer([&] { load(); });
+}
+
+}  // namespace CorvaneQueue::platform_layer

@@ -1,0 +1,368 @@
+#include "QueueService.h"
+
+#include "ErrorReporting.h"
+#include "Lasting.h"
+#include "Text.h"
+#include "TomlFile.h"
+
+#include <CorvaneQueue/MessageQueuing.h>
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+
+namespace CorvaneQueue::platform_layer {
+
+namespace {
+
+// A batch read ahead is not used for longer: its validity hangs on writers that may die.
+constexpr auto longestReadAhead = std::chrono::milliseconds(50);
+constexpr std::size_t readAheadCount = 64;
+
+const std::filesystem::path& made(const std::filesystem::path& directory) {
+  std::error_code error;
+  std::filesystem::create_directories(directory, error);
+  if (error) {
+    errno = error.value();
+    throwSystemError(u"Creating the directory", directory);
+  }
+  return directory;
+}
+
+// Blanks at the ends would get lost without the quotes.
+std::string fileValue(std::u16string_view text) {
+  const std::string value = toUtf8(text);
+  const bool isBare = value.empty() || (value.front() != ' ' && value.back() != ' ' && value.front() != '"' &&
+                                        value.front() != '\'');
+  return isBare ? value : '"' + value + '"';
+}
+
+}  // namespace
+
+// Counts what all processes have stored.
+class QueueService::Generation {
+ public:
+  explicit Generation(const std::filesystem::path& file) {
+    const FileDescriptor opened(file, O_RDWR | O_CREAT);
+    if (::ftruncate(opened.get(), sizeof(Counter)) != 0) throwSystemError(u"Preparing", file);
+    void* const mapped =
+        ::mmap(nullptr, sizeof(Counter), PROT_READ | PROT_WRITE, MAP_SHARED, opened.get(), 0);
+    if (mapped == MAP_FAILED) throwSystemError(u"Mapping", file);
+    counter_ = static_cast<Counter*>(mapped);
+  }
+  ~Generation() { ::munmap(counter_, sizeof(Counter)); }
+  Generation(const Generation&) = delete;
+  Generation& operator=(const Generation&) = delete;
+  std::uint64_t now() const noexcept { return counter_->load(std::memory_order_acquire); }
+  void advance() noexcept { counter_->fetch_add(1, std::memory_order_acq_rel); }
+
+ private:
+  using Counter = std::atomic<std::uint64_t>;
+  static_assert(Counter::is_always_lock_free);
+  Counter* counter_;
+};
+
+std::shared_ptr<QueueService> QueueService::current() {
+  static const Lasting<PerThread<std::weak_ptr<QueueService>>> services;
+  auto& kept = services->current();
+  auto installation = installationDirectory();
+  auto service = kept.lock();
+  if (!service || service->installation_ != installation || service->process_ != ::getpid())
+    kept = service = std::make_shared<QueueService>(std::move(installation));
+  return service;
+}
+
+QueueService::QueueService(std::filesystem::path installation)
+    : installation_(std::move(installation)),
+      storage_(made(installation_ / "msmq" / "storage")),
+      process_(::getpid()),
+      looking_(storage_ / "messages.locks"),
+      momentary_(storage_ / "messages.locks"),
+      signals_(made(storage_ / "signals")),
+      generation_(std::make_shared<Generation>(storage_ / "generation")) {
+  made(storage_ / "lqs");
+  store();
+  reconcileQueueFiles();
+  TomlFile registry;
+  const TomlFile::Address address{u"LocalMachine", u"SOFTWARE\\Microsoft\\MSMQ\\Parameters",
+                                  u"StorePersistentPath"};
+  const std::u16string path = storage_.u16string();
+  const auto registered = registry.read(installation_ / "registry.toml", address);
+  if (!registered || toString(registered->get()).view() != path)
+    registry.write(installation_ / "registry.toml", address, Variant(String(path)));
+}
+
+QueueStore& QueueService::store() {
+  if (!store_ || !store_->isUsable()) store_.emplace(storage_);
+  return *store_;
+}
+
+void QueueService::write(const std::function<void()>& work) {
+  struct Advance {
+    ~Advance() { generation.advance(); }  // also when it failed: a failed sync has stored all the same
+    Generation& generation;
+  };
+  {
+    const Advance afterwards{*generation_};
+    store().write(work);
+  }
+  for (const QueueAddress& journal : store().trimmedJournals()) {
+    if (!toldJournals_.insert(shownName(journal)).second) continue;
+    const auto log = make<ExceptionHandler>(String(u"MSMQ"), String(u"Queue"));
+    log->put_Description(String(u"The journal of " + shownName(journal) +
+                                u" is over its quota: its oldest messages are deleted.")
+                             .bstr());
+    constexpr LONG warning = 2;
+    log->raw_Report(VARIANT_FALSE, warning, MQ_ERROR_INSUFFICIENT_RESOURCES, String(u"Journal").bstr());
+  }
+}
+
+// ---- Queues
+
+std::filesystem::path QueueService::queueFile(std::int64_t queue) const {
+  char name[20];
+  std::snprintf(name, sizeof name, "%08llx", static_cast<unsigned long long>(queue));
+  return storage_ / "lqs" / name;
+}
+
+void QueueService::writeQueueFile(const QueueRecord& queue) {
+  const bool isPrivate = queue.address.kind == QueueKind::Private;
+  const auto line = [](const char* key, const std::string& value) {
+    return std::string(key) + "=" + value + "\r\n";
+  };
+  replaceFile(queueFile(queue.id),
+              "[Properties]\r\n" + line("SystemQueue", "00") +
+                  line("QueueName", fileValue((isPrivate ? u"\\private$\\" : u"") + queue.address.name)) +
+                  line("PathName", fileValue(pathNameOf(queue.address))) +
+                  line("Label", fileValue(queue.address.name)) +
+                  line("Transaction", queue.isTransactional ? "01" : "00") +
+                  line("Journal", queue.keepsJournal ? "01" : "00") +
+                  line("Quota", std::to_string(queue.quota)) +
+                  line("JournalQuota", std::to_string(queue.journalQuota)),
+              storage_ / "queue-file.new");
+}
+
+// A process may die between the store and the files that tell of it.
+void QueueService::reconcileQueueFiles() {
+  const auto differences = [&](const std::function<void(const std::filesystem::path&)>& onSurplus,
+                               const std::function<void(const QueueRecord&)>& onMissing) {
+    std::set<std::filesystem::path> files;
+    for (const auto& entry : std::filesystem::directory_iterator(storage_ / "lqs"))
+      files.insert(entry.path());
+    std::size_t count = 0;
+    for (const QueueRecord& queue : store().all()) {
+      if (files.erase(queueFile(queue.id)) > 0) continue;
+      ++count;
+      if (onMissing) onMissing(queue);
+    }
+    for (const auto& file : files)
+      if (onSurplus) onSurplus(file);
+    return count + files.size();
+  };
+  if (differences(nullptr, nullptr) == 0) return;
+  write([&] {
+    differences([](const auto& file) { std::filesystem::remove(file); },
+                [&](const QueueRecord& queue) { writeQueueFile(queue); });
+  });
+}
+
+void QueueService::create(const QueueRecord& queue) {
+  QueueRecord created = queue;
+  try {
+    write([&] {
+      created.id = store().create(queue);
+      writeQueueFile(created);
+    });
+  } catch (...) {
+    std::error_code ignored;
+    if (created.id != 0) std::filesystem::remove(queueFile(created.id), ignored);
+    throw;
+  }
+}
+
+QueueRecord QueueService::find(const QueueAddress& address) {
+  auto found = store().find(address);
+  if (!found)
+    queuingFailed(MQ_ERROR_QUEUE_NOT_FOUND,
+                  u"There is no queue " + shownName(address) + u"; create it first.");
+  found->address.isJournal = address.isJournal;
+  return *found;
+}
+
+QueueRecord QueueService::find(std::int64_t queue, const QueueAddress& address) {
+  auto found = store().find(queue);
+  if (!found)
+    queuingFailed(MQ_ERROR_QUEUE_DELETED,
+                  u"The queue " + shownName(address) + u" has been deleted since it was opened.");
+  found->address.isJournal = address.isJournal;
+  return *found;
+}
+
+void QueueService::update(const QueueRecord& queue) {
+  const QueueRecord before = find(queue.id, queue.address);
+  bool isFileWritten = false;
+  try {
+    write([&] {
+      store().update(queue);
+      isFileWritten = true;
+      writeQueueFile(queue);
+    });
+  } catch (...) {
+    if (isFileWritten) try {
+        writeQueueFile(before);
+      } catch (const Error&) {  // the error on its way says enough
+      }
+    throw;
+  }
+}
+
+void QueueService::remove(const QueueAddress& address) {
+  const QueueRecord queue = find(address);
+  write([&] { store().remove(queue.id); });
+  std::error_code ignored;
+  std::filesystem::remove(queueFile(queue.id), ignored);
+  for (const bool isJournal : {false, true}) {
+    signals_.signal(Box{queue.id, isJournal}.number());
+    signals_.forget(Box{queue.id, isJournal}.number());
+  }
+}
+
+// ---- Messages
+
+std::optional<MessageHeader> QueueService::firstVisible(Box box, std::int64_t after, bool& isHeldUp) {
+  isHeldUp = false;
+  for (std::size_t count = 1;; count = readAheadCount) {
+    store().read(box, after, count, found_);
+    if (found_.empty()) return std::nullopt;
+    for (const MessageHeader& header : found_) {
+      if (header.position <= after) continue;
+      const auto held = looking_.heldByOther(header.id);
+      if (!held) return header;
+      isHeldUp = true;
+      after = header.position;
+      if (!box.isJournal) after = std::max(after, held->to);  // there positions are identifiers
+    }
+  }
+}
+
+std::optional<MessageHeader> QueueService::firstVisible(Box box, std::int64_t after, bool& isHeldUp,
+                                                        ReadAhead& ahead) {
+  isHeldUp = false;
+  const auto now = std::chrono::steady_clock::now();
+  const std::uint64_t generation = generation_->now();
+  auto& [headers, next, readGeneration, readAt] = ahead;
+  const bool isValid = generation == readGeneration && now - readAt < longestReadAhead && next > 0 &&
+                       next < headers.size() && headers[next - 1].position == after;
+  if (!isValid) {
+    const std::size_t count = headers.empty() ? 1 : readAheadCount;
+    store().read(box, after, count, headers);
+    next = 0;
+    readGeneration = generation;
+    readAt = now;
+  }
+  if (next < headers.size() && !looking_.heldByOther(headers[next].id)) return headers[next++];
+  headers.clear();
+  return firstVisible(box, after, isHeldUp);
+}
+
+std::optional<MessageHeader> QueueService::visibleAt(Box box, std::int64_t position) {
+  store().read(box, position - 1, 1, found_);
+  if (found_.empty() || found_.front().position != position || looking_.heldByOther(found_.front().id))
+    return std::nullopt;
+  return found_.front();
+}
+
+std::optional<QueueService::Received> QueueService::receive(Box box, std::int64_t position, Where where,
+                                                            Body wanted, TransactionWork* transaction,
+                                                            bool& isHeldUp) {
+  if (transaction != nullptr && !transaction->locks) transaction->locks = newLocks();
+  MessageLocks& locks = transaction != nullptr ? *transaction->locks : momentary_;
+  bool isAnyHeldUp = false;
+  while (true) {
+    const auto header =
+        where == Where::Exactly ? visibleAt(box, position) : firstVisible(box, position, isHeldUp);
+    isHeldUp = isHeldUp || isAnyHeldUp;
+    if (!header) return std::nullopt;
+    if (!locks.tryLock(header->id)) {  // somebody was faster
+      isAnyHeldUp = true;
+      continue;
+    }
+    Received received{*header, nullptr};
+    try {
+      // Who took it for good before this lock has also stored that.
+      if (!store().contains(box, header->position)) {
+        locks.unlock(header->id);
+        continue;
+      }
+      if (wanted == Body::Wanted) received.body = body(box, *header);
+      const Taken taken{box, header->position, header->id};
+      if (transaction != nullptr) {
+        transaction->taken.push_back(taken);
+        return received;
+      }
+      bool isJournaled = false;
+      write([&] { isJournaled = store().take(taken); });
+      locks.unlock(header->id);
+      if (isJournaled) signals_.signal(Box{box.queue, true}.number());
+      return received;
+    } catch (...) {
+      locks.unlock(header->id);
+      throw;
+    }
+  }
+}
+
+void QueueService::send(const Outgoing& message) {
+  write([&] { store().put(message); });
+  signals_.signal(Box{message.queue, false}.number());
+}
+
+void QueueService::keepBack(TransactionWork& work, Outgoing message, const QueueAddress& address) {
+  const QueueRecord queue = find(message.queue, address);
+  if (queue.quota >= 0) {
+    auto size = static_cast<std::int64_t>(message.content.bytes().size());
+    for (const Outgoing& kept : work.sent)
+      if (kept.queue == queue.id) size += static_cast<std::int64_t>(kept.content.bytes().size());
+    if (!queue.fits(size)) overQuota(queue);
+  }
+  work.sent.push_back(std::move(message));
+}
+
+std::unique_ptr<MessageLocks> QueueService::newLocks() {
+  if (spareLocks_) return std::move(spareLocks_);
+  return std::make_unique<MessageLocks>(storage_ / "messages.locks");
+}
+
+void QueueService::release(TransactionWork& work) noexcept {
+  if (work.locks) work.locks->unlockAll();
+  spareLocks_ = std::move(work.locks);
+  work.taken.clear();
+  work.sent.clear();
+}
+
+void QueueService::commit(TransactionWork& work) {
+  std::set<std::int64_t> signalled;
+  if (!work.taken.empty() || !work.sent.empty())
+    write([&] {
+      for (const Taken& taken : work.taken)
+        if (store().take(taken)) signalled.insert(Box{taken.box.queue, true}.number());
+      for (const Outgoing& message : work.sent) {
+        store().put(message);
+        signalled.insert(Box{message.queue, false}.number());
+      }
+    });
+  release(work);
+  for (const std::int64_t box : signalled) signals_.signal(box);
+}
+
+void QueueService::abort(TransactionWork& work) noexcept {
+  std::set<std::int64_t> signalled;
+  for (const Taken& taken : work.taken) signalled.insert(taken.box.number());
+  release(work);
+  for (const std::int64_t box : signalled) signals_.signal(box);
+}
+
+}  // namespace CorvaneQueue::platform_layer

@@ -1,0 +1,96 @@
+// The queue service: what its objects do with queues and messages.
+#pragma once
+
+#include "ArrivalSignals.h"
+#include "MessageLocks.h"
+#include "QueueStore.h"
+
+#include <set>
+
+namespace CorvaneQueue::platform_layer {
+
+// What a transaction has done so far: messages that it holds, and messages kept back until its commit.
+struct TransactionWork {
+  std::unique_ptr<MessageLocks> locks;
+  std::vector<Taken> taken;
+  std::vector<Outgoing> sent;
+};
+
+// One for each thread and installation. Errors are those of the queue service, with the queue's name and
+// what was tried, or of the storage component.
+class QueueService : public std::enable_shared_from_this<QueueService> {
+ public:
+  // The calling thread's, for the installation of this moment; it ends with the last object that uses it.
+  static std::shared_ptr<QueueService> current();
+  explicit QueueService(std::filesystem::path installation);
+
+  // Throws MQ_ERROR_QUEUE_EXISTS.
+  void create(const QueueRecord& queue);
+  // These throw MQ_ERROR_QUEUE_NOT_FOUND, or MQ_ERROR_QUEUE_DELETED for one that was there once.
+  QueueRecord find(const QueueAddress& address);
+  QueueRecord find(std::int64_t queue, const QueueAddress& address);
+  void update(const QueueRecord& queue);
+  void remove(const QueueAddress& address);
+
+  // The first message behind a position that nobody holds; nothing when there is none (then
+  // `isHeldUp` tells whether others hold some). Throws MQ_ERROR_QUEUE_DELETED.
+  std::optional<MessageHeader> firstVisible(Box box, std::int64_t after, bool& isHeldUp);
+  // Headers read ahead by one handle; valid as long as nothing was stored anywhere.
+  struct ReadAhead {
+    std::vector<MessageHeader> headers;
+    std::size_t next = 0;
+    std::uint64_t generation = 0;
+    std::chrono::steady_clock::time_point readAt{};
+  };
+  std::optional<MessageHeader> firstVisible(Box box, std::int64_t after, bool& isHeldUp, ReadAhead& ahead);
+  // The message at that position, or nothing when it is gone or held by somebody.
+  std::optional<MessageHeader> visibleAt(Box box, std::int64_t position);
+  std::shared_ptr<const Variant> body(Box box, const MessageHeader& header) {
+    return store().body(box.queue, header);
+  }
+
+  // Takes the first visible message behind a position (`exactly`: the one at it), for the transaction or
+  // for good, and loads its body if it is wanted.
+  enum class Where { Behind, Exactly };
+  enum class Body { Wanted, NotWanted };
+  struct Received {
+    MessageHeader header;
+    std::shared_ptr<const Variant> body;
+  };
+  std::optional<Received> receive(Box box, std::int64_t position, Where where, Body wanted,
+                                  TransactionWork* transaction, bool& isHeldUp);
+  void send(const Outgoing& message);
+  // Until the commit. Throws MQ_ERROR_INSUFFICIENT_RESOURCES over the quota, with what waits and what the
+  // transaction keeps back.
+  void keepBack(TransactionWork& work, Outgoing message, const QueueAddress& address);
+  // All of it, durable; or nothing, and the error.
+  void commit(TransactionWork& work);
+  void abort(TransactionWork& work) noexcept;
+
+  ArrivalSignals& signals() noexcept { return signals_; }
+  const std::vector<std::uint8_t>& identity() { return store().identity(); }
+
+ private:
+  QueueStore& store();
+  void write(const std::function<void()>& work);
+  void reconcileQueueFiles();
+  void writeQueueFile(const QueueRecord& queue);
+  std::filesystem::path queueFile(std::int64_t queue) const;
+  std::unique_ptr<MessageLocks> newLocks();
+  void release(TransactionWork& work) noexcept;
+
+  std::filesystem::path installation_;
+  std::filesystem::path storage_;
+  int process_;
+  std::optional<QueueStore> store_;
+  MessageLocks looking_;    // never locks: sees the locks of all others
+  MessageLocks momentary_;  // of receives outside of transactions
+  std::unique_ptr<MessageLocks> spareLocks_;
+  ArrivalSignals signals_;
+  class Generation;
+  std::shared_ptr<Generation> generation_;
+  std::vector<MessageHeader> found_;
+  std::set<std::u16string> toldJournals_;
+};
+
+}  // namespace CorvaneQueue::platform_layer

@@ -1,0 +1,41 @@
+// A message: made by a client to be sent, or read from a queue.
+#pragma once
+
+#include "Object.h"
+#include "QueueService.h"
+
+#include <CorvaneQueue/MessageQueuing.h>
+
+namespace CorvaneQueue::platform_layer {
+
+class QueuedMessage final : public Object<QueuedMessage, DispatchForm<IMSMQMessage>> {
+ public:
+  QueuedMessage() = default;
+  // Of the installation with that identity; without its body when that was not wanted.
+  QueuedMessage(MessageHeader header, std::shared_ptr<const Variant> body,
+                const std::vector<std::uint8_t>& identity);
+
+  HRESULT STDMETHODCALLTYPE get_Label(BSTR* result) noexcept final;
+  HRESULT STDMETHODCALLTYPE put_Label(BSTR value) noexcept final;
+  HRESULT STDMETHODCALLTYPE get_Body(VARIANT* result) noexcept final;
+  HRESULT STDMETHODCALLTYPE put_Body(VARIANT value) noexcept final;
+  HRESULT STDMETHODCALLTYPE get_AppSpecific(LONG* result) noexcept final;
+  HRESULT STDMETHODCALLTYPE put_AppSpecific(LONG value) noexcept final;
+  HRESULT STDMETHODCALLTYPE get_Delivery(LONG* result) noexcept final;
+  HRESULT STDMETHODCALLTYPE put_Delivery(LONG value) noexcept final;
+  HRESULT STDMETHODCALLTYPE get_Id(VARIANT* result) noexcept final;
+  HRESULT STDMETHODCALLTYPE get_BodyLength(LONG* result) noexcept final;
+  HRESULT STDMETHODCALLTYPE get_SentTime(VARIANT* result) noexcept final;
+  HRESULT STDMETHODCALLTYPE get_ArrivedTime(VARIANT* result) noexcept final;
+  HRESULT STDMETHODCALLTYPE get_MaxTimeToReceive(LONG* result) noexcept final;
+  HRESULT STDMETHODCALLTYPE raw_Send(IDispatch* DestinationQueue, VARIANT* Transaction) noexcept final;
+
+ private:
+  MessageContent content_;
+  std::int64_t id_ = 0;
+  std::int64_t arrivedTime_ = 0;
+  std::int64_t storedLength_ = 0;
+  std::array<std::uint8_t, 16> identity_{};
+};
+
+}  // namespace CorvaneQueue::platform_layer
