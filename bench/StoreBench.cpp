@@ -1,15 +1,13 @@
 // Durable documents per second: through the facade, by a plain program on the same schema, and the bare
 // disk, in one run, turn about. Prints a table of medians.
 // Usage: store_bench [seconds a turn] [turns] [only rows whose name has this in it]
+#include "Measure.h"
 #include "PlainStore.h"
 
 #include <CorvaneQueue/CorvaneQueue.h>
-#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
-#include <algorithm>
-#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -18,34 +16,9 @@
 #include <vector>
 
 using namespace CorvaneQueue;
-using Clock = std::chrono::steady_clock;
+using namespace measure;
 
 namespace {
-
-double seconds = 1;
-int turns = 5;
-std::string only;
-
-double since(Clock::time_point start) { return std::chrono::duration<double>(Clock::now() - start).count(); }
-double median(std::vector<double> values) {
-  std::sort(values.begin(), values.end());
-  return values[values.size() / 2];
-}
-
-// A fresh installation on the disk that the benchmark runs on.
-class Home {
- public:
-  Home() {
-    std::string pattern = (std::filesystem::current_path() / "corvane-bench-XXXXXX").string();
-    if (mkdtemp(pattern.data()) == nullptr) std::exit(1);
-    directory = pattern;
-    setenv("CORVANE_HOME", directory.c_str(), 1);
-    std::ofstream(directory / "settings.toml") << "[Configuration.Global]\nQueueStoreType = \"db\"\n";
-  }
-  ~Home() { std::filesystem::remove_all(directory); }
-  std::filesystem::path store() const { return directory / "messages.db"; }
-  std::filesystem::path directory;
-};
 
 Ref<_Queue> openQueue() {
   const auto queue = create<_Queue>(u"CorvaneQueue.Queue");
@@ -72,7 +45,7 @@ Worker facadeWorker(std::size_t size) {
           }};
 }
 Worker plainWorker(const Home& home, std::size_t size) {
-  const auto store = std::make_shared<PlainStore>(home.store());
+  const auto store = std::make_shared<PlainStore>((home.directory / "messages.db"));
   const auto body = std::make_shared<std::string>(size, 'x');
   const auto received = std::make_shared<std::string>();
   return {[=] {
@@ -93,13 +66,6 @@ Worker workerOf(bool isFacade, const Home& home, std::size_t size) {
   if (isFacade) return facadeWorker(size);
   facadeWorker(size).send();  // makes the file
   return plainWorker(home, size);
-}
-
-double rate(const std::function<bool()>& step) {
-  const auto start = Clock::now();
-  long done = 0;
-  while (since(start) < seconds && step()) ++done;
-  return static_cast<double>(done) / since(start);
 }
 
 double sending(bool isFacade, std::size_t size) {
@@ -150,27 +116,6 @@ double both(bool isFacade, std::size_t size) {
   }
   kill(child, SIGKILL);
   waitpid(child, nullptr, 0);
-  return result;
-}
-
-// Synced records per second of the disk: a preallocated file, each record written and synced.
-double disk(std::size_t size) {
-  const Home home;
-  const auto path = home.directory / "records";
-  const int file = open(path.c_str(), O_RDWR | O_CREAT, 0600);
-  const std::string zeros(1 << 20, '\0');
-  constexpr off_t length = 64 << 20;
-  for (off_t at = 0; at < length; at += 1 << 20)
-    if (pwrite(file, zeros.data(), zeros.size(), at) < 0) std::exit(1);
-  fsync(file);
-  const std::string record(size, 'x');
-  off_t at = 0;
-  const double result = rate([&] {
-    if (pwrite(file, record.data(), record.size(), at) < 0 || fdatasync(file) != 0) std::exit(1);
-    at = (at + static_cast<off_t>(size)) % (length - static_cast<off_t>(size));
-    return true;
-  });
-  close(file);
   return result;
 }
 
@@ -230,7 +175,7 @@ void listing() {
         getrusage(RUSAGE_SELF, &usage);
         result[1] = static_cast<double>(usage.ru_maxrss - before) / 1024;
       } else {
-        PlainStore store(home.store());
+        PlainStore store((home.directory / "messages.db"));
         const auto start = Clock::now();
         store.readAll("Orders");
         result[0] = documents / since(start);

@@ -68,7 +68,8 @@ HRESULT CLSIDFromProgID(LPCOLESTR name, CLSID* identity) noexcept {
     given(identity) = CLSID{};
     const std::u16string wanted = foldCase(&given(name));
     for (const CreatableClass& created : ourClasses)
-      if (foldCase(created.name) == wanted) return void(*identity = created.identity);
+      if (std::u16string_view(created.name).size() == wanted.size() && foldCase(created.name) == wanted)
+        return void(*identity = created.identity);
     throw Error(CO_E_CLASSSTRING, u"CorvaneQueue",
                 u"There is no class with the name \"" + std::u16string(name) + u"\".");
   });

@@ -106,7 +106,10 @@ Ref<IMSMQMessage> OpenQueue::peek(const VARIANT* wantBody, const VARIANT* timeou
     const auto header = find(isHeldUp);
     if (!header) return false;
     std::shared_ptr<const Variant> body;
-    if (wanted(wantBody) == QueueService::Body::Wanted) body = service_->body(box_, *header);
+    if (wanted(wantBody) == QueueService::Body::Wanted) {
+      body = service_->body(box_, *header);
+      if (!body) return false;  // just received by somebody
+    }
     message = make<QueuedMessage>(*header, std::move(body), service_->identity());
     return true;
   });
@@ -210,7 +213,11 @@ void OpenQueue::send(MessageContent message, const TransactionArgument& transact
                                               : u" is not transactional: send without a transaction."));
   Outgoing outgoing{queue_.id, std::move(message)};
   if (!transaction.transaction) return service_->send(outgoing);
-  service_->keepBack(transaction.transaction->work(*service_), std::move(outgoing), queue_.address);
+  if (const std::uint64_t generation = service_->generation(); generation != queueGeneration_) {
+    queue_ = service_->find(queue_.id, queue_.address);  // the quota, and whether the queue is still there
+    queueGeneration_ = generation;
+  }
+  service_->keepBack(transaction.transaction->work(*service_), std::move(outgoing), queue_);
 }
 
 }  // namespace CorvaneQueue::platform_layer

@@ -59,6 +59,7 @@ class OpenQueue final : public Object<OpenQueue, DispatchForm<IMSMQQueue>> {
 
   std::shared_ptr<QueueService> service_;
   QueueRecord queue_;
+  std::uint64_t queueGeneration_ = ~std::uint64_t{0};  // when it was read
   Box box_;
   LONG access_;
   Ref<QueueInfo> info_;

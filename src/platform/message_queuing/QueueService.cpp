@@ -293,11 +293,13 @@ std::optional<QueueService::Received> QueueService::receive(Box box, std::int64_
     Received received{*header, nullptr};
     try {
       // Who took it for good before this lock has also stored that.
-      if (!store().contains(box, header->position)) {
+      if (wanted == Body::Wanted) received.body = body(box, *header);
+      const bool isThere =
+          wanted == Body::Wanted ? received.body != nullptr : store().contains(box, header->position);
+      if (!isThere) {
         locks.unlock(header->id);
         continue;
       }
-      if (wanted == Body::Wanted) received.body = body(box, *header);
       const Taken taken{box, header->position, header->id};
       if (transaction != nullptr) {
         transaction->taken.push_back(taken);
@@ -320,8 +322,9 @@ void QueueService::send(const Outgoing& message) {
   signals_.signal(Box{message.queue, false}.number());
 }
 
-void QueueService::keepBack(TransactionWork& work, Outgoing message, const QueueAddress& address) {
-  const QueueRecord queue = find(message.queue, address);
+std::uint64_t QueueService::generation() const noexcept { return generation_->now(); }
+
+void QueueService::keepBack(TransactionWork& work, Outgoing message, const QueueRecord& queue) {
   if (queue.quota >= 0) {
     auto size = static_cast<std::int64_t>(message.content.bytes().size());
     for (const Outgoing& kept : work.sent)

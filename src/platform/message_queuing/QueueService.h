@@ -45,9 +45,8 @@ class QueueService : public std::enable_shared_from_this<QueueService> {
   std::optional<MessageHeader> firstVisible(Box box, std::int64_t after, bool& isHeldUp, ReadAhead& ahead);
   // The message at that position, or nothing when it is gone or held by somebody.
   std::optional<MessageHeader> visibleAt(Box box, std::int64_t position);
-  std::shared_ptr<const Variant> body(Box box, const MessageHeader& header) {
-    return store().body(box.queue, header);
-  }
+  // Nothing when the message is gone meanwhile.
+  std::shared_ptr<const Variant> body(Box box, const MessageHeader& header) { return store().body(box, header); }
 
   // Takes the first visible message behind a position (`exactly`: the one at it), for the transaction or
   // for good, and loads its body if it is wanted.
@@ -62,7 +61,9 @@ class QueueService : public std::enable_shared_from_this<QueueService> {
   void send(const Outgoing& message);
   // Until the commit. Throws MQ_ERROR_INSUFFICIENT_RESOURCES over the quota, with what waits and what the
   // transaction keeps back.
-  void keepBack(TransactionWork& work, Outgoing message, const QueueAddress& address);
+  void keepBack(TransactionWork& work, Outgoing message, const QueueRecord& queue);
+  // Changes with everything that is stored, by any process.
+  std::uint64_t generation() const noexcept;
   // All of it, durable; or nothing, and the error.
   void commit(TransactionWork& work);
   void abort(TransactionWork& work) noexcept;

@@ -16,9 +16,10 @@ namespace CorvaneQueue::platform_layer {
 
 namespace {
 
-// The body stands apart, so that browsing and journals do not touch it. A box is a queue times two, plus
-// one for its journal. Numbers of messages and positions never repeat, also when the newest message is
-// gone: mqCounter remembers those that no stored message remembers.
+// The body stands apart, so that browsing and journals do not touch it; the bodies of messages that are
+// gone are deleted many at a time, which is much less to write and sync: until then mqDropped names them.
+// A box is a queue times two, plus one for its journal. Numbers of messages and positions never repeat,
+// also when the newest message is gone: mqCounter remembers those that no stored body remembers.
 constexpr std::string_view migrations[] = {
     R"sql(
 CREATE TABLE dbo.mqInstallation (identity BLOB NOT NULL);
@@ -52,6 +53,7 @@ CREATE TABLE dbo.mqBody (
   messageId INTEGER PRIMARY KEY,
   body      BLOB NOT NULL
 );
+CREATE TABLE dbo.mqDropped (messageId INTEGER PRIMARY KEY);
 CREATE TABLE dbo.mqCounter (value INTEGER NOT NULL);
 INSERT INTO dbo.mqCounter VALUES (0);
 )sql",
@@ -134,11 +136,13 @@ QueueStore::QueueStore(const std::filesystem::path& directory)
       identity_ = fresh;
     });
   identity_.resize(16);
+  Statement dropped = database_.prepare("SELECT count(*) FROM dbo.mqDropped");
+  dropped.step();
+  droppedCount_ = dropped.integer(0);
 }
 
 void QueueStore::write(const std::function<void()>& work) {
   highest_.reset();
-  dropped_ = 0;
   isCounterBehind_ = false;
   met_.clear();
   trimmed_.clear();
@@ -163,8 +167,10 @@ void QueueStore::finishWrite() {
     change.bind(3, queue.journalBytes);
     change.step();
   }
-  // A number that no stored message remembers any more.
-  if (!isCounterBehind_ && (dropped_ == 0 || dropped_ < *highest_)) return;
+  constexpr std::int64_t manyBodies = 64;
+  constexpr std::int64_t manyBytes = 1 << 20;
+  if (droppedCount_ >= manyBodies || droppedBytes_ >= manyBytes) deleteDroppedBodies();
+  if (!isCounterBehind_) return;  // else there are numbers that no stored body remembers
   Statement counter = database_.prepare("UPDATE dbo.mqCounter SET value = max(value, ?1)");
   counter.bind(1, *highest_);
   counter.step();
@@ -220,12 +226,16 @@ bool QueueStore::contains(Box box, std::int64_t position) {
   return row.step();
 }
 
-std::shared_ptr<const Variant> QueueStore::body(std::int64_t queue, const MessageHeader& header) {
-  Statement row = database_.prepare("SELECT body FROM dbo.mqBody WHERE messageId = ?1");
+std::shared_ptr<const Variant> QueueStore::body(Box box, const MessageHeader& header) {
+  Statement row = database_.prepare(
+      "SELECT (SELECT body FROM dbo.mqBody WHERE messageId = ?1) FROM dbo.mqHeader"
+      " WHERE box = ?2 AND position = ?3");
   row.bind(1, header.id);
-  if (!row.step()) damaged(header.id);
+  row.bind(2, box.number());
+  row.bind(3, header.position);
+  if (!row.step()) return nullptr;
   const auto bytes = row.blob(0);
-  if (checksumOf(queue, header, bytes) != header.checksum) damaged(header.id);
+  if (checksumOf(box.queue, header, bytes) != header.checksum) damaged(header.id);
   return std::make_shared<const Variant>(Variant::bytes(bytes));
 }
 
@@ -345,18 +355,27 @@ void QueueStore::put(const Outgoing& message) {
 }
 
 std::int64_t QueueStore::drop(const Taken& message) {
-  nextNumber();  // while the message still counts
-  dropped_ = std::max({dropped_, message.id, message.position});
   std::int64_t size = 0;
   Statement header =
       database_.prepare("DELETE FROM dbo.mqHeader WHERE box = ?1 AND position = ?2 RETURNING bodyLength");
   header.bind(1, message.box.number());
   header.bind(2, message.position);
   while (header.step()) size = header.integer(0);
-  Statement body = database_.prepare("DELETE FROM dbo.mqBody WHERE messageId = ?1");
+  Statement body = database_.prepare("INSERT INTO dbo.mqDropped (messageId) VALUES (?1) ON CONFLICT DO NOTHING");
   body.bind(1, message.id);
   body.step();
+  ++droppedCount_;
+  droppedBytes_ += size;
   return size;
+}
+
+void QueueStore::deleteDroppedBodies() {
+  highest_ = nextNumber() - 1;  // while they still count
+  isCounterBehind_ = true;
+  database_.execute("DELETE FROM dbo.mqBody WHERE messageId IN (SELECT messageId FROM dbo.mqDropped)");
+  database_.execute("DELETE FROM dbo.mqDropped");
+  droppedCount_ = 0;
+  droppedBytes_ = 0;
 }
 
 bool QueueStore::take(const Taken& message) {

@@ -93,8 +93,9 @@ class QueueStore {
   // The messages behind a position, at most `count`.
   void read(Box box, std::int64_t after, std::size_t count, std::vector<MessageHeader>& headers);
   bool contains(Box box, std::int64_t position);
-  // Throws MQ_ERROR_MESSAGE_STORAGE_FAILED when the message is not what was sent.
-  std::shared_ptr<const Variant> body(std::int64_t queue, const MessageHeader& header);
+  // Nothing when the message is no longer in the box. Throws MQ_ERROR_MESSAGE_STORAGE_FAILED when it is not
+  // what was sent.
+  std::shared_ptr<const Variant> body(Box box, const MessageHeader& header);
 
   // Inside write() only:
   // Returns the identifier of the new queue. Throws MQ_ERROR_QUEUE_EXISTS.
@@ -120,14 +121,17 @@ class QueueStore {
   std::int64_t nextNumber();
   // Returns the length of its body.
   std::int64_t drop(const Taken& message);
+  void deleteDroppedBodies();
   void trimJournal(Met& met);
   void finishWrite();
 
   Database database_;
   std::vector<std::uint8_t> identity_;
+  // Bodies that wait for their deletion, of all processes as far as known, and bytes of this one's.
+  std::int64_t droppedCount_ = 0;
+  std::int64_t droppedBytes_ = 0;
   // During a write:
   std::optional<std::int64_t> highest_;  // number given
-  std::int64_t dropped_ = 0;             // the highest number of a dropped message
   bool isCounterBehind_ = false;
   std::deque<Met> met_;
   std::vector<QueueAddress> trimmed_;
