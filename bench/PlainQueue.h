@@ -1,0 +1,20 @@
+// The same durable work as the queue service does, by a plain program: its schema and its statements.
+#pragma once
+
+#include "PlainFile.h"
+
+#include <cstdint>
+
+class PlainQueue : public PlainFile {
+ public:
+  explicit PlainQueue(const std::filesystem::path& file);
+
+  // Inside a transaction. The queue is a box of the service.
+  void send(std::int64_t box, const std::string& body);
+  // The identifier of the first message, 0 when there is none.
+  std::int64_t receive(std::int64_t box, std::string& body);
+  void remove(std::int64_t box, std::int64_t identifier);
+
+ private:
+  sqlite3_stmt *number_, *body_, *header_, *first_, *read_, *dropHeader_, *dropBody_;
+};
