@@ -34,6 +34,7 @@ TEST(Tool, CarriesDocumentsFromFilesToFiles) {
   const Installation home("");
   std::ofstream(home.file("a.txt")) << "Grüße";
   std::ofstream(home.file("b.txt")) << "gr\xFC\xDF";
+  std::ofstream(home.file("[c]")) << "brackets";
   const std::string a = home.file("a.txt").string();
   const std::string b = home.file("b.txt").string();
   expectRun("send Orders " + a, 3, "set QueueStoreType to \"db\"");
@@ -43,6 +44,13 @@ TEST(Tool, CarriesDocumentsFromFilesToFiles) {
   expectRun("send Orders --encoding CP1252 " + b, 0, "sent");
   expectRun("send Orders - < " + a, 0, "sent\t-");
   expectRun("queues", 0, "Orders\n");
+  expectRun("create [x,y]", 0, "created\t[x,y]");
+  EXPECT_EQ(
+      std::system(
+          ("cd " + home.directory().string() + " && " + CORVANEQ " send [x,y] '[c]' >/dev/null").c_str()),
+      0);
+  expectRun("receive [x,y]", 0, "brackets");
+  expectRun("ack [x,y] 4", 0, "");
   expectRun("messages orders", 0, "Msg Type: <ORDER>");
   EXPECT_EQ(run("messages Orders").output.find("0000000000000000004"),
             std::string::npos);  // the bad file sent none
@@ -66,7 +74,13 @@ TEST(Tool, AnswersMistakesWithSentencesAndExitCodes) {
   expectRun("--help", 0, "Exit codes");
   expectRun("send Orders /nowhere/x", 3, "\"/nowhere/x\" cannot be read");
   expectRun("send Orders " + home.directory().string(), 3, "is a directory");
-  expectRun("ack Orders 7", 3, "There is no document with the identifier 7");
+  expectRun("ack Nowhere 7", 4, "There is no queue \"Nowhere\"");
+  expectRun("create Orders", 0, "");
+  expectRun("ack Orders 7", 4, "There is no document with the identifier 7");
+  expectRun("--json nonsense", 2, "{\"error\":\"There is no command");
+  expectRun("send Orders - < /", 3, "\"-\" cannot be read: Is a directory");
+  expectRun("settings \"\" db", 3, "There is no setting \"\"");
+  EXPECT_NE(run("receive Orders --ack >&-").code, 0);
   expectRun("messages Nowhere", 4, "There is no queue \"Nowhere\"");
   expectRun("settings QueueStoreType oracle", 3, "Unsupported queue storage type (error 100");
   expectRun("receive Orders --count -1", 2, "--count");

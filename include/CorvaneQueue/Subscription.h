@@ -53,9 +53,9 @@ class ArrivalSink final : public IDispatch {
     if (handler == nullptr) return S_OK;
     try {
       // The last argument stands first.
-      const Borrowed document(parameters->rgvarg[1]);
-      const Borrowed identifier(parameters->rgvarg[0]);
-      (*handler)(*document.text, *identifier.text);
+      Borrowed document(parameters->rgvarg[1]);
+      Borrowed identifier(parameters->rgvarg[0]);
+      (*handler)(document.text, identifier.text);
       return S_OK;
     } catch (...) {
       return publishedResult();
@@ -68,16 +68,13 @@ class ArrivalSink final : public IDispatch {
     explicit Borrowed(VARIANT& argument) {
       if (argument.vt != (VT_BSTR | VT_BYREF)) throw Error::ofResult(DISP_E_TYPEMISMATCH);
       place = argument.pbstrVal;
-      text = std::make_unique<String>(String::adopt(*place));
+      text = String::adopt(*place);
     }
-    ~Borrowed() {
-      *place = text->bstr();
-      *text->address() = nullptr;
-    }
+    ~Borrowed() { *place = std::exchange(*text.address(), nullptr); }
     Borrowed(const Borrowed&) = delete;
     Borrowed& operator=(const Borrowed&) = delete;
     BSTR* place;
-    std::unique_ptr<String> text;
+    String text;
   };
   static HRESULT publishedResult() noexcept {
     try {

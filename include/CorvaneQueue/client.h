@@ -20,6 +20,9 @@ class Text {
   Text(const char* utf8) : Text(std::string_view(utf8)) {}
   Text(std::string_view utf8) : owned_(fromUtf8(utf8)), text_(owned_.ref()) {}
   Text(const std::string& utf8) : Text(std::string_view(utf8)) {}
+  Text(std::u8string_view utf8)
+      : Text(std::string_view(reinterpret_cast<const char*>(utf8.data()), utf8.size())) {}
+  Text(const char8_t* utf8) : Text(std::u8string_view(utf8)) {}
   Text(const char16_t* text) : Text(std::u16string_view(text)) {}
   Text(std::u16string_view text) : owned_(text), text_(owned_.ref()) {}
   Text(const std::u16string& text) : Text(std::u16string_view(text)) {}

@@ -7,7 +7,9 @@ extern "C" {
 
 // The class object of a creatable class. CLASS_E_CLASSNOTAVAILABLE for any other identity.
 CORVANE_API HRESULT DllGetClassObject(REFCLSID identity, REFIID iid, void** object) noexcept;
-// S_OK when no object and no lock is alive, so that the library may be unloaded; else S_FALSE.
+// S_OK when no object and no lock is alive and no other thread that used the library still runs, so that
+// it may be unloaded: what it kept is let go then (and made anew if it is used all the same). Else S_FALSE.
+// Ask before unloading.
 CORVANE_API HRESULT DllCanUnloadNow() noexcept;
 // Enters the classes, their names, the interfaces and the type library into the installation's registry
 // (registry.toml), with this library's file as their server. Durable. Registering again brings the

@@ -21,7 +21,7 @@ Apartment& Apartment::current() {
     Owned() {}  // not an aggregate: only this class may make an apartment
     Apartment apartment;
   };
-  static const Lasting<PerThread<Owned>> apartments;
+  static Lasting<PerThread<Owned>> apartments;
   return apartments->current().apartment;
 }
 

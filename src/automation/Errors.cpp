@@ -43,9 +43,20 @@ struct Information {
   Ref<IErrorInfo> given;
 };
 Information& currentInformation() {
-  static const Lasting<PerThread<Information>> slots;
+  static Lasting<PerThread<Information>> slots;
   return slots->current();
 }
+
+}  // namespace
+
+struct KeptErrorInformation::State {
+  Information information;
+};
+KeptErrorInformation::KeptErrorInformation()
+    : before_(std::make_unique<State>(State{std::exchange(currentInformation(), {})})) {}
+KeptErrorInformation::~KeptErrorInformation() { currentInformation() = std::move(before_->information); }
+
+namespace {
 
 struct Standard {
   HRESULT result;
@@ -65,6 +76,17 @@ constexpr Standard standards[] = {
     {DISP_E_UNKNOWNNAME, ErrorNumber::NoSuchMember, u"The object has no such member."},
 };
 
+// The words of somebody else, in whatever encoding they come.
+String shown(std::string_view what) {
+  try {
+    return fromUtf8(what);
+  } catch (const Error&) {
+    std::u16string widened;
+    for (const char c : what) widened += static_cast<char16_t>(static_cast<unsigned char>(c));
+    return widened;
+  }
+}
+
 }  // namespace
 
 Error Error::current() {
@@ -75,8 +97,7 @@ Error Error::current() {
   } catch (const std::bad_alloc&) {
     return {ErrorNumber::OutOfMemory, {}, u"Out of memory."};
   } catch (const std::exception& error) {
-    const std::string what = error.what();
-    return {E_FAIL, {}, String(std::u16string(what.begin(), what.end()))};
+    return {E_FAIL, {}, shown(error.what())};
   } catch (...) {
     return {E_FAIL, {}, u"An unknown failure."};
   }

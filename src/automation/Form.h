@@ -3,6 +3,7 @@
 
 #include <CorvaneQueue/members.h>
 
+#include <memory>
 #include <new>
 
 namespace CorvaneQueue {
@@ -36,6 +37,19 @@ void clearOutput(T* target) noexcept {
 }
 
 }  // namespace detail
+
+// The calling thread's error information as it was, at the end of this.
+class KeptErrorInformation {
+ public:
+  KeptErrorInformation();
+  ~KeptErrorInformation();
+  KeptErrorInformation(const KeptErrorInformation&) = delete;
+  KeptErrorInformation& operator=(const KeptErrorInformation&) = delete;
+
+ private:
+  struct State;
+  std::unique_ptr<State> before_;
+};
 
 // Runs a member and turns an exception into a failed result with error information.
 template <class Body>

@@ -1,9 +1,12 @@
-// What the library keeps from its loading, or its first use, until it is unloaded.
+// What the library keeps beyond the objects of its clients: made on first use, let go when the library is
+// about to be unloaded. Nothing of it is destroyed at the end of a process, where threads may still work
+// and clients' own objects may still end.
 #pragma once
 
 #include "Object.h"
 
 #include <pthread.h>
+#include <atomic>
 #include <memory>
 #include <mutex>
 #include <new>
@@ -12,21 +15,49 @@
 
 namespace CorvaneQueue {
 
-// An object that is destroyed when the library is unloaded. A client that still holds objects when
-// the process ends may use them after that: then the object stays as it is.
-template <class T>
-class Lasting {
+// Whether nothing alive needs the library: no object, no lock, and no other thread that has not ended
+// since it used it.
+bool isIdle() noexcept;
+// Lets go of everything that is kept, the youngest first. Only when the library is idle; a later use makes
+// it anew.
+void releaseLasting() noexcept;
+
+namespace detail {
+// A link in the chain of what is kept.
+class Kept {
  public:
-  template <class... A>
-  explicit Lasting(A&&... arguments) : object_(std::make_unique<T>(std::forward<A>(arguments)...)) {}
-  ~Lasting() {
-    if (liveObjects() != 0) static_cast<void>(object_.release());
-  }
-  T& operator*() const noexcept { return *object_; }
-  T* operator->() const noexcept { return object_.get(); }
+  virtual void release() noexcept = 0;
+
+ protected:
+  ~Kept() = default;
+};
+std::recursive_mutex& keptMutex() noexcept;
+void keep(Kept* kept);
+// Slots of threads: all of them, and the calling thread's own.
+std::atomic<long>& threadSlots() noexcept;
+long& ownThreadSlots() noexcept;
+}  // namespace detail
+
+// One T. Declare it static: it needs no construction and no destruction of its own.
+template <class T>
+class Lasting final : detail::Kept {
+ public:
+  constexpr Lasting() noexcept = default;
+  T& operator*() { return *get(); }
+  T* operator->() { return get(); }
 
  private:
-  std::unique_ptr<T> object_;
+  T* get() {
+    if (T* const object = object_.load(std::memory_order_acquire)) return object;
+    const std::lock_guard guard(detail::keptMutex());
+    if (T* const object = object_.load(std::memory_order_acquire)) return object;
+    auto made = std::make_unique<T>();
+    detail::keep(this);
+    object_.store(made.get(), std::memory_order_release);
+    return made.release();
+  }
+  void release() noexcept final { const std::unique_ptr<T> released(object_.exchange(nullptr)); }
+  std::atomic<T*> object_{nullptr};
 };
 
 // A T for each thread that asks, destroyed with its thread or with this, whichever comes first. (An
@@ -39,7 +70,11 @@ class PerThread {
     if (pthread_key_create(&key_, [](void* slot) { static_cast<Slot*>(slot)->owner.end(slot); }) != 0)
       throw std::bad_alloc();
   }
-  ~PerThread() { pthread_key_delete(key_); }
+  ~PerThread() {
+    pthread_key_delete(key_);
+    detail::threadSlots() -= static_cast<long>(slots_.size());
+    detail::ownThreadSlots() -= static_cast<long>(slots_.size());  // there are no others any more
+  }
   PerThread(const PerThread&) = delete;
   PerThread& operator=(const PerThread&) = delete;
 
@@ -53,6 +88,8 @@ class PerThread {
       slots_.pop_back();
       throw std::bad_alloc();
     }
+    ++detail::threadSlots();
+    ++detail::ownThreadSlots();
     return slots_.back()->value;
   }
 
@@ -63,14 +100,18 @@ class PerThread {
     T value{};
   };
   void end(void* slot) noexcept {
-    std::unique_ptr<Slot> ended;  // destroyed outside the lock
-    const std::lock_guard guard(mutex_);
-    for (auto& each : slots_) {
-      if (each.get() != slot) continue;
-      ended = std::exchange(each, std::move(slots_.back()));
-      slots_.pop_back();
-      return;
+    {
+      std::unique_ptr<Slot> ended;  // destroyed outside the lock
+      const std::lock_guard guard(mutex_);
+      for (auto& each : slots_) {
+        if (each.get() != slot) continue;
+        ended = std::move(each);
+        each = std::move(slots_.back());
+        slots_.pop_back();
+        break;
+      }
     }
+    --detail::threadSlots();  // the last: this may be what the unloading of the library waited for
   }
 
   pthread_key_t key_{};

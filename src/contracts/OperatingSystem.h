@@ -47,8 +47,9 @@ class OperatingSystem {
   virtual String fromAnsi(std::span<const std::uint8_t> bytes) = 0;
   // All of them or none; durable.
   virtual void setClassesValues(std::span<const ClassesValue> values) = 0;
-  // Deletes keys with all that is under them. A key that is not there is no error.
-  virtual void deleteClassesKeys(std::span<const std::u16string> keys) = 0;
+  // Deletes the values of these keys and names, and keys without values; nothing else. A value that is not
+  // there is no error.
+  virtual void deleteClassesValues(std::span<const ClassesValue> values) = 0;
 };
 
 }  // namespace CorvaneQueue

@@ -15,10 +15,8 @@ Queue::~Queue() {
   if (relay_) relay_->disconnect();
   if (backEnd_) {
     // An error of it is nobody's any more; one that is on its way to the client must still arrive.
-    IErrorInfo* before = nullptr;
-    GetErrorInfo(0, &before);
+    const KeptErrorInformation kept;
     backEnd_->raw_Abort();
-    SetErrorInfo(0, Ref<IErrorInfo>::adopt(before).get());
   }
   backEnd_ = nullptr;
   errors_.releaseTrace();

@@ -8,5 +8,7 @@
 namespace CorvaneQueue {
 
 std::span<const CreatableClass> creatableClasses() noexcept;
+// Opens the door to the platform, if it is not open.
+void openDoor();
 
 }  // namespace CorvaneQueue

@@ -5,8 +5,8 @@
 #include "PublishedTypes.h"
 
 #include <CorvaneQueue/server.h>
-#include <dlfcn.h>
-#include <filesystem>
+#include <fstream>
+#include <sstream>
 #include <vector>
 
 namespace CorvaneQueue {
@@ -22,11 +22,22 @@ std::u16string braced(const GUID& guid) {
   return u"{" + text + u"}";
 }
 
+// The file that this code was mapped from; the loader may know it by a name that was relative to another
+// directory.
 std::u16string libraryFile() {
-  Dl_info found{};
-  if (::dladdr(reinterpret_cast<const void*>(&DllRegisterServer), &found) == 0 || found.dli_fname == nullptr)
-    throw Error(E_FAIL, u"CorvaneQueue", u"The file of the library could not be found out.");
-  return std::filesystem::canonical(found.dli_fname).u16string();
+  const auto here = reinterpret_cast<std::uintptr_t>(&DllRegisterServer);
+  std::ifstream maps("/proc/self/maps");
+  for (std::string line; std::getline(maps, line);) {
+    std::istringstream words(line);
+    std::uintptr_t begin = 0;
+    std::uintptr_t end = 0;
+    char dash = 0;
+    words >> std::hex >> begin >> dash >> end;
+    const auto path = line.find('/');
+    if (here < begin || here >= end || path == std::string::npos) continue;
+    return std::u16string(fromUtf8(line.substr(path)).view());
+  }
+  throw Error(E_FAIL, u"CorvaneQueue", u"The file of the library could not be found out.");
 }
 
 std::u16string classKey(const CLSID& identity) { return u"CLSID\\" + braced(identity); }
@@ -66,16 +77,6 @@ std::vector<ClassesValue> registration() {
   return values;
 }
 
-std::vector<std::u16string> registeredKeys() {
-  std::vector<std::u16string> keys{typeLibraryKey()};
-  for (const CreatableClass& created : creatableClasses()) {
-    keys.push_back(classKey(created.identity));
-    keys.emplace_back(created.name);
-  }
-  for (const DescribedInterface& published : publishedInterfaces) keys.push_back(interfaceKey(published.iid));
-  return keys;
-}
-
 }  // namespace
 
 }  // namespace CorvaneQueue
@@ -85,11 +86,17 @@ using namespace CorvaneQueue;
 extern "C" {
 
 HRESULT DllRegisterServer() noexcept {
-  return answer([] { platform().system->setClassesValues(registration()); });
+  return answer([] {
+    openDoor();
+    platform().system->setClassesValues(registration());
+  });
 }
 
 HRESULT DllUnregisterServer() noexcept {
-  return answer([] { platform().system->deleteClassesKeys(registeredKeys()); });
+  return answer([] {
+    openDoor();
+    platform().system->deleteClassesValues(registration());
+  });
 }
 
 }  // extern "C"

@@ -15,12 +15,20 @@ namespace CorvaneQueue {
 
 namespace {
 
-// The door is open as long as the library is loaded.
+// The door is open from the first creation of an object on, as long as the library is loaded.
 struct OpenDoor {
   platform_layer::EmbeddedPlatform embedded{store::sqliteStore()};
   ScopedPlatform installed{embedded.door()};
 };
-const Lasting<OpenDoor> door;
+Lasting<OpenDoor> door;
+
+// An entry into the library: counts as alive, so that it is not unloaded meanwhile.
+struct Entered {
+  Entered() { ++liveObjects(); }
+  ~Entered() { --liveObjects(); }
+  Entered(const Entered&) = delete;
+  Entered& operator=(const Entered&) = delete;
+};
 
 template <class T>
 Ref<IDispatch> createObject() {
@@ -46,6 +54,7 @@ const CreatableClass ourClasses[] = {
 }  // namespace
 
 std::span<const CreatableClass> creatableClasses() noexcept { return ourClasses; }
+void openDoor() { static_cast<void>(*door); }
 
 }  // namespace CorvaneQueue
 
@@ -58,10 +67,18 @@ HRESULT DllGetClassObject(REFCLSID identity, REFIID iid, void** object) noexcept
   *object = nullptr;
   const auto* found = std::ranges::find(ourClasses, identity, &CreatableClass::identity);
   if (found == std::end(ourClasses)) return CLASS_E_CLASSNOTAVAILABLE;
-  return answer([&] { throwIfFailed(make<ClassObject>(*found)->QueryInterface(iid, object)); });
+  return answer([&] {
+    const Entered entered;
+    openDoor();
+    throwIfFailed(make<ClassObject>(*found)->QueryInterface(iid, object));
+  });
 }
 
-HRESULT DllCanUnloadNow() noexcept { return liveObjects() == 0 ? S_OK : S_FALSE; }
+HRESULT DllCanUnloadNow() noexcept {
+  if (!isIdle()) return S_FALSE;
+  releaseLasting();
+  return S_OK;
+}
 
 HRESULT CLSIDFromProgID(LPCOLESTR name, CLSID* identity) noexcept {
   return answer([&] {

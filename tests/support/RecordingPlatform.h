@@ -359,7 +359,7 @@ class RecordingPlatform final : HostServices, MessageQueuing, DatabaseAccess, Op
   }
   SystemTime GetSystemTime() override { return recorder.now; }
   void setClassesValues(std::span<const ClassesValue>) override {}
-  void deleteClassesKeys(std::span<const std::u16string>) override {}
+  void deleteClassesValues(std::span<const ClassesValue>) override {}
   TimeZoneId GetTimeZoneInformation(std::int32_t& bias) override {
     bias = recorder.bias;
     return recorder.zone;

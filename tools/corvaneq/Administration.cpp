@@ -56,16 +56,16 @@ void names(const std::string& queue) {
   print({{"path name", path}, {"format name", (isAddress ? "DIRECT=TCP:" : "DIRECT=OS:") + path}});
 }
 
-void settings(const std::string& name, const std::string& value) {
+void settings(const std::optional<std::string>& name, const std::optional<std::string>& value) {
   const auto utility = create<Utility>();
-  bool known = name.empty();
+  bool known = !name;
   for (const Setting& setting : knownSettings) {
-    if (!name.empty() && name != setting.name) continue;
+    if (name && *name != setting.name) continue;
     known = true;
-    if (!value.empty()) setting.write(utility, argument("value", value));
+    if (value) setting.write(utility, argument("value", *value));
     print({{"setting", setting.name}, {"value", toUtf8(setting.read(utility))}});
   }
-  if (!known) refuse("There is no setting \"" + name + "\"; there are QueueStoreType and UsesPublicQueues.");
+  if (!known) refuse("There is no setting \"" + *name + "\"; there are QueueStoreType and UsesPublicQueues.");
 }
 
 void describe() {

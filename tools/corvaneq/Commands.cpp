@@ -6,7 +6,6 @@
 
 #include <filesystem>
 #include <iostream>
-#include <optional>
 
 namespace corvaneq {
 
@@ -121,7 +120,14 @@ int receive(const std::string& queueName, const ReceiveOptions& options) {
 }
 
 void acknowledge(const std::string& queue, const std::string& identifier) {
-  openQueue(queue)->AcknowledgeDocument(argument("identifier", identifier));
+  if (!create<Queues>()->Exists(argument("queue name", queue)))
+    throw NotThere("There is no queue \"" + queue + "\".");
+  try {
+    openQueue(queue)->AcknowledgeDocument(argument("identifier", identifier));
+  } catch (const Error& error) {
+    if (error.number() == ErrorNumber::InvalidArgument) throw NotThere(error.what());
+    throw;
+  }
   print({{"action", "acknowledged"}, {"id", identifier}});
 }
 
@@ -187,9 +193,10 @@ void purge(const std::string& queueName, Among among, bool isConfirmed) {
   const char* const kind = among == Among::Waiting ? "waiting" : "acknowledged";
   if (!isConfirmed && count > 0) {
     std::cerr << "Delete all " << count << ' ' << kind << " documents of \"" << queueName << "\"? [y/N] "
-              << std::flush;
+              << (usesJson() ? "\n" : "") << std::flush;
     std::string reply;
     std::getline(std::cin, reply);
+    if (!std::cin) std::cerr << '\n';
     if (reply != "y" && reply != "Y" && reply != "yes")
       throw Declined("Nothing was deleted. Answer y, or add --yes.");
   }

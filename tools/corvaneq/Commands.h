@@ -3,6 +3,7 @@
 #pragma once
 
 #include <CorvaneQueue/CorvaneQueue.h>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -63,7 +64,7 @@ void createQueue(const std::string& queue);
 bool exists(const std::string& queue);
 void names(const std::string& queue);
 // All settings, one, or a change of one.
-void settings(const std::string& name, const std::string& value);
+void settings(const std::optional<std::string>& name, const std::optional<std::string>& value);
 void describe();
 void registerServer();
 void unregisterServer();

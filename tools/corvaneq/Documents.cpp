@@ -4,6 +4,7 @@
 
 #include <iconv.h>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <iostream>
@@ -24,7 +25,13 @@ namespace {
 }
 
 std::string contentOf(const std::string& file) {
-  if (file == "-") return {std::istreambuf_iterator<char>(std::cin), {}};
+  if (file == "-") {
+    std::string content;
+    char part[4096];
+    for (std::size_t size; (size = std::fread(part, 1, sizeof part, stdin)) > 0;) content.append(part, size);
+    if (std::ferror(stdin) != 0) failed("cannot be read", file, std::generic_category().message(errno));
+    return content;
+  }
   if (std::filesystem::is_directory(file)) failed("cannot be read", file, "it is a directory");
   std::ifstream stream(file, std::ios::binary);
   if (!stream) failed("cannot be read", file, std::generic_category().message(errno));

@@ -58,7 +58,7 @@ void print(Row row) {
   if (isJson)
     line = jsonText(row);
   else
-    for (const auto& [name, field] : row) line += (line.empty() ? "" : "\t") + shown(field);
+    for (const auto& field : row) line += (&field == row.begin() ? "" : "\t") + shown(field.second);
   if (isatty(STDOUT_FILENO) != 0) eraseBar();
   std::cout << line << std::endl;
   if (!std::cout)
@@ -72,7 +72,7 @@ void printError(const std::string& description, const std::string& number, const
     std::cerr << jsonText({{"error", description}, {"number", number}, {"source", source}}) << '\n';
     return;
   }
-  std::cerr << "corvaneq: " << description;
+  std::cerr << "corvaneq: " << oneLine(description);
   if (!number.empty()) std::cerr << " (error " << number << (source.empty() ? "" : ", ") << source << ")";
   std::cerr << '\n';
 }
@@ -101,14 +101,18 @@ Progress::~Progress() { eraseBar(); }
 
 void Progress::step() {
   ++done_;
-  if (!isShown_ || total_ == 0) return;
+  if (!isShown_) return;
   const auto now = std::chrono::steady_clock::now();
   if (now < next_) return;
   next_ = now + std::chrono::milliseconds(100);
-  constexpr std::size_t width = 40;
-  const std::size_t filled = std::min(width, width * done_ / total_);
-  std::cerr << "\r[" << std::string(filled, '#') << std::string(width - filled, ' ') << "] " << done_ << '/'
-            << total_ << "\033[K" << std::flush;
+  if (total_ == 0) {
+    std::cerr << '\r' << done_ << " done\033[K" << std::flush;
+  } else {
+    constexpr std::size_t width = 40;
+    const std::size_t filled = std::min(width, width * done_ / total_);
+    std::cerr << "\r[" << std::string(filled, '#') << std::string(width - filled, ' ') << "] " << done_ << '/'
+              << total_ << "\033[K" << std::flush;
+  }
   isBarDrawn = true;
 }
 

@@ -31,7 +31,7 @@ std::string timeText(CorvaneQueue::Date time);
 // A bar on the error stream while work of more than a second goes on, when that is a terminal.
 class Progress {
  public:
-  explicit Progress(std::size_t total);
+  explicit Progress(std::size_t total);  // 0 when it is not known
   ~Progress();
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;

@@ -2,9 +2,12 @@
 #include "Commands.h"
 #include "Output.h"
 
+#include <fcntl.h>
+#include <unistd.h>
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <iostream>
+#include <optional>
 
 namespace {
 
@@ -29,7 +32,8 @@ struct Arguments {
   std::vector<std::string> items;
   std::string encoding;
   std::string identifier;
-  std::string value;
+  std::optional<std::string> setting;
+  std::optional<std::string> value;
   corvaneq::RoutingOptions routing;
   corvaneq::ReceiveOptions receiving;
   bool isJournal = false;
@@ -57,11 +61,37 @@ void addJournalFlag(CLI::App* command, Arguments& given) {
   command->add_flag("--journal", given.isJournal, "Of the acknowledged documents, not of the waiting ones");
 }
 
+CLI::Option* addItems(CLI::App* command, Arguments& given, const char* name, const char* help) {
+  return command->add_option(name, given.items, help);
+}
+
+// Every argument is taken as it is. The parser would make a list of one in brackets: a mark before the
+// bracket keeps it from that, and is taken off when the argument has found its option.
+constexpr char asItIs = '\x01';
+std::vector<std::string> markedArguments(int argc, char** argv) {
+  std::vector<std::string> marked;
+  for (int i = argc - 1; i > 0; --i)  // the parser takes them last first
+    marked.push_back((argv[i][0] == '[' ? std::string(1, asItIs) : std::string()) + argv[i]);
+  return marked;
+}
+void takeMarksOff(CLI::App& app) {
+  for (CLI::App* command : app.get_subcommands([](CLI::App*) { return true; }))
+    for (CLI::Option* option : command->get_options())
+      option->transform([](const std::string& text) { return text[0] == asItIs ? text.substr(1) : text; });
+}
+
+// A stream that is closed must fail when it is used, not turn into whatever file is opened next.
+void secureStreams() {
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+    if (::fcntl(stream, F_GETFD) < 0)
+      static_cast<void>(::open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY));
+}
+
 void addDocumentCommands(CLI::App& app, Arguments& given) {
   auto* send = addQueueCommand(app, given, "send", "Send files as documents.", [&] {
     corvaneq::send(given.queue, given.items, given.encoding, given.routing);
   });
-  send->add_option("files", given.items, "Files, - for standard input")->required();
+  addItems(send, given, "files", "Files, - for standard input")->required();
   send->add_option("--encoding", given.encoding, "Encoding of the files, when it is not UTF-8");
   send->add_option("--msg-type", given.routing.msgType, "Message type");
   send->add_option("--msg-id", given.routing.msgID, "Message identifier");
@@ -99,13 +129,12 @@ void addDocumentCommands(CLI::App& app, Arguments& given) {
         corvaneq::copy(given.queue, given.other, given.items, given.among());
       });
   copy->add_option("to", given.other, "The queue to copy to")->required();
-  copy->add_option("ids", given.items, "Identifiers of the documents");
+  addItems(copy, given, "ids", "Identifiers of the documents");
   copy->add_flag("--all", given.isAll, "Every document");
   addJournalFlag(copy, given);
-  addQueueCommand(app, given, "delete", "Delete waiting documents.",
-                  [&] { corvaneq::deleteMessages(given.queue, given.items); })
-      ->add_option("ids", given.items, "Identifiers of the documents")
-      ->required();
+  auto* remove = addQueueCommand(app, given, "delete", "Delete waiting documents.",
+                                 [&] { corvaneq::deleteMessages(given.queue, given.items); });
+  addItems(remove, given, "ids", "Identifiers of the documents")->required();
   auto* purge = addQueueCommand(app, given, "purge", "Delete all waiting documents, or the journal.",
                                 [&] { corvaneq::purge(given.queue, given.among(), given.isConfirmed); });
   addJournalFlag(purge, given);
@@ -120,8 +149,8 @@ void addOtherCommands(CLI::App& app, Arguments& given) {
   addQueueCommand(app, given, "names", "Print the path name and the format name of a queue.",
                   [&] { corvaneq::names(given.queue); });
   auto* settings = addCommand(app, "settings", "Show the settings, or change one.",
-                              [&] { corvaneq::settings(given.other, given.value); });
-  settings->add_option("name", given.other, "The setting");
+                              [&] { corvaneq::settings(given.setting, given.value); });
+  settings->add_option("name", given.setting, "The setting");
   settings->add_option("value", given.value, "Its new value");
   addCommand(app, "describe", "Print the type description of the library, as IDL.", corvaneq::describe);
   addCommand(app, "register", "Enter the classes and the type library into the registry.",
@@ -132,6 +161,7 @@ void addOtherCommands(CLI::App& app, Arguments& given) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  secureStreams();
   CLI::App app{"Sends, receives and browses documents of CorvaneQueue."};
   app.require_subcommand(1);
   app.fallthrough();
@@ -146,20 +176,28 @@ int main(int argc, char** argv) {
   Arguments given;
   addDocumentCommands(app, given);
   addOtherCommands(app, given);
+  takeMarksOff(app);
 
-  const auto commands =
-      app.get_subcommands([&](CLI::App* command) { return argc > 1 && command->check_name(argv[1]); });
-  if (argc > 1 && argv[1][0] != '-' && commands.empty()) {
-    std::cerr << "corvaneq: There is no command \"" << argv[1] << "\"; see corvaneq --help.\n";
+  int first = 1;  // argument that names a command
+  for (; first < argc && argv[first][0] == '-'; ++first)
+    if (std::string_view(argv[first]) == "--json") corvaneq::useJson();
+  const auto isFirst = [&](CLI::App* command) { return command->check_name(argv[first]); };
+  if (first < argc && app.get_subcommands(isFirst).empty()) {
+    corvaneq::printError(std::string("There is no command \"") + argv[first] + "\"; see corvaneq --help.", "",
+                         "");
     return wrongUsage;
   }
   try {
-    app.parse(argc, argv);
+    app.parse(markedArguments(argc, argv));
     std::cout.flush();
     if (std::cout) return given.result;
     corvaneq::printError("Standard output cannot be written.", "", "");
     return failed;
   } catch (const CLI::ParseError& error) {
+    if (corvaneq::usesJson() && error.get_exit_code() != 0) {
+      corvaneq::printError(error.what(), "", "");
+      return wrongUsage;
+    }
     return app.exit(error) == 0 ? succeeded : wrongUsage;
   } catch (const corvaneq::NotThere& error) {
     corvaneq::printError(error.what(), "", "");

@@ -25,13 +25,13 @@ struct Decompressor : std::unique_ptr<ZSTD_DCtx, FreeContext> {
   Decompressor() : unique_ptr(ZSTD_createDCtx()) {}
 };
 ZSTD_CCtx& compressor() {
-  static const Lasting<PerThread<Compressor>> contexts;
+  static Lasting<PerThread<Compressor>> contexts;
   const auto& context = contexts->current();
   if (!context) throw std::bad_alloc();
   return *context;
 }
 ZSTD_DCtx& decompressor() {
-  static const Lasting<PerThread<Decompressor>> contexts;
+  static Lasting<PerThread<Decompressor>> contexts;
   const auto& context = contexts->current();
   if (!context) throw std::bad_alloc();
   return *context;

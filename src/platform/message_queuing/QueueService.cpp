@@ -66,7 +66,7 @@ class QueueService::Generation {
 };
 
 std::shared_ptr<QueueService> QueueService::current() {
-  static const Lasting<PerThread<std::weak_ptr<QueueService>>> services;
+  static Lasting<PerThread<std::weak_ptr<QueueService>>> services;
   auto& kept = services->current();
   auto installation = installationDirectory();
   auto service = kept.lock();

@@ -46,7 +46,9 @@ class QueueService : public std::enable_shared_from_this<QueueService> {
   // The message at that position, or nothing when it is gone or held by somebody.
   std::optional<MessageHeader> visibleAt(Box box, std::int64_t position);
   // Nothing when the message is gone meanwhile.
-  std::shared_ptr<const Variant> body(Box box, const MessageHeader& header) { return store().body(box, header); }
+  std::shared_ptr<const Variant> body(Box box, const MessageHeader& header) {
+    return store().body(box, header);
+  }
 
   // Takes the first visible message behind a position (`exactly`: the one at it), for the transaction or
   // for good, and loads its body if it is wanted.

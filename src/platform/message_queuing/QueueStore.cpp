@@ -361,7 +361,8 @@ std::int64_t QueueStore::drop(const Taken& message) {
   header.bind(1, message.box.number());
   header.bind(2, message.position);
   while (header.step()) size = header.integer(0);
-  Statement body = database_.prepare("INSERT INTO dbo.mqDropped (messageId) VALUES (?1) ON CONFLICT DO NOTHING");
+  Statement body =
+      database_.prepare("INSERT INTO dbo.mqDropped (messageId) VALUES (?1) ON CONFLICT DO NOTHING");
   body.bind(1, message.id);
   body.step();
   ++droppedCount_;

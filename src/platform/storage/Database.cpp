@@ -27,7 +27,7 @@ constexpr auto ordinaryWait = std::chrono::seconds(30);
 std::u16string widened(std::string_view text) { return {text.begin(), text.end()}; }
 
 [[noreturn]] void fail(std::int32_t number, const std::filesystem::path& file, std::u16string_view what) {
-  throw Error(number, storeSource, u"The store \"" + file.u16string() + u"\": " + std::u16string(what));
+  throw Error(number, storeSource, u"The store \"" + shownPath(file) + u"\": " + std::u16string(what));
 }
 
 [[noreturn]] void throwFor(sqlite3* handle, int code, const char* tried, const std::filesystem::path& file) {
@@ -90,8 +90,11 @@ struct Sessions {
 
 namespace {
 const std::shared_ptr<Sessions>& processSessions() {
-  static const Lasting<std::shared_ptr<Sessions>> all(std::make_shared<Sessions>());
-  return *all;
+  struct Shared {
+    std::shared_ptr<Sessions> sessions = std::make_shared<Sessions>();
+  };
+  static Lasting<Shared> all;
+  return all->sessions;
 }
 }  // namespace
 

@@ -43,7 +43,7 @@ toml::table parsed(std::string_view content, const std::filesystem::path& file) 
     return toml::parse(content, file.string());
   } catch (const toml::parse_error& error) {
     throw Error(E_FAIL, {},
-                u"The settings file \"" + file.u16string() + u"\" does not parse: line " +
+                u"The settings file \"" + shownPath(file) + u"\" does not parse: line " +
                     decimal(static_cast<std::int64_t>(error.source().begin.line)) + u", column " +
                     decimal(static_cast<std::int64_t>(error.source().begin.column)) + u": " +
                     std::u16string(fromUtf8(error.description()).view()) +
@@ -184,19 +184,13 @@ std::string edited(const std::string& content, toml::table& root, const TomlFile
   return grown + "[" + headerText(address) + "]\n" + line;
 }
 
-void collectHeaders(const toml::table& table, std::vector<toml::source_index>& lines) {
-  for (auto&& [key, node] : table) {
-    if (const auto* inner = node.as_table()) {
-      if (inner->source().begin.line > 0) lines.push_back(inner->source().begin.line);
-      collectHeaders(*inner, lines);
-    } else if (const auto* list = node.as_array()) {
-      for (const auto& element : *list)
-        if (const auto* each = element.as_table()) {
-          lines.push_back(each->source().begin.line);
-          collectHeaders(*each, lines);
-        }
-    }
-  }
+std::string_view lineOf(std::string_view content, toml::source_index line) {
+  const std::size_t begin = offsetOf(content, {line, 1});
+  return content.substr(begin, content.find('\n', begin) - begin);
+}
+// Lines from..to, both included.
+std::string withoutLines(const std::string& content, toml::source_index from, toml::source_index to) {
+  return content.substr(0, offsetOf(content, {from, 1})) + content.substr(offsetOf(content, {to + 1, 1}));
 }
 
 // Every setting of a table and the tables in it, under its folded address.
@@ -260,6 +254,10 @@ void TomlFile::edit(const std::filesystem::path& file,
   lockPath += ".lock";
   const FileDescriptor lockFile(lockPath, O_RDWR | O_CREAT);
   const FileLock lock(lockFile);
+  if (std::filesystem::exists(file) && !std::filesystem::is_regular_file(file)) {
+    errno = EISDIR;
+    throwSystemError(u"Writing the settings file", file);
+  }
   const std::string content = std::filesystem::exists(file) ? contentOf(file) : std::string();
   const std::string changed = change(content);
   if (changed != content) replaceFile(file, changed);
@@ -280,7 +278,7 @@ void TomlFile::write(const std::filesystem::path& file, std::span<const Setting>
       };
       if (!readsBack())
         throw Error(E_FAIL, {},
-                    u"The setting could not be written into \"" + file.u16string() +
+                    u"The setting could not be written into \"" + shownPath(file) +
                         u"\": write the table as \"[" + std::u16string(fromUtf8(headerText(address)).view()) +
                         u"]\".");
     }
@@ -293,29 +291,45 @@ void TomlFile::write(const std::filesystem::path& file, const Address& address, 
   write(file, std::span(&setting, 1));
 }
 
-void TomlFile::removeTables(const std::filesystem::path& file, std::u16string_view outer,
-                            const std::function<bool(std::u16string_view)>& isChosen) {
-  edit(file, [&](const std::string& content) {
-    toml::table root = parsed(content, file);
-    toml::node* const node = find(&root, outer);
-    const toml::table* const tables = node == nullptr ? nullptr : node->as_table();
-    if (tables == nullptr) return content;
-    std::vector<toml::source_index> headers;  // the lines on which some table begins
-    collectHeaders(root, headers);
-    std::ranges::sort(headers);
-    std::string kept;
-    std::size_t at = 0;
-    std::vector<toml::source_index> removed;
-    for (auto&& [name, table] : *tables)
-      if (table.is_table() && isChosen(fromUtf8(name.str()))) removed.push_back(table.source().begin.line);
-    std::ranges::sort(removed);
-    for (const toml::source_index line : removed) {
-      const auto next = std::ranges::upper_bound(headers, line);
-      const std::size_t begin = offsetOf(content, {line, 1});
-      kept += content.substr(at, begin - at);
-      at = next == headers.end() ? content.size() : offsetOf(content, {*next, 1});
+void TomlFile::remove(const std::filesystem::path& file, std::span<const Address> addresses) {
+  edit(file, [&](std::string content) {
+    for (const Address& address : addresses) {
+      toml::table root = parsed(content, file);
+      toml::table* const table = tableOf(root, address);
+      const toml::node* const node = find(table, address.back());
+      if (node == nullptr) continue;
+      std::string shortened = withoutLines(content, node->source().begin.line, node->source().end.line);
+      const toml::source_index header = table->source().begin.line;
+      if (table->size() == 1 && header > 0 && header < node->source().begin.line) {
+        shortened = withoutLines(shortened, header, header);
+        if (header > 1 && lineOf(shortened, header - 1).empty())  // what set the table apart
+          shortened = withoutLines(shortened, header - 1, header - 1);
+      }
+      // Everything else must be there as before, whatever shape the file had.
+      Values before;
+      Values after;
+      collect(root, {}, before);
+      before.erase(foldedKey(address));
+      const auto isAsWanted = [&] {
+        try {
+          collect(parsed(shortened, file), {}, after);
+        } catch (const Error&) {
+          return false;
+        }
+        return before.size() == after.size() && std::ranges::all_of(before, [&](const auto& entry) {
+                 const auto same = after.find(entry.first);
+                 return same != after.end() && toString(same->second.get()) == toString(entry.second.get());
+               });
+      };
+      if (!isAsWanted())
+        throw Error(E_FAIL, {},
+                    u"The value \"" + std::u16string(address.back()) + u"\" of [" +
+                        std::u16string(fromUtf8(headerText(address)).view()) +
+                        u"] could not be removed from \"" + shownPath(file) +
+                        u"\": write it on a line of its own. Nothing was changed.");
+      content = std::move(shortened);
     }
-    return kept + content.substr(at);
+    return content;
   });
 }
 

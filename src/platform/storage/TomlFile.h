@@ -36,9 +36,8 @@ class TomlFile {
   // does not parse.
   void write(const std::filesystem::path& file, std::span<const Setting> settings);
   void write(const std::filesystem::path& file, const Address& address, const Variant& value);
-  // Removes the tables of the table `outer` whose names are chosen, in the same way.
-  void removeTables(const std::filesystem::path& file, std::u16string_view outer,
-                    const std::function<bool(std::u16string_view name)>& isChosen);
+  // Removes values, and the tables that are empty then, in the same way. One that is not there is no error.
+  void remove(const std::filesystem::path& file, std::span<const Address> addresses);
 
  private:
   using Values = std::unordered_map<std::u16string, Variant>;

@@ -13,10 +13,21 @@
 
 namespace CorvaneQueue::platform_layer {
 
+std::u16string shownPath(const std::filesystem::path& file) {
+  try {
+    return std::u16string(fromUtf8(file.native()).view());
+  } catch (const Error&) {
+    std::u16string shown;
+    for (const char c : file.native())
+      shown += static_cast<unsigned char>(c) < 0x80 ? static_cast<char16_t>(c) : u'?';
+    return shown;
+  }
+}
+
 void throwSystemError(std::u16string_view tried, const std::filesystem::path& file) {
   const std::string reason = std::generic_category().message(errno);
   throw Error(E_FAIL, {},
-              std::u16string(tried) + u" \"" + file.u16string() + u"\" failed: " +
+              std::u16string(tried) + u" \"" + shownPath(file) + u"\" failed: " +
                   std::u16string(reason.begin(), reason.end()) + u".");
 }
 
@@ -47,13 +58,25 @@ std::filesystem::path installationDirectory() {
   return directory;
 }
 
+namespace {
+// A program may run with its standard streams closed: nothing that it prints must end up in our files.
+int notStandard(int descriptor) {
+  if (descriptor < 0 || descriptor > STDERR_FILENO) return descriptor;
+  const int higher = ::fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  const int reason = errno;
+  ::close(descriptor);
+  errno = reason;
+  return higher;
+}
+}  // namespace
+
 FileDescriptor::FileDescriptor(const std::filesystem::path& file, int flags, unsigned mode)
-    : descriptor_(::open(file.c_str(), flags | O_CLOEXEC, mode)) {
+    : descriptor_(notStandard(::open(file.c_str(), flags | O_CLOEXEC, mode))) {
   if (descriptor_ < 0) throwSystemError(u"Opening", file);
 }
 FileDescriptor FileDescriptor::ifPermitted(const std::filesystem::path& file, int flags) {
   FileDescriptor opened;
-  opened.descriptor_ = ::open(file.c_str(), flags | O_CLOEXEC, 0600);
+  opened.descriptor_ = notStandard(::open(file.c_str(), flags | O_CLOEXEC, 0600));
   if (opened.descriptor_ < 0 && errno != EACCES && errno != EROFS) throwSystemError(u"Opening", file);
   return opened;
 }
@@ -80,9 +103,17 @@ FileLock::~FileLock() { ::flock(descriptor_, LOCK_UN); }
 
 void replaceFile(const std::filesystem::path& file, std::string_view content,
                  std::filesystem::path temporary) {
+  if (std::filesystem::is_symlink(file))
+    return replaceFile(std::filesystem::canonical(file), content, temporary);
   if (temporary.empty()) temporary = file.string() + ".new";
   try {
     const FileDescriptor written(temporary, O_WRONLY | O_CREAT | O_TRUNC);
+    struct stat before {};
+    if (::stat(file.c_str(), &before) == 0) {  // its owner and permissions stay, as far as may be
+      if (::fchown(written.get(), before.st_uid, before.st_gid) != 0 && errno != EPERM)
+        throwSystemError(u"Writing", temporary);
+      if (::fchmod(written.get(), before.st_mode & 07777) != 0) throwSystemError(u"Writing", temporary);
+    }
     for (std::string_view left = content; !left.empty();) {
       const ssize_t count = ::write(written.get(), left.data(), left.size());
       if (count < 0) {

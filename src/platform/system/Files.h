@@ -48,6 +48,9 @@ class FileLock {
 void replaceFile(const std::filesystem::path& file, std::string_view content,
                  std::filesystem::path temporary = {});
 
+// The name of a file for people, whatever bytes it has.
+std::u16string shownPath(const std::filesystem::path& file);
+
 // Throws the Error of the last failed system call: what was tried, with which file, and why not.
 [[noreturn]] void throwSystemError(std::u16string_view tried, const std::filesystem::path& file);
 

@@ -3,9 +3,7 @@
 #include "CodePage.h"
 #include "Files.h"
 #include "Lasting.h"
-#include "Text.h"
 
-#include <algorithm>
 #include <chrono>
 #include <ctime>
 #include <optional>
@@ -17,7 +15,7 @@ namespace {
 constexpr std::int32_t windows1252 = 1252;
 
 CodePage& codePage(std::int32_t number) {
-  static const Lasting<PerThread<std::optional<CodePage>>> kept;
+  static Lasting<PerThread<std::optional<CodePage>>> kept;
   auto& current = kept->current();
   if (!current || current->number() != number) current.emplace(number);
   return *current;
@@ -86,12 +84,10 @@ void LinuxSystem::setClassesValues(std::span<const ClassesValue> values) {
   registry_.write(registryFile(), settings);
 }
 
-void LinuxSystem::deleteClassesKeys(std::span<const std::u16string> keys) {
-  registry_.removeTables(registryFile(), classesRoot, [&](std::u16string_view name) {
-    return std::ranges::any_of(keys, [&](const std::u16string& key) {
-      return foldCase(name) == foldCase(key) || foldCase(name).starts_with(foldCase(key + u"\\"));
-    });
-  });
+void LinuxSystem::deleteClassesValues(std::span<const ClassesValue> values) {
+  std::vector<TomlFile::Address> addresses;
+  for (const auto& [key, name, text] : values) addresses.push_back({classesRoot, key, name});
+  registry_.remove(registryFile(), addresses);
 }
 
 }  // namespace CorvaneQueue::platform_layer

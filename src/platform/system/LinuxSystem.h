@@ -16,7 +16,7 @@ class LinuxSystem final : public OperatingSystem {
   Variant toAnsi(std::u16string_view text) override;
   String fromAnsi(std::span<const std::uint8_t> bytes) override;
   void setClassesValues(std::span<const ClassesValue> values) override;
-  void deleteClassesKeys(std::span<const std::u16string> keys) override;
+  void deleteClassesValues(std::span<const ClassesValue> values) override;
 
  private:
   std::int32_t numberSetting(const char16_t* key, std::int32_t byDefault);
