@@ -311,6 +311,66 @@ TEST(QueueService, WaitsWithoutBeingAskedAgain) {
   EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(50));
 }
 
+TEST(QueueService, NotifiesOnceForEachArming) {
+  const Installation home;
+  using namespace std::chrono_literals;
+  Process sender([] {
+    usleep(50'000);
+    send(open(orders, MQ_SEND_ACCESS), "from another process");
+    return 0;
+  });
+  createQueue(orders);
+  const auto receiver = open(orders, MQ_RECEIVE_ACCESS);
+  Texts arrived;
+  Ref<IMSMQEvent> event = eventWith([&](const Ref<IMSMQQueue>& queue, LONG cursor) {
+    EXPECT_EQ(queue.get(), receiver.get());
+    EXPECT_EQ(cursor, 0);
+    arrived.push_back(bodyOf(receive(queue)));
+  });
+  notify(receiver, event);
+  EXPECT_EQ(Apartment::current().pump(0ms), 1);  // looks, and finds nothing
+  EXPECT_EQ(arrived, Texts{});
+  sender.go();
+  const auto before = std::clock();
+  while (arrived.empty()) Apartment::current().pump(10s);
+  EXPECT_LT(std::clock() - before, CLOCKS_PER_SEC / 10);
+  EXPECT_EQ(sender.wait(), 0);
+  const auto own = open(orders, MQ_SEND_ACCESS);
+  send(own, "not armed");
+  Apartment::current().pump(20ms);
+  EXPECT_EQ(arrived, Texts{"from another process"});
+  notify(receiver, event);  // there is one already: at the next pump, not now
+  EXPECT_EQ(arrived.size(), 1u);
+  Apartment::current().pump(1s);
+  EXPECT_EQ(arrived.back(), "not armed");
+
+  // Held by a transaction that is then aborted.
+  send(own, "held");
+  auto work = begin();
+  receive(receiver, work);
+  notify(receiver, event);
+  Apartment::current().pump(10ms);
+  EXPECT_EQ(arrived.size(), 2u);
+  work = nullptr;
+  while (arrived.size() < 3) Apartment::current().pump(10s);
+  EXPECT_EQ(arrived.back(), "held");
+
+  notify(receiver, event);
+  event = nullptr;  // and with it, its notification
+  send(own, "nobody listens");
+  Apartment::current().pump(20ms);
+  EXPECT_EQ(arrived.size(), 3u);
+  // A handler that lets go of everything, and one that arms anew.
+  int calls = 0;
+  event = eventWith([&](const Ref<IMSMQQueue>& queue, LONG) {
+    event = ++calls < 3 ? eventWith([&](const Ref<IMSMQQueue>&, LONG) { calls = 10; }) : nullptr;
+    if (calls < 3) notify(queue, event);
+  });
+  notify(receiver, event);
+  while (calls < 10) Apartment::current().pump(1s);
+  call<&IMSMQQueue::raw_Close>(receiver);
+}
+
 TEST(QueueService, WhatADeadProcessHeldIsFreeAgain) {
   const Installation home;
   int ready[2];

@@ -22,6 +22,17 @@ namespace {
 constexpr auto longestReadAhead = std::chrono::milliseconds(50);
 constexpr std::size_t readAheadCount = 64;
 
+// Room on the disk that is given up when it is full, so that messages can still be taken out: more than
+// the log of the store takes until what was stored has found its place.
+constexpr const char* reserveName = "reserve";
+constexpr off_t reserveSize = 16 << 20;
+void makeReserve(const std::filesystem::path& file) noexcept {
+  const int descriptor = ::open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+  if (descriptor < 0) return;
+  if (::posix_fallocate(descriptor, 0, reserveSize) != 0) ::unlink(file.c_str());  // there is no room
+  ::close(descriptor);
+}
+
 const std::filesystem::path& made(const std::filesystem::path& directory) {
   std::error_code error;
   std::filesystem::create_directories(directory, error);
@@ -84,6 +95,7 @@ QueueService::QueueService(std::filesystem::path installation)
       signals_(made(storage_ / "signals")),
       generation_(std::make_shared<Generation>(storage_ / "generation")) {
   made(storage_ / "lqs");
+  makeReserve(storage_ / reserveName);
   store();
   reconcileQueueFiles();
   TomlFile registry;
@@ -117,6 +129,15 @@ void QueueService::write(const std::function<void()>& work) {
                              .bstr());
     constexpr LONG warning = 2;
     log->raw_Report(VARIANT_FALSE, warning, MQ_ERROR_INSUFFICIENT_RESOURCES, String(u"Journal").bstr());
+  }
+}
+
+void QueueService::writeFreeing(const std::function<void()>& work) {
+  try {
+    write(work);
+  } catch (const DiskFull&) {
+    if (::unlink((storage_ / reserveName).c_str()) != 0) throw;
+    write(work);
   }
 }
 
@@ -306,7 +327,7 @@ std::optional<QueueService::Received> QueueService::receive(Box box, std::int64_
         return received;
       }
       bool isJournaled = false;
-      write([&] { isJournaled = store().take(taken); });
+      writeFreeing([&] { isJournaled = store().take(taken); });
       locks.unlock(header->id);
       if (isJournaled) signals_.signal(Box{box.queue, true}.number());
       return received;
@@ -348,15 +369,19 @@ void QueueService::release(TransactionWork& work) noexcept {
 
 void QueueService::commit(TransactionWork& work) {
   std::set<std::int64_t> signalled;
-  if (!work.taken.empty() || !work.sent.empty())
-    write([&] {
-      for (const Taken& taken : work.taken)
-        if (store().take(taken)) signalled.insert(Box{taken.box.queue, true}.number());
-      for (const Outgoing& message : work.sent) {
-        store().put(message);
-        signalled.insert(Box{message.queue, false}.number());
-      }
-    });
+  const auto storeAll = [&] {
+    signalled.clear();
+    for (const Taken& taken : work.taken)
+      if (store().take(taken)) signalled.insert(Box{taken.box.queue, true}.number());
+    for (const Outgoing& message : work.sent) {
+      store().put(message);
+      signalled.insert(Box{message.queue, false}.number());
+    }
+  };
+  if (!work.sent.empty())
+    write(storeAll);
+  else if (!work.taken.empty())
+    writeFreeing(storeAll);
   release(work);
   for (const std::int64_t box : signalled) signals_.signal(box);
 }

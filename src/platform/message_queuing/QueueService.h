@@ -76,6 +76,8 @@ class QueueService : public std::enable_shared_from_this<QueueService> {
  private:
   QueueStore& store();
   void write(const std::function<void()>& work);
+  // For work that takes messages out: goes on with the reserve when the disk is full.
+  void writeFreeing(const std::function<void()>& work);
   void reconcileQueueFiles();
   void writeQueueFile(const QueueRecord& queue);
   std::filesystem::path queueFile(std::int64_t queue) const;

@@ -40,7 +40,9 @@ std::u16string widened(std::string_view text) { return {text.begin(), text.end()
            u"timeout expired: another transaction has been open all the time. Try again, or commit or abort "
            u"that one.");
     case SQLITE_FULL:
-      fail(E_FAIL, file, u"the disk is full; nothing was stored. Free some space and try again.");
+      throw DiskFull(E_FAIL, storeSource,
+                     u"The store \"" + shownPath(file) +
+                         u"\": the disk is full; nothing was stored. Free some space and try again.");
     case SQLITE_READONLY:
     case SQLITE_PERM:
     case SQLITE_AUTH:

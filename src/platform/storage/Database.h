@@ -23,6 +23,12 @@ namespace CorvaneQueue::platform_layer {
 // The source of the errors of a store.
 inline constexpr std::u16string_view storeSource = u"CorvaneQueue.MessageStore";
 
+// The disk has no room for what was to be stored.
+class DiskFull : public Error {
+ public:
+  using Error::Error;
+};
+
 // A prepared statement while it is in use; resets itself for the next user. Parameters count from 1,
 // columns from 0. Bytes that are bound or read are not copied: bound ones must stay until the
 // statement is done, read ones are gone with the next step.
