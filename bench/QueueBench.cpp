@@ -10,6 +10,7 @@
 #include <sys/wait.h>
 #include <csignal>
 #include <cstdio>
+#include <ctime>
 
 using namespace queuing;
 using namespace measure;
@@ -264,6 +265,46 @@ void wakingUpPeek() {
   report("wake-up: send returned to peek returned", median(times) * 1e6, "us");
 }
 
+void idling() {
+  const Home home;
+  createQueue(path);
+  const auto receiver = open(path, MQ_RECEIVE_ACCESS);
+  const auto before = std::clock();
+  peek(receiver, 10'000);
+  report("processor time of a wait of 10 s",
+         static_cast<double>(std::clock() - before) / CLOCKS_PER_SEC * 1e3, "ms");
+}
+
+// From the death of a process to the receive of what it held.
+void afterADeath() {
+  std::vector<double> times;
+  for (int i = 0; i < 9; ++i) {
+    const Home home;
+    int ready[2];
+    if (pipe(ready) != 0) std::exit(1);
+    const pid_t child = fork();
+    if (child == 0) {
+      createQueue(path);
+      send(open(path, MQ_SEND_ACCESS), "held");
+      const auto work = begin();
+      receive(open(path, MQ_RECEIVE_ACCESS), work);
+      if (write(ready[1], "x", 1) != 1) _exit(1);
+      pause();
+    }
+    char byte;
+    if (read(ready[0], &byte, 1) != 1) std::exit(1);
+    const auto receiver = open(path, MQ_RECEIVE_ACCESS);
+    kill(child, SIGKILL);
+    const auto start = Clock::now();
+    peek(receiver, -1);
+    times.push_back(since(start));
+    waitpid(child, nullptr, 0);
+    close(ready[0]);
+    close(ready[1]);
+  }
+  report("what a dead process held is free after", median(times) * 1e3, "ms");
+}
+
 void opening() {
   const Home home;
   createQueue(path);
@@ -313,5 +354,7 @@ int main(int argc, char** argv) {
     wakingUpPeek();
     wakingUp();
   }
+  if (wanted("idling")) idling();
+  if (wanted("death")) afterADeath();
   if (wanted("opening")) opening();
 }
