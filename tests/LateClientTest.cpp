@@ -20,7 +20,10 @@ struct Library {
   explicit Library(const std::string& file) : handle(dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL)) {
     if (handle == nullptr) throw std::runtime_error(dlerror());
   }
-  ~Library() { dlclose(handle); }
+  ~Library() {
+    EXPECT_EQ(canUnloadNow(), S_OK);
+    dlclose(handle);
+  }
   template <class Function>
   Function* find(const char* name) const {
     auto* found = reinterpret_cast<Function*>(dlsym(handle, name));

@@ -30,6 +30,10 @@ void expectRun(const std::string& arguments, int code, const std::string& part) 
   EXPECT_NE(result.output.find(part), std::string::npos) << arguments << "\n" << result.output;
 }
 
+std::size_t lines(const std::string& text) {
+  return static_cast<std::size_t>(std::ranges::count(text, '\n'));
+}
+
 TEST(Tool, CarriesDocumentsFromFilesToFiles) {
   const Installation home("");
   std::ofstream(home.file("a.txt")) << "Grüße";
@@ -37,7 +41,6 @@ TEST(Tool, CarriesDocumentsFromFilesToFiles) {
   std::ofstream(home.file("[c]")) << "brackets";
   const std::string a = home.file("a.txt").string();
   const std::string b = home.file("b.txt").string();
-  expectRun("send Orders " + a, 3, "set QueueStoreType to \"db\"");
   expectRun("settings QueueStoreType db", 0, "QueueStoreType\tdb");
   expectRun("send Orders --msg-type ORDER " + a, 0, "sent\t" + a);
   expectRun("send Orders " + a + " " + b, 3, "is not a document: The text is not valid UTF-8 (byte 2)");
@@ -66,6 +69,32 @@ TEST(Tool, CarriesDocumentsFromFilesToFiles) {
   expectRun("journal Orders", 0, "0000000000000000003");
 }
 
+TEST(Tool, WorksOnTheMessageQueuingStore) {
+  const Installation home("");
+  expectRun("status", 0, "store\tmsmq");
+  for (int i = 1; i <= 5; ++i)
+    std::ofstream(home.file(("d" + std::to_string(i)).c_str())) << "document " << i;
+  EXPECT_EQ(lines(run("send Orders --msg-type T " + home.directory().string() + "/d?").output), 5u);
+  expectRun("queues", 0, "Orders\n");
+  EXPECT_EQ(lines(run("messages Orders").output), 5u);
+  expectRun("show Orders 1", 0, "document 1");
+  expectRun("receive Orders", 0, "document 1");  // shown, and left
+  expectRun("create Copies", 0, "");
+  EXPECT_EQ(lines(run("copy Orders Copies --all").output), 5u);
+  expectRun("ack Orders 2", 0, "acknowledged");
+  expectRun("delete Orders 0000000003", 0, "deleted");
+  expectRun("ack Orders 3", 4, "no document");
+  const std::string out = home.file("out").string();
+  EXPECT_EQ(lines(run("receive Orders --count 0 --ack --out " + out).output), 3u);
+  EXPECT_EQ(home.read("out/0000000005.txt"), "document 5");
+  expectRun("receive Orders", 4, "");
+  expectRun("purge Copies --yes", 0, "purged");
+  EXPECT_EQ(run("messages Copies").output, "");
+  expectRun("watch Nowhere --ack & sleep 0.3; " CORVANEQ " send Nowhere " + home.file("d1").string() +
+                " > /dev/null; sleep 0.5; kill $!",
+            0, "document 1");
+}
+
 TEST(Tool, AnswersMistakesWithSentencesAndExitCodes) {
   const Installation home;
   expectRun("", 2, "subcommand");
@@ -90,10 +119,6 @@ TEST(Tool, AnswersMistakesWithSentencesAndExitCodes) {
   expectRun("send Orders " + home.file("in-the-way").string(), 0, "");
   expectRun("receive Orders --ack --out " + home.file("in-the-way").string(), 3, "");
   expectRun("messages Orders", 0, "0000000000000000001");  // not written, not acknowledged
-}
-
-std::size_t lines(const std::string& text) {
-  return static_cast<std::size_t>(std::ranges::count(text, '\n'));
 }
 
 TEST(Tool, WorksThroughAnOperatorsShift) {

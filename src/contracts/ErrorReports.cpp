@@ -6,7 +6,8 @@ namespace CorvaneQueue {
 
 namespace {
 constexpr std::int32_t errorLevel = 1;
-}
+constexpr std::int32_t warningLevel = 2;
+}  // namespace
 
 ErrorReports::ErrorReports(const char16_t* className, Naming naming)
     : className_(className), handler_(platform().host->createExceptionHandler()) {
@@ -36,6 +37,18 @@ void ErrorReports::report(std::u16string_view procedure, const Error& error) {
   const auto handler = handler_;  // a client's handler may replace it while it reports
   call<&_ExceptionHandler::raw_TakeError>(handler, error.number(), error.source(), error.description());
   call<&_ExceptionHandler::raw_Report>(handler, true, errorLevel, error.number(), procedure);
+}
+
+void ErrorReports::noted(std::u16string_view procedure, const Error& error) {
+  const auto handler = handler_;
+  call<&_ExceptionHandler::raw_TakeError>(handler, error.number(), error.source(), error.description());
+  call<&_ExceptionHandler::raw_Report>(handler, false, errorLevel, error.number(), procedure);
+}
+
+void ErrorReports::warned(std::u16string_view procedure, std::int32_t number, std::u16string_view text) {
+  const auto handler = handler_;
+  call<&_ExceptionHandler::put_Description>(handler, text);
+  call<&_ExceptionHandler::raw_Report>(handler, false, warningLevel, number, procedure);
 }
 
 void ErrorReports::notImplemented(std::u16string_view procedure) {

@@ -35,6 +35,9 @@ class ErrorReports {
     if constexpr (!std::is_void_v<decltype(body())>) return decltype(body()){};
   }
 
+  // Reports a failure, or a warning with this number and text, and raises nothing.
+  void noted(std::u16string_view procedure, const Error& error);
+  void warned(std::u16string_view procedure, std::int32_t number, std::u16string_view text);
   // Reports and raises "Not implemented" under the procedure name.
   void notImplemented(std::u16string_view procedure);
 

@@ -3,9 +3,11 @@
 
 #include <CorvaneQueue/Variant.h>
 
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace CorvaneQueue {
 
@@ -45,6 +47,19 @@ class OperatingSystem {
   // Bytes in the system's ANSI code page; a character outside it becomes "?".
   virtual Variant toAnsi(std::u16string_view text) = 0;
   virtual String fromAnsi(std::span<const std::uint8_t> bytes) = 0;
+  // A text of the local machine's registry; nothing when it is not there.
+  virtual std::optional<String> readRegistry(std::u16string_view key, std::u16string_view name,
+                                             bool is64BitView) = 0;
+  // Empty when it is not set.
+  virtual String environmentVariable(std::u16string_view name) = 0;
+  virtual String systemDirectory() = 0;
+  virtual String windowsDirectory() = 0;
+  // The names of the ordinary files that match a pattern ("DIRECTORY\\*"), in the order of the file system;
+  // none when the directory is not there.
+  virtual std::vector<String> listFiles(std::u16string_view pattern) = 0;
+  // The value of a key in a section, at most 254 characters; empty when there is none.
+  virtual String readInitialisationFile(std::u16string_view file, std::u16string_view section,
+                                        std::u16string_view key) = 0;
   // All of them or none; durable.
   virtual void setClassesValues(std::span<const ClassesValue> values) = 0;
   // Deletes the values of these keys and names, and keys without values; nothing else. A value that is not

@@ -27,7 +27,7 @@ Ref<IQueues> DbUtility::GetQueues() {
   if (QueueStoreType() == u"db")
     queues = make<DbQueues>();
   else if (QueueStoreType() == u"msmq")
-    queues = createMSMQQueues();
+    queues = make<MSMQQueues>();
   else
     throw Error(100, u"CorvaneQueue.DbUtility", u"Unsupported queue storage type");
   call<&IQueues::raw_Refresh>(queues);

@@ -2,7 +2,6 @@
 
 #include "DbQueue.h"
 #include "DbUtility.h"
-#include "EventRelay.h"
 #include "MSMQQueue.h"
 
 namespace CorvaneQueue::facade {
@@ -28,8 +27,12 @@ Ref<IQueue> Queue::backEnd() {
 }
 
 void Queue::attach(Ref<IQueue> backEnd) {
-  const auto relay = make<EventRelay>(this);
-  relay->connect(backEnd.get());
+  const auto relay = make<EventSink>(evtArrivedId, static_cast<UINT>(evtArrived.parameterNames.size()),
+                                     [this](std::span<VARIANT> arguments) {
+                                       const Ref<Queue> kept(this);  // a client may release it in its handler
+                                       kept->arrived(arguments);
+                                     });
+  relay->connect(backEnd.get(), iidOf<__MSMQQueue>);
   if (relay_) relay_->disconnect();
   relay_ = relay;
   backEnd_ = std::move(backEnd);
@@ -42,7 +45,7 @@ void Queue::Initialize(StringRef Name, bool IsJournal) {
     if (type == u"db")
       attach(make<DbQueue>());
     else if (type = call<&IUtility::get_QueueStoreType>(utility); type == u"msmq")
-      attach(createMSMQQueue());
+      attach(make<MSMQQueue>());
     if (!backEnd_)
       throw Error(ErrorNumber::ObjectNotSet, {},
                   u"Object not set: no queue store is in use, because the setting QueueStoreType is \"" +

@@ -3,14 +3,13 @@
 
 #include "ConnectionPoint.h"
 #include "ErrorReports.h"
+#include "EventSink.h"
 #include "IQueue.h"
 #include "MSMQQueueInterface.h"
 #include "Object.h"
 #include "QueueForm.h"
 
 namespace CorvaneQueue::facade {
-
-class EventRelay;
 
 // Forwards to its back end through IQueue. Used before Initialize, it works on the queue
 // "InboundGateway". Ending it aborts the back end's open transaction.
@@ -85,7 +84,7 @@ class Queue final : public Object<Queue, QueueForm<Queue>, EventSource<__Queue>>
   Ref<IQueue> backEnd_;
   Ref<_Journal> journal_;
   Ref<_Messages> messages_;
-  Ref<EventRelay> relay_;
+  Ref<EventSink> relay_;  // passes the back end's event on
 };
 
 }  // namespace CorvaneQueue::facade

@@ -1,11 +1,169 @@
 // The queue of the Message Queuing store.
 #pragma once
 
+#include "ConnectionPoint.h"
+#include "ErrorReports.h"
+#include "EventSink.h"
 #include "IQueue.h"
+#include "Label.h"
+#include "MSMQJournal.h"
+#include "MSMQQueueInterface.h"
+#include "QueueForm.h"
 
 namespace CorvaneQueue {
 
-// Throws 0x80004001: this version has the database store only.
-Ref<IQueue> createMSMQQueue();
+// The class interface, written as the forms of the others are.
+template <class Self>
+class MSMQQueueForm : public DispatchForm<_MSMQQueue> {
+ public:
+  HRESULT STDMETHODCALLTYPE raw_ReceiveEnable() noexcept final {
+    return answer([&] { self().ReceiveEnable(); });
+  }
+  HRESULT STDMETHODCALLTYPE raw_ReceiveDisable() noexcept final {
+    return answer([&] { self().ReceiveDisable(); });
+  }
+  HRESULT STDMETHODCALLTYPE raw_BeginTransaction(IMSMQTransaction** result) noexcept final {
+    return answer(result, [&] { return self().BeginTransaction(); });
+  }
+  HRESULT STDMETHODCALLTYPE get_Transaction(IMSMQTransaction** result) noexcept final {
+    return answer(result, [&] { return self().Transaction(); });
+  }
+  HRESULT STDMETHODCALLTYPE putref_Transaction(IMSMQTransaction* value) noexcept final {
+    return answer([&] { self().Transaction_Set(Ref<IMSMQTransaction>(value)); });
+  }
+
+ private:
+  Self& self() noexcept { return static_cast<Self&>(*this); }
+};
+
+// One named queue, or its journal. Its two handles, for sending and for receiving, are opened on first use;
+// a missing queue is created then. At most one transaction is open. Documents are handed out by arrival,
+// one at a time. Errors pass unchanged.
+class MSMQQueue final : public Object<MSMQQueue, QueueForm<MSMQQueue>, IQueueForm<MSMQQueue>,
+                                      MSMQQueueForm<MSMQQueue>, EventSource<__MSMQQueue>> {
+ public:
+  static constexpr GUID classIdentity = {
+      0xe1c35d72, 0x6a0f, 0x4b94, {0x97, 0x2b, 0x08, 0xd4, 0x6e, 0x53, 0xbf, 0xa1}};
+  static constexpr const char16_t* className = u"MSMQQueue";
+
+  MSMQQueue();
+  ~MSMQQueue();
+
+  // Opens no handle and closes none.
+  void Initialize(StringRef Name, bool IsJournal);
+  const String& Name() const noexcept { return name_; }
+  bool IsJournal() const noexcept { return isJournal_; }
+  bool CompressMessages() const noexcept { return compressMessages_; }
+  const String& LastDocument() const noexcept { return lastDocument_; }
+  const String& MsgType() const noexcept { return fields_.MsgType; }
+  void MsgType_Let(StringRef value) { fields_.MsgType = String(value); }
+  const String& MsgID() const noexcept { return fields_.MsgID; }
+  void MsgID_Let(StringRef value) { fields_.MsgID = String(value); }
+  const String& Object() const noexcept { return fields_.Object; }
+  void Object_Let(StringRef value) { fields_.Object = String(value); }
+  const String& ObjectID() const noexcept { return fields_.ObjectID; }
+  void ObjectID_Let(StringRef value) { fields_.ObjectID = String(value); }
+  // None for a journal.
+  const Ref<MSMQJournal>& Journal() const noexcept { return journal_; }
+  // Throws 13 for anything but an MSMQJournal, or an MSMQMessages below.
+  template <class Interface>
+  void Journal_Set(const Ref<Interface>& value) {
+    journal_ = value ? queryClass<MSMQJournal>(value.get()) : nullptr;
+  }
+  const Ref<MSMQMessages>& Messages() const noexcept { return messages_; }
+  template <class Interface>
+  void Messages_Set(const Ref<Interface>& value) {
+    messages_ = value ? queryClass<MSMQMessages>(value.get()) : nullptr;
+  }
+  void ProcessTrace_Set(const Ref<_ProcessTrace>& Trace);
+
+  // Kilobytes; QueueSize and Quota are one setting.
+  std::int32_t QueueSize() { return Quota(); }
+  void QueueSize_Let(std::int32_t value) { Quota_Let(value); }
+  std::int32_t Quota();
+  void Quota_Let(std::int32_t value);
+  bool JournalEnabled();
+  void JournalEnabled_Let(bool value);
+  std::int32_t JournalQuota();
+  void JournalQuota_Let(std::int32_t value);
+
+  bool IsEmpty();
+  // Of the queue that the object addresses. An open transaction is aborted first.
+  void Purge();
+  void SendDocument(StringRef RawDocument);
+  // Copies a message of this store into this queue.
+  void SendMessage(MSMQMessage& Message);
+  // Removes the message with the same identifier, if it is there.
+  void AcknowledgeMessage(const MSMQMessage& Message);
+  // Finishes the pending document, if there is one, and arms the notification anew.
+  void AcknowledgeDocument();
+  void ReceiveEnable();
+  void ReceiveDisable();
+  // Not served: error 100 "Not implemented".
+  Ref<MSMQMessage> ReceiveNext();
+  // Aborts an open transaction first.
+  Ref<IMSMQTransaction> BeginTransaction();
+  const Ref<IMSMQTransaction>& Transaction() const noexcept { return transaction_; }
+  void Transaction_Set(Ref<IMSMQTransaction> value) noexcept { transaction_ = std::move(value); }
+  void Commit();
+  void Abort();
+
+  // The notification of Message Queuing. Reports its errors and raises none.
+  void arrived(IDispatch* objQueue);
+
+  // Forms that differ from plain forwarding.
+  void IQueue_AcknowledgeDocument(StringRef) { AcknowledgeDocument(); }
+  void IQueue_SendMessage(const Ref<IMessage>& Message) {
+    SendMessage(*queryClass<MSMQMessage>(Message.get()));
+  }
+  void IQueue_AcknowledgeMessage(const Ref<IMessage>& Message) {
+    AcknowledgeMessage(*queryClass<MSMQMessage>(Message.get()));
+  }
+  std::int32_t IQueue_BeginTransaction() {
+    return call<&IMSMQTransaction::get_Transaction>(BeginTransaction());
+  }
+  void Queue_AcknowledgeDocument(StringRef) { AcknowledgeDocument(); }
+  void Queue_SendMessage(const Ref<_Message>& Message) {
+    SendMessage(*queryClass<MSMQMessage>(Message.get()));
+  }
+  void Queue_AcknowledgeMessage(const Ref<_Message>& Message) {
+    AcknowledgeMessage(*queryClass<MSMQMessage>(Message.get()));
+  }
+  void Queue_ReceiveEnable() { errors_.notImplemented(u"Queue_ReceiveEnable"); }
+  void Queue_ReceiveDisable() { errors_.notImplemented(u"Queue_ReceiveDisable"); }
+  Variant Queue_BeginTransaction() { return Ref<IDispatch>(BeginTransaction()); }
+  Variant Queue_Transaction_Get() { return Ref<IDispatch>(Transaction()); }
+  void Queue_Transaction_Set(const VARIANT& value);
+
+ private:
+  const Ref<IMSMQQueue>& SendQueue();
+  const Ref<IMSMQQueue>& RecvQueue();
+  static bool isTransactional(const Ref<IMSMQQueue>& handle);
+  String CreateLabel() const { return CorvaneQueue::CreateLabel(fields_); }
+  void updateAndRefresh();
+  void setBody(const Ref<IMSMQMessage>& message, const Variant& text, bool isCompressed);
+  void send(const Ref<IMSMQMessage>& message);
+  void receiveOnArrival(IDispatch* objQueue);
+  void dropEvent() noexcept;
+
+  ErrorReports errors_;
+  Ref<MSMQUtility> utility_;
+  String name_ = u"InboundGateway";
+  bool isJournal_ = false;
+  bool compressMessages_ = false;
+  bool isInitialized_ = false;
+  bool isMessagePending_ = false;
+  RoutingFields fields_;
+  String lastDocument_;
+  Ref<MSMQJournal> journal_;
+  Ref<MSMQMessages> messages_;
+  Ref<_ProcessTrace> processTrace_;
+  Ref<IMSMQQueue> receiveHandle_;
+  Ref<IMSMQQueue> sendHandle_;
+  Ref<IMSMQCoordinatedTransactionDispenser> dispenser_;
+  Ref<IMSMQTransaction> transaction_;
+  Ref<IMSMQEvent> event_;
+  Ref<EventSink> sink_;
+};
 
 }  // namespace CorvaneQueue

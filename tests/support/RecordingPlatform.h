@@ -358,6 +358,14 @@ class RecordingPlatform final : HostServices, MessageQueuing, DatabaseAccess, Op
     return true;
   }
   SystemTime GetSystemTime() override { return recorder.now; }
+  std::optional<String> readRegistry(std::u16string_view, std::u16string_view, bool) override { return {}; }
+  String environmentVariable(std::u16string_view) override { return {}; }
+  String systemDirectory() override { return u"S:"; }
+  String windowsDirectory() override { return u"W:"; }
+  std::vector<String> listFiles(std::u16string_view) override { return {}; }
+  String readInitialisationFile(std::u16string_view, std::u16string_view, std::u16string_view) override {
+    return {};
+  }
   void setClassesValues(std::span<const ClassesValue>) override {}
   void deleteClassesValues(std::span<const ClassesValue>) override {}
   TimeZoneId GetTimeZoneInformation(std::int32_t& bias) override {

@@ -68,6 +68,15 @@ void settings(const std::optional<std::string>& name, const std::optional<std::s
   if (!known) refuse("There is no setting \"" + *name + "\"; there are QueueStoreType and UsesPublicQueues.");
 }
 
+void status() {
+  const auto utility = create<Utility>();
+  print({{"name", "store"}, {"value", toUtf8(utility->QueueStoreType())}});
+  print({{"name", "queues"}, {"value", utility->UsesPublicQueues() ? "public" : "private"}});
+  print({{"name", "path name of a queue"}, {"value", toUtf8(utility->FormatQueuePathName("NAME"))}});
+  print({{"name", "supports public queues"}, {"value", utility->SupportsPublicQueues()}});
+  print({{"name", "supports private queues"}, {"value", utility->SupportsPrivateQueues()}});
+}
+
 void describe() {
   if (usesJson())
     print({{"idl", typeDescription()}});

@@ -4,8 +4,11 @@
 #include "Documents.h"
 #include "Output.h"
 
+#include <chrono>
 #include <filesystem>
 #include <iostream>
+#include <optional>
+#include <utility>
 
 namespace corvaneq {
 
@@ -88,25 +91,76 @@ void send(const std::string& queueName, const std::vector<std::string>& files, c
   }
 }
 
+namespace {
+
+bool usesMessageQueuing() { return create<Utility>()->QueueStoreType() == u"msmq"; }
+
+// The next document of a queue, or nothing: by polling, or by arrival where the store announces them.
+class Receiver {
+ public:
+  struct Document {
+    String id, label, body;
+  };
+  explicit Receiver(const Queue& queue) : queue_(queue), isByArrival_(usesMessageQueuing()) {
+    if (!isByArrival_) return;
+    arrival_ = queue_->evtArrived([this](String& body, String& id) { arrived_ = Document{id, {}, body}; });
+    queue_->ReceiveEnable();
+  }
+  // Waits a moment, or without end. After a document it must be acknowledged before the next one comes.
+  std::optional<Document> next(bool isEndless = false) {
+    if (!isByArrival_) {
+      const auto message = queue_->ReceiveNext();
+      if (!message) return std::nullopt;
+      return Document{message->ID(), message->Label(), message->Body()};
+    }
+    arrived_.reset();
+    using namespace std::chrono;
+    const auto end = steady_clock::now() + milliseconds(300);
+    while (!arrived_ && (isEndless || steady_clock::now() < end))
+      Apartment::current().pump(milliseconds(isEndless ? -1 : 50));
+    return std::exchange(arrived_, std::nullopt);
+  }
+  bool isByArrival() const noexcept { return isByArrival_; }
+
+ private:
+  Queue queue_;
+  bool isByArrival_;
+  std::optional<Document> arrived_;
+  Subscription arrival_;
+};
+
+}  // namespace
+
+void watch(const std::string& queueName, bool isAcknowledged) {
+  const auto queue = openQueue(queueName);
+  Receiver receiver(queue);
+  if (!receiver.isByArrival()) queue->ReceiveEnable();  // says that this store announces nothing
+  while (const auto document = receiver.next(true)) {
+    print({{"id", toUtf8(document->id)}, {"body", toUtf8(document->body)}});
+    if (!isAcknowledged) return;  // the next one comes only after it
+    queue->AcknowledgeDocument(document->id);
+  }
+}
+
 int receive(const std::string& queueName, const ReceiveOptions& options) {
   const auto queue = openQueue(queueName);
   const std::filesystem::path directory = options.directory;
   // Files are written at once, so that a transaction can keep other receivers off the document. A
   // reader of standard output may take its time: nobody waits for it.
-  const bool isShared = options.acknowledge && !directory.empty();
+  Receiver receiver(queue);
+  const bool isShared = options.acknowledge && !directory.empty() && !receiver.isByArrival();
   Progress progress(static_cast<std::size_t>(options.count));
   int received = 0;
   for (; options.count == 0 || received < options.count; ++received) {
     if (isShared) queue->BeginTransaction();
-    const auto message = queue->ReceiveNext();
-    if (!message) break;
-    const String identifier = message->ID();
-    const String body = message->Body();
+    const auto document = receiver.next();
+    if (!document) break;
+    const auto& [identifier, label, body] = *document;
     const auto file = directory / (toUtf8(identifier) + ".txt");
     if (!directory.empty()) {
       writeDocument(file, body);
     } else if (usesJson()) {
-      print({{"id", toUtf8(identifier)}, {"label", toUtf8(message->Label())}, {"body", toUtf8(body)}});
+      print({{"id", toUtf8(identifier)}, {"label", toUtf8(label)}, {"body", toUtf8(body)}});
     } else {
       std::cout << toUtf8(body) << std::flush;
       if (!std::cout) refuse("Standard output cannot be written; the document stays in the queue.");
@@ -122,6 +176,12 @@ int receive(const std::string& queueName, const ReceiveOptions& options) {
 void acknowledge(const std::string& queue, const std::string& identifier) {
   if (!create<Queues>()->Exists(argument("queue name", queue)))
     throw NotThere("There is no queue \"" + queue + "\".");
+  if (usesMessageQueuing()) {  // which knows no other way to acknowledge one chosen document
+    const auto chosen = listedQueue(queue);
+    chosen->AcknowledgeMessage(find(messagesOf(chosen, Among::Waiting), identifier));
+    print({{"action", "acknowledged"}, {"id", identifier}});
+    return;
+  }
   try {
     openQueue(queue)->AcknowledgeDocument(argument("identifier", identifier));
   } catch (const Error& error) {

@@ -44,6 +44,8 @@ struct ReceiveOptions {
 };
 // Returns how many documents came.
 int receive(const std::string& queue, const ReceiveOptions& options);
+// Prints documents as they arrive, without end; only the first one unless each is acknowledged.
+void watch(const std::string& queue, bool isAcknowledged);
 void acknowledge(const std::string& queue, const std::string& identifier);
 
 // The documents that a command is about: those that wait, or those in the journal.
@@ -65,6 +67,8 @@ bool exists(const std::string& queue);
 void names(const std::string& queue);
 // All settings, one, or a change of one.
 void settings(const std::optional<std::string>& name, const std::optional<std::string>& value);
+// The store in use, and what the installation supports.
+void status();
 void describe();
 void registerServer();
 void unregisterServer();

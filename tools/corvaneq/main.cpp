@@ -110,6 +110,10 @@ void addDocumentCommands(CLI::App& app, Arguments& given) {
                     "Acknowledge each one once it is written; with --out, receivers can share the queue");
   receive->add_option("--out", given.receiving.directory, "Write each to a file in this directory");
 
+  auto* watch =
+      addQueueCommand(app, given, "watch", "Print documents as they arrive (Message Queuing store).",
+                      [&] { corvaneq::watch(given.queue, given.receiving.acknowledge); });
+  watch->add_flag("--ack", given.receiving.acknowledge, "Acknowledge each one and go on");
   addQueueCommand(app, given, "ack", "Acknowledge a document. Its identifier alone tells which one.",
                   [&] { corvaneq::acknowledge(given.queue, given.identifier); })
       ->add_option("id", given.identifier, "Its identifier")
@@ -152,6 +156,7 @@ void addOtherCommands(CLI::App& app, Arguments& given) {
                               [&] { corvaneq::settings(given.setting, given.value); });
   settings->add_option("name", given.setting, "The setting");
   settings->add_option("value", given.value, "Its new value");
+  addCommand(app, "status", "Tell which store is in use and what is supported.", corvaneq::status);
   addCommand(app, "describe", "Print the type description of the library, as IDL.", corvaneq::describe);
   addCommand(app, "register", "Enter the classes and the type library into the registry.",
              corvaneq::registerServer);

@@ -3,9 +3,13 @@
 #include "CodePage.h"
 #include "Files.h"
 #include "Lasting.h"
+#include "Text.h"
 
+#include <algorithm>
 #include <chrono>
+#include <cstdlib>
 #include <ctime>
+#include <fstream>
 #include <optional>
 
 namespace CorvaneQueue::platform_layer {
@@ -76,6 +80,71 @@ namespace {
 constexpr std::u16string_view classesRoot = u"ClassesRoot";
 std::filesystem::path registryFile() { return installationDirectory() / "registry.toml"; }
 }  // namespace
+
+std::optional<String> LinuxSystem::readRegistry(std::u16string_view key, std::u16string_view name, bool) {
+  const auto value = registry_.read(registryFile(), {u"LocalMachine", key, name});
+  return value ? std::optional(toString(value->get())) : std::nullopt;
+}
+
+String LinuxSystem::environmentVariable(std::u16string_view name) {
+  const char* const value = std::getenv(toUtf8(name).c_str());
+  return value == nullptr ? String() : String(shownPath(value));
+}
+
+String LinuxSystem::systemDirectory() { return String(shownPath(installationDirectory())); }
+String LinuxSystem::windowsDirectory() { return systemDirectory(); }
+
+namespace {
+// The library speaks of files with backslashes.
+std::filesystem::path localPath(std::u16string_view path) {
+  std::string local = toUtf8(path);
+  std::ranges::replace(local, '\\', '/');
+  return local;
+}
+}  // namespace
+
+std::vector<String> LinuxSystem::listFiles(std::u16string_view pattern) {
+  std::vector<String> names;
+  std::error_code error;
+  for (auto at = std::filesystem::directory_iterator(localPath(pattern).parent_path(), error);
+       !error && at != std::filesystem::directory_iterator(); at.increment(error)) {
+    const std::string name = at->path().filename().string();
+    std::error_code ignored;
+    if (name[0] != '.' && at->is_regular_file(ignored)) names.push_back(String(shownPath(name)));
+  }
+  return names;
+}
+
+String LinuxSystem::readInitialisationFile(std::u16string_view file, std::u16string_view section,
+                                           std::u16string_view key) {
+  const auto trimmed = [](std::string_view text) {
+    const auto isBlank = [](char c) { return c == ' ' || c == '\t' || c == '\r'; };
+    while (!text.empty() && isBlank(text.front())) text.remove_prefix(1);
+    while (!text.empty() && isBlank(text.back())) text.remove_suffix(1);
+    return text;
+  };
+  const auto isNamed = [](std::string_view text, std::u16string_view name) {
+    return foldCase(shownPath(text)) == foldCase(name);
+  };
+  std::ifstream stream(localPath(file), std::ios::binary);
+  bool isInSection = false;
+  for (std::string line; std::getline(stream, line);) {
+    const std::string_view text = trimmed(line);
+    if (text.starts_with('[') && text.ends_with(']')) {
+      isInSection = isNamed(text.substr(1, text.size() - 2), section);
+      continue;
+    }
+    const auto equals = text.find('=');
+    if (!isInSection || equals == std::string_view::npos || !isNamed(trimmed(text.substr(0, equals)), key))
+      continue;
+    std::string_view value = trimmed(text.substr(equals + 1));
+    if (value.size() >= 2 && (value.front() == '"' || value.front() == '\'') && value.back() == value.front())
+      value = value.substr(1, value.size() - 2);
+    constexpr std::size_t longest = 254;
+    return String(shownPath(value).substr(0, longest));
+  }
+  return {};
+}
 
 void LinuxSystem::setClassesValues(std::span<const ClassesValue> values) {
   std::vector<TomlFile::Setting> settings;

@@ -15,6 +15,15 @@ class LinuxSystem final : public OperatingSystem {
   TimeZoneId GetTimeZoneInformation(std::int32_t& bias) override;
   Variant toAnsi(std::u16string_view text) override;
   String fromAnsi(std::span<const std::uint8_t> bytes) override;
+  std::optional<String> readRegistry(std::u16string_view key, std::u16string_view name,
+                                     bool is64BitView) override;
+  String environmentVariable(std::u16string_view name) override;
+  // The installation directory, twice.
+  String systemDirectory() override;
+  String windowsDirectory() override;
+  std::vector<String> listFiles(std::u16string_view pattern) override;
+  String readInitialisationFile(std::u16string_view file, std::u16string_view section,
+                                std::u16string_view key) override;
   void setClassesValues(std::span<const ClassesValue> values) override;
   void deleteClassesValues(std::span<const ClassesValue> values) override;
 

@@ -1,0 +1,340 @@
+#include "MSMQQueue.h"
+
+#include "modCompress.h"
+#include "Platform.h"
+#include "QueueCalls.h"
+#include "Text.h"
+
+namespace CorvaneQueue {
+
+namespace {
+constexpr std::int32_t purgeTimeout = 10;  // milliseconds
+constexpr std::int32_t compressedBody = 1;
+constexpr std::int32_t warningNumber = 100;
+constexpr const char16_t* arrivalProcedure = u"mobjMSMQQueueEvent_Arrived";
+}  // namespace
+
+MSMQQueue::MSMQQueue() : errors_(className, ErrorReports::Naming::InOneCall), utility_(make<MSMQUtility>()) {}
+
+MSMQQueue::~MSMQQueue() {
+  utility_ = nullptr;
+  journal_ = nullptr;
+  messages_ = nullptr;
+  if (transaction_) {
+    const KeptErrorInformation kept;
+    Variant omitted = Variant::omitted();
+    transaction_->raw_Abort(omitted.address(), omitted.address());
+  }
+  dropEvent();
+}
+
+void MSMQQueue::ProcessTrace_Set(const Ref<_ProcessTrace>& Trace) {
+  processTrace_ = Trace;
+  errors_.traceBy(Trace);
+}
+
+void MSMQQueue::Initialize(StringRef Name, bool IsJournal) {
+  name_ = String(Name);
+  isJournal_ = IsJournal;
+  if (!IsJournal) {
+    journal_ = make<MSMQJournal>();
+    journal_->Initialize(name_);
+  }
+  messages_ = make<MSMQMessages>();
+  messages_->Initialize(*this);
+  const auto settings = platform().host->createComponentSettings();
+  const std::u16string level = std::u16string(name_.view()) + u"Queue";
+  settings->FirstLevel(level);
+  settings->SecondLevel(level);
+  const Variant value = settings->Read(u"CompressMessages", std::int32_t{0});
+  // The number 1 only: a text "1" is not that number.
+  compressMessages_ = value.type() != VT_BSTR && value.as(VT_R8).get().dblVal == 1;
+  isInitialized_ = true;
+}
+
+// ---- Handles and settings
+
+const Ref<IMSMQQueue>& MSMQQueue::SendQueue() {
+  if (!sendHandle_) sendHandle_ = utility_->OpenQueue(name_, MQ_SEND_ACCESS, isJournal_);
+  return sendHandle_;
+}
+const Ref<IMSMQQueue>& MSMQQueue::RecvQueue() {
+  if (!receiveHandle_) receiveHandle_ = utility_->OpenQueue(name_, MQ_RECEIVE_ACCESS, isJournal_);
+  return receiveHandle_;
+}
+
+bool MSMQQueue::isTransactional(const Ref<IMSMQQueue>& handle) {
+  return call<&IMSMQQueueInfo::get_IsTransactional>(call<&IMSMQQueue::get_QueueInfo>(handle));
+}
+
+// Stores what was changed, and lets the receive handle know.
+void MSMQQueue::updateAndRefresh() {
+  call<&IMSMQQueueInfo::raw_Update>(call<&IMSMQQueue::get_QueueInfo>(SendQueue()));
+  call<&IMSMQQueueInfo::raw_Refresh>(call<&IMSMQQueue::get_QueueInfo>(RecvQueue()));
+}
+
+std::int32_t MSMQQueue::Quota() {
+  return call<&IMSMQQueueInfo::get_Quota>(call<&IMSMQQueue::get_QueueInfo>(SendQueue()));
+}
+void MSMQQueue::Quota_Let(std::int32_t value) {
+  call<&IMSMQQueueInfo::put_Quota>(call<&IMSMQQueue::get_QueueInfo>(SendQueue()), value);
+  updateAndRefresh();
+}
+
+bool MSMQQueue::JournalEnabled() {
+  return call<&IMSMQQueueInfo::get_Journal>(call<&IMSMQQueue::get_QueueInfo>(SendQueue())) == MQ_JOURNAL;
+}
+void MSMQQueue::JournalEnabled_Let(bool value) {
+  call<&IMSMQQueueInfo::put_Journal>(call<&IMSMQQueue::get_QueueInfo>(SendQueue()),
+                                     value ? MQ_JOURNAL : MQ_JOURNAL_NONE);
+  updateAndRefresh();
+}
+
+std::int32_t MSMQQueue::JournalQuota() {
+  return call<&IMSMQQueueInfo::get_JournalQuota>(call<&IMSMQQueue::get_QueueInfo>(SendQueue()));
+}
+void MSMQQueue::JournalQuota_Let(std::int32_t value) {
+  const auto info = call<&IMSMQQueue::get_QueueInfo>(SendQueue());
+  const LONG held = call<&IMSMQQueueInfo::get_Journal>(info);
+  call<&IMSMQQueueInfo::put_JournalQuota>(info, value);
+  call<&IMSMQQueueInfo::put_Journal>(info, held);
+  updateAndRefresh();
+}
+
+// ---- Messages
+
+bool MSMQQueue::IsEmpty() {
+  call<&IMSMQQueue::raw_Reset>(RecvQueue());
+  return !peek<&IMSMQQueue::raw_PeekCurrent>(RecvQueue(), Variant::omitted(), Variant::omitted(),
+                                             arrivalTimeout);
+}
+
+void MSMQQueue::Purge() {
+  const auto queue = RecvQueue();
+  call<&IMSMQQueue::raw_Reset>(queue);
+  const bool isInTransaction = isTransactional(queue);
+  if (isInTransaction) BeginTransaction();
+  Variant wantDestinationQueue(false);
+  Variant wantBody(false);
+  Variant timeout(purgeTimeout);
+  Variant omitted = Variant::omitted();
+  for (Ref<IMSMQMessage> message;;) {
+    if (isInTransaction) {
+      TransactionByReference transaction(transaction_);
+      message = call<&IMSMQQueue::raw_ReceiveCurrent>(queue, transaction.argument(), wantDestinationQueue,
+                                                      wantBody, timeout);
+      transaction.takeBack();
+    } else {
+      message =
+          call<&IMSMQQueue::raw_ReceiveCurrent>(queue, omitted, wantDestinationQueue, wantBody, timeout);
+    }
+    if (!message) break;
+  }
+  if (isInTransaction) Commit();
+}
+
+void MSMQQueue::setBody(const Ref<IMSMQMessage>& message, const Variant& text, bool isCompressed) {
+  if (isCompressed) {
+    const Variant body = modCompress::Compress(text.get());
+    call<&IMSMQMessage::put_Body>(message, body);
+    call<&IMSMQMessage::put_AppSpecific>(message, compressedBody);
+  } else {
+    const Variant body = platform().system->toAnsi(BorrowedText(text.get()).view());
+    call<&IMSMQMessage::put_Body>(message, body);
+  }
+}
+
+void MSMQQueue::SendDocument(StringRef RawDocument) {
+  const auto message = platform().messageQueuing->createMessage();
+  call<&IMSMQMessage::put_Label>(message, CreateLabel());
+  if (!isInitialized_) Initialize(String(name_), isJournal_);
+  BSTR document = RawDocument.bstr();
+  setBody(message, Variant::reference(&document), compressMessages_);
+  send(message);
+}
+
+void MSMQQueue::SendMessage(MSMQMessage& Message) {
+  const auto message = platform().messageQueuing->createMessage();
+  call<&IMSMQMessage::put_Label>(message, call<&IMSMQMessage::get_Label>(Message.QueueMessage()));
+  if (!isInitialized_) Initialize(String(name_), isJournal_);
+  Message.LoadBody();
+  const bool isSourceCompressed = Message.AppSpecific() == compressedBody;
+  const Variant source = call<&IMSMQMessage::get_Body>(Message.QueueMessage());
+  if (isSourceCompressed == compressMessages_) {
+    call<&IMSMQMessage::put_Body>(message, source);
+    if (compressMessages_) call<&IMSMQMessage::put_AppSpecific>(message, compressedBody);
+  } else if (isSourceCompressed) {
+    setBody(message, modCompress::Decompress(source.get()), false);
+  } else {
+    setBody(message, platform().system->fromAnsi(bytesOf(source.get())), true);
+  }
+  send(message);
+}
+
+void MSMQQueue::send(const Ref<IMSMQMessage>& message) {
+  call<&IMSMQMessage::put_Delivery>(message, MQMSG_DELIVERY_RECOVERABLE);
+  const auto queue = SendQueue();
+  IDispatch* const destination = queue.get();
+  if (!isTransactional(queue)) {
+    Variant omitted = Variant::omitted();
+    call<&IMSMQMessage::raw_Send>(message, destination, omitted);
+  } else if (!transaction_) {
+    Variant single(std::int32_t{MQ_SINGLE_MESSAGE});
+    call<&IMSMQMessage::raw_Send>(message, destination, single);
+  } else {
+    TransactionByReference transaction(transaction_);
+    call<&IMSMQMessage::raw_Send>(message, destination, transaction.argument());
+    transaction.takeBack();
+  }
+}
+
+Ref<MSMQMessage> MSMQQueue::ReceiveNext() { throw Error(100, u"CorvaneQueue.MSMQQueue", u"Not implemented"); }
+
+// ---- Transactions
+
+Ref<IMSMQTransaction> MSMQQueue::BeginTransaction() {
+  if (!dispenser_) dispenser_ = platform().messageQueuing->createTransactionDispenser();
+  Abort();
+  transaction_ = call<&IMSMQCoordinatedTransactionDispenser::raw_BeginTransaction>(dispenser_);
+  return transaction_;
+}
+
+void MSMQQueue::Commit() {
+  if (!transaction_) return;
+  Variant omitted = Variant::omitted();
+  call<&IMSMQTransaction::raw_Commit>(transaction_, omitted, omitted, omitted);
+  transaction_ = nullptr;
+}
+
+void MSMQQueue::Abort() {
+  if (!transaction_) return;
+  Variant omitted = Variant::omitted();
+  call<&IMSMQTransaction::raw_Abort>(transaction_, omitted, omitted);
+  transaction_ = nullptr;
+}
+
+void MSMQQueue::Queue_Transaction_Set(const VARIANT& value) {
+  IUnknown* object = nullptr;
+  throwIfFailedPlain(detail::objectIn(value, object));
+  Transaction_Set(object == nullptr ? nullptr : query<IMSMQTransaction>(object));
+}
+
+// ---- Arrival and acknowledgement
+
+void MSMQQueue::dropEvent() noexcept {
+  if (const auto sink = std::move(sink_)) sink->disconnect();
+  event_ = nullptr;
+}
+
+void MSMQQueue::ReceiveEnable() {
+  isMessagePending_ = false;
+  dropEvent();
+  event_ = platform().messageQueuing->createEvent();
+  constexpr UINT argumentCount = 2;
+  sink_ = make<EventSink>(msmqArrivedId, argumentCount, [this](std::span<VARIANT> arguments) {
+    IUnknown* queue = nullptr;
+    throwIfFailedPlain(detail::objectIn(arguments.back(), queue));
+    arrived(static_cast<IDispatch*>(queue));
+  });
+  sink_->connect(event_.get(), iidOf<_DMSMQEventEvents>);
+  Variant omitted = Variant::omitted();
+  call<&IMSMQQueue::raw_EnableNotification>(RecvQueue(), event_, omitted, omitted);
+}
+
+void MSMQQueue::ReceiveDisable() {
+  if (!receiveHandle_) return;
+  call<&IMSMQQueue::raw_Close>(receiveHandle_);
+  receiveHandle_ = nullptr;
+  dropEvent();
+}
+
+void MSMQQueue::arrived(IDispatch* objQueue) {
+  const Ref<MSMQQueue> kept(this);  // a client may release it in its handler
+  try {
+    receiveOnArrival(objQueue);
+  } catch (...) {
+    errors_.noted(arrivalProcedure, Error::current());
+  }
+}
+
+void MSMQQueue::receiveOnArrival(IDispatch* objQueue) {
+  auto queue = query<IMSMQQueue>(objQueue);
+  Variant omitted = Variant::omitted();
+  Ref<IMSMQMessage> message;
+  if (isTransactional(queue)) {
+    if (!transaction_) BeginTransaction();
+    LONG timeout = arrivalTimeout;
+    Variant byReference;
+    byReference.address()->vt = VT_I4 | VT_BYREF;
+    byReference.address()->plVal = &timeout;
+    TransactionByReference transaction(transaction_);
+    message = call<&IMSMQQueue::raw_Receive>(queue, transaction.argument(), omitted, omitted, byReference);
+    transaction.takeBack();
+  } else {
+    message = peek<&IMSMQQueue::raw_Peek>(queue, Variant::omitted(), Variant::omitted(), arrivalTimeout);
+  }
+  if (!message) {
+    errors_.warned(
+        arrivalProcedure, warningNumber,
+        u"Event raised but no message recieved after '" + decimal(arrivalTimeout) + u"' milliseconds.");
+    ReceiveEnable();
+    return;
+  }
+  isMessagePending_ = true;
+  lastDocument_ = toString(utility_->GetBody(message.get()));
+  String identifier = utility_->IDToString(call<&IMSMQMessage::get_Id>(message).get());
+  ParseLabel(call<&IMSMQMessage::get_Label>(message), fields_);
+  message = nullptr;
+  queue = nullptr;
+  // The last argument stands first.
+  Variant arguments[] = {Variant::reference(identifier.address()),
+                         Variant::reference(lastDocument_.address())};
+  VARIANT raised[] = {arguments[0].get(), arguments[1].get()};
+  fire(evtArrivedId, raised);
+}
+
+void MSMQQueue::AcknowledgeDocument() {
+  if (!receiveHandle_ || !isMessagePending_) return;
+  isMessagePending_ = false;
+  const auto queue = receiveHandle_;
+  Variant omitted = Variant::omitted();
+  if (!isTransactional(queue)) {
+    Variant wantDestinationQueue(false);
+    Variant wantBody(false);
+    call<&IMSMQQueue::raw_Receive>(queue, omitted, wantDestinationQueue, wantBody, omitted);
+  } else if (!transaction_) {
+    errors_.warned(u"AcknowledgeDocument", warningNumber, u"Unexpected state: transaction committed.");
+  } else {
+    Commit();
+  }
+  call<&IMSMQQueue::raw_EnableNotification>(queue, event_, omitted, omitted);
+}
+
+void MSMQQueue::AcknowledgeMessage(const MSMQMessage& Message) {
+  const auto queue = RecvQueue();
+  call<&IMSMQQueue::raw_Reset>(queue);
+  const auto isMeant = [&](const Ref<IMSMQMessage>& peeked) {
+    return utility_->IDToString(call<&IMSMQMessage::get_Id>(peeked).get()) == Message.ID();
+  };
+  auto peeked =
+      peek<&IMSMQQueue::raw_PeekCurrent>(queue, Variant::omitted(), Variant::omitted(), arrivalTimeout);
+  while (peeked && !isMeant(peeked))
+    peeked = peek<&IMSMQQueue::raw_PeekNext>(queue, Variant::omitted(), Variant::omitted(), arrivalTimeout);
+  if (!peeked) return;
+  Variant omitted = Variant::omitted();
+  Variant wantDestinationQueue(false);
+  Variant wantBody(false);
+  if (!isTransactional(queue)) {
+    call<&IMSMQQueue::raw_ReceiveCurrent>(queue, omitted, wantDestinationQueue, wantBody, omitted);
+  } else if (!transaction_) {
+    Variant none(std::int32_t{MQ_NO_TRANSACTION});
+    call<&IMSMQQueue::raw_ReceiveCurrent>(queue, none, wantDestinationQueue, wantBody, omitted);
+  } else {
+    TransactionByReference transaction(transaction_);
+    call<&IMSMQQueue::raw_ReceiveCurrent>(queue, transaction.argument(), wantDestinationQueue, wantBody,
+                                          omitted);
+    transaction.takeBack();
+  }
+}
+
+}  // namespace CorvaneQueue
