@@ -15,6 +15,8 @@ namespace {
 using namespace std::chrono_literals;
 constexpr std::chrono::nanoseconds seldom = 2s;
 constexpr std::chrono::nanoseconds often = 250ms;
+// Without a watcher, of which a user has a limited number (fs.inotify.max_user_instances).
+constexpr std::chrono::nanoseconds blindly = 20ms;
 }  // namespace
 
 ArrivalSignals::ArrivalSignals(std::filesystem::path directory) : directory_(std::move(directory)) {}
@@ -44,16 +46,18 @@ void ArrivalSignals::forget(std::int64_t box) noexcept {
 }
 
 void ArrivalSignals::watch(std::int64_t box) {
-  if (watcher_.get() < 0) {
-    watcher_ = FileDescriptor::adopt(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
-    if (watcher_.get() < 0)
-      throwSystemError(u"Waiting for messages (see fs.inotify.max_user_instances) in", directory_);
-  }
+  if (watcher_.get() < 0) watcher_ = FileDescriptor::adopt(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+  if (watcher_.get() < 0) return;  // there are too many watchers: look often instead
   static_cast<void>(signalFile(box));
   const int watch = ::inotify_add_watch(watcher_.get(), (directory_ / std::to_string(box)).c_str(),
                                         IN_MODIFY | IN_DELETE_SELF | IN_ATTRIB);
-  if (watch < 0) throwSystemError(u"Waiting for messages (see fs.inotify.max_user_watches) in", directory_);
-  watched_[watch] = box;
+  if (watch >= 0) {
+    watched_[watch] = box;
+    return;
+  }
+  onSignal_ = {};
+  watcher_ = FileDescriptor();
+  watched_.clear();
 }
 
 void ArrivalSignals::takeSignals() {
@@ -74,6 +78,11 @@ void ArrivalSignals::takeSignals() {
   }
 }
 
+std::chrono::nanoseconds ArrivalSignals::patience(bool isHeldUp) const noexcept {
+  if (watcher_.get() < 0) return blindly;
+  return isHeldUp ? often : seldom;
+}
+
 bool ArrivalSignals::wait(Waiter& waiter, Deadline deadline) {
   bool isHeldUp = false;
   if (waiter.isReady(isHeldUp)) return true;
@@ -82,7 +91,7 @@ bool ArrivalSignals::wait(Waiter& waiter, Deadline deadline) {
     const auto now = std::chrono::steady_clock::now();
     if (deadline && *deadline <= now) return false;
     if (std::exchange(isWatched, true)) {
-      const std::chrono::nanoseconds longest = isHeldUp ? often : seldom;
+      const std::chrono::nanoseconds longest = patience(isHeldUp);
       const auto left = deadline ? std::min<std::chrono::nanoseconds>(*deadline - now, longest) : longest;
       timespec time{};
       time.tv_sec = std::chrono::duration_cast<std::chrono::seconds>(left).count();
@@ -118,7 +127,7 @@ void ArrivalSignals::arm(const std::shared_ptr<Waiter>& waiter) {
   if (timer_.get() < 0) {
     timer_ = FileDescriptor::adopt(::timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC));
     if (timer_.get() < 0) throwSystemError(u"Waiting for messages in", directory_);
-    onSignal_ = Apartment::current().arm({watcher_.get(), [this] { deliver(); }});
+    if (watcher_.get() >= 0) onSignal_ = Apartment::current().arm({watcher_.get(), [this] { deliver(); }});
     onTimer_ = Apartment::current().arm({timer_.get(), [this] { deliver(); }});
   }
   armed_.push_back(waiter);
@@ -141,7 +150,7 @@ void ArrivalSignals::deliver() {
   }
   std::erase_if(armed_,
                 [&](const auto& each) { return std::ranges::find(ready, each.lock()) != ready.end(); });
-  if (!armed_.empty() && (isTime || isAnyHeldUp)) lookAgainIn(isAnyHeldUp ? often : seldom);
+  if (!armed_.empty() && (isTime || isAnyHeldUp)) lookAgainIn(patience(isAnyHeldUp));
   // The last: a delivery may arm anew, wait, and let go of what it likes.
   for (const auto& waiter : ready)
     if (const auto run = waiter->deliver) run();

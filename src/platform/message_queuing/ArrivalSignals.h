@@ -49,6 +49,7 @@ class ArrivalSignals {
   void watch(std::int64_t box);
   void takeSignals();
   void deliver();
+  std::chrono::nanoseconds patience(bool isHeldUp) const noexcept;
   void lookAgainIn(std::chrono::nanoseconds time);
 
   std::filesystem::path directory_;

@@ -1,8 +1,52 @@
 #include "MessageLocks.h"
 
+#include "Lasting.h"
+
+#include <pthread.h>
+#include <mutex>
+#include <vector>
+
 #include <cerrno>
 
 namespace CorvaneQueue::platform_layer {
+
+// All of this process: a child lets go of its copies of the descriptors at once, which would otherwise
+// keep the locks alive when the parent dies, and could release them while it lives.
+struct LocksOfProcess {
+  std::mutex mutex;
+  std::vector<MessageLocks*> all;
+  void closeAll() noexcept {
+    for (MessageLocks* locks : all) locks->file_ = FileDescriptor();
+  }
+};
+
+namespace {
+
+LocksOfProcess& locksOfProcess() {
+  static Lasting<LocksOfProcess> locks;
+  return *locks;
+}
+void watchForks() {
+  static const int registered =
+      ::pthread_atfork([] { locksOfProcess().mutex.lock(); }, [] { locksOfProcess().mutex.unlock(); },
+                       [] {
+                         locksOfProcess().closeAll();
+                         locksOfProcess().mutex.unlock();
+                       });
+  if (registered != 0) throw std::bad_alloc();
+}
+
+}  // namespace
+
+MessageLocks::MessageLocks(const std::filesystem::path& lockFile) : file_(lockFile, O_RDWR | O_CREAT) {
+  watchForks();
+  const std::lock_guard guard(locksOfProcess().mutex);
+  locksOfProcess().all.push_back(this);
+}
+MessageLocks::~MessageLocks() {
+  const std::lock_guard guard(locksOfProcess().mutex);
+  std::erase(locksOfProcess().all, this);
+}
 
 namespace {
 

@@ -11,10 +11,14 @@
 namespace CorvaneQueue::platform_layer {
 
 // One holder's locks: a byte range of the lock file for each message, by its identifier. The system
-// releases them when the holder ends, also when its process dies.
+// releases them when the holder ends, also when its process dies. A process that was forked off has no
+// part in them.
 class MessageLocks {
  public:
-  explicit MessageLocks(const std::filesystem::path& lockFile) : file_(lockFile, O_RDWR | O_CREAT) {}
+  explicit MessageLocks(const std::filesystem::path& lockFile);
+  ~MessageLocks();
+  MessageLocks(const MessageLocks&) = delete;
+  MessageLocks& operator=(const MessageLocks&) = delete;
 
   // False when another holder has it.
   bool tryLock(std::int64_t message);
@@ -29,6 +33,7 @@ class MessageLocks {
   std::optional<Range> heldByOther(std::int64_t message) const;
 
  private:
+  friend struct LocksOfProcess;
   FileDescriptor file_;
 };
 

@@ -98,20 +98,22 @@ std::optional<MessageHeader> OpenQueue::next(bool& isHeldUp) {
   return visibleBehind(standing->position, isHeldUp);
 }
 
-Ref<IMSMQMessage> OpenQueue::peek(const VARIANT* wantBody, const VARIANT* timeout,
+Ref<IMSMQMessage> OpenQueue::peek(Of which, const VARIANT* wantBody, const VARIANT* timeout,
                                   const std::function<std::optional<MessageHeader>(bool&)>& find) {
   mustRead(u"Peeking");
   Ref<IMSMQMessage> message;
   attempt(timeout, [&](bool& isHeldUp) {
-    const auto header = find(isHeldUp);
-    if (!header) return false;
-    std::shared_ptr<const Variant> body;
-    if (wanted(wantBody) == QueueService::Body::Wanted) {
-      body = service_->body(box_, *header);
-      if (!body) return false;  // just received by somebody
+    while (const auto header = find(isHeldUp)) {
+      std::shared_ptr<const Variant> body;
+      if (wanted(wantBody) == QueueService::Body::Wanted) {
+        body = service_->body(box_, *header);
+        if (!body) continue;  // just received by somebody: look again
+      }
+      if (which == Of::Cursor) cursor_ = {Cursor::State::On, header->position};
+      message = make<QueuedMessage>(*header, std::move(body), service_->identity());
+      return true;
     }
-    message = make<QueuedMessage>(*header, std::move(body), service_->identity());
-    return true;
+    return false;
   });
   return message;
 }
@@ -119,11 +121,7 @@ Ref<IMSMQMessage> OpenQueue::peek(const VARIANT* wantBody, const VARIANT* timeou
 HRESULT OpenQueue::raw_PeekCurrent(VARIANT*, VARIANT* WantBody, VARIANT* ReceiveTimeout,
                                    IMSMQMessage** result) noexcept {
   return answer(result, [&] {
-    return peek(WantBody, ReceiveTimeout, [&](bool& isHeldUp) {
-      auto header = current(isHeldUp);
-      if (header) cursor_ = {Cursor::State::On, header->position};
-      return header;
-    });
+    return peek(Of::Cursor, WantBody, ReceiveTimeout, [&](bool& isHeldUp) { return current(isHeldUp); });
   });
 }
 
@@ -134,18 +132,14 @@ HRESULT OpenQueue::raw_PeekNext(VARIANT*, VARIANT* WantBody, VARIANT* ReceiveTim
     if (cursor_.state == Cursor::State::BeforeFirst)
       queuingFailed(MQ_ERROR_ILLEGAL_CURSOR_ACTION,
                     u"PeekNext on " + shownName(queue_.address) + u" must follow a PeekCurrent.");
-    return peek(WantBody, ReceiveTimeout, [&](bool& isHeldUp) {
-      auto header = next(isHeldUp);
-      if (header) cursor_ = {Cursor::State::On, header->position};
-      return header;
-    });
+    return peek(Of::Cursor, WantBody, ReceiveTimeout, [&](bool& isHeldUp) { return next(isHeldUp); });
   });
 }
 
 HRESULT OpenQueue::raw_Peek(VARIANT*, VARIANT* WantBody, VARIANT* ReceiveTimeout,
                             IMSMQMessage** result) noexcept {
   return answer(result, [&] {
-    return peek(WantBody, ReceiveTimeout,
+    return peek(Of::Queue, WantBody, ReceiveTimeout,
                 [&](bool& isHeldUp) { return service_->firstVisible(box_, 0, isHeldUp); });
   });
 }
@@ -193,9 +187,12 @@ HRESULT OpenQueue::raw_EnableNotification(IMSMQEvent* Event, VARIANT*, VARIANT*)
     waiter->box = box_.number();
     waiter->isReady = [this](bool& isHeldUp) {
       try {
-        return isOpen_ && service_->firstVisible(box_, 0, isHeldUp).has_value();
+        if (!isOpen_) return false;
+        if (service_->firstVisible(box_, 0, isHeldUp)) return true;
+        service_->find(queue_.id, queue_.address);
+        return false;
       } catch (const Error&) {
-        return true;  // who then receives is told
+        return true;  // who then receives is told, of a deleted queue too
       }
     };
     event->arm(Ref<IMSMQQueue>(this), waiter);

@@ -51,7 +51,8 @@ class OpenQueue final : public Object<OpenQueue, DispatchForm<IMSMQQueue>> {
   std::optional<MessageHeader> visibleBehind(std::int64_t position, bool& isHeldUp);
   std::optional<MessageHeader> current(bool& isHeldUp);
   std::optional<MessageHeader> next(bool& isHeldUp);
-  Ref<IMSMQMessage> peek(const VARIANT* wantBody, const VARIANT* timeout,
+  // `Of::Cursor` moves the cursor onto what is found.
+  Ref<IMSMQMessage> peek(Of which, const VARIANT* wantBody, const VARIANT* timeout,
                          const std::function<std::optional<MessageHeader>(bool&)>& find);
   Ref<IMSMQMessage> receive(Of which, const VARIANT* transaction, const VARIANT* wantBody,
                             const VARIANT* timeout);

@@ -58,6 +58,7 @@ HRESULT QueueInfo::put_PathName(BSTR value) noexcept {
   return answer([&] {
     pathName_ = String(StringRef(value));
     formatName_ = String();
+    record_ = {};
     isLoaded_ = false;
   });
 }
@@ -68,6 +69,7 @@ HRESULT QueueInfo::put_FormatName(BSTR value) noexcept {
   return answer([&] {
     formatName_ = String(StringRef(value));
     pathName_ = String();
+    record_ = {};
     isLoaded_ = false;
   });
 }
@@ -112,6 +114,9 @@ HRESULT QueueInfo::raw_Create(VARIANT* IsTransactional, VARIANT* IsWorldReadable
 }
 HRESULT QueueInfo::raw_Delete() noexcept {
   return answer([&] {
+    if (address().isJournal)
+      queuingFailed(MQ_ERROR_ILLEGAL_FORMATNAME,
+                    u"A journal is deleted with its queue, not by itself; purge it.");
     service_->remove(address());
     isLoaded_ = false;
   });

@@ -8,6 +8,7 @@
 #include <CorvaneQueue/MessageQueuing.h>
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <algorithm>
 #include <atomic>
@@ -26,11 +27,16 @@ constexpr std::size_t readAheadCount = 64;
 // the log of the store takes until what was stored has found its place.
 constexpr const char* reserveName = "reserve";
 constexpr off_t reserveSize = 16 << 20;
-void makeReserve(const std::filesystem::path& file) noexcept {
-  const int descriptor = ::open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-  if (descriptor < 0) return;
-  if (::posix_fallocate(descriptor, 0, reserveSize) != 0) ::unlink(file.c_str());  // there is no room
+// Whether it is there, perhaps just now.
+bool makeReserve(const std::filesystem::path& file) noexcept {
+  struct stat status {};
+  if (::stat(file.c_str(), &status) == 0 && status.st_size >= reserveSize) return true;
+  const int descriptor = ::open(file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+  if (descriptor < 0) return false;
+  const bool hasRoom = ::posix_fallocate(descriptor, 0, reserveSize) == 0;
+  if (!hasRoom) ::unlink(file.c_str());
   ::close(descriptor);
+  return hasRoom;
 }
 
 const std::filesystem::path& made(const std::filesystem::path& directory) {
@@ -41,6 +47,14 @@ const std::filesystem::path& made(const std::filesystem::path& directory) {
     throwSystemError(u"Creating the directory", directory);
   }
   return directory;
+}
+
+// One of the service's own; what somebody else has put there is left alone.
+bool isQueueFile(const std::filesystem::directory_entry& entry) {
+  const std::string name = entry.path().filename().string();
+  std::error_code ignored;
+  return name.size() >= 8 && name.find_first_not_of("0123456789abcdef") == std::string::npos &&
+         entry.is_regular_file(ignored);
 }
 
 // Blanks at the ends would get lost without the quotes.
@@ -58,7 +72,9 @@ class QueueService::Generation {
  public:
   explicit Generation(const std::filesystem::path& file) {
     const FileDescriptor opened(file, O_RDWR | O_CREAT);
-    if (::ftruncate(opened.get(), sizeof(Counter)) != 0) throwSystemError(u"Preparing", file);
+    // Without its room on the disk, writing through the mapping would end the process.
+    if ((errno = ::posix_fallocate(opened.get(), 0, sizeof(Counter))) != 0)
+      throwSystemError(u"Preparing", file);
     void* const mapped =
         ::mmap(nullptr, sizeof(Counter), PROT_READ | PROT_WRITE, MAP_SHARED, opened.get(), 0);
     if (mapped == MAP_FAILED) throwSystemError(u"Mapping", file);
@@ -112,15 +128,16 @@ QueueStore& QueueService::store() {
   return *store_;
 }
 
-void QueueService::write(const std::function<void()>& work) {
-  struct Advance {
-    ~Advance() { generation.advance(); }  // also when it failed: a failed sync has stored all the same
-    Generation& generation;
-  };
-  {
-    const Advance afterwards{*generation_};
+void QueueService::write(const std::function<void()>& work, const std::function<void()>& onceStored) {
+  try {
     store().write(work);
+  } catch (const SyncFailed&) {
+    generation_->advance();
+    onceStored();
+    throw;
   }
+  generation_->advance();
+  onceStored();
   for (const QueueAddress& journal : store().trimmedJournals()) {
     if (!toldJournals_.insert(shownName(journal)).second) continue;
     const auto log = make<ExceptionHandler>(String(u"MSMQ"), String(u"Queue"));
@@ -132,13 +149,26 @@ void QueueService::write(const std::function<void()>& work) {
   }
 }
 
-void QueueService::writeFreeing(const std::function<void()>& work) {
+void QueueService::writeFreeing(const std::function<void()>& work, const std::function<void()>& onceStored) {
   try {
-    write(work);
+    return write(work, onceStored);
   } catch (const DiskFull&) {
-    if (::unlink((storage_ / reserveName).c_str()) != 0) throw;
-    write(work);
+    ::unlink((storage_ / reserveName).c_str());
   }
+  store().checkpoint();
+  write(work, onceStored);
+}
+
+void QueueService::writeStoring(const std::function<void()>& work, const std::function<void()>& onceStored) {
+  if (!makeReserve(storage_ / reserveName))
+    throw DiskFull(E_FAIL, queuingSource,
+                   u"Sending failed: the disk is full; nothing was stored. Free some space and try again.");
+  try {
+    return write(work, onceStored);
+  } catch (const DiskFull&) {  // perhaps there is room in the store, and only the log cannot grow
+    store().checkpoint();
+  }
+  write(work, onceStored);
 }
 
 // ---- Queues
@@ -171,8 +201,9 @@ void QueueService::reconcileQueueFiles() {
   const auto differences = [&](const std::function<void(const std::filesystem::path&)>& onSurplus,
                                const std::function<void(const QueueRecord&)>& onMissing) {
     std::set<std::filesystem::path> files;
-    for (const auto& entry : std::filesystem::directory_iterator(storage_ / "lqs"))
-      files.insert(entry.path());
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(storage_ / "lqs", error))
+      if (isQueueFile(entry)) files.insert(entry.path());
     std::size_t count = 0;
     for (const QueueRecord& queue : store().all()) {
       if (files.erase(queueFile(queue.id)) > 0) continue;
@@ -184,22 +215,31 @@ void QueueService::reconcileQueueFiles() {
     return count + files.size();
   };
   if (differences(nullptr, nullptr) == 0) return;
-  write([&] {
-    differences([](const auto& file) { std::filesystem::remove(file); },
-                [&](const QueueRecord& queue) { writeQueueFile(queue); });
-  });
+  write(
+      [&] {
+        differences(
+            [](const auto& file) {
+              std::error_code ignored;
+              std::filesystem::remove(file, ignored);
+            },
+            [&](const QueueRecord& queue) { writeQueueFile(queue); });
+      },
+      [] {});
 }
 
 void QueueService::create(const QueueRecord& queue) {
   QueueRecord created = queue;
+  bool isStored = false;
   try {
-    write([&] {
-      created.id = store().create(queue);
-      writeQueueFile(created);
-    });
+    write(
+        [&] {
+          created.id = store().create(queue);
+          writeQueueFile(created);
+        },
+        [&] { isStored = true; });
   } catch (...) {
     std::error_code ignored;
-    if (created.id != 0) std::filesystem::remove(queueFile(created.id), ignored);
+    if (!isStored && created.id != 0) std::filesystem::remove(queueFile(created.id), ignored);
     throw;
   }
 }
@@ -224,15 +264,16 @@ QueueRecord QueueService::find(std::int64_t queue, const QueueAddress& address) 
 
 void QueueService::update(const QueueRecord& queue) {
   const QueueRecord before = find(queue.id, queue.address);
-  bool isFileWritten = false;
+  bool isStored = false;
   try {
-    write([&] {
-      store().update(queue);
-      isFileWritten = true;
-      writeQueueFile(queue);
-    });
+    write(
+        [&] {
+          store().update(queue);
+          writeQueueFile(queue);
+        },
+        [&] { isStored = true; });
   } catch (...) {
-    if (isFileWritten) try {
+    if (!isStored) try {
         writeQueueFile(before);
       } catch (const Error&) {  // the error on its way says enough
       }
@@ -242,13 +283,15 @@ void QueueService::update(const QueueRecord& queue) {
 
 void QueueService::remove(const QueueAddress& address) {
   const QueueRecord queue = find(address);
-  write([&] { store().remove(queue.id); });
-  std::error_code ignored;
-  std::filesystem::remove(queueFile(queue.id), ignored);
-  for (const bool isJournal : {false, true}) {
-    signals_.signal(Box{queue.id, isJournal}.number());
-    signals_.forget(Box{queue.id, isJournal}.number());
-  }
+  write([&] { store().remove(queue.id); },
+        [&] {
+          std::error_code ignored;
+          std::filesystem::remove(queueFile(queue.id), ignored);
+          for (const bool isJournal : {false, true}) {
+            signals_.signal(Box{queue.id, isJournal}.number());
+            signals_.forget(Box{queue.id, isJournal}.number());
+          }
+        });
 }
 
 // ---- Messages
@@ -327,9 +370,11 @@ std::optional<QueueService::Received> QueueService::receive(Box box, std::int64_
         return received;
       }
       bool isJournaled = false;
-      writeFreeing([&] { isJournaled = store().take(taken); });
-      locks.unlock(header->id);
-      if (isJournaled) signals_.signal(Box{box.queue, true}.number());
+      writeFreeing([&] { isJournaled = store().take(taken); },
+                   [&] {
+                     locks.unlock(header->id);
+                     if (isJournaled) signals_.signal(Box{box.queue, true}.number());
+                   });
       return received;
     } catch (...) {
       locks.unlock(header->id);
@@ -339,8 +384,7 @@ std::optional<QueueService::Received> QueueService::receive(Box box, std::int64_
 }
 
 void QueueService::send(const Outgoing& message) {
-  write([&] { store().put(message); });
-  signals_.signal(Box{message.queue, false}.number());
+  writeStoring([&] { store().put(message); }, [&] { signals_.signal(Box{message.queue, false}.number()); });
 }
 
 std::uint64_t QueueService::generation() const noexcept { return generation_->now(); }
@@ -365,6 +409,7 @@ void QueueService::release(TransactionWork& work) noexcept {
   spareLocks_ = std::move(work.locks);
   work.taken.clear();
   work.sent.clear();
+  work.isOver = true;
 }
 
 void QueueService::commit(TransactionWork& work) {
@@ -378,12 +423,16 @@ void QueueService::commit(TransactionWork& work) {
       signalled.insert(Box{message.queue, false}.number());
     }
   };
+  const auto onceStored = [&] {
+    release(work);
+    for (const std::int64_t box : signalled) signals_.signal(box);
+  };
   if (!work.sent.empty())
-    write(storeAll);
+    writeStoring(storeAll, onceStored);
   else if (!work.taken.empty())
-    writeFreeing(storeAll);
-  release(work);
-  for (const std::int64_t box : signalled) signals_.signal(box);
+    writeFreeing(storeAll, onceStored);
+  else
+    onceStored();
 }
 
 void QueueService::abort(TransactionWork& work) noexcept {

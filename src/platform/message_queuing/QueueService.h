@@ -14,6 +14,7 @@ struct TransactionWork {
   std::unique_ptr<MessageLocks> locks;
   std::vector<Taken> taken;
   std::vector<Outgoing> sent;
+  bool isOver = false;
 };
 
 // One for each thread and installation. Errors are those of the queue service, with the queue's name and
@@ -33,7 +34,7 @@ class QueueService : public std::enable_shared_from_this<QueueService> {
   void remove(const QueueAddress& address);
 
   // The first message behind a position that nobody holds; nothing when there is none (then
-  // `isHeldUp` tells whether others hold some). Throws MQ_ERROR_QUEUE_DELETED.
+  // `isHeldUp` tells whether others hold some).
   std::optional<MessageHeader> firstVisible(Box box, std::int64_t after, bool& isHeldUp);
   // Headers read ahead by one handle; valid as long as nothing was stored anywhere.
   struct ReadAhead {
@@ -66,7 +67,8 @@ class QueueService : public std::enable_shared_from_this<QueueService> {
   void keepBack(TransactionWork& work, Outgoing message, const QueueRecord& queue);
   // Changes with everything that is stored, by any process.
   std::uint64_t generation() const noexcept;
-  // All of it, durable; or nothing, and the error.
+  // All of it, durable; or nothing, and the error: then the work can be tried again or aborted. A failed
+  // sync is an error too, but everything is stored and the work is over.
   void commit(TransactionWork& work);
   void abort(TransactionWork& work) noexcept;
 
@@ -75,9 +77,12 @@ class QueueService : public std::enable_shared_from_this<QueueService> {
 
  private:
   QueueStore& store();
-  void write(const std::function<void()>& work);
+  // `onceStored` runs when the work is stored, also when the sync failed.
+  void write(const std::function<void()>& work, const std::function<void()>& onceStored);
   // For work that takes messages out: goes on with the reserve when the disk is full.
-  void writeFreeing(const std::function<void()>& work);
+  void writeFreeing(const std::function<void()>& work, const std::function<void()>& onceStored);
+  // For work that stores messages: not without the reserve, which is needed to take them out again.
+  void writeStoring(const std::function<void()>& work, const std::function<void()>& onceStored);
   void reconcileQueueFiles();
   void writeQueueFile(const QueueRecord& queue);
   std::filesystem::path queueFile(std::int64_t queue) const;

@@ -81,6 +81,7 @@ class QueueStore {
 
   // Runs `work` as one durable unit: all of it, or nothing and the error.
   void write(const std::function<void()>& work);
+  void checkpoint() noexcept { database_.checkpoint(); }
   // False when the session has to be opened anew.
   bool isUsable() const noexcept { return database_.isUsable(); }
   // 16 bytes, other ones for each installation.

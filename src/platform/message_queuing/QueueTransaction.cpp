@@ -26,11 +26,11 @@ QueueTransaction::QueueTransaction(std::shared_ptr<QueueService> service)
     : service_(std::move(service)), number_(nextTransactionNumber()) {}
 
 QueueTransaction::~QueueTransaction() {
-  if (!isOver_) service_->abort(work_);
+  if (!work_.isOver) service_->abort(work_);
 }
 
 void QueueTransaction::mustBeOpen() const {
-  if (isOver_)
+  if (work_.isOver)
     queuingFailed(MQ_ERROR_TRANSACTION_SEQUENCE,
                   u"The transaction has been committed or aborted already; begin a new one.");
 }
@@ -48,7 +48,6 @@ HRESULT QueueTransaction::raw_Commit(VARIANT* fRetaining, VARIANT* grfTC, VARIAN
     mustBeOpen();
     for (const VARIANT* argument : {fRetaining, grfTC, grfRM}) mustBeOrdinary(argument);
     service_->commit(work_);
-    isOver_ = true;
   });
 }
 
@@ -57,7 +56,6 @@ HRESULT QueueTransaction::raw_Abort(VARIANT* fRetaining, VARIANT* fAsync) noexce
     mustBeOpen();
     for (const VARIANT* argument : {fRetaining, fAsync}) mustBeOrdinary(argument);
     service_->abort(work_);
-    isOver_ = true;
   });
 }
 

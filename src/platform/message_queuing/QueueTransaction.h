@@ -31,7 +31,6 @@ class QueueTransaction final : public Object<QueueTransaction, DispatchForm<IMSM
   void mustBeOpen() const;
   std::shared_ptr<QueueService> service_;
   TransactionWork work_;
-  bool isOver_ = false;
   std::int32_t number_;
 };
 

@@ -416,9 +416,15 @@ void Database::sync() {
   const int code = log->pMethods->xSync(log, SQLITE_SYNC_NORMAL | SQLITE_SYNC_DATAONLY);
   if (code == SQLITE_OK) return;
   isSuspect_ = true;
-  fail(E_FAIL, file_,
-       u"the log could not be synced: what was stored is there, but may not survive a power failure. Check "
-       u"the disk.");
+  throw SyncFailed(
+      E_FAIL, storeSource,
+      u"The store \"" + shownPath(file_) +
+          u"\": the log could not be synced: what was stored is there, but may not survive a power "
+          u"failure. Check the disk.");
+}
+
+void Database::checkpoint() noexcept {
+  sqlite3_wal_checkpoint_v2(handle_.get(), "dbo", SQLITE_CHECKPOINT_RESTART, nullptr, nullptr);
 }
 
 void Database::rollback() noexcept {

@@ -29,6 +29,12 @@ class DiskFull : public Error {
   using Error::Error;
 };
 
+// Everything is stored, but whether it survives a power failure is not known.
+class SyncFailed : public Error {
+ public:
+  using Error::Error;
+};
+
 // A prepared statement while it is in use; resets itself for the next user. Parameters count from 1,
 // columns from 0. Bytes that are bound or read are not copied: bound ones must stay until the
 // statement is done, read ones are gone with the next step.
@@ -89,8 +95,10 @@ class Database {
   // Waits for the other writers, at most `limit` (none: without end) for an open transaction of
   // somebody else.
   void begin(Duration duration, std::optional<std::chrono::seconds> limit);
-  // Durable when it returns. On failure everything is rolled back.
+  // Durable when it returns. On failure everything is rolled back, but for SyncFailed.
   void commit();
+  // Moves the log into the file as far as nobody reads it, so that its room can be used again.
+  void checkpoint() noexcept;
   void rollback() noexcept;
   bool inTransaction() const noexcept { return inTransaction_; }
   // False once the store has ended the transaction by itself, after a failed sync, or in a forked process.
