@@ -43,7 +43,8 @@ std::string shown(const Field& field) {
 
 std::string jsonText(Row row) {
   nlohmann::ordered_json object = nlohmann::ordered_json::object();
-  for (const auto& [name, field] : row) std::visit([&](const auto& value) { object[name] = value; }, field);
+  for (const auto& [name, field] : row)
+    std::visit([&member = object[name]](const auto& value) { member = value; }, field);
   // A file's name need not be UTF-8.
   return object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
 }

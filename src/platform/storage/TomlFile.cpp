@@ -265,13 +265,13 @@ void TomlFile::edit(const std::filesystem::path& file,
 
 void TomlFile::write(const std::filesystem::path& file, std::span<const Setting> settings) {
   edit(file, [&](std::string content) {
-    for (const auto& [address, value] : settings) {
+    for (const Setting& setting : settings) {
       toml::table root = parsed(content, file);
-      content = edited(content, root, address, value);
+      content = edited(content, root, setting.address, setting.value);
       // What was written must read back, whatever shape the file had.
       const auto readsBack = [&] {
         try {
-          return holds(parsed(content, file), address, value);
+          return holds(parsed(content, file), setting.address, setting.value);
         } catch (const Error&) {
           return false;
         }
@@ -279,8 +279,8 @@ void TomlFile::write(const std::filesystem::path& file, std::span<const Setting>
       if (!readsBack())
         throw Error(E_FAIL, {},
                     u"The setting could not be written into \"" + shownPath(file) +
-                        u"\": write the table as \"[" + std::u16string(fromUtf8(headerText(address)).view()) +
-                        u"]\".");
+                        u"\": write the table as \"[" +
+                        std::u16string(fromUtf8(headerText(setting.address)).view()) + u"]\".");
     }
     return content;
   });
