@@ -1,8 +1,8 @@
 #include "ConnectionPoint.h"
 #include "Expect.h"
-#include "Sink.h"
 
 #include <CorvaneQueue/Apartment.h>
+#include <CorvaneQueue/Subscription.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
 
@@ -21,20 +21,22 @@ TEST(Events, ReachASnapshotOfTheSinksByReference) {
   DWORD first = 0;
   DWORD second = 0;
   int secondCalls = 0;
-  const auto changing = make<Sink>([&](DISPID, std::span<VARIANT> arguments) {
+  const EventKind sample{iidOf<__Sample>, 7, 1};
+  const auto sinkOf = [&](EventHandler handler) {
+    return Ref<IDispatch>::adopt(new detail::EventSink(sample, std::move(handler)));
+  };
+  const auto changing = sinkOf([&](std::span<VARIANT> arguments) {
     SysFreeString(*arguments[0].pbstrVal);
     *arguments[0].pbstrVal = SysAllocString(u"changed");
     point->Unadvise(second);  // still called this time: the snapshot has it
-    return E_FAIL;            // and a failing sink stops nobody
+    throw Error(1, {}, {});   // and a failing sink stops nobody
   });
-  const auto counting = make<Sink>([&](DISPID id, std::span<VARIANT> arguments) {
-    EXPECT_EQ(id, 7);
+  const auto counting = sinkOf([&](std::span<VARIANT> arguments) {
     EXPECT_EQ(StringRef(*arguments[0].pbstrVal).view(), u"changed");
     ++secondCalls;
-    return S_OK;
   });
-  EXPECT_EQ(point->Advise(asDispatch(changing).get(), &first), S_OK);
-  EXPECT_EQ(point->Advise(asDispatch(counting).get(), &second), S_OK);
+  EXPECT_EQ(point->Advise(changing.get(), &first), S_OK);
+  EXPECT_EQ(point->Advise(counting.get(), &second), S_OK);
   EXPECT_NE(first, second);
   BSTR text = SysAllocString(u"text");
   VARIANT argument = Variant::reference(&text).detach();

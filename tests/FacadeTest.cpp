@@ -4,7 +4,6 @@
 #include "Queue.h"
 #include "Queues.h"
 #include "RecordingPlatform.h"
-#include "Sink.h"
 
 #include <gmock/gmock.h>
 
@@ -245,27 +244,20 @@ TEST_F(FacadeTest, RelaysArrivalsByReference) {
   const auto backEnd = make<MessageQueuingBackEnd>(calls);
   queue->attach(backEnd);
   int arrivals = 0;
-  const auto sink = make<Sink>([&](DISPID id, std::span<VARIANT> arguments) {
-    EXPECT_EQ(id, evtArrivedId);
-    EXPECT_EQ(StringRef(*arguments[0].pbstrVal).view(), u"0000000042");
-    SysFreeString(*arguments[1].pbstrVal);
-    *arguments[1].pbstrVal = SysAllocString(u"changed");
-    if (++arrivals == 2) queue = nullptr;  // a client may let the queue go in its handler
-    return S_OK;
-  });
-  IConnectionPoint* found = nullptr;
-  auto container = query<IConnectionPointContainer>(static_cast<_Queue*>(queue.get()));
-  ASSERT_EQ(container->FindConnectionPoint(iidOf<__Queue>, &found), S_OK);
-  const auto point = Ref<IConnectionPoint>::adopt(found);
-  DWORD cookie = 0;
-  ASSERT_EQ(point->Advise(asDispatch(sink).get(), &cookie), S_OK);
+  const Subscription client(static_cast<_Queue*>(queue.get()), arrivalKind<__Queue>,
+                            [&](std::span<VARIANT> arguments) {
+                              EXPECT_EQ(StringRef(*arguments[0].pbstrVal).view(), u"0000000042");
+                              SysFreeString(*arguments[1].pbstrVal);
+                              *arguments[1].pbstrVal = SysAllocString(u"changed");
+                              if (++arrivals == 2)
+                                queue = nullptr;  // a client may let the queue go in its handler
+                            });
   EXPECT_EQ(backEnd->arrive(u"text", u"0000000042"), u"changed");
 
   const auto other = make<MessageQueuingBackEnd>(calls);
   queue->attach(other);
   EXPECT_EQ(backEnd->arrive(u"text", u"1"), u"text");  // the old back end is no longer heard
   EXPECT_EQ(arrivals, 1);
-  container = nullptr;
   other->arrive(u"last", u"0000000042");
   EXPECT_EQ(arrivals, 2);
   other->arrive(u"nobody", u"1");

@@ -71,18 +71,19 @@ TEST(QueueService, NamesQueues) {
   EXPECT_FALSE(call<&IMSMQQueueInfo::get_IsTransactional>(infoOf(u".\\Orders")));
   EXPECT_TRUE(openFormat(u"direct=tcp:127.0.0.1\\private$\\orders", MQ_PEEK_ACCESS));
 
-  struct {
+  struct Wrong {
     const char16_t* name;
     HRESULT error;
-  } const wrong[] = {{u"Orders", MQ_ERROR_ILLEGAL_QUEUE_PATHNAME},
-                     {u"\\PRIVATE$\\Orders", MQ_ERROR_ILLEGAL_QUEUE_PATHNAME},
-                     {u".\\PRIVATE$\\", MQ_ERROR_ILLEGAL_QUEUE_PATHNAME},
-                     {u".\\a\\b", MQ_ERROR_ILLEGAL_QUEUE_PATHNAME},
-                     {u".\\a;b", MQ_ERROR_ILLEGAL_QUEUE_PATHNAME},
-                     {u"elsewhere.example\\Orders", MQ_ERROR_REMOTE_MACHINE_NOT_AVAILABLE},
-                     {u".\\Nowhere", MQ_ERROR_QUEUE_NOT_FOUND}};
-  for (const auto& [name, error] : wrong)
-    EXPECT_EQ(errorNumber([&] { open(name, MQ_PEEK_ACCESS); }), error) << toUtf8(name);
+  };
+  const Wrong wrongNames[] = {{u"Orders", MQ_ERROR_ILLEGAL_QUEUE_PATHNAME},
+                              {u"\\PRIVATE$\\Orders", MQ_ERROR_ILLEGAL_QUEUE_PATHNAME},
+                              {u".\\PRIVATE$\\", MQ_ERROR_ILLEGAL_QUEUE_PATHNAME},
+                              {u".\\a\\b", MQ_ERROR_ILLEGAL_QUEUE_PATHNAME},
+                              {u".\\a;b", MQ_ERROR_ILLEGAL_QUEUE_PATHNAME},
+                              {u"elsewhere.example\\Orders", MQ_ERROR_REMOTE_MACHINE_NOT_AVAILABLE},
+                              {u".\\Nowhere", MQ_ERROR_QUEUE_NOT_FOUND}};
+  for (const Wrong& wrong : wrongNames)
+    EXPECT_EQ(errorNumber([&] { open(wrong.name, MQ_PEEK_ACCESS); }), wrong.error) << toUtf8(wrong.name);
   for (const char16_t* format : {u"LOCAL\\PRIVATE$\\Orders", u"DIRECT=OS:", u"DIRECT=OS:.\\Orders;XACTONLY"})
     EXPECT_EQ(errorNumber([&] { openFormat(format, MQ_PEEK_ACCESS); }), MQ_ERROR_ILLEGAL_FORMATNAME);
   expectError(MQ_ERROR_QUEUE_EXISTS, u"MSMQ", "oRDERS", [] { createQueue(u".\\PRIVATE$\\oRDERS"); });
@@ -318,12 +319,12 @@ TEST(QueueService, NotifiesOnceForEachArming) {
   createQueue(orders);
   const auto receiver = open(orders, MQ_RECEIVE_ACCESS);
   Texts arrived;
-  Ref<IMSMQEvent> event = eventWith([&](const Ref<IMSMQQueue>& queue, LONG cursor) {
+  std::optional<ArrivalEvent> event([&](const Ref<IMSMQQueue>& queue, LONG cursor) {
     EXPECT_EQ(queue.get(), receiver.get());
     EXPECT_EQ(cursor, 0);
     arrived.push_back(bodyOf(receive(queue)));
   });
-  notify(receiver, event);
+  event->arm(receiver);
   EXPECT_EQ(Apartment::current().pump(0ms), 1);  // looks, and finds nothing
   EXPECT_EQ(arrived, Texts{});
   sender.go();
@@ -333,7 +334,7 @@ TEST(QueueService, NotifiesOnceForEachArming) {
   send(own, "not armed");
   Apartment::current().pump(20ms);
   EXPECT_EQ(arrived, Texts{"from another process"});
-  notify(receiver, event);  // there is one already: at the next pump, not now
+  event->arm(receiver);  // there is one already: at the next pump, not now
   EXPECT_EQ(arrived.size(), 1u);
   Apartment::current().pump(1s);
   EXPECT_EQ(arrived.back(), "not armed");
@@ -342,25 +343,26 @@ TEST(QueueService, NotifiesOnceForEachArming) {
   send(own, "held");
   auto work = begin();
   receive(receiver, work);
-  notify(receiver, event);
+  event->arm(receiver);
   Apartment::current().pump(10ms);
   EXPECT_EQ(arrived.size(), 2u);
   work = nullptr;
   while (arrived.size() < 3) Apartment::current().pump(10s);
   EXPECT_EQ(arrived.back(), "held");
 
-  notify(receiver, event);
-  event = nullptr;  // and with it, its notification
+  event->arm(receiver);
+  event.reset();  // and with it, its notification
   send(own, "nobody listens");
   Apartment::current().pump(20ms);
   EXPECT_EQ(arrived.size(), 3u);
   // A handler that lets go of everything, and one that arms anew.
   int calls = 0;
-  event = eventWith([&](const Ref<IMSMQQueue>& queue, LONG) {
-    event = ++calls < 3 ? eventWith([&](const Ref<IMSMQQueue>&, LONG) { calls = 10; }) : nullptr;
-    if (calls < 3) notify(queue, event);
+  event.emplace([&](const Ref<IMSMQQueue>& queue, LONG) {
+    event.reset();
+    if (++calls == 1) event.emplace([&](const Ref<IMSMQQueue>&, LONG) { calls = 10; });
+    if (event) event->arm(queue);
   });
-  notify(receiver, event);
+  event->arm(receiver);
   while (calls < 10) Apartment::current().pump(1s);
   call<&IMSMQQueue::raw_Close>(receiver);
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <CorvaneQueue/members.h>
+#include <CorvaneQueue/Subscription.h>
 
 namespace CorvaneQueue {
 
@@ -60,6 +61,8 @@ struct InterfaceTraits<_DMSMQEventEvents> {
   static constexpr IID iid = {0xb493f7c0, 0x8926, 0x48ff, {0x8c, 0x89, 0xe2, 0x1d, 0xbf, 0x6e, 0xde, 0x40}};
   static constexpr const char16_t* name = u"_DMSMQEventEvents";
 };
+
+inline constexpr EventKind msmqArrival{iidOf<_DMSMQEventEvents>, msmqArrivedId, 2};
 
 struct IMSMQMessage : IDispatch {
   virtual HRESULT STDMETHODCALLTYPE get_Label(BSTR* result) noexcept = 0;

@@ -7,6 +7,7 @@
 
 #include <CorvaneQueue/Host.h>
 #include <CorvaneQueue/Journal.h>
+#include <CorvaneQueue/Subscription.h>
 
 namespace CorvaneQueue {
 
@@ -155,6 +156,11 @@ struct InterfaceTraits<__Queue> {
   static constexpr IID iid = {0x6298a1b1, 0x945a, 0x4fa9, {0xa6, 0x4f, 0xf1, 0x6b, 0x9a, 0xc8, 0x0a, 0x7b}};
   static constexpr const char16_t* name = u"__Queue";
 };
+
+// Of the source interface of a queue.
+template <class Source>
+inline constexpr EventKind arrivalKind{iidOf<Source>, evtArrivedId,
+                                       static_cast<UINT>(evtArrived.parameterNames.size())};
 
 inline constexpr CLSID queueClass = {
     0xcb0c4dc3, 0xc59e, 0x4798, {0x82, 0x64, 0x44, 0x20, 0xf0, 0x23, 0x7e, 0xb6}};

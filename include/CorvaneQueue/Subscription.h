@@ -1,30 +1,37 @@
 // A function as the sink of an event.
 #pragma once
 
-#include <CorvaneQueue/Queue.h>
+#include <CorvaneQueue/Error.h>
 
 #include <atomic>
 #include <functional>
 #include <memory>
+#include <span>
 
 namespace CorvaneQueue {
 
-// Handles one arrived document. Both texts may be changed: what is left in them goes back to the
-// queue, and RawDocument becomes its LastDocument.
-using ArrivalHandler = std::function<void(String& RawDocument, String& DocumentID)>;
+// Handles one event. The arguments stand last first, as IDispatch takes them.
+using EventHandler = std::function<void(std::span<VARIANT> arguments)>;
+
+// What events to handle.
+struct EventKind {
+  IID source;  // the source interface
+  DISPID event;
+  UINT argumentCount;
+};
 
 namespace detail {
 
-class ArrivalSink final : public IDispatch {
+class EventSink final : public IDispatch {
  public:
-  explicit ArrivalSink(ArrivalHandler handler)
-      : handler_(std::make_shared<ArrivalHandler>(std::move(handler))) {}
+  EventSink(const EventKind& kind, EventHandler handler)
+      : kind_(kind), handler_(std::make_shared<EventHandler>(std::move(handler))) {}
   // No further event reaches the handler; one that it is in the middle of goes on.
   void end() noexcept { handler_ = nullptr; }
 
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) noexcept final {
     if (object == nullptr) return E_POINTER;
-    const bool isAnswered = iid == IID_IUnknown || iid == IID_IDispatch || iid == iidOf<__Queue>;
+    const bool isAnswered = iid == IID_IUnknown || iid == IID_IDispatch || iid == kind_.source;
     *object = isAnswered ? this : nullptr;
     if (!isAnswered) return E_NOINTERFACE;
     AddRef();
@@ -47,15 +54,12 @@ class ArrivalSink final : public IDispatch {
   }
   HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID, LCID, WORD, DISPPARAMS* parameters, VARIANT*,
                                    EXCEPINFO*, UINT*) noexcept final {
-    if (id != evtArrivedId) return DISP_E_MEMBERNOTFOUND;
-    if (parameters == nullptr || parameters->cArgs != 2) return DISP_E_BADPARAMCOUNT;
+    if (id != kind_.event) return DISP_E_MEMBERNOTFOUND;
+    if (parameters == nullptr || parameters->cArgs != kind_.argumentCount) return DISP_E_BADPARAMCOUNT;
     const auto handler = handler_;
     if (handler == nullptr) return S_OK;
     try {
-      // The last argument stands first.
-      Borrowed document(parameters->rgvarg[1]);
-      Borrowed identifier(parameters->rgvarg[0]);
-      (*handler)(document.text, identifier.text);
+      (*handler)({parameters->rgvarg, parameters->cArgs});
       return S_OK;
     } catch (...) {
       return publishedResult();
@@ -63,19 +67,6 @@ class ArrivalSink final : public IDispatch {
   }
 
  private:
-  // A string that an argument refers to, while the handler has it.
-  struct Borrowed {
-    explicit Borrowed(VARIANT& argument) {
-      if (argument.vt != (VT_BSTR | VT_BYREF)) throw Error::ofResult(DISP_E_TYPEMISMATCH);
-      place = argument.pbstrVal;
-      text = String::adopt(*place);
-    }
-    ~Borrowed() { *place = std::exchange(*text.address(), nullptr); }
-    Borrowed(const Borrowed&) = delete;
-    Borrowed& operator=(const Borrowed&) = delete;
-    BSTR* place;
-    String text;
-  };
   static HRESULT publishedResult() noexcept {
     try {
       return Error::current().publish();
@@ -85,7 +76,8 @@ class ArrivalSink final : public IDispatch {
   }
 
   std::atomic<ULONG> count_{1};
-  std::shared_ptr<ArrivalHandler> handler_;
+  EventKind kind_;
+  std::shared_ptr<EventHandler> handler_;
 };
 
 }  // namespace detail
@@ -94,11 +86,11 @@ class ArrivalSink final : public IDispatch {
 class Subscription {
  public:
   Subscription() noexcept = default;
-  // Subscribes the handler to evtArrived of the object. Throws 13 for an object without events.
-  Subscription(IUnknown* source, ArrivalHandler handler)
-      : sink_(Ref<detail::ArrivalSink>::adopt(new detail::ArrivalSink(std::move(handler)))) {
+  // Throws 13 for an object without events.
+  Subscription(IUnknown* source, const EventKind& kind, EventHandler handler)
+      : sink_(Ref<detail::EventSink>::adopt(new detail::EventSink(kind, std::move(handler)))) {
     IConnectionPoint* point = nullptr;
-    throwIfFailedPlain(query<IConnectionPointContainer>(source)->FindConnectionPoint(iidOf<__Queue>, &point));
+    throwIfFailedPlain(query<IConnectionPointContainer>(source)->FindConnectionPoint(kind.source, &point));
     point_ = Ref<IConnectionPoint>::adopt(point);
     throwIfFailed(point_->Advise(sink_.get(), &cookie_));
   }
@@ -121,7 +113,7 @@ class Subscription {
   }
 
  private:
-  Ref<detail::ArrivalSink> sink_;
+  Ref<detail::EventSink> sink_;
   Ref<IConnectionPoint> point_;
   DWORD cookie_ = 0;
 };

@@ -6,7 +6,6 @@
 
 #include <CorvaneQueue/create.h>
 #include <CorvaneQueue/Queues.h>
-#include <CorvaneQueue/Subscription.h>
 #include <CorvaneQueue/Utility.h>
 
 #include <iterator>
@@ -64,7 +63,29 @@ template <class Class>
 requires requires { Class::registeredName; }
 Class create() { return Class(create<typename Class::Interface>(Class::registeredName)); }
 
+// Handles one arrived document. Both texts may be changed: what is left in them goes back to the
+// queue, and RawDocument becomes its LastDocument.
+using ArrivalHandler = std::function<void(String& RawDocument, String& DocumentID)>;
+
 namespace detail {
+// A string that an argument refers to, while a handler has it.
+class BorrowedArgument {
+ public:
+  explicit BorrowedArgument(VARIANT& argument) {
+    if (argument.vt != (VT_BSTR | VT_BYREF)) throw Error::ofResult(DISP_E_TYPEMISMATCH);
+    place_ = argument.pbstrVal;
+    text_ = String::adopt(*place_);
+  }
+  ~BorrowedArgument() { *place_ = std::exchange(*text_.address(), nullptr); }
+  BorrowedArgument(const BorrowedArgument&) = delete;
+  BorrowedArgument& operator=(const BorrowedArgument&) = delete;
+  String& text() noexcept { return text_; }
+
+ private:
+  BSTR* place_;
+  String text_;
+};
+
 // Walks an enumerator of a collection; each element is a handle.
 template <class Element>
 class ElementIterator {
@@ -204,7 +225,12 @@ class Queue : public Handle<Queue, _Queue> {
   // Calls the handler for each arrival, inside Apartment::pump() of this thread, as long as the result
   // lives.
   [[nodiscard]] Subscription evtArrived(ArrivalHandler handler) const {
-    return {object().get(), std::move(handler)};
+    return {object().get(), arrivalKind<__Queue>,
+            [handler = std::move(handler)](std::span<VARIANT> arguments) {
+              detail::BorrowedArgument document(arguments[1]);
+              detail::BorrowedArgument identifier(arguments[0]);
+              handler(document.text(), identifier.text());
+            }};
   }
 };
 

@@ -70,13 +70,7 @@ void DbQueue::Initialize(StringRef Name, bool IsJournal) {
       journal_ = asDispatch(journal);
       journal->Initialize(name_);
     }
-    const auto settings = platform().host->createComponentSettings();
-    const std::u16string level = std::u16string(name_.view()) + u"DbQueue";
-    settings->FirstLevel(level);
-    settings->SecondLevel(level);
-    const Variant value = settings->Read(u"CompressMessages", std::int32_t{0});
-    // The number 1 only: a text "1" is not that number.
-    compressMessages_ = value.type() != VT_BSTR && value.as(VT_R8).get().dblVal == 1;
+    compressMessages_ = readsCompressMessages(std::u16string(name_.view()) + u"DbQueue");
   });
 }
 

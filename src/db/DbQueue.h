@@ -5,8 +5,8 @@
 #include "ErrorReports.h"
 #include "HostServices.h"
 #include "IQueue.h"
-#include "Label.h"
 #include "QueueForm.h"
+#include "RoutedQueue.h"
 
 namespace CorvaneQueue {
 
@@ -15,11 +15,12 @@ class DbJournal;
 // One named queue, or its journal (the acknowledged documents). Reading is by polling. Every member
 // reports its errors under its own name, and the interface forms do so again under theirs. Two objects
 // have two connections: a transaction of one holds off what the other writes until it ends.
-class DbQueue final : public Object<DbQueue, QueueForm<DbQueue>, IQueueForm<DbQueue>> {
+class DbQueue final : public Object<DbQueue, QueueForm<DbQueue>, IQueueForm<DbQueue>>, public RoutedQueue {
  public:
   static constexpr GUID classIdentity = {
       0xbb2f19f4, 0xc807, 0x49f8, {0xb7, 0xfb, 0x8d, 0xa2, 0x2b, 0x9e, 0xa2, 0x20}};
   static constexpr const char16_t* className = u"DbQueue";
+  using RoutedQueue::Object;
 
   DbQueue();
   ~DbQueue();
@@ -30,14 +31,6 @@ class DbQueue final : public Object<DbQueue, QueueForm<DbQueue>, IQueueForm<DbQu
   bool CompressMessages() const noexcept { return compressMessages_; }
   // Always empty in this store.
   String LastDocument() const noexcept { return {}; }
-  const String& MsgType() const noexcept { return fields_.MsgType; }
-  void MsgType_Let(StringRef value) { fields_.MsgType = String(value); }
-  const String& MsgID() const noexcept { return fields_.MsgID; }
-  void MsgID_Let(StringRef value) { fields_.MsgID = String(value); }
-  const String& Object() const noexcept { return fields_.Object; }
-  void Object_Let(StringRef value) { fields_.Object = String(value); }
-  const String& ObjectID() const noexcept { return fields_.ObjectID; }
-  void ObjectID_Let(StringRef value) { fields_.ObjectID = String(value); }
   const Ref<IDispatch>& Journal() const noexcept { return journal_; }
   void Journal_Set(Ref<IDispatch> value) noexcept { journal_ = std::move(value); }
   // Created on the first request, not refreshed.
@@ -98,7 +91,6 @@ class DbQueue final : public Object<DbQueue, QueueForm<DbQueue>, IQueueForm<DbQu
   bool isJournal_ = false;
   bool compressMessages_ = false;
   bool inTransaction_ = false;
-  RoutingFields fields_;
   Ref<_ProcessTrace> processTrace_;
   ErrorReports errors_;
   Ref<IDispatch> journal_;

@@ -11,7 +11,7 @@ Queue::Queue() : errors_(u"Queue", ErrorReports::Naming::InOneCall) {}
 Queue::~Queue() {
   Journal_Set(nullptr);
   Messages_Set(nullptr);
-  if (relay_) relay_->disconnect();
+  relay_.end();
   if (backEnd_) {
     // An error of it is nobody's any more; one that is on its way to the client must still arrive.
     const KeptErrorInformation kept;
@@ -27,14 +27,13 @@ Ref<IQueue> Queue::backEnd() {
 }
 
 void Queue::attach(Ref<IQueue> backEnd) {
-  const auto relay = make<EventSink>(evtArrivedId, static_cast<UINT>(evtArrived.parameterNames.size()),
-                                     [this](std::span<VARIANT> arguments) {
-                                       const Ref<Queue> kept(this);  // a client may release it in its handler
-                                       kept->arrived(arguments);
-                                     });
-  relay->connect(backEnd.get(), iidOf<__MSMQQueue>);
-  if (relay_) relay_->disconnect();
-  relay_ = relay;
+  Subscription relay;
+  if (tryQuery<IConnectionPointContainer>(backEnd.get()))  // not every store raises events
+    relay = Subscription(backEnd.get(), arrivalKind<__MSMQQueue>, [this](std::span<VARIANT> arguments) {
+      const Ref<Queue> kept(this);  // a client may release it in its handler
+      kept->arrived(arguments);
+    });
+  relay_ = std::move(relay);
   backEnd_ = std::move(backEnd);
 }
 

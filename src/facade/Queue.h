@@ -3,7 +3,6 @@
 
 #include "ConnectionPoint.h"
 #include "ErrorReports.h"
-#include "EventSink.h"
 #include "IQueue.h"
 #include "MSMQQueueInterface.h"
 #include "Object.h"
@@ -84,7 +83,7 @@ class Queue final : public Object<Queue, QueueForm<Queue>, EventSource<__Queue>>
   Ref<IQueue> backEnd_;
   Ref<_Journal> journal_;
   Ref<_Messages> messages_;
-  Ref<EventSink> relay_;  // passes the back end's event on
+  Subscription relay_;  // passes the back end's event on
 };
 
 }  // namespace CorvaneQueue::facade

@@ -42,13 +42,7 @@ void MSMQQueue::Initialize(StringRef Name, bool IsJournal) {
   }
   messages_ = make<MSMQMessages>();
   messages_->Initialize(*this);
-  const auto settings = platform().host->createComponentSettings();
-  const std::u16string level = std::u16string(name_.view()) + u"Queue";
-  settings->FirstLevel(level);
-  settings->SecondLevel(level);
-  const Variant value = settings->Read(u"CompressMessages", std::int32_t{0});
-  // The number 1 only: a text "1" is not that number.
-  compressMessages_ = value.type() != VT_BSTR && value.as(VT_R8).get().dblVal == 1;
+  compressMessages_ = readsCompressMessages(std::u16string(name_.view()) + u"Queue");
   isInitialized_ = true;
 }
 
@@ -222,7 +216,7 @@ void MSMQQueue::Queue_Transaction_Set(const VARIANT& value) {
 // ---- Arrival and acknowledgement
 
 void MSMQQueue::dropEvent() noexcept {
-  if (const auto sink = std::move(sink_)) sink->disconnect();
+  arrival_.end();
   event_ = nullptr;
 }
 
@@ -230,13 +224,11 @@ void MSMQQueue::ReceiveEnable() {
   isMessagePending_ = false;
   dropEvent();
   event_ = platform().messageQueuing->createEvent();
-  constexpr UINT argumentCount = 2;
-  sink_ = make<EventSink>(msmqArrivedId, argumentCount, [this](std::span<VARIANT> arguments) {
+  arrival_ = Subscription(event_.get(), msmqArrival, [this](std::span<VARIANT> arguments) {
     IUnknown* queue = nullptr;
     throwIfFailedPlain(detail::objectIn(arguments.back(), queue));
     arrived(static_cast<IDispatch*>(queue));
   });
-  sink_->connect(event_.get(), iidOf<_DMSMQEventEvents>);
   Variant omitted = Variant::omitted();
   call<&IMSMQQueue::raw_EnableNotification>(RecvQueue(), event_, omitted, omitted);
 }

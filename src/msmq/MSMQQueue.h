@@ -3,12 +3,11 @@
 
 #include "ConnectionPoint.h"
 #include "ErrorReports.h"
-#include "EventSink.h"
 #include "IQueue.h"
-#include "Label.h"
 #include "MSMQJournal.h"
 #include "MSMQQueueInterface.h"
 #include "QueueForm.h"
+#include "RoutedQueue.h"
 
 namespace CorvaneQueue {
 
@@ -40,11 +39,13 @@ class MSMQQueueForm : public DispatchForm<_MSMQQueue> {
 // a missing queue is created then. At most one transaction is open. Documents are handed out by arrival,
 // one at a time. Errors pass unchanged.
 class MSMQQueue final : public Object<MSMQQueue, QueueForm<MSMQQueue>, IQueueForm<MSMQQueue>,
-                                      MSMQQueueForm<MSMQQueue>, EventSource<__MSMQQueue>> {
+                                      MSMQQueueForm<MSMQQueue>, EventSource<__MSMQQueue>>,
+                        public RoutedQueue {
  public:
   static constexpr GUID classIdentity = {
       0xe1c35d72, 0x6a0f, 0x4b94, {0x97, 0x2b, 0x08, 0xd4, 0x6e, 0x53, 0xbf, 0xa1}};
   static constexpr const char16_t* className = u"MSMQQueue";
+  using RoutedQueue::Object;
 
   MSMQQueue();
   ~MSMQQueue();
@@ -55,14 +56,6 @@ class MSMQQueue final : public Object<MSMQQueue, QueueForm<MSMQQueue>, IQueueFor
   bool IsJournal() const noexcept { return isJournal_; }
   bool CompressMessages() const noexcept { return compressMessages_; }
   const String& LastDocument() const noexcept { return lastDocument_; }
-  const String& MsgType() const noexcept { return fields_.MsgType; }
-  void MsgType_Let(StringRef value) { fields_.MsgType = String(value); }
-  const String& MsgID() const noexcept { return fields_.MsgID; }
-  void MsgID_Let(StringRef value) { fields_.MsgID = String(value); }
-  const String& Object() const noexcept { return fields_.Object; }
-  void Object_Let(StringRef value) { fields_.Object = String(value); }
-  const String& ObjectID() const noexcept { return fields_.ObjectID; }
-  void ObjectID_Let(StringRef value) { fields_.ObjectID = String(value); }
   // None for a journal.
   const Ref<MSMQJournal>& Journal() const noexcept { return journal_; }
   // Throws 13 for anything but an MSMQJournal, or an MSMQMessages below.
@@ -153,7 +146,6 @@ class MSMQQueue final : public Object<MSMQQueue, QueueForm<MSMQQueue>, IQueueFor
   bool compressMessages_ = false;
   bool isInitialized_ = false;
   bool isMessagePending_ = false;
-  RoutingFields fields_;
   String lastDocument_;
   Ref<MSMQJournal> journal_;
   Ref<MSMQMessages> messages_;
@@ -163,7 +155,7 @@ class MSMQQueue final : public Object<MSMQQueue, QueueForm<MSMQQueue>, IQueueFor
   Ref<IMSMQCoordinatedTransactionDispenser> dispenser_;
   Ref<IMSMQTransaction> transaction_;
   Ref<IMSMQEvent> event_;
-  Ref<EventSink> sink_;
+  Subscription arrival_;
 };
 
 }  // namespace CorvaneQueue

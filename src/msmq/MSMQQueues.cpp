@@ -34,10 +34,9 @@ void MSMQQueues::Refresh() {
   const std::u16string directory = queueStoreDirectory();
   for (const String& file : platform().system->listFiles(directory + u"\\*")) {
     const String name = GetQueueNameFromFile(directory + u"\\" + std::u16string(file.view()));
-    const bool isPrivate = isPrivateName(name);
-    const bool isListed =
-        (utility_->UsesPublicQueues() && !isPrivate) || (!utility_->UsesPublicQueues() && isPrivate);
-    if (name.empty() || !isListed) continue;
+    const bool isPublicWanted = utility_->UsesPublicQueues() && !isPrivateName(name);
+    const bool isPrivateWanted = !utility_->UsesPublicQueues() && isPrivateName(name);
+    if (name.empty() || !(isPublicWanted || isPrivateWanted)) continue;
     const String cut = utility_->ParseQueuePathName(name);
     const auto queue = make<MSMQQueue>();
     queue->Initialize(cut, false);

@@ -131,52 +131,25 @@ inline Ref<IMSMQQueueInfo> settingsOf(const Ref<IMSMQQueue>& queue) {
   return call<&IMSMQQueue::get_QueueInfo>(queue);
 }
 
-// A sink of the notification Arrived(Queue, Cursor).
-class ArrivedSink final : public IDispatch {
+// An event object and the handler of its notification Arrived(Queue, Cursor).
+class ArrivalEvent {
  public:
   using Handler = std::function<void(const Ref<IMSMQQueue>& queue, LONG cursor)>;
-  explicit ArrivedSink(Handler handler) : handler_(std::move(handler)) {}
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) noexcept final {
-    *object = iid == IID_IUnknown || iid == IID_IDispatch ? this : nullptr;
-    if (*object == nullptr) return E_NOINTERFACE;
-    AddRef();
-    return S_OK;
-  }
-  ULONG STDMETHODCALLTYPE AddRef() noexcept final { return ++count_; }
-  ULONG STDMETHODCALLTYPE Release() noexcept final {
-    const ULONG left = --count_;
-    if (left == 0) delete this;
-    return left;
-  }
-  HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT*) noexcept final { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) noexcept final { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) noexcept final {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS* parameters, VARIANT*, EXCEPINFO*,
-                                   UINT*) noexcept final {
-    handler_(query<IMSMQQueue>(parameters->rgvarg[1].pdispVal), parameters->rgvarg[0].lVal);
-    return S_OK;
+  explicit ArrivalEvent(Handler handler)
+      : event_(create<IMSMQEvent>(u"MSMQ.MSMQEvent")),
+        subscription_(event_.get(), msmqArrival,
+                      [handler = std::move(handler)](std::span<VARIANT> arguments) {
+                        handler(query<IMSMQQueue>(arguments[1].pdispVal), arguments[0].lVal);
+                      }) {}
+  // One notification, of the next message.
+  void arm(const Ref<IMSMQQueue>& queue) const {
+    Variant omitted = Variant::omitted();
+    call<&IMSMQQueue::raw_EnableNotification>(queue, event_, omitted, omitted);
   }
 
  private:
-  ULONG count_ = 1;
-  Handler handler_;
+  Ref<IMSMQEvent> event_;
+  Subscription subscription_;
 };
-inline Ref<IMSMQEvent> eventWith(ArrivedSink::Handler handler) {
-  const auto event = create<IMSMQEvent>(u"MSMQ.MSMQEvent");
-  IConnectionPoint* point = nullptr;
-  throwIfFailed(
-      query<IConnectionPointContainer>(event.get())->FindConnectionPoint(iidOf<_DMSMQEventEvents>, &point));
-  const auto owned = Ref<IConnectionPoint>::adopt(point);
-  const auto sink = Ref<ArrivedSink>::adopt(new ArrivedSink(std::move(handler)));
-  DWORD cookie = 0;
-  throwIfFailed(owned->Advise(sink.get(), &cookie));
-  return event;
-}
-inline void notify(const Ref<IMSMQQueue>& queue, const Ref<IMSMQEvent>& event) {
-  Variant omitted = Variant::omitted();
-  call<&IMSMQQueue::raw_EnableNotification>(queue, event, omitted, omitted);
-}
 
 }  // namespace queuing
