@@ -191,7 +191,7 @@ TEST_F(UtilityTest, ReadsBodiesByTheirMark) {
   const std::uint8_t plain[] = {'a', 'b'};
   EXPECT_EQ(body(2, Variant::bytes(plain)), "ab");
   expectError(100, u"Decompress", "Decompression failed", [&] { body(1, Variant::bytes(plain)); });
-  EXPECT_EQ(errorNumber([&] { database->GetBody(asDispatch(make<RecordingQueueInfo>(recorder))); }), 438);
+  EXPECT_EQ(errorNumber([&] { database->GetBody(asDispatch(make<RecordingQueueInfo>(recorder, ""))); }), 438);
   EXPECT_EQ(errorNumber([&] { database->GetBody(nullptr); }), 91);
 }
 

@@ -1,10 +1,11 @@
 #include "LateBound.h"
 
 #include <string>
+#include <vector>
 
 namespace CorvaneQueue {
 
-Variant lateBoundGet(IDispatch* object, const char16_t* name) {
+Variant lateBoundInvoke(IDispatch* object, const char16_t* name, std::span<const Variant> arguments) {
   if (object == nullptr)
     throw Error(ErrorNumber::ObjectNotSet, {}, u"Object not set: there is no object to call.");
   std::u16string nameText(name);
@@ -12,10 +13,12 @@ Variant lateBoundGet(IDispatch* object, const char16_t* name) {
   DISPID id = DISPID_UNKNOWN;
   if (FAILED(object->GetIDsOfNames(IID_NULL, names, 1, 0, &id)))
     throw Error(ErrorNumber::NoSuchMember, {}, u"The object has no member \"" + nameText + u"\".");
-  DISPPARAMS none{};
+  std::vector<VARIANT> lastFirst;
+  for (const Variant& argument : arguments) lastFirst.insert(lastFirst.begin(), argument.get());
+  DISPPARAMS parameters{lastFirst.data(), nullptr, static_cast<UINT>(lastFirst.size()), 0};
   EXCEPINFO exception{};
   Variant value;
-  const HRESULT result = object->Invoke(id, IID_NULL, 0, DISPATCH_METHOD | DISPATCH_PROPERTYGET, &none,
+  const HRESULT result = object->Invoke(id, IID_NULL, 0, DISPATCH_METHOD | DISPATCH_PROPERTYGET, &parameters,
                                         value.address(), &exception, nullptr);
   if (result == DISP_E_EXCEPTION) {
     const String source = String::adopt(exception.bstrSource);

@@ -5,8 +5,13 @@
 
 namespace CorvaneQueue {
 
-// The value of a property. Throws 91 without an object, 438 when it has no such member, and the error
-// of the member itself.
-Variant lateBoundGet(IDispatch* object, const char16_t* name);
+// The result of a member, called with the arguments in order; arguments by reference are written back.
+// Throws 91 without an object, 438 when it has no such member, and the error of the member itself.
+Variant lateBoundInvoke(IDispatch* object, const char16_t* name, std::span<const Variant> arguments);
+
+// The value of a property; fails as above.
+inline Variant lateBoundGet(IDispatch* object, const char16_t* name) {
+  return lateBoundInvoke(object, name, {});
+}
 
 }  // namespace CorvaneQueue

@@ -1,5 +1,6 @@
 #include "MSMQQueue.h"
 
+#include "LateBound.h"
 #include "modCompress.h"
 #include "Platform.h"
 #include "QueueCalls.h"
@@ -208,8 +209,7 @@ void MSMQQueue::Abort() {
 }
 
 void MSMQQueue::Queue_Transaction_Set(const VARIANT& value) {
-  IUnknown* object = nullptr;
-  throwIfFailedPlain(detail::objectIn(value, object));
+  IUnknown* const object = objectIn(value);
   Transaction_Set(object == nullptr ? nullptr : query<IMSMQTransaction>(object));
 }
 
@@ -225,9 +225,7 @@ void MSMQQueue::ReceiveEnable() {
   dropEvent();
   event_ = platform().messageQueuing->createEvent();
   arrival_ = Subscription(event_.get(), msmqArrival, [this](std::span<VARIANT> arguments) {
-    IUnknown* queue = nullptr;
-    throwIfFailedPlain(detail::objectIn(arguments.back(), queue));
-    arrived(static_cast<IDispatch*>(queue));
+    arrived(arguments.back());
   });
   Variant omitted = Variant::omitted();
   call<&IMSMQQueue::raw_EnableNotification>(RecvQueue(), event_, omitted, omitted);
@@ -240,31 +238,37 @@ void MSMQQueue::ReceiveDisable() {
   dropEvent();
 }
 
-void MSMQQueue::arrived(IDispatch* objQueue) {
+void MSMQQueue::arrived(const VARIANT& objQueue) {
   const Ref<MSMQQueue> kept(this);  // a client may release it in its handler
   try {
-    receiveOnArrival(objQueue);
+    receiveOnArrival(query<IDispatch>(objectIn(objQueue)));
   } catch (...) {
     errors_.noted(arrivalProcedure, Error::current());
   }
 }
 
-void MSMQQueue::receiveOnArrival(IDispatch* objQueue) {
-  auto queue = query<IMSMQQueue>(objQueue);
-  Variant omitted = Variant::omitted();
-  Ref<IMSMQMessage> message;
-  if (isTransactional(queue)) {
+void MSMQQueue::receiveOnArrival(Ref<IDispatch> queue) {
+  const Variant information = lateBoundGet(queue.get(), u"QueueInfo");
+  const Variant transactional =
+      lateBoundGet(query<IDispatch>(objectIn(information.get())).get(), u"IsTransactional");
+  const Variant omitted = Variant::omitted();
+  Variant answer;
+  if (transactional.type() != VT_NULL && toBoolean(transactional.get())) {
     if (!transaction_) BeginTransaction();
     LONG timeout = arrivalTimeout;
     Variant byReference;
     byReference.address()->vt = VT_I4 | VT_BYREF;
     byReference.address()->plVal = &timeout;
     TransactionByReference transaction(transaction_);
-    message = call<&IMSMQQueue::raw_Receive>(queue, transaction.argument(), omitted, omitted, byReference);
+    answer = lateBoundInvoke(queue.get(), u"Receive",
+                             std::array{transaction.argument(), omitted, omitted, byReference});
     transaction.takeBack();
   } else {
-    message = peek<&IMSMQQueue::raw_Peek>(queue, Variant::omitted(), Variant::omitted(), arrivalTimeout);
+    answer = lateBoundInvoke(queue.get(), u"Peek", std::array{omitted, omitted, Variant(arrivalTimeout)});
   }
+  Ref<IMSMQMessage> message;
+  if (IUnknown* const found = objectIn(answer.get())) message = query<IMSMQMessage>(found);
+  answer = {};
   if (!message) {
     errors_.warned(
         arrivalProcedure, warningNumber,
@@ -275,7 +279,7 @@ void MSMQQueue::receiveOnArrival(IDispatch* objQueue) {
   isMessagePending_ = true;
   lastDocument_ = toString(utility_->GetBody(message.get()));
   String identifier = utility_->IDToString(call<&IMSMQMessage::get_Id>(message).get());
-  ParseLabel(call<&IMSMQMessage::get_Label>(message), fields_);
+  ParseLabel(call<&IMSMQMessage::get_Label>(message));
   message = nullptr;
   queue = nullptr;
   // The last argument stands first.

@@ -50,12 +50,6 @@ class MSMQQueue final : public Object<MSMQQueue, QueueForm<MSMQQueue>, IQueueFor
   MSMQQueue();
   ~MSMQQueue();
 
-  // Opens no handle and closes none.
-  void Initialize(StringRef Name, bool IsJournal);
-  const String& Name() const noexcept { return name_; }
-  bool IsJournal() const noexcept { return isJournal_; }
-  bool CompressMessages() const noexcept { return compressMessages_; }
-  const String& LastDocument() const noexcept { return lastDocument_; }
   // None for a journal.
   const Ref<MSMQJournal>& Journal() const noexcept { return journal_; }
   // Throws 13 for anything but an MSMQJournal, or an MSMQMessages below.
@@ -68,41 +62,50 @@ class MSMQQueue final : public Object<MSMQQueue, QueueForm<MSMQQueue>, IQueueFor
   void Messages_Set(const Ref<Interface>& value) {
     messages_ = value ? queryClass<MSMQMessages>(value.get()) : nullptr;
   }
+  const String& Name() const noexcept { return name_; }
+  bool CompressMessages() const noexcept { return compressMessages_; }
+  const String& LastDocument() const noexcept { return lastDocument_; }
+  // Kilobytes; QueueSize and Quota are one setting.
+  void QueueSize_Let(std::int32_t value) { Quota_Let(value); }
+  std::int32_t QueueSize() { return Quota(); }
+  void JournalEnabled_Let(bool value);
+  bool JournalEnabled();
+  void JournalQuota_Let(std::int32_t value);
+  std::int32_t JournalQuota();
+  void Quota_Let(std::int32_t value);
+  std::int32_t Quota();
   void ProcessTrace_Set(const Ref<_ProcessTrace>& Trace);
 
-  // Kilobytes; QueueSize and Quota are one setting.
-  std::int32_t QueueSize() { return Quota(); }
-  void QueueSize_Let(std::int32_t value) { Quota_Let(value); }
-  std::int32_t Quota();
-  void Quota_Let(std::int32_t value);
-  bool JournalEnabled();
-  void JournalEnabled_Let(bool value);
-  std::int32_t JournalQuota();
-  void JournalQuota_Let(std::int32_t value);
-
+  // Opens no handle and closes none.
+  void Initialize(StringRef Name, bool IsJournal);
   bool IsEmpty();
   // Of the queue that the object addresses. An open transaction is aborted first.
   void Purge();
-  void SendDocument(StringRef RawDocument);
   // Copies a message of this store into this queue.
   void SendMessage(MSMQMessage& Message);
+  void SendDocument(StringRef RawDocument);
   // Removes the message with the same identifier, if it is there.
   void AcknowledgeMessage(const MSMQMessage& Message);
   // Finishes the pending document, if there is one, and arms the notification anew.
   void AcknowledgeDocument();
   void ReceiveEnable();
   void ReceiveDisable();
-  // Not served: error 100 "Not implemented".
-  Ref<MSMQMessage> ReceiveNext();
   // Aborts an open transaction first.
   Ref<IMSMQTransaction> BeginTransaction();
   const Ref<IMSMQTransaction>& Transaction() const noexcept { return transaction_; }
   void Transaction_Set(Ref<IMSMQTransaction> value) noexcept { transaction_ = std::move(value); }
   void Commit();
   void Abort();
+  // Not served: error 100 "Not implemented".
+  Ref<MSMQMessage> ReceiveNext();
 
-  // The notification of Message Queuing. Reports its errors and raises none.
-  void arrived(IDispatch* objQueue);
+  // For the classes of this folder.
+  bool IsJournal() const noexcept { return isJournal_; }
+  String CreateLabel() const { return CorvaneQueue::CreateLabel(fields_); }
+  void ParseLabel(StringRef label) { CorvaneQueue::ParseLabel(label, fields_); }
+  // The handles, opened on first use.
+  const Ref<IMSMQQueue>& SendQueue();
+  const Ref<IMSMQQueue>& RecvQueue();
 
   // Forms that differ from plain forwarding.
   void IQueue_AcknowledgeDocument(StringRef) { AcknowledgeDocument(); }
@@ -129,14 +132,13 @@ class MSMQQueue final : public Object<MSMQQueue, QueueForm<MSMQQueue>, IQueueFor
   void Queue_Transaction_Set(const VARIANT& value);
 
  private:
-  const Ref<IMSMQQueue>& SendQueue();
-  const Ref<IMSMQQueue>& RecvQueue();
   static bool isTransactional(const Ref<IMSMQQueue>& handle);
-  String CreateLabel() const { return CorvaneQueue::CreateLabel(fields_); }
   void updateAndRefresh();
   void setBody(const Ref<IMSMQMessage>& message, const Variant& text, bool isCompressed);
   void send(const Ref<IMSMQMessage>& message);
-  void receiveOnArrival(IDispatch* objQueue);
+  // The notification of Message Queuing. Reports its errors and raises none.
+  void arrived(const VARIANT& objQueue);
+  void receiveOnArrival(Ref<IDispatch> queue);
   void dropEvent() noexcept;
 
   ErrorReports errors_;

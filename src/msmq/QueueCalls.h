@@ -15,6 +15,13 @@ Ref<IMSMQMessage> peek(const Ref<IMSMQQueue>& queue, Variant wantDestinationQueu
   return call<Member>(queue, wantDestinationQueue, wantBody, timeout);
 }
 
+// The object that a variant holds or refers to, null for none. Throws 13 for anything else.
+inline IUnknown* objectIn(const VARIANT& value) {
+  IUnknown* object = nullptr;
+  throwIfFailedPlain(detail::objectIn(value, object));
+  return object;
+}
+
 // A transaction passed by reference: its holder takes back what the call left in the argument.
 class TransactionByReference {
  public:

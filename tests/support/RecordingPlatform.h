@@ -4,62 +4,13 @@
 
 #include "Object.h"
 #include "Platform.h"
+#include "RecordingQueuing.h"
 
-#include <algorithm>
-#include <deque>
-#include <functional>
-#include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
 namespace CorvaneQueue {
-
-inline std::string shown(const VARIANT& value) {
-  const auto type = static_cast<VARTYPE>(value.vt & ~VT_BYREF);
-  if (value.vt == (VT_ERROR)) return "omitted";
-  if (type == VT_DISPATCH) return "object";
-  if (type == VT_EMPTY) return "empty";
-  if ((type & VT_ARRAY) != 0) return "bytes";
-  const std::string text = toUtf8(toString(value));
-  const std::string reference = (value.vt & VT_BYREF) != 0 ? "&" : "";
-  switch (type) {
-    case VT_BSTR: return reference + "\"" + text + "\"";
-    case VT_I2: return reference + "int16 " + text;
-    case VT_I4: return reference + "int32 " + text;
-    case VT_DATE: return reference + "date " + text;
-    default: return reference + text;
-  }
-}
-
-struct Recorder {
-  std::vector<std::string> calls;
-  std::map<std::string, Variant> settings;             // by key
-  std::string failing;                                 // the call that starts with this fails with 4711
-  std::deque<std::vector<std::vector<Variant>>> rows;  // answers of the database, one a statement
-  bool answersNoRecordset = false;
-  bool raises = true;  // whether reports raise as asked
-  OSVersion version{148, 10, 0, 0, 2, {}};
-  SystemTime now{2026, 11, 22, 23, 59, 59, 999};
-  std::int32_t bias = 0;
-  TimeZoneId zone = zoneUnknown;
-  ObjectStateEnum connectionState = adStateOpen;
-
-  std::function<void()> onReport;
-
-  void note(const std::string& call) {
-    calls.push_back(call);
-    if (!failing.empty() && call.starts_with(failing)) throw Error(4711, u"door", u"The door failed.");
-  }
-  // The calls so far, forgotten.
-  std::vector<std::string> take() { return std::exchange(calls, {}); }
-  std::vector<std::string> take(const std::string& part) {
-    std::vector<std::string> found;
-    for (const auto& call : std::exchange(calls, {}))
-      if (call.find(part) != std::string::npos) found.push_back(call);
-    return found;
-  }
-};
 
 class RecordingHandler final : public Object<RecordingHandler, DispatchForm<_ExceptionHandler>> {
  public:
@@ -127,7 +78,7 @@ class RecordingSettings final : public ConfigurationSettings,
   void Section(std::u16string_view name) override { note("section ", name); }
   void FirstLevel(std::u16string_view name) override { note("first ", name); }
   void SecondLevel(std::u16string_view name) override { note("second ", name); }
-  void Root(RegistryRoot) override { recorder_.note("root"); }
+  void Root(RegistryRoot root) override { recorder_.note("root " + std::to_string(static_cast<int>(root))); }
   Variant Read(std::u16string_view key, const Variant& byDefault) override {
     recorder_.note("read " + toUtf8(key) + " " + shown(byDefault.get()));
     const auto found = recorder_.settings.find(toUtf8(key));
@@ -137,8 +88,9 @@ class RecordingSettings final : public ConfigurationSettings,
     recorder_.note("write " + toUtf8(key) + " " + shown(value.get()));
     recorder_.settings[toUtf8(key)] = value;
   }
-  String Read(std::u16string_view, std::u16string_view, std::u16string_view byDefault) override {
-    return String(byDefault);
+  String Read(std::u16string_view key, std::u16string_view name, std::u16string_view byDefault) override {
+    recorder_.note("registry " + toUtf8(key) + " " + toUtf8(name) + " \"" + toUtf8(byDefault) + "\"");
+    return recorder_.text("registry").value_or(String(byDefault));
   }
 
  private:
@@ -239,87 +191,6 @@ class RecordingDatabase final : public DatabaseConnection {
   std::shared_ptr<RecordingConnection> connection_;
 };
 
-// A queue of Message Queuing that notes what is done with it.
-class RecordingQueueInfo final : public Object<RecordingQueueInfo, DispatchForm<IMSMQQueueInfo>> {
- public:
-  explicit RecordingQueueInfo(Recorder& recorder) : recorder_(recorder) {}
-  HRESULT STDMETHODCALLTYPE get_PathName(BSTR* r) noexcept final {
-    return answer(r, [&] { return name_; });
-  }
-  HRESULT STDMETHODCALLTYPE put_PathName(BSTR value) noexcept final { return named("PathName ", value); }
-  HRESULT STDMETHODCALLTYPE get_FormatName(BSTR* r) noexcept final {
-    return answer(r, [&] { return name_; });
-  }
-  HRESULT STDMETHODCALLTYPE put_FormatName(BSTR value) noexcept final { return named("FormatName ", value); }
-  HRESULT STDMETHODCALLTYPE get_IsTransactional(VARIANT_BOOL*) noexcept final { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE get_Quota(LONG*) noexcept final { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE put_Quota(LONG) noexcept final { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE get_Journal(LONG*) noexcept final { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE put_Journal(LONG) noexcept final { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE get_JournalQuota(LONG*) noexcept final { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE put_JournalQuota(LONG) noexcept final { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE raw_Create(VARIANT* isTransactional, VARIANT* isWorldReadable) noexcept final {
-    return answer(
-        [&] { recorder_.note("Create " + shown(*isTransactional) + " " + shown(*isWorldReadable)); });
-  }
-  HRESULT STDMETHODCALLTYPE raw_Delete() noexcept final {
-    return answer([&] { recorder_.note("Delete"); });
-  }
-  HRESULT STDMETHODCALLTYPE raw_Open(LONG access, LONG share, IDispatch** result) noexcept final;
-  HRESULT STDMETHODCALLTYPE raw_Update() noexcept final { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE raw_Refresh() noexcept final { return E_NOTIMPL; }
-
- private:
-  HRESULT named(const char* what, BSTR value) {
-    return answer([&] {
-      name_ = String(StringRef(value));
-      recorder_.note(what + toUtf8(name_));
-    });
-  }
-  Recorder& recorder_;
-  String name_;
-};
-
-class RecordingMessageQueue final : public Object<RecordingMessageQueue, DispatchForm<IMSMQQueue>> {
- public:
-  explicit RecordingMessageQueue(Ref<IMSMQQueueInfo> information) : information_(std::move(information)) {}
-  HRESULT STDMETHODCALLTYPE get_QueueInfo(IMSMQQueueInfo** r) noexcept final {
-    return answer(r, [&] { return information_; });
-  }
-  HRESULT STDMETHODCALLTYPE raw_Reset() noexcept final { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE raw_Close() noexcept final { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE raw_PeekCurrent(VARIANT*, VARIANT*, VARIANT*, IMSMQMessage**) noexcept final {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE raw_PeekNext(VARIANT*, VARIANT*, VARIANT*, IMSMQMessage**) noexcept final {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE raw_Peek(VARIANT*, VARIANT*, VARIANT*, IMSMQMessage**) noexcept final {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE raw_Receive(VARIANT*, VARIANT*, VARIANT*, VARIANT*,
-                                        IMSMQMessage**) noexcept final {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE raw_ReceiveCurrent(VARIANT*, VARIANT*, VARIANT*, VARIANT*,
-                                               IMSMQMessage**) noexcept final {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE raw_EnableNotification(IMSMQEvent*, VARIANT*, VARIANT*) noexcept final {
-    return E_NOTIMPL;
-  }
-
- private:
-  Ref<IMSMQQueueInfo> information_;
-};
-
-inline HRESULT RecordingQueueInfo::raw_Open(LONG access, LONG share, IDispatch** result) noexcept {
-  return answer(result, [&] {
-    recorder_.note("Open " + std::to_string(access) + " " + std::to_string(share));
-    return asDispatch(make<RecordingMessageQueue>(Ref<IMSMQQueueInfo>(this)));
-  });
-}
-
 class RecordingPlatform final : HostServices, MessageQueuing, DatabaseAccess, OperatingSystem {
  public:
   // Compression is the installed one's: nothing when there is none.
@@ -347,24 +218,45 @@ class RecordingPlatform final : HostServices, MessageQueuing, DatabaseAccess, Op
   }
   Ref<IMSMQQueueInfo> createQueueInfo() override {
     recorder.note("new MSMQQueueInfo");
-    return make<RecordingQueueInfo>(recorder);
+    return make<RecordingQueueInfo>(recorder, "");
   }
-  Ref<IMSMQMessage> createMessage() override { return {}; }
-  Ref<IMSMQEvent> createEvent() override { return {}; }
-  Ref<IMSMQCoordinatedTransactionDispenser> createTransactionDispenser() override { return {}; }
+  Ref<IMSMQMessage> createMessage() override {
+    recorder.note("new MSMQMessage");
+    return make<RecordingMessage>(recorder);
+  }
+  Ref<IMSMQEvent> createEvent() override {
+    recorder.note("new MSMQEvent");
+    return make<RecordingEvent>(recorder);
+  }
+  Ref<IMSMQCoordinatedTransactionDispenser> createTransactionDispenser() override {
+    recorder.note("new MSMQCoordinatedTransactionDispenser");
+    return make<RecordingDispenser>(recorder);
+  }
   std::unique_ptr<Command> createCommand() override { return std::make_unique<RecordingCommand>(recorder); }
   bool GetVersionEx(OSVersion& record) override {
     record = recorder.version;
     return true;
   }
   SystemTime GetSystemTime() override { return recorder.now; }
-  std::optional<String> readRegistry(std::u16string_view, std::u16string_view, bool) override { return {}; }
-  String environmentVariable(std::u16string_view) override { return {}; }
-  String systemDirectory() override { return u"S:"; }
+  std::optional<String> readRegistry(std::u16string_view key, std::u16string_view name,
+                                     bool is64BitView) override {
+    recorder.note("registry " + toUtf8(key) + " " + toUtf8(name) + (is64BitView ? " 64" : ""));
+    return recorder.text("registry");
+  }
+  String environmentVariable(std::u16string_view name) override {
+    return recorder.text(toUtf8(name)).value_or(String());
+  }
+  String systemDirectory() override { return recorder.text("system directory").value_or(u"S:\\"); }
   String windowsDirectory() override { return u"W:"; }
-  std::vector<String> listFiles(std::u16string_view) override { return {}; }
-  String readInitialisationFile(std::u16string_view, std::u16string_view, std::u16string_view) override {
-    return {};
+  std::vector<String> listFiles(std::u16string_view pattern) override {
+    recorder.note("list " + toUtf8(pattern));
+    return recorder.files;
+  }
+  String readInitialisationFile(std::u16string_view file, std::u16string_view section,
+                                std::u16string_view key) override {
+    recorder.note("key " + toUtf8(file) + " " + toUtf8(section) + " " + toUtf8(key));
+    const std::string path = toUtf8(file);
+    return recorder.text(path.substr(path.rfind('\\') + 1) + " " + toUtf8(key)).value_or(String());
   }
   void setClassesValues(std::span<const ClassesValue>) override {}
   void deleteClassesValues(std::span<const ClassesValue>) override {}
@@ -372,7 +264,10 @@ class RecordingPlatform final : HostServices, MessageQueuing, DatabaseAccess, Op
     bias = recorder.bias;
     return recorder.zone;
   }
-  Variant toAnsi(std::u16string_view) override { return {}; }
+  Variant toAnsi(std::u16string_view text) override {
+    recorder.note("toAnsi");
+    return Variant::bytes(std::vector<std::uint8_t>(text.begin(), text.end()));
+  }
   String fromAnsi(std::span<const std::uint8_t> bytes) override {
     recorder.note("fromAnsi");
     return String(std::u16string(bytes.begin(), bytes.end()));

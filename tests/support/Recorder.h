@@ -1,0 +1,80 @@
+// What the recording door notes, and what it answers.
+#pragma once
+
+#include "DatabaseAccess.h"
+#include "OperatingSystem.h"
+
+#include <CorvaneQueue/MessageQueuing.h>
+
+#include <deque>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace CorvaneQueue {
+
+inline std::string shown(const VARIANT& value) {
+  const auto type = static_cast<VARTYPE>(value.vt & ~VT_BYREF);
+  if (value.vt == (VT_ERROR)) return "omitted";
+  if (type == VT_DISPATCH) return "object";
+  if (type == VT_EMPTY) return "empty";
+  if ((type & VT_ARRAY) != 0) return "bytes";
+  const std::string text = toUtf8(toString(value));
+  const std::string reference = (value.vt & VT_BYREF) != 0 ? "&" : "";
+  switch (type) {
+    case VT_BSTR: return reference + "\"" + text + "\"";
+    case VT_I2: return reference + "int16 " + text;
+    case VT_I4: return reference + "int32 " + text;
+    case VT_DATE: return reference + "date " + text;
+    default: return reference + text;
+  }
+}
+
+struct Recorder {
+  std::vector<std::string> calls;
+  std::map<std::string, Variant> settings;             // by key
+  std::string failing;                                 // the call that starts with this fails with 4711
+  std::deque<std::vector<std::vector<Variant>>> rows;  // answers of the database, one a statement
+  bool answersNoRecordset = false;
+  bool raises = true;  // whether reports raise as asked
+  OSVersion version{148, 10, 0, 0, 2, {}};
+  SystemTime now{2026, 11, 22, 23, 59, 59, 999};
+  std::int32_t bias = 0;
+  TimeZoneId zone = zoneUnknown;
+  ObjectStateEnum connectionState = adStateOpen;
+
+  std::function<void()> onReport;
+  std::map<std::string, String> texts;  // of the registry, the environment and files
+  std::vector<String> files;
+  // Message Queuing: what the queue is like, what peeks and receives answer, the notification.
+  bool isTransactional = false;
+  LONG journal = MQ_JOURNAL;
+  LONG quota = 0;
+  std::deque<Ref<IMSMQMessage>> messages;
+  int transactions = 0;
+  Ref<IDispatch> handedBack;  // in place of the transaction that a call was given by reference
+  std::function<void()> arrive;
+  Ref<IMSMQMessage> sent;
+
+  std::optional<String> text(const std::string& name) const {
+    const auto found = texts.find(name);
+    return found == texts.end() ? std::nullopt : std::optional(found->second);
+  }
+
+  void note(const std::string& call) {
+    calls.push_back(call);
+    if (!failing.empty() && call.starts_with(failing)) throw Error(4711, u"door", u"The door failed.");
+  }
+  // The calls so far, forgotten.
+  std::vector<std::string> take() { return std::exchange(calls, {}); }
+  std::vector<std::string> take(const std::string& part) {
+    std::vector<std::string> found;
+    for (const auto& call : std::exchange(calls, {}))
+      if (call.find(part) != std::string::npos) found.push_back(call);
+    return found;
+  }
+};
+
+}  // namespace CorvaneQueue
