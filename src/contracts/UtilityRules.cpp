@@ -5,8 +5,6 @@
 #include "Platform.h"
 #include "Text.h"
 
-#include <cstdio>
-
 namespace CorvaneQueue {
 
 namespace {
@@ -87,16 +85,14 @@ String UtilityRules::IDToString(const VARIANT& ID) {
     if (bytes.size() < 4)
       throw Error(ErrorNumber::BadIndex, {},
                   u"The identifier has " + decimal(bytes.size()) + u" bytes; at least 4 are needed.");
-    std::u16string text = u"&H";
-    for (std::size_t i = bytes.size(); i-- > bytes.size() - 4;) {
-      constexpr std::u16string_view digits = u"0123456789ABCDEF";
-      text += digits[bytes[i] >> 4];
-      text += digits[bytes[i] & 15];
-    }
-    const std::int32_t number = toInt32(Variant(String(text)).get());
-    char buffer[16];
-    const int length = std::snprintf(buffer, sizeof buffer, number < 0 ? "%011d" : "%010d", number);
-    return String(std::u16string(buffer, buffer + length));
+    std::uint32_t bits = 0;
+    for (std::size_t i = bytes.size(); i-- > bytes.size() - 4;) bits = bits << 8 | bytes[i];
+    const auto number = static_cast<std::int32_t>(bits);
+    char16_t text[] = u"-0000000000";
+    auto left = static_cast<std::uint32_t>(number < 0 ? -std::int64_t{number} : number);
+    for (std::size_t digit = 10; left > 0; left /= 10)
+      text[digit--] = static_cast<char16_t>(u'0' + left % 10);
+    return String(std::u16string_view(number < 0 ? text : text + 1));
   });
 }
 

@@ -3,10 +3,10 @@
 
 #include "CorvaneHost.h"
 #include "EmbeddedQueuing.h"
+#include "InstallationFile.h"
 #include "LinuxSystem.h"
 #include "Platform.h"
 #include "SqliteAccess.h"
-#include "TomlFile.h"
 #include "ZstdCompression.h"
 
 namespace CorvaneQueue::platform_layer {
@@ -14,12 +14,13 @@ namespace CorvaneQueue::platform_layer {
 class EmbeddedPlatform {
  public:
   explicit EmbeddedPlatform(StoreDefinition store)
-      : access_(store), host_(settings_, access_), system_(settings_) {}
+      : access_(store), host_(settings_, registry_, access_), system_(settings_, registry_) {}
 
   Platform door() noexcept { return {&host_, &messageQueuing_, &access_, &compression_, &system_}; }
 
  private:
-  TomlFile settings_;
+  InstallationFile settings_{"settings.toml"};
+  InstallationFile registry_{"registry.toml"};
   SqliteAccess access_;
   CorvaneHost host_;
   EmbeddedQueuing messageQueuing_;

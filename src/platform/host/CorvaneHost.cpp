@@ -7,26 +7,24 @@ namespace CorvaneQueue::platform_layer {
 
 namespace {
 
-std::filesystem::path settingsFile() { return installationDirectory() / "settings.toml"; }
-
 Variant valueOr(std::unique_ptr<Variant> found, const Variant& byDefault) {
   return found ? std::move(*found) : byDefault;
 }
 
 class StoredConfiguration final : public ConfigurationSettings {
  public:
-  explicit StoredConfiguration(TomlFile& settings) noexcept : settings_(settings) {}
+  explicit StoredConfiguration(InstallationFile& settings) noexcept : settings_(settings) {}
   void Application(std::u16string_view name) override { application_ = name; }
   void Section(std::u16string_view name) override { section_ = name; }
   Variant Read(std::u16string_view key, const Variant& byDefault) override {
-    return valueOr(settings_.read(settingsFile(), {application_, section_, key}), byDefault);
+    return valueOr(settings_.read({application_, section_, key}), byDefault);
   }
   void Write(std::u16string_view key, const Variant& value) override {
-    settings_.write(settingsFile(), {application_, section_, key}, value);
+    settings_.write({application_, section_, key}, value);
   }
 
  private:
-  TomlFile& settings_;
+  InstallationFile& settings_;
   std::u16string application_;
   std::u16string section_;
 };
@@ -34,37 +32,37 @@ class StoredConfiguration final : public ConfigurationSettings {
 // A component's table is [Components.first.second]: the two naming levels are one dotted section.
 class StoredComponent final : public ComponentSettings {
  public:
-  explicit StoredComponent(TomlFile& settings) noexcept : settings_(settings) {}
+  explicit StoredComponent(InstallationFile& settings) noexcept : settings_(settings) {}
   void FirstLevel(std::u16string_view name) override { first_ = name; }
   void SecondLevel(std::u16string_view name) override { second_ = name; }
   Variant Read(std::u16string_view key, const Variant& byDefault) override {
-    return valueOr(settings_.read(settingsFile(), {u"Components", first_, second_, key}), byDefault);
+    return valueOr(settings_.read({u"Components", first_, second_, key}), byDefault);
   }
 
  private:
-  TomlFile& settings_;
+  InstallationFile& settings_;
   std::u16string first_;
   std::u16string second_;
 };
 
 class StoredRegistry final : public RegistryAccess {
  public:
-  explicit StoredRegistry(TomlFile& registry) noexcept : registry_(registry) {}
+  explicit StoredRegistry(InstallationFile& registry) noexcept : registry_(registry) {}
   void Root(RegistryRoot) override {}
   String Read(std::u16string_view keyPath, std::u16string_view valueName,
               std::u16string_view byDefault) override {
-    const auto value =
-        registry_.read(installationDirectory() / "registry.toml", {u"LocalMachine", keyPath, valueName});
+    const auto value = registry_.read({u"LocalMachine", keyPath, valueName});
     return value ? toString(value->get()) : String(byDefault);
   }
 
  private:
-  TomlFile& registry_;
+  InstallationFile& registry_;
 };
 
 class StoreConnection final : public DatabaseConnection {
  public:
-  StoreConnection(TomlFile& settings, SqliteAccess& access) noexcept : settings_(settings), access_(access) {}
+  StoreConnection(InstallationFile& settings, SqliteAccess& access) noexcept
+      : settings_(settings), access_(access) {}
 
   std::shared_ptr<CorvaneQueue::Connection> Connection() override {
     if (!connection_) connection_ = access_.connect(storeFile());
@@ -78,14 +76,14 @@ class StoreConnection final : public DatabaseConnection {
   // messages.db of the installation, unless the setting MessageStore names another file.
   std::filesystem::path storeFile() {
     const auto directory = installationDirectory();
-    const auto set = settings_.read(settingsFile(), {u"Platform", u"MessageStore"});
+    const auto set = settings_.read({u"Platform", u"MessageStore"});
     if (set && set->type() != VT_BSTR)
       throw Error(ErrorNumber::TypeMismatch, {},
                   u"The setting MessageStore must be a text: the name of the store's file.");
     return set ? directory / std::filesystem::path(toString(set->get()).view()) : directory / "messages.db";
   }
 
-  TomlFile& settings_;
+  InstallationFile& settings_;
   SqliteAccess& access_;
   std::shared_ptr<CorvaneQueue::Connection> connection_;
 };

@@ -2,14 +2,15 @@
 #pragma once
 
 #include "HostServices.h"
+#include "InstallationFile.h"
 #include "SqliteAccess.h"
-#include "TomlFile.h"
 
 namespace CorvaneQueue::platform_layer {
 
 class CorvaneHost final : public HostServices {
  public:
-  CorvaneHost(TomlFile& settings, SqliteAccess& access) noexcept : settings_(settings), access_(access) {}
+  CorvaneHost(InstallationFile& settings, InstallationFile& registry, SqliteAccess& access) noexcept
+      : settings_(settings), registry_(registry), access_(access) {}
   Ref<_ExceptionHandler> createExceptionHandler() override;
   Ref<_ProcessTrace> createProcessTrace() override;
   std::unique_ptr<ConfigurationSettings> createConfigurationSettings() override;
@@ -18,8 +19,8 @@ class CorvaneHost final : public HostServices {
   std::unique_ptr<DatabaseConnection> createDatabaseConnection() override;
 
  private:
-  TomlFile& settings_;
-  TomlFile registry_;
+  InstallationFile& settings_;
+  InstallationFile& registry_;
   SqliteAccess& access_;
 };
 

@@ -4,11 +4,10 @@
 #include "Text.h"
 
 #include <fcntl.h>
+#include <unistd.h>
 #include <algorithm>
 #include <cerrno>
 #include <ctime>
-#include <fstream>
-#include <sstream>
 
 #define TOML_EXCEPTIONS 1
 #include <toml++/toml.h>
@@ -16,6 +15,8 @@
 namespace CorvaneQueue::platform_layer {
 
 namespace {
+
+using Values = std::unordered_map<std::u16string, Variant>;  // by folded address
 
 std::u16string foldedKey(const TomlFile::Address& address) {
   constexpr char16_t between = u'\x1F';
@@ -27,15 +28,14 @@ std::u16string foldedKey(const TomlFile::Address& address) {
   return foldCase(key);
 }
 
-std::string contentOf(const std::filesystem::path& file) {
-  std::ifstream stream(file, std::ios::binary);
-  std::ostringstream content;
-  content << stream.rdbuf();
-  if (!stream) {
-    errno = EACCES;
-    throwSystemError(u"Reading", file);
+std::string contentOf(const FileDescriptor& opened, const std::filesystem::path& file) {
+  std::string content;
+  char part[16384];
+  for (ssize_t size = 0; (size = ::read(opened.get(), part, sizeof part)) != 0;) {
+    if (size < 0) throwSystemError(u"Reading", file);
+    content.append(part, static_cast<std::size_t>(size));
   }
-  return content.str();
+  return content;
 }
 
 toml::table parsed(std::string_view content, const std::filesystem::path& file) {
@@ -194,8 +194,7 @@ std::string withoutLines(const std::string& content, toml::source_index from, to
 }
 
 // Every setting of a table and the tables in it, under its folded address.
-void collect(const toml::table& table, const TomlFile::Address& outer,
-             std::unordered_map<std::u16string, Variant>& values) {
+void collect(const toml::table& table, const TomlFile::Address& outer, Values& values) {
   for (auto&& [key, node] : table) {
     const String name = fromUtf8(key.str());
     TomlFile::Address address = outer;
@@ -209,27 +208,41 @@ void collect(const toml::table& table, const TomlFile::Address& outer,
 
 }  // namespace
 
-std::shared_ptr<const TomlFile::Values> TomlFile::current(const std::filesystem::path& file) {
+bool TomlFile::isUnchanged(const std::string& file) {
+  if (!isSettled_ || file != parsedFile_) return false;
+  // A file that is replaced or removed changes its own status too; only a directory moved with its files is
+  // seen by the name alone.
+  constexpr auto seldom = std::chrono::milliseconds(100);
+  const auto now = std::chrono::steady_clock::now();
+  const bool isByName = now - lookedUpAt_ >= seldom;
+  if (isByName) lookedUpAt_ = now;
+  struct stat status {};
+  if ((isByName ? ::stat(file.c_str(), &status) : ::fstat(parsed_.get(), &status)) != 0) return false;
+  const auto same = [](const timespec& left, const timespec& right) {
+    return left.tv_sec == right.tv_sec && left.tv_nsec == right.tv_nsec;
+  };
+  return status.st_ino == parsedStatus_.st_ino && status.st_dev == parsedStatus_.st_dev &&
+         status.st_nlink == parsedStatus_.st_nlink && status.st_size == parsedStatus_.st_size &&
+         same(status.st_mtim, parsedStatus_.st_mtim) && same(status.st_ctim, parsedStatus_.st_ctim);
+}
+
+std::shared_ptr<const TomlFile::Content> TomlFile::content(const std::string& file) {
+  const std::lock_guard guard(mutex_);
+  if (isUnchanged(file)) return content_;
   struct stat status {};
   if (::stat(file.c_str(), &status) != 0) {
     if (errno != ENOENT) throwSystemError(u"Reading", file);
-    return std::make_shared<Values>();
+    return nothing_;
   }
   if (!S_ISREG(status.st_mode)) {
     errno = EISDIR;
     throwSystemError(u"Reading the settings file", file);
   }
-  const std::lock_guard guard(mutex_);
-  const bool same = isSettled_ && file == parsedFile_ && status.st_ino == parsedStatus_.st_ino &&
-                    status.st_size == parsedStatus_.st_size &&
-                    status.st_mtim.tv_sec == parsedStatus_.st_mtim.tv_sec &&
-                    status.st_mtim.tv_nsec == parsedStatus_.st_mtim.tv_nsec &&
-                    status.st_ctim.tv_sec == parsedStatus_.st_ctim.tv_sec &&
-                    status.st_ctim.tv_nsec == parsedStatus_.st_ctim.tv_nsec;
-  if (same) return values_;
-  const toml::table root = parsed(contentOf(file), file);
-  auto values = std::make_shared<Values>();
-  collect(root, {}, *values);
+  FileDescriptor opened(file, O_RDONLY);
+  if (::fstat(opened.get(), &status) != 0) throwSystemError(u"Reading", file);
+  const toml::table root = parsed(contentOf(opened, file), file);
+  auto read = std::make_shared<Content>();
+  collect(root, {}, read->values_);
   // A file changed within the clock's tick may look unchanged after the next change: look again.
   timespec now{};
   ::clock_gettime(CLOCK_REALTIME_COARSE, &now);
@@ -238,14 +251,15 @@ std::shared_ptr<const TomlFile::Values> TomlFile::current(const std::filesystem:
                    static_cast<double>(now.tv_nsec - status.st_ctim.tv_nsec) / 1e9 >
                tick;
   parsedFile_ = file;
+  parsed_ = std::move(opened);
   parsedStatus_ = status;
-  return values_ = values;
+  lookedUpAt_ = std::chrono::steady_clock::now();
+  return content_ = read;
 }
 
-std::unique_ptr<Variant> TomlFile::read(const std::filesystem::path& file, const Address& address) {
-  const auto values = current(file);
-  const auto found = values->find(foldedKey(address));
-  return found == values->end() ? nullptr : std::make_unique<Variant>(found->second);
+std::unique_ptr<Variant> TomlFile::Content::at(const Address& address) const {
+  const auto found = values_.find(foldedKey(address));
+  return found == values_.end() ? nullptr : std::make_unique<Variant>(found->second);
 }
 
 void TomlFile::edit(const std::filesystem::path& file,
@@ -258,7 +272,8 @@ void TomlFile::edit(const std::filesystem::path& file,
     errno = EISDIR;
     throwSystemError(u"Writing the settings file", file);
   }
-  const std::string content = std::filesystem::exists(file) ? contentOf(file) : std::string();
+  const std::string content =
+      std::filesystem::exists(file) ? contentOf(FileDescriptor(file, O_RDONLY), file) : std::string();
   const std::string changed = change(content);
   if (changed != content) replaceFile(file, changed);
 }

@@ -1,8 +1,11 @@
 // A settings file: values under named tables, typed, readable and editable by hand.
 #pragma once
 
+#include "Files.h"
+
 #include <CorvaneQueue/Variant.h>
 
+#include <chrono>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -24,9 +27,22 @@ class TomlFile {
   // The names of the tables from the outermost, then the key: {a, b, key} is `key` in `[a.b]`.
   using Address = std::vector<std::u16string_view>;
 
-  // The value, or nothing when it is not set. Throws an Error that names file and line when the file
-  // does not parse.
-  std::unique_ptr<Variant> read(const std::filesystem::path& file, const Address& address);
+  // What a file holds at one moment.
+  class Content {
+   public:
+    // The value, or nothing when it is not set.
+    std::unique_ptr<Variant> at(const Address& address) const;
+
+   private:
+    friend class TomlFile;
+    std::unordered_map<std::u16string, Variant> values_;
+  };
+  // The same object as long as the file does not change. Throws an Error that names file and line when the
+  // file does not parse. A file that is not there is empty.
+  std::shared_ptr<const Content> content(const std::string& file);
+  std::unique_ptr<Variant> read(const std::string& file, const Address& address) {
+    return content(file)->at(address);
+  }
   struct Setting {
     Address address;
     Variant value;
@@ -40,17 +56,19 @@ class TomlFile {
   void remove(const std::filesystem::path& file, std::span<const Address> addresses);
 
  private:
-  using Values = std::unordered_map<std::u16string, Variant>;
-  std::shared_ptr<const Values> current(const std::filesystem::path& file);
+  bool isUnchanged(const std::string& file);
   // Replaces the file by what `change` makes of its content, under the file's lock.
   static void edit(const std::filesystem::path& file,
                    const std::function<std::string(std::string content)>& change);
 
   std::mutex mutex_;
-  std::filesystem::path parsedFile_;
+  std::string parsedFile_;
+  FileDescriptor parsed_;  // kept open: asking it is cheaper than asking by name
   struct stat parsedStatus_ {};
+  std::chrono::steady_clock::time_point lookedUpAt_;
   bool isSettled_ = false;
-  std::shared_ptr<const Values> values_;
+  std::shared_ptr<const Content> content_;
+  const std::shared_ptr<const Content> nothing_ = std::make_shared<Content>();
 };
 
 }  // namespace CorvaneQueue::platform_layer

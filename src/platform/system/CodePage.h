@@ -3,14 +3,17 @@
 
 #include <CorvaneQueue/String.h>
 
+#include <array>
 #include <cstdint>
 #include <span>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 namespace CorvaneQueue::platform_layer {
 
-// Thread-bound. ASCII passes through; the rest goes through the C library's converter.
+// Thread-bound. ASCII passes through; characters of one byte stand in a table; the rest goes through the C
+// library's converter.
 class CodePage {
  public:
   // Throws an Error for a number that the C library does not know.
@@ -26,9 +29,16 @@ class CodePage {
   String textOf(std::span<const std::uint8_t> bytes);
 
  private:
+  void readTable();
+  void appendBytes(std::u16string_view character, std::vector<std::uint8_t>& bytes);
+  // Returns how many bytes the character has.
+  std::size_t appendText(std::span<const std::uint8_t> bytes, std::u16string& text);
+
   std::int32_t number_;
   void* toBytes_;
   void* toText_;
+  std::array<char16_t, 256> characters_{};  // by byte; 0 where a byte alone is none
+  std::unordered_map<char16_t, std::uint8_t> singleBytes_;
 };
 
 }  // namespace CorvaneQueue::platform_layer

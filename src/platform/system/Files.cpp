@@ -1,5 +1,7 @@
 #include "Files.h"
 
+#include "Lasting.h"
+
 #include <CorvaneQueue/Error.h>
 
 #include <fcntl.h>
@@ -7,6 +9,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <system_error>
 #include <utility>
@@ -31,23 +34,12 @@ void throwSystemError(std::u16string_view tried, const std::filesystem::path& fi
                   std::u16string(reason.begin(), reason.end()) + u".");
 }
 
-std::filesystem::path installationDirectory() {
-  std::filesystem::path directory;
-  const auto set = [](const char* name) {
-    const char* value = std::getenv(name);
-    return value != nullptr && *value != '\0' ? value : nullptr;
-  };
-  if (const char* home = set("CORVANE_HOME"))
-    directory = home;
-  else if (const char* data = set("XDG_DATA_HOME"))
-    directory = std::filesystem::path(data) / "corvane";
-  else if (const char* user = set("HOME"))
-    directory = std::filesystem::path(user) / ".local/share/corvane";
-  else
-    throw Error(E_FAIL, {}, u"There is no installation directory: set CORVANE_HOME (or HOME).");
+namespace {
+// Made if it is not there.
+void mustBeDirectory(const std::filesystem::path& directory) {
   struct stat status {};
   if (::stat(directory.c_str(), &status) == 0) {
-    if (S_ISDIR(status.st_mode)) return directory;
+    if (S_ISDIR(status.st_mode)) return;
     errno = ENOTDIR;
     throwSystemError(u"Using the installation directory", directory);
   }
@@ -55,7 +47,41 @@ std::filesystem::path installationDirectory() {
   std::filesystem::create_directories(directory.parent_path(), ignored);
   if (::mkdir(directory.c_str(), 0700) != 0 && errno != EEXIST)
     throwSystemError(u"Creating the installation directory", directory);
-  return directory;
+}
+}  // namespace
+
+const std::filesystem::path& installationDirectory() {
+  const char* base = nullptr;
+  const auto isSet = [&](const char* name) {
+    base = std::getenv(name);
+    return base != nullptr && *base != '\0';
+  };
+  std::string_view below;
+  if (isSet("CORVANE_HOME"))
+    below = "";
+  else if (isSet("XDG_DATA_HOME"))
+    below = "corvane";
+  else if (isSet("HOME"))
+    below = ".local/share/corvane";
+  else
+    throw Error(E_FAIL, {}, u"There is no installation directory: set CORVANE_HOME (or HOME).");
+  // Not looked at again and again: settings are read with every object that is made.
+  struct Checked {
+    std::string base;
+    std::string_view below;
+    std::filesystem::path directory;
+    std::chrono::steady_clock::time_point at;
+  };
+  static Lasting<PerThread<Checked>> checks;
+  Checked& checked = checks->current();
+  const auto now = std::chrono::steady_clock::now();
+  constexpr auto longest = std::chrono::milliseconds(100);
+  if (now - checked.at < longest && checked.base == base && checked.below == below) return checked.directory;
+  std::filesystem::path directory(base);
+  if (!below.empty()) directory /= below;
+  mustBeDirectory(directory);
+  checked = {base, below, std::move(directory), now};
+  return checked.directory;
 }
 
 namespace {

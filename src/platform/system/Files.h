@@ -8,8 +8,9 @@
 namespace CorvaneQueue::platform_layer {
 
 // The installation directory: CORVANE_HOME, else $XDG_DATA_HOME/corvane, else ~/.local/share/corvane.
-// Created on first use, for its owner alone. Throws an Error that names the directory.
-std::filesystem::path installationDirectory();
+// Created on first use, for its owner alone. Throws an Error that names the directory. The reference is good
+// until the thread's next call.
+const std::filesystem::path& installationDirectory();
 
 // An open file that closes itself.
 class FileDescriptor {

@@ -11,6 +11,7 @@
 #include <ctime>
 #include <fstream>
 #include <optional>
+#include <unordered_map>
 
 namespace CorvaneQueue::platform_layer {
 
@@ -18,24 +19,39 @@ namespace {
 
 constexpr std::int32_t windows1252 = 1252;
 
-CodePage& codePage(std::int32_t number) {
-  static Lasting<PerThread<std::optional<CodePage>>> kept;
-  auto& current = kept->current();
-  if (!current || current->number() != number) current.emplace(number);
-  return *current;
-}
-
 }  // namespace
 
-std::int32_t LinuxSystem::numberSetting(const char16_t* key, std::int32_t byDefault) {
-  const auto value = settings_.read(installationDirectory() / "settings.toml", {u"Platform", key});
-  return value ? toInt32(value->get()) : byDefault;
-}
+namespace {
+// Settings that are numbers. Asked for with every object that is made and every document: looked up once for
+// each state of the file.
+class NumberSettings {
+ public:
+  static NumberSettings& of(std::shared_ptr<const TomlFile::Content> content) {
+    static Lasting<PerThread<NumberSettings>> all;
+    NumberSettings& known = all->current();
+    if (content != known.content_) {
+      known.content_ = std::move(content);
+      known.numbers_.clear();
+    }
+    return known;
+  }
+  std::int32_t get(std::u16string_view key, std::int32_t byDefault) {
+    if (const auto found = numbers_.find(key); found != numbers_.end()) return found->second;
+    const auto value = content_->at({u"Platform", key});
+    return numbers_[key] = value ? toInt32(value->get()) : byDefault;
+  }
+
+ private:
+  std::shared_ptr<const TomlFile::Content> content_;
+  std::unordered_map<std::u16string_view, std::int32_t> numbers_;
+};
+}  // namespace
 
 bool LinuxSystem::GetVersionEx(OSVersion& record) {
   try {
-    const std::int32_t platformId = numberSetting(u"PlatformId", 2);
-    record.majorVersion = numberSetting(u"MajorVersion", 10);
+    auto& settings = NumberSettings::of(settings_.content());
+    const std::int32_t platformId = settings.get(u"PlatformId", 2);
+    record.majorVersion = settings.get(u"MajorVersion", 10);
     record.platformId = platformId;
     return true;
   } catch (const Error&) {  // a settings file that cannot be read: no version
@@ -68,21 +84,28 @@ TimeZoneId LinuxSystem::GetTimeZoneInformation(std::int32_t& bias) {
   return local.tm_isdst > 0 ? zoneDaylight : zoneStandard;
 }
 
+CodePage& LinuxSystem::installedCodePage() {
+  const std::int32_t number = NumberSettings::of(settings_.content()).get(u"CodePage", windows1252);
+  static Lasting<PerThread<std::optional<CodePage>>> kept;
+  auto& current = kept->current();
+  if (!current || current->number() != number) current.emplace(number);
+  return *current;
+}
+
 Variant LinuxSystem::toAnsi(std::u16string_view text) {
-  return Variant::bytes(codePage(numberSetting(u"CodePage", windows1252)).bytesOf(text));
+  return Variant::bytes(installedCodePage().bytesOf(text));
 }
 
 String LinuxSystem::fromAnsi(std::span<const std::uint8_t> bytes) {
-  return codePage(numberSetting(u"CodePage", windows1252)).textOf(bytes);
+  return installedCodePage().textOf(bytes);
 }
 
 namespace {
 constexpr std::u16string_view classesRoot = u"ClassesRoot";
-std::filesystem::path registryFile() { return installationDirectory() / "registry.toml"; }
 }  // namespace
 
 std::optional<String> LinuxSystem::readRegistry(std::u16string_view key, std::u16string_view name, bool) {
-  const auto value = registry_.read(registryFile(), {u"LocalMachine", key, name});
+  const auto value = registry_.read({u"LocalMachine", key, name});
   return value ? std::optional(toString(value->get())) : std::nullopt;
 }
 
@@ -150,13 +173,13 @@ void LinuxSystem::setClassesValues(std::span<const ClassesValue> values) {
   std::vector<TomlFile::Setting> settings;
   for (const auto& [key, name, text] : values)
     settings.push_back({{classesRoot, key, name}, Variant(String(text))});
-  registry_.write(registryFile(), settings);
+  registry_.write(settings);
 }
 
 void LinuxSystem::deleteClassesValues(std::span<const ClassesValue> values) {
   std::vector<TomlFile::Address> addresses;
   for (const auto& [key, name, text] : values) addresses.push_back({classesRoot, key, name});
-  registry_.remove(registryFile(), addresses);
+  registry_.remove(addresses);
 }
 
 }  // namespace CorvaneQueue::platform_layer

@@ -1,15 +1,18 @@
 // The operating system's side of the door.
 #pragma once
 
+#include "InstallationFile.h"
 #include "OperatingSystem.h"
-#include "TomlFile.h"
 
 namespace CorvaneQueue::platform_layer {
+
+class CodePage;
 
 // Reads the settings CodePage, PlatformId and MajorVersion of the installation.
 class LinuxSystem final : public OperatingSystem {
  public:
-  explicit LinuxSystem(TomlFile& settings) noexcept : settings_(settings) {}
+  LinuxSystem(InstallationFile& settings, InstallationFile& registry) noexcept
+      : settings_(settings), registry_(registry) {}
   bool GetVersionEx(OSVersion& record) override;
   SystemTime GetSystemTime() override;
   TimeZoneId GetTimeZoneInformation(std::int32_t& bias) override;
@@ -28,9 +31,9 @@ class LinuxSystem final : public OperatingSystem {
   void deleteClassesValues(std::span<const ClassesValue> values) override;
 
  private:
-  std::int32_t numberSetting(const char16_t* key, std::int32_t byDefault);
-  TomlFile& settings_;
-  TomlFile registry_;
+  CodePage& installedCodePage();
+  InstallationFile& settings_;
+  InstallationFile& registry_;
 };
 
 }  // namespace CorvaneQueue::platform_layer
