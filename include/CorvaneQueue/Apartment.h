@@ -13,15 +13,21 @@ namespace CorvaneQueue {
 // thread, and only inside pump().
 class CORVANE_API Apartment {
  public:
-  // Something that may call back: when `descriptor` becomes readable, pump() runs `deliver`.
+  // Something that may call back: when `descriptor` (-1 for none) becomes readable, or after a wake,
+  // pump() runs `deliver`.
   struct Source {
     int descriptor;
     std::function<void()> deliver;
+    bool isDue = false;
   };
   // Keeps a source armed until it is destroyed. Must end on the thread that armed it.
   class Armed {
    public:
     Armed() noexcept = default;
+    // The next pump delivers; on the thread that armed it.
+    void wake() noexcept {
+      if (source_) source_->isDue = true;
+    }
 
    private:
     friend class Apartment;

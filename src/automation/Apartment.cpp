@@ -5,6 +5,7 @@
 #include <poll.h>
 #include <algorithm>
 #include <cerrno>
+#include <utility>
 #include <vector>
 
 namespace CorvaneQueue {
@@ -36,12 +37,13 @@ int Apartment::pump(std::chrono::milliseconds timeout) {
   std::erase_if(state_->sources, [](const auto& source) { return source.expired(); });
   const std::vector<std::weak_ptr<Source>> waiting = state_->sources;
   std::vector<pollfd> descriptors;
+  descriptors.reserve(waiting.size());
   for (const auto& source : waiting) {
     const auto held = source.lock();
     descriptors.push_back({held ? held->descriptor : -1, POLLIN, 0});
+    if (held && held->isDue) timeout = std::chrono::milliseconds(0);
   }
   const auto start = std::chrono::steady_clock::now();
-  int ready = 0;
   while (true) {
     int left = -1;
     if (timeout.count() >= 0) {
@@ -50,15 +52,13 @@ int Apartment::pump(std::chrono::milliseconds timeout) {
       constexpr std::int64_t longest = 1 << 30;  // milliseconds that one wait can take
       left = static_cast<int>(std::clamp<std::int64_t>((timeout - passed).count(), 0, longest));
     }
-    ready = ::poll(descriptors.data(), descriptors.size(), left);
-    if (ready >= 0) break;
+    if (::poll(descriptors.data(), descriptors.size(), left) >= 0) break;
     if (errno != EINTR) throw Error(E_FAIL, {}, u"Waiting for events failed.");
   }
   int delivered = 0;
-  for (std::size_t i = 0; ready > 0 && i < descriptors.size(); ++i) {
-    if (descriptors[i].revents == 0) continue;
+  for (std::size_t i = 0; i < descriptors.size(); ++i) {
     const auto source = waiting[i].lock();  // an earlier delivery may have ended it
-    if (!source) continue;
+    if (!source || (!std::exchange(source->isDue, false) && descriptors[i].revents == 0)) continue;
     source->deliver();
     ++delivered;
   }

@@ -12,7 +12,7 @@ namespace {
 constexpr std::size_t noParameter = static_cast<std::size_t>(-1);
 
 bool sameName(std::u16string_view left, std::u16string_view right) {
-  return left.size() == right.size() && foldCase(left) == foldCase(right);
+  return left == right || (left.size() == right.size() && foldCase(left) == foldCase(right));
 }
 
 std::size_t parameterNamed(std::span<const Member> members, DISPID id, std::u16string_view name) {

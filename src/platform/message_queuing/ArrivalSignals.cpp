@@ -46,18 +46,35 @@ void ArrivalSignals::forget(std::int64_t box) noexcept {
 }
 
 void ArrivalSignals::watch(std::int64_t box) {
-  if (watcher_.get() < 0) watcher_ = FileDescriptor::adopt(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
-  if (watcher_.get() < 0) return;  // there are too many watchers: look often instead
+  if (watcher_.get() < 0) {
+    watcher_ = FileDescriptor::adopt(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+    if (watcher_.get() < 0) return;  // there are too many watchers: look often instead
+    if (timer_.get() >= 0) listen();
+    for (const auto& each : armed_)
+      if (const auto waiter = each.lock(); waiter && !addWatch(waiter->box)) return;
+  }
+  if (!watches_.contains(box)) addWatch(box);
+}
+
+bool ArrivalSignals::addWatch(std::int64_t box) {
   static_cast<void>(signalFile(box));
   const int watch = ::inotify_add_watch(watcher_.get(), (directory_ / std::to_string(box)).c_str(),
                                         IN_MODIFY | IN_DELETE_SELF | IN_ATTRIB);
   if (watch >= 0) {
-    watched_[watch] = box;
-    return;
+    watches_[box] = watch;
+    return true;
   }
   onSignal_ = {};
   watcher_ = FileDescriptor();
-  watched_.clear();
+  watches_.clear();
+  return false;
+}
+
+void ArrivalSignals::listen() {
+  onSignal_ = Apartment::current().arm({watcher_.get(), [this] {
+                                          takeSignals();
+                                          deliver(Whom::Signalled);
+                                        }});
 }
 
 void ArrivalSignals::takeSignals() {
@@ -68,12 +85,12 @@ void ArrivalSignals::takeSignals() {
     for (ssize_t at = 0; at < size;) {
       const auto* event = reinterpret_cast<const inotify_event*>(events + at);
       at += static_cast<ssize_t>(sizeof *event + event->len);
-      const auto watch = watched_.find(event->wd);
+      const auto watch = std::ranges::find(watches_, event->wd, [](const auto& each) { return each.second; });
       const bool isLost = (event->mask & IN_Q_OVERFLOW) != 0;
       for (const auto& each : armed_)
         if (const auto waiter = each.lock())
-          if (isLost || (watch != watched_.end() && waiter->box == watch->second)) waiter->isSignalled = true;
-      if ((event->mask & IN_IGNORED) != 0 && watch != watched_.end()) watched_.erase(watch);
+          if (isLost || (watch != watches_.end() && waiter->box == watch->first)) waiter->isSignalled = true;
+      if ((event->mask & IN_IGNORED) != 0 && watch != watches_.end()) watches_.erase(watch);
     }
   }
 }
@@ -105,7 +122,7 @@ bool ArrivalSignals::wait(Waiter& waiter, Deadline deadline) {
             const auto armed = each.lock();
             return armed && armed->isSignalled;
           }))
-        lookAgainIn(1ns);
+        onArming_.wake();
     } else {
       watch(waiter.box);  // before the last look, so that nothing comes unnoticed
     }
@@ -114,8 +131,11 @@ bool ArrivalSignals::wait(Waiter& waiter, Deadline deadline) {
   }
 }
 
-void ArrivalSignals::lookAgainIn(std::chrono::nanoseconds time) {
-  if (timer_.get() < 0) return;
+// Unless that is due earlier anyway: what is told all the time must not put off what waits for the timer.
+void ArrivalSignals::lookAgainIn(std::chrono::nanoseconds time) noexcept {
+  const auto at = std::chrono::steady_clock::now() + time;
+  if (due_ && *due_ <= at) return;
+  due_ = at;
   itimerspec due{};
   due.it_value.tv_sec = std::chrono::duration_cast<std::chrono::seconds>(time).count();
   due.it_value.tv_nsec = (time % 1s).count();
@@ -127,30 +147,35 @@ void ArrivalSignals::arm(const std::shared_ptr<Waiter>& waiter) {
   if (timer_.get() < 0) {
     timer_ = FileDescriptor::adopt(::timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC));
     if (timer_.get() < 0) throwSystemError(u"Waiting for messages in", directory_);
-    if (watcher_.get() >= 0) onSignal_ = Apartment::current().arm({watcher_.get(), [this] { deliver(); }});
-    onTimer_ = Apartment::current().arm({timer_.get(), [this] { deliver(); }});
+    if (watcher_.get() >= 0) listen();
+    onTimer_ =
+        Apartment::current().arm({timer_.get(), [this] {
+                                    std::uint64_t expirations = 0;
+                                    static_cast<void>(::read(timer_.get(), &expirations, sizeof expirations));
+                                    due_.reset();
+                                    deliver(Whom::All);
+                                  }});
+    onArming_ = Apartment::current().arm({-1, [this] { deliver(Whom::Signalled); }});
   }
   armed_.push_back(waiter);
-  lookAgainIn(1ns);
+  onArming_.wake();
+  lookAgainIn(patience(false));
 }
 
-void ArrivalSignals::deliver() {
-  std::uint64_t expirations = 0;
-  const bool isTime = ::read(timer_.get(), &expirations, sizeof expirations) == sizeof expirations;
-  takeSignals();
+void ArrivalSignals::deliver(Whom whom) {
   std::erase_if(armed_, [](const auto& each) { return each.expired(); });
   std::vector<std::shared_ptr<Waiter>> ready;
   bool isAnyHeldUp = false;
   for (const auto& each : armed_) {
     const auto waiter = each.lock();
-    if (!waiter || !(std::exchange(waiter->isSignalled, false) || isTime)) continue;
+    if (!waiter || !(std::exchange(waiter->isSignalled, false) || whom == Whom::All)) continue;
     bool isHeldUp = false;
     if (waiter->isReady(isHeldUp)) ready.push_back(waiter);
     isAnyHeldUp = isAnyHeldUp || isHeldUp;
   }
   std::erase_if(armed_,
                 [&](const auto& each) { return std::ranges::find(ready, each.lock()) != ready.end(); });
-  if (!armed_.empty() && (isTime || isAnyHeldUp)) lookAgainIn(patience(isAnyHeldUp));
+  if (!armed_.empty()) lookAgainIn(patience(isAnyHeldUp));
   // The last: a delivery may arm anew, wait, and let go of what it likes.
   for (const auto& waiter : ready)
     if (const auto run = waiter->deliver) run();

@@ -47,19 +47,25 @@ class ArrivalSignals {
  private:
   const FileDescriptor& signalFile(std::int64_t box);
   void watch(std::int64_t box);
+  bool addWatch(std::int64_t box);
+  void listen();
   void takeSignals();
-  void deliver();
+  // Looks for those that were signalled, or for all.
+  enum class Whom { Signalled, All };
+  void deliver(Whom whom);
   std::chrono::nanoseconds patience(bool isHeldUp) const noexcept;
-  void lookAgainIn(std::chrono::nanoseconds time);
+  void lookAgainIn(std::chrono::nanoseconds time) noexcept;
 
   std::filesystem::path directory_;
   std::unordered_map<std::int64_t, FileDescriptor> files_;
   FileDescriptor watcher_;
   FileDescriptor timer_;
-  std::unordered_map<int, std::int64_t> watched_;  // box by watch
+  Deadline due_;                                   // of the timer
+  std::unordered_map<std::int64_t, int> watches_;  // by box
   std::vector<std::weak_ptr<Waiter>> armed_;
   Apartment::Armed onSignal_;
   Apartment::Armed onTimer_;
+  Apartment::Armed onArming_;
 };
 
 }  // namespace CorvaneQueue::platform_layer

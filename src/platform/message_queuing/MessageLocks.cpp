@@ -38,7 +38,8 @@ void watchForks() {
 
 }  // namespace
 
-MessageLocks::MessageLocks(const std::filesystem::path& lockFile) : file_(lockFile, O_RDWR | O_CREAT) {
+MessageLocks::MessageLocks(const std::filesystem::path& lockFile)
+    : path_(lockFile), file_(lockFile, O_RDWR | O_CREAT) {
   watchForks();
   const std::lock_guard guard(locksOfProcess().mutex);
   locksOfProcess().all.push_back(this);
@@ -51,7 +52,6 @@ MessageLocks::~MessageLocks() {
 namespace {
 
 constexpr std::u16string_view tried = u"Locking a message in";
-const std::filesystem::path lockFileName = "messages.locks";
 
 struct flock rangeOf(std::int64_t message, short type) {
   struct flock range {};
@@ -68,7 +68,7 @@ bool MessageLocks::tryLock(std::int64_t message) {
   struct flock range = rangeOf(message, F_WRLCK);
   while (::fcntl(file_.get(), F_OFD_SETLK, &range) != 0) {
     if (errno == EAGAIN || errno == EACCES) return false;
-    if (errno != EINTR) throwSystemError(tried, lockFileName);
+    if (errno != EINTR) throwSystemError(tried, path_);
   }
   return true;
 }
@@ -84,10 +84,11 @@ void MessageLocks::unlockAll() noexcept {
   ::fcntl(file_.get(), F_OFD_SETLK, &range);
 }
 
-std::optional<MessageLocks::Range> MessageLocks::heldByOther(std::int64_t message) const {
-  struct flock range = rangeOf(message, F_WRLCK);
+std::optional<MessageLocks::Range> MessageLocks::heldByOther(std::int64_t from, std::int64_t to) const {
+  struct flock range = rangeOf(from, F_WRLCK);
+  range.l_len = to - from + 1;
   while (::fcntl(file_.get(), F_OFD_GETLK, &range) != 0)
-    if (errno != EINTR) throwSystemError(tried, lockFileName);
+    if (errno != EINTR) throwSystemError(tried, path_);
   if (range.l_type == F_UNLCK) return std::nullopt;
   return Range{range.l_start, range.l_start + range.l_len - 1};
 }

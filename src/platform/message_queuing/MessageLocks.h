@@ -30,10 +30,13 @@ class MessageLocks {
     std::int64_t from;
     std::int64_t to;
   };
-  std::optional<Range> heldByOther(std::int64_t message) const;
+  std::optional<Range> heldByOther(std::int64_t message) const { return heldByOther(message, message); }
+  // The same of any message from..to.
+  std::optional<Range> heldByOther(std::int64_t from, std::int64_t to) const;
 
  private:
   friend struct LocksOfProcess;
+  std::filesystem::path path_;
   FileDescriptor file_;
 };
 

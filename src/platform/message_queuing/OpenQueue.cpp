@@ -103,14 +103,14 @@ Ref<IMSMQMessage> OpenQueue::peek(Of which, const VARIANT* wantBody, const VARIA
   mustRead(u"Peeking");
   Ref<IMSMQMessage> message;
   attempt(timeout, [&](bool& isHeldUp) {
-    while (const auto header = find(isHeldUp)) {
+    while (auto header = find(isHeldUp)) {
       std::shared_ptr<const Variant> body;
       if (wanted(wantBody) == QueueService::Body::Wanted) {
         body = service_->body(box_, *header);
         if (!body) continue;  // just received by somebody: look again
       }
       if (which == Of::Cursor) cursor_ = {Cursor::State::On, header->position};
-      message = make<QueuedMessage>(*header, std::move(body), service_->identity());
+      message = make<QueuedMessage>(std::move(*header), std::move(body), service_->identity());
       return true;
     }
     return false;

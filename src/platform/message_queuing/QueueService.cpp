@@ -67,38 +67,44 @@ std::string fileValue(std::u16string_view text) {
 
 }  // namespace
 
-// Counts what all processes have stored.
-class QueueService::Generation {
+// Counts of what all processes have done.
+class QueueService::SharedCounts {
  public:
-  explicit Generation(const std::filesystem::path& file) {
+  explicit SharedCounts(const std::filesystem::path& file) {
     const FileDescriptor opened(file, O_RDWR | O_CREAT);
     // Without its room on the disk, writing through the mapping would end the process.
-    if ((errno = ::posix_fallocate(opened.get(), 0, sizeof(Counter))) != 0)
+    if ((errno = ::posix_fallocate(opened.get(), 0, sizeof(Counts))) != 0)
       throwSystemError(u"Preparing", file);
-    void* const mapped =
-        ::mmap(nullptr, sizeof(Counter), PROT_READ | PROT_WRITE, MAP_SHARED, opened.get(), 0);
+    void* const mapped = ::mmap(nullptr, sizeof(Counts), PROT_READ | PROT_WRITE, MAP_SHARED, opened.get(), 0);
     if (mapped == MAP_FAILED) throwSystemError(u"Mapping", file);
-    counter_ = static_cast<Counter*>(mapped);
+    counts_ = static_cast<Counts*>(mapped);
   }
-  ~Generation() { ::munmap(counter_, sizeof(Counter)); }
-  Generation(const Generation&) = delete;
-  Generation& operator=(const Generation&) = delete;
-  std::uint64_t now() const noexcept { return counter_->load(std::memory_order_acquire); }
-  void advance() noexcept { counter_->fetch_add(1, std::memory_order_acq_rel); }
+  ~SharedCounts() { ::munmap(counts_, sizeof(Counts)); }
+  SharedCounts(const SharedCounts&) = delete;
+  SharedCounts& operator=(const SharedCounts&) = delete;
+  // Of everything that was stored.
+  std::uint64_t stored() const noexcept { return counts_->stored.load(std::memory_order_acquire); }
+  void addStored() noexcept { counts_->stored.fetch_add(1, std::memory_order_acq_rel); }
+  // Of every message that was held.
+  std::uint64_t held() const noexcept { return counts_->held.load(std::memory_order_acquire); }
+  void addHeld() noexcept { counts_->held.fetch_add(1, std::memory_order_acq_rel); }
 
  private:
-  using Counter = std::atomic<std::uint64_t>;
-  static_assert(Counter::is_always_lock_free);
-  Counter* counter_;
+  struct Counts {
+    std::atomic<std::uint64_t> stored;
+    std::atomic<std::uint64_t> held;
+  };
+  static_assert(std::atomic<std::uint64_t>::is_always_lock_free);
+  Counts* counts_;
 };
 
 std::shared_ptr<QueueService> QueueService::current() {
   static Lasting<PerThread<std::weak_ptr<QueueService>>> services;
   auto& kept = services->current();
-  auto installation = installationDirectory();
+  const std::filesystem::path& installation = installationDirectory();
   auto service = kept.lock();
-  if (!service || service->installation_ != installation || service->process_ != ::getpid())
-    kept = service = std::make_shared<QueueService>(std::move(installation));
+  if (!service || service->installation_.native() != installation.native() || service->process_ != ::getpid())
+    kept = service = std::make_shared<QueueService>(installation);
   return service;
 }
 
@@ -109,7 +115,7 @@ QueueService::QueueService(std::filesystem::path installation)
       looking_(storage_ / "messages.locks"),
       momentary_(storage_ / "messages.locks"),
       signals_(made(storage_ / "signals")),
-      generation_(std::make_shared<Generation>(storage_ / "generation")) {
+      counts_(std::make_shared<SharedCounts>(storage_ / "generation")) {
   made(storage_ / "lqs");
   makeReserve(storage_ / reserveName);
   store();
@@ -132,11 +138,11 @@ void QueueService::write(const std::function<void()>& work, const std::function<
   try {
     store().write(work);
   } catch (const SyncFailed&) {
-    generation_->advance();
+    counts_->addStored();
     onceStored();
     throw;
   }
-  generation_->advance();
+  counts_->addStored();
   onceStored();
   for (const QueueAddress& journal : store().trimmedJournals()) {
     if (!toldJournals_.insert(shownName(journal)).second) continue;
@@ -298,13 +304,21 @@ void QueueService::remove(const QueueAddress& address) {
 
 std::optional<MessageHeader> QueueService::firstVisible(Box box, std::int64_t after, bool& isHeldUp) {
   isHeldUp = false;
+  // Who looks whether there is a message mostly receives it then.
+  const auto now = std::chrono::steady_clock::now();
+  const std::uint64_t generation = counts_->stored();
+  const bool isFromFirst = after == 0;
+  if (isFromFirst && first_.box == box && first_.generation == generation &&
+      now - first_.readAt < longestReadAhead && !looking_.heldByOther(first_.header.id))
+    return first_.header;
   for (std::size_t count = 1;; count = readAheadCount) {
     store().read(box, after, count, found_);
     if (found_.empty()) return std::nullopt;
-    for (const MessageHeader& header : found_) {
+    for (MessageHeader& header : found_) {
       if (header.position <= after) continue;
       const auto held = looking_.heldByOther(header.id);
-      if (!held) return header;
+      if (!held && isFromFirst && !isHeldUp) first_ = {box, header, generation, now};
+      if (!held) return std::move(header);
       isHeldUp = true;
       after = header.position;
       if (!box.isJournal) after = std::max(after, held->to);  // there positions are identifiers
@@ -316,8 +330,8 @@ std::optional<MessageHeader> QueueService::firstVisible(Box box, std::int64_t af
                                                         ReadAhead& ahead) {
   isHeldUp = false;
   const auto now = std::chrono::steady_clock::now();
-  const std::uint64_t generation = generation_->now();
-  auto& [headers, next, readGeneration, readAt] = ahead;
+  const std::uint64_t generation = counts_->stored();
+  auto& [headers, next, readGeneration, freeAt, readAt] = ahead;
   const bool isValid = generation == readGeneration && now - readAt < longestReadAhead && next > 0 &&
                        next < headers.size() && headers[next - 1].position == after;
   if (!isValid) {
@@ -326,8 +340,15 @@ std::optional<MessageHeader> QueueService::firstVisible(Box box, std::int64_t af
     next = 0;
     readGeneration = generation;
     readAt = now;
+    freeAt.reset();
+    if (const std::uint64_t holds = counts_->held(); headers.size() > 1) {
+      const auto lowest = std::ranges::min_element(headers, {}, &MessageHeader::id);
+      const auto highest = std::ranges::max_element(headers, {}, &MessageHeader::id);
+      if (!looking_.heldByOther(lowest->id, highest->id)) freeAt = holds;
+    }
   }
-  if (next < headers.size() && !looking_.heldByOther(headers[next].id)) return headers[next++];
+  if (next < headers.size() && (freeAt == counts_->held() || !looking_.heldByOther(headers[next].id)))
+    return std::move(headers[next++]);  // its position stays
   headers.clear();
   return firstVisible(box, after, isHeldUp);
 }
@@ -336,7 +357,7 @@ std::optional<MessageHeader> QueueService::visibleAt(Box box, std::int64_t posit
   store().read(box, position - 1, 1, found_);
   if (found_.empty() || found_.front().position != position || looking_.heldByOther(found_.front().id))
     return std::nullopt;
-  return found_.front();
+  return std::move(found_.front());
 }
 
 std::optional<QueueService::Received> QueueService::receive(Box box, std::int64_t position, Where where,
@@ -346,25 +367,25 @@ std::optional<QueueService::Received> QueueService::receive(Box box, std::int64_
   MessageLocks& locks = transaction != nullptr ? *transaction->locks : momentary_;
   bool isAnyHeldUp = false;
   while (true) {
-    const auto header =
-        where == Where::Exactly ? visibleAt(box, position) : firstVisible(box, position, isHeldUp);
+    auto header = where == Where::Exactly ? visibleAt(box, position) : firstVisible(box, position, isHeldUp);
     isHeldUp = isHeldUp || isAnyHeldUp;
     if (!header) return std::nullopt;
     if (!locks.tryLock(header->id)) {  // somebody was faster
       isAnyHeldUp = true;
       continue;
     }
-    Received received{*header, nullptr};
+    counts_->addHeld();
+    const Taken taken{box, header->position, header->id};
+    Received received{std::move(*header), nullptr};
     try {
       // Who took it for good before this lock has also stored that.
-      if (wanted == Body::Wanted) received.body = body(box, *header);
+      if (wanted == Body::Wanted) received.body = body(box, received.header);
       const bool isThere =
-          wanted == Body::Wanted ? received.body != nullptr : store().contains(box, header->position);
+          wanted == Body::Wanted ? received.body != nullptr : store().contains(box, taken.position);
       if (!isThere) {
-        locks.unlock(header->id);
+        locks.unlock(taken.id);
         continue;
       }
-      const Taken taken{box, header->position, header->id};
       if (transaction != nullptr) {
         transaction->taken.push_back(taken);
         return received;
@@ -372,12 +393,12 @@ std::optional<QueueService::Received> QueueService::receive(Box box, std::int64_
       bool isJournaled = false;
       writeFreeing([&] { isJournaled = store().take(taken); },
                    [&] {
-                     locks.unlock(header->id);
+                     locks.unlock(taken.id);
                      if (isJournaled) signals_.signal(Box{box.queue, true}.number());
                    });
       return received;
     } catch (...) {
-      locks.unlock(header->id);
+      locks.unlock(taken.id);
       throw;
     }
   }
@@ -387,7 +408,7 @@ void QueueService::send(const Outgoing& message) {
   writeStoring([&] { store().put(message); }, [&] { signals_.signal(Box{message.queue, false}.number()); });
 }
 
-std::uint64_t QueueService::generation() const noexcept { return generation_->now(); }
+std::uint64_t QueueService::generation() const noexcept { return counts_->stored(); }
 
 void QueueService::keepBack(TransactionWork& work, Outgoing message, const QueueRecord& queue) {
   if (queue.quota >= 0) {

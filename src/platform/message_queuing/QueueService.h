@@ -19,7 +19,7 @@ struct TransactionWork {
 
 // One for each thread and installation. Errors are those of the queue service, with the queue's name and
 // what was tried, or of the storage component.
-class QueueService : public std::enable_shared_from_this<QueueService> {
+class QueueService {
  public:
   // The calling thread's, for the installation of this moment; it ends with the last object that uses it.
   static std::shared_ptr<QueueService> current();
@@ -41,6 +41,7 @@ class QueueService : public std::enable_shared_from_this<QueueService> {
     std::vector<MessageHeader> headers;
     std::size_t next = 0;
     std::uint64_t generation = 0;
+    std::optional<std::uint64_t> freeAt;  // the count of holds at which nobody held any of them
     std::chrono::steady_clock::time_point readAt{};
   };
   std::optional<MessageHeader> firstVisible(Box box, std::int64_t after, bool& isHeldUp, ReadAhead& ahead);
@@ -97,9 +98,17 @@ class QueueService : public std::enable_shared_from_this<QueueService> {
   MessageLocks momentary_;  // of receives outside of transactions
   std::unique_ptr<MessageLocks> spareLocks_;
   ArrivalSignals signals_;
-  class Generation;
-  std::shared_ptr<Generation> generation_;
+  class SharedCounts;
+  std::shared_ptr<SharedCounts> counts_;
   std::vector<MessageHeader> found_;
+  // The first message of a box, seen when nothing before it was held.
+  struct First {
+    Box box;
+    MessageHeader header;
+    std::uint64_t generation = 0;
+    std::chrono::steady_clock::time_point readAt{};
+  };
+  First first_;
   std::set<std::u16string> toldJournals_;
 };
 

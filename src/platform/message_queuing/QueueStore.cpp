@@ -420,7 +420,9 @@ void QueueStore::trimJournal(Met& met) {
     if (oldest.empty()) return;
     met.queue.journalBytes -= drop({journal, oldest.front().position, oldest.front().id});
     met.isChanged = true;
-    if (trimmed_.empty() || trimmed_.back().name != queue.address.name) trimmed_.push_back(queue.address);
+    if (trimmed_.empty() || trimmed_.back().kind != queue.address.kind ||
+        trimmed_.back().name != queue.address.name)
+      trimmed_.push_back(queue.address);
   }
 }
 

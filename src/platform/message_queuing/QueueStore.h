@@ -37,6 +37,7 @@ struct Box {
   std::int64_t queue = 0;
   bool isJournal = false;
   std::int64_t number() const noexcept { return queue * 2 + (isJournal ? 1 : 0); }
+  friend bool operator==(const Box&, const Box&) noexcept = default;
 };
 
 struct MessageContent {
