@@ -5,6 +5,7 @@
 #include <unistd.h>
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -30,12 +31,13 @@ inline double median(std::vector<double> values) {
 // A fresh installation on the disk that the benchmark runs on.
 class Home {
  public:
-  Home() {
+  explicit Home(const char* store = "db") {
     std::string pattern = (std::filesystem::current_path() / "corvane-bench-XXXXXX").string();
     if (mkdtemp(pattern.data()) == nullptr) std::exit(1);
     directory = pattern;
     setenv("CORVANE_HOME", directory.c_str(), 1);
-    std::ofstream(directory / "settings.toml") << "[Configuration.Global]\nQueueStoreType = \"db\"\n";
+    std::ofstream(directory / "settings.toml")
+        << "[Configuration.Global]\nQueueStoreType = \"" << store << "\"\n";
   }
   ~Home() { std::filesystem::remove_all(directory); }
   std::filesystem::path directory;
@@ -68,6 +70,41 @@ inline double disk(std::size_t size) {
   });
   close(file);
   return result;
+}
+
+inline bool wanted(const char* row) { return std::string(row).find(only) != std::string::npos; }
+inline void heading(const char* what, const char* own, const char* other) {
+  std::printf("%-28s %10s %10s %8s %10s %8s\n", what, own, other, "ratio", "disk", "ratio");
+}
+// Medians of work(true), work(false) and the bare disk, turn about.
+inline void compare(const char* what, double (*work)(bool), const std::function<double()>& bareDisk) {
+  if (!wanted(what)) return;
+  std::vector<double> own;
+  std::vector<double> other;
+  std::vector<double> bare;
+  for (int turn = 0; turn < turns; ++turn) {
+    const bool isFirst = turn % 2 == 0;  // who comes first feels what the disk still has to do
+    bare.push_back(bareDisk());
+    (isFirst ? own : other).push_back(work(isFirst));
+    (isFirst ? other : own).push_back(work(!isFirst));
+  }
+  std::printf("%-28s %10.0f %10.0f %8.2f %10.0f %8.2f\n", what, median(own), median(other),
+              median(own) / median(other), median(bare), median(own) / median(bare));
+  std::fflush(stdout);
+}
+
+inline void report(const char* what, double value, const char* unit) {
+  std::printf("%-44s %12.2f %s\n", what, value, unit);
+  std::fflush(stdout);
+}
+inline double medianTime(int count, const std::function<void()>& step) {
+  std::vector<double> times;
+  for (int i = 0; i < count; ++i) {
+    const auto start = Clock::now();
+    step();
+    times.push_back(since(start));
+  }
+  return median(times);
 }
 
 }  // namespace measure

@@ -2,9 +2,9 @@
 // program on the same schema; and the bare disk, in one run, turn about. Prints a table of medians, then
 // the times of single operations.
 // Usage: queue_bench [seconds a turn] [turns] [only rows whose name has this in it]
+#include "Filling.h"
 #include "Measure.h"
 #include "PlainQueue.h"
-#include "Queuing.h"
 
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -20,26 +20,6 @@ namespace {
 constexpr const char16_t* path = u".\\PRIVATE$\\Orders";
 constexpr std::int64_t firstBox = 2;  // of the only queue
 constexpr std::size_t size = 1024;
-
-void fill(int count, std::size_t bodySize = size) {
-  const auto queue = open(path, MQ_SEND_ACCESS);
-  const std::string body(bodySize, 'x');
-  for (int sent = 0; sent < count;) {
-    const auto work = begin();
-    for (int i = 0; i < 5000 && sent < count; ++i, ++sent) send(queue, body, work);
-    commit(work);
-  }
-}
-
-// Until the store's log has its lasting size: from then on it is written over, as the bare disk's file is.
-void warmUp() {
-  fill(8000);
-  const auto receiver = open(path, MQ_RECEIVE_ACCESS);
-  const auto work = begin();
-  while (receive(receiver, work)) {
-  }
-  commit(work);
-}
 
 struct Worker {
   std::function<void()> send;
@@ -82,7 +62,7 @@ Worker workerOf(bool isService, const Home& home) { return isService ? serviceWo
 double sending(bool isService) {
   const Home home;
   createQueue(path);
-  warmUp();
+  warmUp(path);
   const Worker worker = workerOf(isService, home);
   for (int i = 0; i < 200; ++i) worker.send();
   return rate([&] { return worker.send(), true; });
@@ -91,7 +71,7 @@ double sending(bool isService) {
 double taking(bool isService) {
   const Home home;
   createQueue(path);
-  fill(static_cast<int>(12000 * seconds));
+  fill(path, static_cast<int>(12000 * seconds), size);
   const Worker worker = workerOf(isService, home);
   for (int i = 0; i < 200; ++i) worker.take();
   return rate(worker.take);
@@ -102,7 +82,7 @@ double longestWait = 0;  // seconds, of a single call
 double both(bool isService) {
   const Home home;
   createQueue(path);
-  warmUp();
+  warmUp(path);
   const pid_t child = fork();
   if (child == 0) {
     const Worker worker = workerOf(isService, home);
@@ -141,36 +121,6 @@ double diskForTwo() {
   return result;
 }
 
-void compare(const char* what, double (*work)(bool), const std::function<double()>& bareDisk) {
-  if (std::string(what).find(only) == std::string::npos) return;
-  std::vector<double> service;
-  std::vector<double> plain;
-  std::vector<double> bare;
-  for (int turn = 0; turn < turns; ++turn) {
-    const bool isFirst = turn % 2 == 0;  // who comes first feels what the disk still has to do
-    bare.push_back(bareDisk());
-    (isFirst ? service : plain).push_back(work(isFirst));
-    (isFirst ? plain : service).push_back(work(!isFirst));
-  }
-  std::printf("%-28s %10.0f %10.0f %8.2f %10.0f %8.2f\n", what, median(service), median(plain),
-              median(service) / median(plain), median(bare), median(service) / median(bare));
-  std::fflush(stdout);
-}
-
-void report(const char* what, double value, const char* unit) {
-  std::printf("%-44s %12.2f %s\n", what, value, unit);
-  std::fflush(stdout);
-}
-double medianTime(int count, const std::function<void()>& step) {
-  std::vector<double> times;
-  for (int i = 0; i < count; ++i) {
-    const auto start = Clock::now();
-    step();
-    times.push_back(since(start));
-  }
-  return median(times);
-}
-
 void hundredInOne() {
   const Home home;
   createQueue(path);
@@ -187,7 +137,7 @@ void hundredInOne() {
 void browsing() {
   const Home home;
   createQueue(path);
-  fill(100000);
+  fill(path, 100000, size);
   const auto queue = open(path, MQ_PEEK_ACCESS);
   peekCurrent(queue, 0, false);
   int peeked = 0;
@@ -199,7 +149,7 @@ void browsing() {
 double firstOf(int count) {
   const Home home;
   createQueue(path);
-  fill(count, 64);
+  fill(path, count, 64);
   const auto receiver = open(path, MQ_RECEIVE_ACCESS);
   receive(receiver, begin());
   return medianTime(99, [&] {
@@ -320,7 +270,7 @@ void afterADeath() {
 void opening() {
   const Home home;
   createQueue(path);
-  fill(1'000'000, 64);
+  fill(path, 1'000'000, 64);
   int result[2];
   if (pipe(result) != 0) std::exit(1);
   const pid_t child = fork();
@@ -349,12 +299,10 @@ int main(int argc, char** argv) {
   if (argc > 1) seconds = std::atof(argv[1]);
   if (argc > 2) turns = std::atoi(argv[2]);
   if (argc > 3) only = argv[3];
-  std::printf("%-28s %10s %10s %8s %10s %8s\n", "1 KiB messages per second", "service", "plain", "ratio",
-              "disk", "ratio");
+  heading("1 KiB messages per second", "service", "plain");
   compare("send", sending, [] { return disk(size); });
   compare("receive + commit", taking, [] { return disk(size); });
   compare("one sends, one receives", both, diskForTwo);
-  const auto wanted = [](const char* name) { return std::string(name).find(only) != std::string::npos; };
   if (wanted("one sends, one receives")) report("  longest single wait", longestWait * 1e3, "ms");
   if (wanted("hundred")) hundredInOne();
   if (wanted("browsing")) browsing();
