@@ -1,170 +1,179 @@
 // Many processes on one queue, and processes that are killed at any point of their work.
-#include "Client.h"
 #include "Expect.h"
-#include "Installation.h"
+#include "Stores.h"
 
+#include <fcntl.h>
 #include <sys/wait.h>
-#include <unistd.h>
-#include <algorithm>
 #include <csignal>
 #include <map>
 #include <random>
-#include <set>
+#include <sstream>
 
 namespace {
 
-using namespace client;
+using namespace stores;
 
-// Runs the body in a process of its own; it fails when the body throws or returns false.
+// Runs the body in a process of its own; it fails when the body throws.
 template <class Body>
 pid_t inProcess(Body&& body) {
   const pid_t child = fork();
   if (child != 0) return child;
-  bool good = false;
   try {
-    good = body();
+    body();
+    _exit(0);
   } catch (const std::exception& error) {
     std::fprintf(stderr, "%s\n", error.what());
   }
-  _exit(good ? 0 : 1);
+  _exit(1);
 }
 bool succeeded(pid_t child) {
   int status = 0;
   return waitpid(child, &status, 0) == child && status == 0;
 }
-std::u16string numbered(char16_t who, int number) {
-  const std::string digits = std::to_string(number);
-  return who + std::u16string(digits.begin(), digits.end());
-}
 
-TEST(ManyProcesses, SendAndReceiveWithNothingLostOrDoubled) {
-  const Installation home;
+class ManyProcesses : public ::testing::TestWithParam<Store> {
+ protected:
+  Queue open() { return openQueue(GetParam(), "Orders"); }
+  // How often each name, which the documents carry as MsgID, is in a list.
+  static void count(const Messages& messages, std::map<std::string, int>& names) {
+    messages->Refresh();
+    if (messages->Count() == 0) return;
+    for (const auto& message : messages) {
+      const std::string label = toUtf8(message->Label());
+      ++names[label.substr(8, label.size() - 10)];  // between "MsgID: <" and "> "
+    }
+  }
+  Installation home{settingsOf(GetParam())};
+};
+INSTANTIATE_TEST_SUITE_P(Stores, ManyProcesses, ::testing::Values(Store::Database, Store::MessageQueuing),
+                         [](const auto& each) { return nameOf(each.param); });
+
+TEST_P(ManyProcesses, SendAndReceiveWithNothingLostOrDoubled) {
   constexpr int senders = 3;
   constexpr int each = 150;
   std::vector<pid_t> children;
-  for (char16_t who = u'a'; who < u'a' + senders; ++who)
-    children.push_back(inProcess([who] {
-      const auto queue = openQueue(u"Orders");
-      for (int i = 0; i < each; ++i) send(queue, numbered(who, i));
-      return true;
-    }));
-  // Two receivers; each takes a document inside a transaction, which keeps the other one off it.
-  for (int receiver = 0; receiver < 2; ++receiver)
-    children.push_back(inProcess([] {
-      const auto queue = openQueue(u"Orders");
-      for (int idle = 0; idle < 200;) {
-        call<&_Queue::raw_BeginTransaction>(queue);
-        const auto message = receive(queue);
-        if (message) acknowledge(queue, message);
-        call<&_Queue::raw_Commit>(queue);
-        if (message) {
-          idle = 0;
-        } else {
-          ++idle;
-          usleep(2000);
-        }
+  for (int sender = 0; sender < senders; ++sender)
+    children.push_back(inProcess([&] {
+      auto queue = open();
+      for (int i = 0; i < each; ++i) {
+        queue->MsgID(std::to_string(sender) + "-" + std::to_string(i));
+        queue->SendDocument("document");
       }
-      return true;
+    }));
+  for (int receiver = 0; receiver < 2; ++receiver)
+    children.push_back(inProcess([&] {
+      Receiver documents(GetParam(), open());
+      while (documents.take(1s)) {
+      }
     }));
   for (const pid_t child : children) EXPECT_TRUE(succeeded(child));
-  EXPECT_TRUE(waiting(u"Orders").empty());
-  const auto journal = journaled(u"Orders");
+  std::map<std::string, int> waiting;
+  count(listed("Orders")->Messages(), waiting);
+  EXPECT_TRUE(waiting.empty());
+  std::map<std::string, int> journal;
+  count(listed("Orders")->Journal()->Messages(), journal);
   EXPECT_EQ(journal.size(), static_cast<std::size_t>(senders * each));
-  std::map<char16_t, int> next;
-  for (const auto& body : journal) {  // each sender's documents in their order, each once
-    EXPECT_EQ(body, numbered(body[0], next[body[0]]));
-    ++next[body[0]];
-  }
+  for (const auto& [name, times] : journal) EXPECT_EQ(times, 1) << name;
 }
 
-// Senders and acknowledgers write down what was reported as done; both are killed at random points.
-TEST(ManyProcesses, KilledAtAnyPointLeaveTheStoreWhole) {
-  const Installation home;
-  std::mt19937 random(4711);
-  std::set<std::u16string> sent;
-  std::set<std::u16string> attempted;
-  std::set<std::u16string> acknowledged;
-  std::set<std::u16string> acknowledging;
-  int number = 0;
-  constexpr int kills = 60;
-  for (int kill = 0; kill < kills; ++kill) {
-    int report[2];
-    ASSERT_EQ(pipe(report), 0);
-    const int start = number;
-    const pid_t child = inProcess([&] {
-      const auto tell = [&](char what, const std::u16string& text) {
-        const std::string line = what + toUtf8(text) + "\n";
-        return write(report[1], line.data(), line.size()) == static_cast<ssize_t>(line.size());
-      };
-      const auto queue = openQueue(u"Orders");
-      for (int i = start;; ++i) {
-        const auto document =
-            numbered(u'd', i) + std::u16string(static_cast<std::size_t>(i % 7) * 3000, u'.');
-        const auto name = numbered(u'd', i);
-        if (!tell('a', name)) return false;
-        const bool open = i % 3 == 0;
-        if (open) call<&_Queue::raw_BeginTransaction>(queue);
-        send(queue, document);
-        if (open) call<&_Queue::raw_Commit>(queue);
-        tell('s', name);
-        if (i % 2 == 0) {
-          const auto message = receive(queue);
-          const auto body = bodyOf(message);
-          const auto taken = body.substr(0, body.find(u'.'));
-          tell('r', taken);
-          acknowledge(queue, message);
-          tell('k', taken);
-        }
-      }
-      return true;
-    });
-    close(report[1]);
-    // Some reports, a moment more, and the end.
-    const auto enough = static_cast<std::ptrdiff_t>(3 + random() % 25);
-    std::string told;
-    char buffer[4096];
-    const auto readMore = [&] {
-      const ssize_t size = read(report[0], buffer, sizeof buffer);
-      told.append(buffer, static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
-      return size > 0;
-    };
-    while (std::count(told.begin(), told.end(), '\n') < enough && readMore()) {
-    }
-    usleep(static_cast<useconds_t>(random() % 3000));
-    ::kill(child, SIGKILL);
-    int status = 0;
-    waitpid(child, &status, 0);
-    while (readMore()) {
-    }
-    close(report[0]);
-    std::size_t at = 0;
-    for (std::size_t end; (end = told.find('\n', at)) != std::string::npos; at = end + 1) {
-      const std::string line = told.substr(at, end - at);
-      const std::u16string text(line.begin() + 1, line.end());
-      if (line[0] == 'a') attempted.insert(text), number = std::max(number, std::stoi(line.substr(2)) + 1);
-      if (line[0] == 's') sent.insert(text);
-      if (line[0] == 'r') acknowledging.insert(text);
-      if (line[0] == 'k') acknowledged.insert(text);
-    }
+// What the processes did, in order, written to the end of one file: (a)ttempts to send, (s)ent, (r)eceived,
+// ac(k)nowledged.
+class Ledger {
+ public:
+  explicit Ledger(const std::filesystem::path& file)
+      : path_(file), file_(::open(file.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600)) {}
+  ~Ledger() { ::close(file_); }
+  void tell(char what, const std::string& name) const {
+    const std::string line = what + name + "\n";
+    if (::write(file_, line.data(), line.size()) != static_cast<ssize_t>(line.size())) _exit(2);
   }
-  ASSERT_GT(sent.size(), static_cast<std::size_t>(kills));
-  std::map<std::u16string, int> found;
-  const auto collect = [&](const std::vector<std::u16string>& bodies, const std::set<std::u16string>& allowed,
-                           const std::set<std::u16string>& excluded) {
-    for (const auto& body : bodies) {
-      const auto name = body.substr(0, body.find(u'.'));
-      EXPECT_EQ(body.size(), name.size() + static_cast<std::size_t>(
-                                               std::stoi(std::string(name.begin() + 1, name.end())) % 7) *
-                                               3000);
-      EXPECT_TRUE(allowed.contains(name)) << toUtf8(name);
-      EXPECT_FALSE(excluded.contains(name)) << toUtf8(name);
-      ++found[name];
+  template <class Reader>
+  void read(Reader&& reader) const {
+    std::ifstream lines(path_);
+    for (std::string line; std::getline(lines, line);) reader(line[0], line.substr(1));
+  }
+
+ private:
+  std::filesystem::path path_;
+  int file_;
+};
+
+// CORVANE_SOAK=600 lets them work for ten minutes.
+TEST_P(ManyProcesses, KilledAtAnyPointLoseAndDoubleNothing) {
+  const char* const soak = std::getenv("CORVANE_SOAK");
+  const auto time = std::chrono::seconds(soak != nullptr ? std::atoi(soak) : 5);
+  const auto longestLife = soak != nullptr ? 5000ms : 150ms;
+  const Ledger ledger(home.directory() / "ledger");
+  open();  // with its journal
+  const auto sender = [&](int life) {
+    auto queue = open();
+    for (int i = 0;; ++i) {
+      const std::string name = std::to_string(life) + "-" + std::to_string(i);
+      queue->MsgID(name);
+      ledger.tell('a', name);
+      const bool isInTransaction = i % 3 == 0;
+      if (isInTransaction) queue->BeginTransaction();
+      queue->SendDocument(name + std::string(static_cast<std::size_t>(i % 7) * 3000, '.'));
+      if (isInTransaction) queue->Commit();
+      ledger.tell('s', name);
+      if (soak != nullptr) usleep(5000);
     }
   };
-  collect(waiting(u"Orders"), attempted, acknowledged);
-  collect(journaled(u"Orders"), acknowledging, {});
-  for (const auto& name : sent) EXPECT_EQ(found[name], 1) << toUtf8(name);
-  for (const auto& [name, times] : found) EXPECT_EQ(times, 1) << toUtf8(name);
+  const auto receiver = [&](int) {
+    const auto nameOf = [](const std::string& document) { return document.substr(0, document.find('.')); };
+    Receiver documents(GetParam(), open(),
+                       [&](const std::string& document) { ledger.tell('r', nameOf(document)); });
+    while (true)
+      if (const auto document = documents.take(1s)) ledger.tell('k', nameOf(*document));
+  };
+  int lives = 0;
+  const auto start = [&](int worker) {
+    const int life = lives++;
+    return inProcess([&] { worker < 2 ? sender(life) : receiver(life); });
+  };
+  std::vector<pid_t> workers;
+  for (int worker = 0; worker < 4; ++worker) workers.push_back(start(worker));
+  std::mt19937 random(4711);
+  const auto stop = [&](pid_t worker) {
+    kill(worker, SIGKILL);
+    int status = 0;
+    waitpid(worker, &status, 0);
+    EXPECT_EQ(status, SIGKILL) << "it ended by itself";
+  };
+  for (const auto end = std::chrono::steady_clock::now() + time; std::chrono::steady_clock::now() < end;) {
+    usleep(static_cast<useconds_t>(random() % std::chrono::microseconds(longestLife).count()));
+    const auto worker = random() % workers.size();
+    stop(workers[worker]);
+    workers[worker] = start(static_cast<int>(worker));
+  }
+  for (const pid_t worker : workers) stop(worker);
+
+  Receiver rest(GetParam(), open());
+  int left = 0;
+  while (rest.take(1s)) ++left;
+  std::map<std::string, int> waiting;
+  count(listed("Orders")->Messages(), waiting);
+  EXPECT_TRUE(waiting.empty());
+  std::map<std::string, int> journal;
+  count(listed("Orders")->Journal()->Messages(), journal);
+  std::map<std::string, std::string> history;
+  ledger.read([&](char what, const std::string& name) { history[name] += what; });
+  std::size_t sent = 0;
+  std::size_t again = 0;
+  for (const auto& [name, events] : history) {
+    const bool isSent = events.find('s') != std::string::npos;
+    sent += isSent ? 1 : 0;
+    again += std::count(events.begin(), events.end(), 'r') > 1 ? 1 : 0;
+    EXPECT_TRUE(!isSent || journal.contains(name)) << name;
+    // Once acknowledged it is announced to nobody.
+    if (const auto end = events.find('k'); end != std::string::npos) {
+      EXPECT_EQ(events.find_first_of("rk", end + 1), std::string::npos) << name << ' ' << events;
+    }
+  }
+  for (const auto& [name, times] : journal) EXPECT_TRUE(times == 1 && history.contains(name)) << name;
+  EXPECT_GT(sent, 100u);
+  std::printf("%s: %zu sent, %zu in the journal, %zu announced again, %d left at the end; %d lives\n",
+              nameOf(GetParam()).c_str(), sent, journal.size(), again, left, lives);
 }
 
 }  // namespace

@@ -1,165 +1,328 @@
-// What the object model promises of a store, through the public interfaces alone.
-#include "Client.h"
+// What the object model promises of every store, and where the stores differ.
 #include "Expect.h"
-#include "Installation.h"
+#include "Stores.h"
 
 #include <gmock/gmock.h>
+#include <sys/wait.h>
 
 namespace {
 
-using namespace client;
+using namespace stores;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-class QueueBehaviour : public ::testing::Test {
+class QueueBehaviour : public ::testing::TestWithParam<Store> {
  protected:
-  Installation home;
+  Queue open(const char* name) { return openQueue(GetParam(), name); }
+  Installation home{settingsOf(GetParam())};
 };
+INSTANTIATE_TEST_SUITE_P(Stores, QueueBehaviour, ::testing::Values(Store::Database, Store::MessageQueuing),
+                         [](const auto& each) { return nameOf(each.param); });
 
-TEST_F(QueueBehaviour, ADocumentTravelsFromSenderToJournal) {
-  const auto sender = openQueue(u"Orders");
-  call<&_Queue::put_MsgType>(sender, u"ORDER");
-  call<&_Queue::put_Object>(sender, u"Invoice");
-  EXPECT_EQ(call<&_Queue::get_MsgType>(sender), u"ORDER");
-  const std::u16string odd{u'<', 0, 0xD800, u'€', 0xD83D, 0xDE00, u'\n', 0xDC00};
-  send(sender, odd);
-  send(sender, u"");
-  EXPECT_EQ(call<&_Queue::get_LastDocument>(sender), u"");
-
-  const auto receiver = openQueue(u"orders");  // letter case does not count
-  const auto first = receive(receiver);
-  EXPECT_EQ(bodyOf(first), odd);
-  EXPECT_EQ(idOf(first), idOf(receive(receiver)));  // it waits until it is acknowledged
-  EXPECT_EQ(call<&_Message::get_Label>(first), u"Msg Type: <ORDER> Object: <Invoice> ");
-  EXPECT_EQ(call<&_Message::get_BodyLength>(first), static_cast<std::int32_t>(odd.size()));
-  acknowledge(receiver, first);
-  acknowledge(receiver, first);  // twice is as good as once
-  acknowledge(receiver, receive(receiver));
-  EXPECT_FALSE(receive(receiver));
-  EXPECT_TRUE(call<&_Queue::raw_IsEmpty>(receiver));
-  EXPECT_THAT(journaled(u"Orders"), ElementsAre(odd, u""));
-  EXPECT_THAT(waiting(u"Orders"), IsEmpty());
+TEST_P(QueueBehaviour, DocumentsTravelInOrderFromAnyProcessIntoTheJournal) {
+  const pid_t sender = fork();
+  if (sender == 0) {
+    auto queue = open("Orders");
+    queue->MsgType("ORDER");
+    queue->Object(u"Invoice");
+    queue->SendDocument("Grüße\r\n");
+    queue->SendDocument("");
+    queue->SendDocument(std::string(200'000, 'x'));
+    _exit(0);
+  }
+  int status = 0;
+  waitpid(sender, &status, 0);
+  ASSERT_EQ(status, 0);
+  auto queue = open("orders");  // letter case does not count
+  EXPECT_EQ(queue->Name(), u"orders");
+  EXPECT_FALSE(queue->IsEmpty());
+  EXPECT_EQ(waiting("Orders").size(), 3u);
+  const auto first = listed("Orders")->Messages();
+  first->Refresh();
+  EXPECT_EQ(first->Item(1)->Label(), u"Msg Type: <ORDER> Object: <Invoice> ");
+  EXPECT_GT(first->Item(1)->SentTime().value, 46000);
+  const Texts all{"Grüße\r\n", "", std::string(200'000, 'x')};
+  EXPECT_EQ(Receiver(GetParam(), queue).takeAll(), all);
+  EXPECT_TRUE(queue->IsEmpty());
+  EXPECT_EQ(journaled("Orders"), all);
+  EXPECT_THAT(waiting("Orders"), IsEmpty());
 }
 
-TEST_F(QueueBehaviour, ListsBrowseWithoutTaking) {
-  const auto sender = openQueue(u"O'Brien's [queue] %_");
-  for (const char16_t* text : {u"a", u"b", u"c"}) send(sender, text);
-  const auto queue = listed(u"o'brien's [QUEUE] %_");
-  const auto messages = call<&_Queue::get_Messages>(queue);
-  EXPECT_EQ(call<&_Messages::get_Count>(messages), 0);
-  EXPECT_THAT(bodies(messages), ElementsAre(u"a", u"b", u"c"));
-  const auto second = at(messages, std::int32_t{2});
-  EXPECT_EQ(idOf(second), u"0000000000000000002");
-  EXPECT_EQ(bodyOf(at(messages, u"0000000000000000002")), u"b");
-  Variant key(u"0000000000000000002");
-  call<&_Messages::raw_Remove>(messages, key);
-  EXPECT_EQ(call<&_Messages::get_Count>(messages), 2);
-  EXPECT_THAT(bodies(messages), ElementsAre(u"a", u"b", u"c"));
-  call<&_Queue::raw_AcknowledgeDocument>(sender, idOf(second));  // leading zeros are allowed
-  EXPECT_THAT(waiting(u"O'Brien's [queue] %_"), ElementsAre(u"a", u"c"));
-  EXPECT_THAT(journaled(u"O'Brien's [queue] %_"), ElementsAre(u"b"));
-}
-
-TEST_F(QueueBehaviour, QueuesAreListedTestedAddedAndForgotten) {
-  const auto queues = openQueues();
-  EXPECT_EQ(call<&_Queues::get_Count>(queues), 0);
-  const auto added = call<&_Queues::raw_Add>(queues, u"Äpfel");
-  send(added, u"x");
-  send(openQueue(u"Elsewhere"), u"y");  // a send registers its queue
-  EXPECT_TRUE(call<&_Queues::raw_Exists>(queues, u"äPFEL"));
-  EXPECT_TRUE(call<&_Queues::raw_Exists>(queues, u"Elsewhere"));
-  EXPECT_FALSE(call<&_Queues::raw_Exists>(queues, u"Nowhere"));
-  EXPECT_EQ(call<&_Queues::get_Count>(queues), 1);
-  call<&_Queues::raw_Refresh>(queues);
-  EXPECT_EQ(call<&_Queues::get_Count>(queues), 2);
-  EXPECT_EQ(call<&_Queues::get_Item>(queues, Variant(u"elsewhere")).get(),
-            call<&_Queues::get_Item>(queues, Variant(std::int32_t{1})).get());
-  call<&_Queues::raw_Remove>(queues, Variant(u"Elsewhere"));
-  EXPECT_EQ(call<&_Queues::get_Count>(queues), 1);
-  EXPECT_EQ(errorNumber([&] { call<&_Queues::raw_Add>(queues, u"ÄPFEL"); }), 457);
-  call<&_Queue::raw_SendDocument>(call<&_Queues::raw_Add>(queues, u"Elsewhere"), u"z");
-  EXPECT_THAT(waiting(u"Elsewhere"), ElementsAre(u"y", u"z"));
-  call<&_Utility::raw_CreateQueue>(create<_Utility>(u"CorvaneQueue.Utility"),
-                                   u"elsewhere");  // is there already
-  EXPECT_EQ(call<&_Queues::get_Count>(openQueues()), 2);
-}
-
-TEST_F(QueueBehaviour, MessagesAreCopiedAndDeletedByOperators) {
-  const auto from = openQueue(u"From");
-  call<&_Queue::put_MsgID>(from, u"7");
-  send(from, u"one");
-  send(from, u"two");
-  const auto messages = call<&_Queue::get_Messages>(listed(u"From"));
-  call<&_Messages::raw_Refresh>(messages);
-  const auto to = openQueue(u"To");
-  call<&_Queue::raw_SendMessage>(to, at(messages, std::int32_t{1}));
-  call<&_Queue::raw_SendMessage>(listed(u"To"),
-                                 at(messages, std::int32_t{2}));  // the list's queue does it too
-  EXPECT_THAT(waiting(u"To"), ElementsAre(u"one", u"two"));
-  EXPECT_EQ(call<&_Message::get_Label>(receive(to)), u"MsgID: <7> ");
-  call<&_Queue::raw_AcknowledgeMessage>(from, at(messages, std::int32_t{1}));
-  call<&_Queue::raw_AcknowledgeMessage>(listed(u"From"), at(messages, std::int32_t{2}));
-  EXPECT_THAT(waiting(u"From"), IsEmpty());
-  EXPECT_THAT(journaled(u"From"), ElementsAre(u"one", u"two"));
-}
-
-TEST_F(QueueBehaviour, PurgingQueueAndJournalAreTwoThings) {
-  const auto queue = openQueue(u"Orders");
-  send(queue, u"acknowledged");
-  acknowledge(queue, receive(queue));
-  send(queue, u"waiting");
-  send(openQueue(u"Other"), u"other");
-  call<&_Queue::raw_Purge>(queue);
-  EXPECT_THAT(waiting(u"Orders"), IsEmpty());
-  EXPECT_THAT(journaled(u"Orders"), ElementsAre(u"acknowledged"));
-  send(queue, u"again");
-  call<&_Journal::raw_Purge>(call<&_Queue::get_Journal>(listed(u"Orders")));
-  EXPECT_THAT(journaled(u"Orders"), IsEmpty());
-  EXPECT_THAT(waiting(u"Orders"), ElementsAre(u"again"));
-  EXPECT_THAT(waiting(u"Other"), ElementsAre(u"other"));
-}
-
-TEST_F(QueueBehaviour, TransactionsCommitTogetherOrNotAtAll) {
-  const auto queue = openQueue(u"Orders");
-  EXPECT_EQ(toInt32(call<&_Queue::raw_BeginTransaction>(queue).get()), 1);
-  EXPECT_EQ(toInt32(call<&_Queue::raw_BeginTransaction>(queue).get()), 0);
-  send(queue, u"one");
-  send(queue, u"two");
-  EXPECT_EQ(call<&_Queues::get_Count>(openQueues()), 0);  // not even the queue is to be seen
-  call<&_Queue::raw_Commit>(queue);
-  EXPECT_THAT(waiting(u"Orders"), ElementsAre(u"one", u"two"));
-  call<&_Queue::raw_BeginTransaction>(queue);
-  acknowledge(queue, receive(queue));
-  call<&_Queue::raw_Abort>(queue);
-  EXPECT_THAT(waiting(u"Orders"), ElementsAre(u"one", u"two"));
+TEST_P(QueueBehaviour, WhatIsNotAcknowledgedIsThereForTheNextReceiver) {
+  auto queue = open("Orders");
+  for (const char* text : {"one", "two"}) queue->SendDocument(text);
   {
-    const auto released = openQueue(u"Orders");
-    call<&_Queue::raw_BeginTransaction>(released);
-    send(released, u"gone");
-  }  // its end aborts
-  EXPECT_THAT(waiting(u"Orders"), ElementsAre(u"one", u"two"));
+    Receiver failing(GetParam(), open("Orders"), [](const std::string&) { throw std::runtime_error("no"); });
+    try {
+      EXPECT_EQ(failing.take(200ms), "one");
+    } catch (const std::runtime_error&) {
+    }
+  }
+  EXPECT_THAT(waiting("Orders"), ElementsAre("one", "two"));
+  EXPECT_THAT(Receiver(GetParam(), open("Orders")).takeAll(), ElementsAre("one", "two"));
+  EXPECT_THAT(journaled("Orders"), ElementsAre("one", "two"));
 }
 
-TEST_F(QueueBehaviour, BackEndObjectsHaveOneIdentity) {
-  send(openQueue(u"Orders"), u"x");
-  const auto queue = listed(u"Orders");
+TEST_P(QueueBehaviour, ListsBrowseWithoutTaking) {
+  auto sender = open("O'Brien's [queue] %_");
+  for (const char* text : {"a", "b", "c"}) sender->SendDocument(text);
+  const auto messages = listed("o'brien's [QUEUE] %_")->Messages();
+  EXPECT_EQ(messages->Count(), 0);  // until it is refreshed
+  EXPECT_THAT(bodies(messages), ElementsAre("a", "b", "c"));
+  const auto second = messages->Item(2);
+  const String key = second->ID();
+  EXPECT_EQ(messages->Item(key)->Body(), u"b");
+  messages->Remove(key);
+  EXPECT_EQ(messages->Count(), 2);
+  expectError(ErrorNumber::InvalidArgument, nullptr, toUtf8(key), [&] { messages->Item(key); });
+  expectError(ErrorNumber::BadIndex, nullptr, "3", [&] { messages->Item(3); });
+  expectError(ErrorNumber::BadIndex, nullptr, "0", [&] { messages->Remove(0); });
+  EXPECT_THAT(bodies(messages), ElementsAre("a", "b", "c"));
+  EXPECT_EQ(second->Body(), u"b");  // an older list's message stays good
+}
+
+TEST_P(QueueBehaviour, ListsStaySoundWhileTheyAreWalked) {
+  auto orders = open("Orders");
+  for (const char* text : {"a", "b", "c"}) orders->SendDocument(text);
+  const auto messages = listed("Orders")->Messages();
+  messages->Refresh();
+  Texts seen;
+  for (const auto& message : messages) {  // removed, refreshed and deleted under the loop
+    seen.push_back(toUtf8(message->Body()));
+    if (messages->Count() > 0) messages->Remove(1);
+    orders->AcknowledgeMessage(message);
+    messages->Refresh();
+  }
+  EXPECT_THAT(seen, ElementsAre("a", "b", "c"));
+  EXPECT_TRUE(orders->IsEmpty());
+}
+
+TEST_P(QueueBehaviour, QueuesAreListedTestedAddedAndForgotten) {
+  auto queues = create<Queues>();
+  EXPECT_EQ(queues->Count(), 0);
+  queues->Add("Äpfel")->SendDocument("x");
+  open("Elsewhere")->SendDocument("y");  // a send makes its queue
+  EXPECT_TRUE(queues->Exists("äPFEL"));
+  EXPECT_TRUE(queues->Exists("Elsewhere"));
+  EXPECT_FALSE(queues->Exists("Nowhere"));
+  EXPECT_EQ(queues->Count(), 1);
+  queues->Refresh();
+  EXPECT_EQ(queues->Count(), 2);
+  EXPECT_EQ(queues->Item(u"elsewhere")->Name(), u"Elsewhere");
+  for (auto each : queues) EXPECT_TRUE(each->Name() == u"Äpfel" || each->Name() == u"Elsewhere");
+  queues->Remove("Elsewhere");
+  EXPECT_EQ(queues->Count(), 1);
+  expectError(ErrorNumber::KeyAlreadyPresent, nullptr, "ÄPFEL", [&] { queues->Add("ÄPFEL"); });
+  expectError(ErrorNumber::InvalidArgument, nullptr, "None", [&] { queues->Item(u"None"); });
+  EXPECT_EQ(queues->Count(), 1);
+  queues->Add("Elsewhere")->SendDocument("z");
+  EXPECT_THAT(waiting("Elsewhere"), ElementsAre("y", "z"));
+  create<Utility>()->CreateQueue("New");
+  EXPECT_EQ(create<Queues>()->Count(), 3);
+}
+
+TEST_P(QueueBehaviour, MessagesAreCopiedAndDeletedByOperators) {
+  auto from = open("From");
+  from->MsgID("7");
+  from->SendDocument("one");
+  from->SendDocument("two");
+  const auto messages = listed("From")->Messages();
+  messages->Refresh();
+  open("To")->SendMessage(messages->Item(1));
+  listed("To")->SendMessage(messages->Item(2));  // the list's queue does it too
+  EXPECT_THAT(waiting("To"), ElementsAre("one", "two"));
+  const auto copies = listed("To")->Messages();
+  copies->Refresh();
+  EXPECT_EQ(copies->Item(2)->Label(), u"MsgID: <7> ");
+  from->AcknowledgeMessage(messages->Item(1));
+  listed("From")->AcknowledgeMessage(messages->Item(2));
+  EXPECT_THAT(waiting("From"), IsEmpty());
+  EXPECT_THAT(journaled("From"), ElementsAre("one", "two"));
+  EXPECT_THAT(waiting("To"), ElementsAre("one", "two"));
+  expectError(ErrorNumber::ObjectNotSet, u"SendMessage", "", [&] { from->SendMessage(Message()); });
+  // A message of the other store.
+  const auto other = GetParam() == Store::Database ? Store::MessageQueuing : Store::Database;
+  create<Utility>()->QueueStoreType(nameOf(other));
+  auto foreign = openQueue(other, "To");
+  expectError(ErrorNumber::TypeMismatch, u"SendMessage", "", [&] { foreign->SendMessage(copies->Item(1)); });
+  expectError(ErrorNumber::TypeMismatch, u"AcknowledgeMessage", "",
+              [&] { foreign->AcknowledgeMessage(copies->Item(1)); });
+}
+
+TEST_P(QueueBehaviour, PurgingQueueAndJournalAreTwoThings) {
+  auto queue = open("Orders");
+  queue->SendDocument("acknowledged");
+  Receiver(GetParam(), open("Orders")).takeAll();
+  queue->SendDocument("again");
+  open("Other")->SendDocument("other");
+  listed("Orders")->Journal()->Purge();
+  EXPECT_THAT(journaled("Orders"), IsEmpty());
+  EXPECT_THAT(waiting("Orders"), ElementsAre("again"));
+  queue->Purge();
+  EXPECT_TRUE(queue->IsEmpty());
+  EXPECT_THAT(waiting("Other"), ElementsAre("other"));
+}
+
+TEST_P(QueueBehaviour, TransactionsCommitTogetherOrNotAtAll) {
+  auto queue = open("Orders");
+  queue->SendDocument("first");
+  queue->BeginTransaction();
+  for (const char* text : {"one", "two"}) queue->SendDocument(text);
+  EXPECT_THAT(waiting("Orders"), ElementsAre("first"));
+  queue->Commit();
+  queue->Commit();  // without one: nothing
+  EXPECT_THAT(waiting("Orders"), ElementsAre("first", "one", "two"));
+  queue->BeginTransaction();
+  queue->SendDocument("aborted");
+  queue->Abort();
+  queue->Abort();
+  {
+    auto released = open("Orders");
+    released->BeginTransaction();
+    released->SendDocument("gone");
+  }  // its end aborts
+  EXPECT_THAT(waiting("Orders"), ElementsAre("first", "one", "two"));
+}
+
+TEST_P(QueueBehaviour, ObjectsHaveOneIdentity) {
+  open("Orders")->SendDocument("x");
+  const Ref<_Queue> queue = listed("Orders").object();
   const auto identity = query<IUnknown>(queue.get());
   EXPECT_EQ(query<IUnknown>(query<IDispatch>(identity.get()).get()).get(), identity.get());
   EXPECT_EQ(call<&_Queue::get_Messages>(queue).get(), call<&_Queue::get_Messages>(queue).get());
   // The default member of a late-bound client is that of the public interface.
-  Variant asObject{Ref<IDispatch>(queue)};
-  EXPECT_EQ(toString(asObject.get()), u"Orders");
+  EXPECT_EQ(toString(Variant{Ref<IDispatch>(queue)}.get()), u"Orders");
 }
 
-TEST_F(QueueBehaviour, TheUtilityChangesWhatEverybodySees) {
-  const auto utility = create<_Utility>(u"CorvaneQueue.Utility");
-  EXPECT_EQ(call<&_Utility::get_QueueStoreType>(utility), u"db");
-  call<&_Utility::put_UsesPublicQueues>(utility, false);
-  EXPECT_FALSE(call<&_Utility::get_UsesPublicQueues>(create<_Utility>(u"corvanequeue.UTILITY")));
-  EXPECT_EQ(call<&_Utility::raw_FormatQueuePathName>(utility, u"Orders"), u".\\PRIVATE$\\Orders");
-  call<&_Utility::put_QueueStoreType>(utility, u"MSMQ");
-  EXPECT_NE(home.read("settings.toml").find("QueueStoreType = \"msmq\""), std::string::npos);
-  EXPECT_EQ(call<&_Queues::get_Count>(openQueues()), 0);
+TEST_P(QueueBehaviour, MistakesChangeNothing) {
+  auto orders = open("Orders");
+  orders->SendDocument("kept");
+  expectError(ErrorNumber::InvalidArgument, nullptr, "UTF-8", [&] { orders->SendDocument("\xFF"); });
+  expectError(ErrorNumber::ObjectNotSet, nullptr, "no object", [] { Queue()->Name(); });
+  EXPECT_NE(errorNumber([&] { create<Queues>()->Add(std::string(300, 'x')); }), 0);
+  EXPECT_NE(errorNumber([&] { create<Queues>()->Add(""); }), 0);
+  orders->MsgType(std::string(300, 't'));
+  EXPECT_NE(errorNumber([&] { orders->SendDocument("too long a label"); }), 0);
+  EXPECT_THAT(waiting("Orders"), ElementsAre("kept"));
+  EXPECT_EQ(create<Queues>()->Count(), 1);
+}
+
+TEST(InstallationSettings, AreChangedForEverybody) {
+  const Installation home("");
+  auto utility = create<Utility>();
+  EXPECT_EQ(utility->QueueStoreType(), u"msmq");
+  utility->QueueStoreType("DB");
+  EXPECT_NE(home.read("settings.toml").find("QueueStoreType = \"db\""), std::string::npos);
+  utility->UsesPublicQueues(false);
+  EXPECT_FALSE(create<Utility>()->UsesPublicQueues());
+  EXPECT_EQ(utility->FormatQueuePathName("Orders"), u".\\PRIVATE$\\Orders");
+  openQueue(Store::Database, "Orders")->SendDocument("x");
+  EXPECT_EQ(create<Queues>()->Count(), 1);
+  utility->QueueStoreType("msmq");
+  EXPECT_EQ(create<Queues>()->Count(), 0);
+}
+
+// ---- What differs: the rows of the table in the README, in their order.
+
+const std::u16string everyUnit{u'<', 0, 0xD800, u'€', 0xD83D, 0xDE00, u'\n', 0xDC00, u'Ж'};
+
+TEST(StoreCapabilities, OfTheDatabase) {
+  const Installation home(settingsOf(Store::Database));
+  auto queue = openQueue(Store::Database, "Orders");
+  queue->SendDocument(everyUnit);
+  auto message = queue->ReceiveNext();
+  EXPECT_EQ(queue->ReceiveNext()->ID(), message->ID());  // it waits until it is acknowledged
+  expectError(ErrorNumber::NotImplemented, u"ReceiveEnableGet", "Not implemented",
+              [&] { queue->ReceiveEnable(); });
+  expectError(ErrorNumber::NotImplemented, u"ReceiveDisable", "Not implemented",
+              [&] { queue->ReceiveDisable(); });
+  EXPECT_EQ(queue->LastDocument(), u"");
+  expectError(ErrorNumber::NotImplemented, u"Transaction Get", "Not implemented",
+              [&] { queue->Transaction(); });
+  expectError(ErrorNumber::NotImplemented, u"Transaction Set", "Not implemented",
+              [&] { queue->Transaction(Variant()); });
+  EXPECT_EQ(toInt32(queue->BeginTransaction().get()), 1);
+  EXPECT_EQ(toInt32(queue->BeginTransaction().get()), 0);  // the one that is open
+  queue->Abort();
+  EXPECT_EQ(message->Body().view(), everyUnit);
+  EXPECT_EQ(message->BodyLength(), 9);
+  const auto messages = listed("Orders")->Messages();
+  messages->Refresh();
+  EXPECT_EQ(messages->Item(1)->ID(), u"0000000000000000001");
+  for (const auto& read :
+       std::vector<std::function<void()>>{[&] { message->ArrivedTime(); }, [&] { message->AppSpecific(); },
+                                          [&] { message->TimeToAcknowledge(); }})
+    expectError(ErrorNumber::ObjectNotSet, nullptr, "does not keep", read);
+  expectError(ErrorNumber::TypeMismatch, nullptr, "whole number", [&] { queue->AcknowledgeDocument("x"); });
+  queue->AcknowledgeDocument(message->ID());
+  queue->AcknowledgeDocument(message->ID());  // twice is as good as once
+  EXPECT_EQ(journaled("Orders").size(), 1u);
+  for (const auto& set : std::vector<std::function<void()>>{
+           [&] { queue->Quota(5); }, [&] { queue->JournalQuota(5); }, [&] { queue->JournalEnabled(true); }})
+    expectError(100, nullptr, "Unsupported", set);
+  expectError(ErrorNumber::InvalidArgument, u"Add", "too long: 251 characters",
+              [&] { create<Queues>()->Add(std::string(251, 'x')); });
+  queue->MsgType(std::string(251 - 13, 't'));
+  expectError(ErrorNumber::InvalidArgument, nullptr, "at most 250", [&] { queue->SendDocument("x"); });
+  const auto handler = [](String&, String&) {};
+  expectError(ErrorNumber::TypeMismatch, nullptr, "",  // the list's queues have no events
+              [&] { static_cast<void>(listed("Orders")->evtArrived(handler)); });
+  create<Utility>()->CreateQueue("Orders");  // is there already
+}
+
+TEST(StoreCapabilities, OfMessageQueuing) {
+  const Installation home("");  // the default store
+  auto queue = create<Queue>();
+  queue->Initialize("Orders");
+  queue->SendDocument(everyUnit);
+  expectError(100, u"ReceiveNext", "Not implemented", [&] { queue->ReceiveNext(); });
+  std::u16string arrived;
+  const auto arrivals = queue->evtArrived([&](String& document, String&) { arrived = document.view(); });
+  queue->ReceiveEnable();
+  Apartment::current().pump(1s);
+  EXPECT_EQ(queue->LastDocument(), arrived);
+  queue->ReceiveDisable();
+  EXPECT_EQ(queue->Transaction().type(), VT_DISPATCH);
+  queue->Abort();
+  EXPECT_EQ(queue->BeginTransaction().type(), VT_DISPATCH);
+  const Variant given = queue->Transaction();
+  queue->Commit();
+  queue->Transaction(given);
+  expectError(MQ_ERROR_TRANSACTION_SEQUENCE, u"SendDocument", "", [&] { queue->SendDocument("x"); });
+  queue->Transaction(Variant());
+  EXPECT_EQ(arrived, std::u16string({u'<', 0, u'?', u'€', u'?', u'\n', u'?', u'?'}));  // of the code page
+  const auto messages = listed("Orders")->Messages();
+  messages->Refresh();
+  const auto message = messages->Item(1);
+  EXPECT_EQ(message->BodyLength(), 8);
+  EXPECT_EQ(message->ID().size(), 10u);
+  EXPECT_GT(message->ArrivedTime().value, 46000);
+  EXPECT_EQ(message->AppSpecific(), 0);
+  EXPECT_EQ(message->TimeToAcknowledge(), -1);
+  queue->AcknowledgeDocument("whatever");  // there is one that is pending, or none
+  queue->AcknowledgeMessage(message);
+  EXPECT_EQ(journaled("Orders").size(), 0u);  // until it is enabled
+  queue->JournalEnabled(true);
+  queue->Quota(1);
+  queue->JournalQuota(7);
+  EXPECT_EQ(queue->QueueSize(), 1);
+  EXPECT_EQ(queue->JournalQuota(), 7);
+  EXPECT_TRUE(queue->JournalEnabled());
+  expectError(MQ_ERROR_INSUFFICIENT_RESOURCES, u"SendDocument", "quota",
+              [&] { queue->SendDocument(std::string(2000, 'x')); });
+  expectError(MQ_ERROR_ILLEGAL_QUEUE_PATHNAME, u"CreateQueue", "240",
+              [&] { create<Queues>()->Add(std::string(241, 'x')); });
+  queue->MsgType(std::string(250 - 13, 't'));
+  expectError(MQ_ERROR_LABEL_TOO_LONG, u"SendDocument", "249", [&] { queue->SendDocument("x"); });
+  expectError(MQ_ERROR_QUEUE_EXISTS, u"CreateQueue", "Orders",
+              [&] { create<Utility>()->CreateQueue("Orders"); });
+  // With compression every unit travels.
+  home.writeSettings("[Components.SmallQueue.SmallQueue]\nCompressMessages = 1\n");
+  openQueue(Store::MessageQueuing, "Small")->SendDocument(everyUnit);
+  const auto small = listed("Small")->Messages();
+  small->Refresh();
+  EXPECT_EQ(small->Item(1)->Body().view(), everyUnit);
+  EXPECT_EQ(small->Item(1)->AppSpecific(), 1);
 }
 
 }  // namespace

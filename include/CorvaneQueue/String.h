@@ -76,6 +76,9 @@ class String {
   friend bool operator==(const String& left, std::u16string_view right) noexcept {
     return left.view() == right;
   }
+  friend bool operator==(const String& left, const std::u16string& right) noexcept {
+    return left.view() == right;
+  }
   friend bool operator==(const String& left, const char16_t* right) noexcept { return left.view() == right; }
 
  private:

@@ -202,7 +202,11 @@ Ref<IMSMQQueue> UtilityRules::OpenQueue(StringRef QueueName, std::int32_t access
         call<&IMSMQQueueInfo::put_PathName>(information, FormatQueuePathName(QueueName));
       queue = openShared(information, access);
     } catch (const Error&) {
-      CreateQueue(QueueName);
+      try {
+        CreateQueue(QueueName);
+      } catch (const Error& error) {
+        if (error.number() != MQ_ERROR_QUEUE_EXISTS) throw;  // else somebody else was faster
+      }
       return openShared(information, access);
     }
     if (!isJournal) return queue;

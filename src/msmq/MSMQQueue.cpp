@@ -224,9 +224,8 @@ void MSMQQueue::ReceiveEnable() {
   isMessagePending_ = false;
   dropEvent();
   event_ = platform().messageQueuing->createEvent();
-  arrival_ = Subscription(event_.get(), msmqArrival, [this](std::span<VARIANT> arguments) {
-    arrived(arguments.back());
-  });
+  arrival_ = Subscription(event_.get(), msmqArrival,
+                          [this](std::span<VARIANT> arguments) { arrived(arguments.back()); });
   Variant omitted = Variant::omitted();
   call<&IMSMQQueue::raw_EnableNotification>(RecvQueue(), event_, omitted, omitted);
 }

@@ -61,7 +61,14 @@ std::u16string MSMQQueues::queueStoreDirectory() const {
 String MSMQQueues::GetQueueNameFromFile(const std::u16string& file) const {
   OperatingSystem& system = *platform().system;
   const String systemQueue = system.readInitialisationFile(file, u"Properties", u"SystemQueue");
-  if (systemQueue.size() >= 2 && toInt32(Variant(systemQueue).get()) > 0) return {};
+  try {
+    if (systemQueue.size() >= 2 && toInt32(Variant(systemQueue).get()) > 0) return {};
+  } catch (const Error& error) {
+    throw Error(error.number(), error.source(),
+                u"The queue file \"" + file + u"\" has the SystemQueue \"" +
+                    std::u16string(systemQueue.view()) +
+                    u"\", which is not a whole number; correct it or remove the file.");
+  }
   String name =
       system.readInitialisationFile(file, u"Properties", isAtLeastVersion5() ? u"QueueName" : u"PathName");
   if (name.view().find(u"mqping response") != std::u16string_view::npos) return {};

@@ -1,0 +1,180 @@
+// Arrival events and the queue directory, end to end on the embedded queue service.
+#include "Expect.h"
+#include "Queuing.h"
+#include "Stores.h"
+
+#include <gmock/gmock.h>
+#include <sys/wait.h>
+#include <csignal>
+
+namespace {
+
+using namespace stores;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+Queue openQueue(const char* name) {
+  auto queue = create<Queue>();
+  queue->Initialize(name);
+  return queue;
+}
+
+TEST(Arrival, AnnouncesOneDocumentAtATime) {
+  const Installation home("[Components.OrdersQueue.OrdersQueue]\nCompressMessages = 1\n");
+  int go[2];
+  ASSERT_EQ(pipe(go), 0);
+  const pid_t sender = fork();
+  if (sender == 0) {
+    char byte;
+    if (read(go[0], &byte, 1) != 1) _exit(1);
+    auto queue = openQueue("Orders");
+    queue->MsgType("ORDER");
+    for (const char* text : {"one", "two", "thrée"}) queue->SendDocument(text);
+    _exit(0);
+  }
+  auto orders = openQueue("Orders");
+  EXPECT_TRUE(orders->CompressMessages());
+  Texts arrived;
+  auto subscription = orders->evtArrived([&](String& document, String& id) {
+    EXPECT_EQ(id.size(), 10u);
+    EXPECT_EQ(orders->MsgType(), u"ORDER");
+    arrived.push_back(toUtf8(document));
+    if (arrived.size() == 2) document = u"changed";
+    orders->AcknowledgeDocument(id);
+  });
+  orders->ReceiveEnable();
+  ASSERT_EQ(write(go[1], "x", 1), 1);
+  while (arrived.size() < 3) Apartment::current().pump(10s);
+  EXPECT_EQ(arrived, (Texts{"one", "two", "thrée"}));
+  EXPECT_EQ(orders->LastDocument(), u"thrée");
+  int status = 0;
+  waitpid(sender, &status, 0);
+  EXPECT_EQ(status, 0);
+  EXPECT_TRUE(orders->IsEmpty());
+
+  // Not acknowledged: announced again to the next receiver, and to none while this one holds it.
+  orders->ReceiveDisable();
+  auto holder = std::make_unique<Queue>(openQueue("Orders"));
+  int announced = 0;
+  {
+    const auto held = (*holder)->evtArrived([&](String&, String&) { ++announced; });
+    (*holder)->ReceiveEnable();
+    orders->SendDocument("held");
+    while (announced < 1) Apartment::current().pump(10s);
+    orders->ReceiveEnable();
+    Apartment::current().pump(20ms);
+    EXPECT_EQ(arrived.size(), 3u);
+  }
+  holder = nullptr;
+  while (arrived.size() < 4) Apartment::current().pump(10s);
+  EXPECT_EQ(arrived.back(), "held");
+
+  // The client lets go of the queue inside its handler, and another initialises anew.
+  auto leaving = std::make_unique<Queue>(openQueue("Other"));
+  const auto last = (*leaving)->evtArrived([&](String&, String&) {
+    (*leaving)->AcknowledgeDocument();
+    leaving = nullptr;
+  });
+  (*leaving)->ReceiveEnable();
+  (*leaving)->SendDocument("bye");
+  while (leaving) Apartment::current().pump(10s);
+  auto again = openQueue("Again");
+  bool isInitialised = false;
+  const auto anew = again->evtArrived([&](String&, String&) {
+    again->Initialize("Elsewhere");
+    isInitialised = true;
+    throw std::runtime_error("a handler that throws");
+  });
+  again->ReceiveEnable();
+  again->SendDocument("x");
+  while (!isInitialised) Apartment::current().pump(10s);
+  EXPECT_EQ(again->Name(), u"Elsewhere");
+  EXPECT_EQ(waiting("Again"), Texts{"x"});  // its transaction ended with the back end
+}
+
+TEST(Arrival, OfADeadReceiverIsAnnouncedToTheNextOnce) {
+  const Installation home("");
+  openQueue("Orders")->SendDocument("survives");
+  int arrived[2];
+  ASSERT_EQ(pipe(arrived), 0);
+  const pid_t first = fork();
+  if (first == 0) {
+    auto queue = openQueue("Orders");
+    const auto arrivals = queue->evtArrived([&](String&, String&) {
+      if (write(arrived[1], "x", 1) == 1) pause();
+    });
+    queue->ReceiveEnable();
+    while (true) Apartment::current().pump(10s);
+  }
+  char byte;
+  ASSERT_EQ(read(arrived[0], &byte, 1), 1);
+  auto next = openQueue("Orders");
+  int announced = 0;
+  const auto arrivals = next->evtArrived([&](String& document, String&) {
+    EXPECT_EQ(document, u"survives");
+    ++announced;
+    next->AcknowledgeDocument();
+  });
+  next->ReceiveEnable();
+  Apartment::current().pump(50ms);
+  EXPECT_EQ(announced, 0);
+  kill(first, SIGKILL);
+  waitpid(first, nullptr, 0);
+  while (announced == 0) Apartment::current().pump(10s);
+  Apartment::current().pump(300ms);
+  EXPECT_EQ(announced, 1);
+  EXPECT_TRUE(next->IsEmpty());
+}
+
+TEST(Arrival, OfADamagedBodyOrADeletedQueueIsReportedAndNotAnnounced) {
+  const Installation home("");
+  auto orders = std::make_unique<Queue>(openQueue("Orders"));
+  int announced = 0;
+  auto arrivals = (*orders)->evtArrived([&](String&, String&) { ++announced; });
+  (*orders)->ReceiveEnable();
+  const auto damaged = queuing::messageOf("this is no compressed text");
+  call<&IMSMQMessage::put_AppSpecific>(damaged, 1);
+  const auto sender = queuing::open(u".\\Orders", MQ_SEND_ACCESS);
+  IDispatch* const queue = sender.get();
+  call<&IMSMQMessage::raw_Send>(damaged, queue, queuing::alone().argument());
+  const auto log = [&] { return home.read("log/corvane.log"); };
+  while (log().find("\"mobjMSMQQueueEvent_Arrived\" error 100") == std::string::npos)
+    Apartment::current().pump(1s);
+  openQueue("Orders")->SendDocument("behind it");
+  Apartment::current().pump(50ms);
+  EXPECT_THAT(waiting("Orders"), ElementsAre("behind it"));  // pending, and nothing is armed
+  orders = nullptr;
+  expectError(100, u"Decompress", "Decompression failed", [] { waiting("Orders"); });  // back in its place
+
+  auto deleted = openQueue("Deleted");
+  arrivals = deleted->evtArrived([&](String&, String&) { ++announced; });
+  deleted->ReceiveEnable();
+  deleted->SendDocument("x");
+  call<&IMSMQQueueInfo::raw_Delete>(queuing::infoOf(u".\\Deleted"));
+  while (log().find("\"mobjMSMQQueueEvent_Arrived\" error 0xC00E005A") == std::string::npos)
+    Apartment::current().pump(1s);
+  expectError(MQ_ERROR_QUEUE_DELETED, u"SendDocument", "deleted", [&] { deleted->SendDocument("x"); });
+  EXPECT_EQ(announced, 0);
+  deleted->Initialize("Deleted");  // made anew
+  deleted->SendDocument("y");
+  EXPECT_THAT(waiting("Deleted"), ElementsAre("y"));
+}
+
+TEST(QueueDirectory, FilesThatAreNoneAreNotListedAndABadNumberIsTold) {
+  const Installation home("");
+  openQueue("Orders")->SendDocument("x");
+  const auto file = [&](const char* name, std::string_view content) {
+    std::ofstream(home.directory() / "msmq/storage/lqs" / name, std::ios::binary) << content;
+  };
+  file("empty", "");
+  file("binary", std::string_view("\0\xFF[Properties]\0QueueName=no\r\n\xC3\x28=\0", 40));
+  file("system", "[Properties]\nSystemQueue=01\nQueueName=system\n");
+  file("probe", "[Properties]\nSystemQueue=00\nQueueName=mqping response\n");
+  const auto queues = create<Queues>();
+  EXPECT_EQ(queues->Count(), 1);
+  file("number", "[Properties]\nSystemQueue=many\nQueueName=x\n");
+  expectError(ErrorNumber::TypeMismatch, nullptr, "many", [&] { queues->Refresh(); });
+  EXPECT_EQ(openQueue("Orders")->IsEmpty(), false);  // the queues themselves work
+}
+
+}  // namespace
