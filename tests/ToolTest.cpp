@@ -90,9 +90,17 @@ TEST(Tool, WorksOnTheMessageQueuingStore) {
   expectRun("receive Orders", 4, "");
   expectRun("purge Copies --yes", 0, "purged");
   EXPECT_EQ(run("messages Copies").output, "");
-  expectRun("watch Nowhere --ack & sleep 0.3; " CORVANEQ " send Nowhere " + home.file("d1").string() +
-                " > /dev/null; sleep 0.5; kill $!",
-            0, "document 1");
+  expectRun("queue Copies JournalEnabled true", 0, "JournalEnabled\ttrue");
+  expectRun("queue Copies Quota 7", 0, "Quota\t7");
+  EXPECT_EQ(run("queue Copies").output, "JournalEnabled\ttrue\nQuota\t7\nJournalQuota\t-1\n");
+  expectRun("queue Copies Quota much", 3, "Type mismatch");
+  expectRun("queue Copies Colour", 3, "only JournalEnabled");
+  expectRun("queue Nowhere", 4, "no queue");
+  expectRun("watch Copies --ack --count 2 --out " + out + " & " CORVANEQ " send Copies " +
+                home.file("d1").string() + " " + home.file("d2").string() + " > /dev/null; wait",
+            0, ".txt");
+  EXPECT_EQ(lines(run("journal Copies").output), 2u);
+  expectRun("watch Copies --count 2", 2, "add --ack");
 }
 
 TEST(Tool, AnswersMistakesWithSentencesAndExitCodes) {

@@ -56,6 +56,39 @@ void names(const std::string& queue) {
   print({{"path name", path}, {"format name", (isAddress ? "DIRECT=TCP:" : "DIRECT=OS:") + path}});
 }
 
+namespace {
+struct QueueSetting {
+  const char* name;
+  std::string (*get)(const Queue& queue);
+  void (*set)(const Queue& queue, const VARIANT& value);
+};
+const QueueSetting queueSettingsKnown[] = {
+    {"JournalEnabled",
+     [](const Queue& queue) { return std::string(queue->JournalEnabled() ? "true" : "false"); },
+     [](const Queue& queue, const VARIANT& value) { queue->JournalEnabled(toBoolean(value)); }},
+    {"Quota", [](const Queue& queue) { return std::to_string(queue->Quota()); },
+     [](const Queue& queue, const VARIANT& value) { queue->Quota(toInt32(value)); }},
+    {"JournalQuota", [](const Queue& queue) { return std::to_string(queue->JournalQuota()); },
+     [](const Queue& queue, const VARIANT& value) { queue->JournalQuota(toInt32(value)); }},
+};
+}  // namespace
+
+void queueSettings(const std::string& queueName, const std::optional<std::string>& name,
+                   const std::optional<std::string>& value) {
+  if (!create<Queues>()->Exists(argument("queue name", queueName)))
+    throw NotThere("There is no queue \"" + queueName + "\".");
+  const auto queue = openQueue(queueName);
+  bool isKnown = false;
+  for (const QueueSetting& each : queueSettingsKnown) {
+    if (name && *name != each.name) continue;
+    isKnown = true;
+    if (value) each.set(queue, Variant(argument("value", *value)).get());
+    print({{"name", each.name}, {"value", each.get(queue)}});
+  }
+  if (!isKnown)
+    refuse("A queue has no setting \"" + *name + "\", only JournalEnabled, Quota and JournalQuota.");
+}
+
 void settings(const std::optional<std::string>& name, const std::optional<std::string>& value) {
   const auto utility = create<Utility>();
   bool known = !name;

@@ -131,34 +131,28 @@ class Receiver {
 
 }  // namespace
 
-void watch(const std::string& queueName, bool isAcknowledged) {
-  const auto queue = openQueue(queueName);
-  Receiver receiver(queue);
-  if (!receiver.isByArrival()) queue->ReceiveEnable();  // says that this store announces nothing
-  while (const auto document = receiver.next(true)) {
-    print({{"id", toUtf8(document->id)}, {"body", toUtf8(document->body)}});
-    if (!isAcknowledged) return;  // the next one comes only after it
-    queue->AcknowledgeDocument(document->id);
-  }
-}
-
 int receive(const std::string& queueName, const ReceiveOptions& options) {
   const auto queue = openQueue(queueName);
   const std::filesystem::path directory = options.directory;
   // Files are written at once, so that a transaction can keep other receivers off the document. A
   // reader of standard output may take its time: nobody waits for it.
   Receiver receiver(queue);
+  if (options.isWatching && !receiver.isByArrival())
+    queue->ReceiveEnable();  // says that this store announces nothing
   const bool isShared = options.acknowledge && !directory.empty() && !receiver.isByArrival();
-  Progress progress(static_cast<std::size_t>(options.count));
+  const int count = options.count.value_or(1);
+  Progress progress(static_cast<std::size_t>(count));
   int received = 0;
-  for (; options.count == 0 || received < options.count; ++received) {
+  for (; count == 0 || received < count; ++received) {
     if (isShared) queue->BeginTransaction();
-    const auto document = receiver.next();
+    const auto document = receiver.next(options.isWatching);
     if (!document) break;
     const auto& [identifier, label, body] = *document;
     const auto file = directory / (toUtf8(identifier) + ".txt");
     if (!directory.empty()) {
       writeDocument(file, body);
+    } else if (options.isWatching || (usesJson() && receiver.isByArrival())) {
+      print({{"id", toUtf8(identifier)}, {"body", toUtf8(body)}});  // an arrival tells no label
     } else if (usesJson()) {
       print({{"id", toUtf8(identifier)}, {"label", toUtf8(label)}, {"body", toUtf8(body)}});
     } else {

@@ -38,14 +38,13 @@ struct RoutingOptions {
 void send(const std::string& queue, const std::vector<std::string>& files, const std::string& encoding,
           const RoutingOptions& routing);
 struct ReceiveOptions {
-  int count = 1;  // 0 for all
+  std::optional<int> count;  // 0 for all
   bool acknowledge = false;
-  std::string directory;  // empty: standard output
+  std::string directory;    // empty: standard output
+  bool isWatching = false;  // waits for documents to arrive, without end
 };
 // Returns how many documents came.
 int receive(const std::string& queue, const ReceiveOptions& options);
-// Prints documents as they arrive, without end; only the first one unless each is acknowledged.
-void watch(const std::string& queue, bool isAcknowledged);
 void acknowledge(const std::string& queue, const std::string& identifier);
 
 // The documents that a command is about: those that wait, or those in the journal.
@@ -65,7 +64,10 @@ void createQueue(const std::string& queue);
 // Whether it does.
 bool exists(const std::string& queue);
 void names(const std::string& queue);
-// All settings, one, or a change of one.
+// All settings of a queue, one, or a change of one.
+void queueSettings(const std::string& queue, const std::optional<std::string>& name,
+                   const std::optional<std::string>& value);
+// The same of the installation.
 void settings(const std::optional<std::string>& name, const std::optional<std::string>& value);
 // The store in use, and what the installation supports.
 void status();

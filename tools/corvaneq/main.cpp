@@ -98,22 +98,23 @@ void addDocumentCommands(CLI::App& app, Arguments& given) {
   send->add_option("--object", given.routing.object, "Business object");
   send->add_option("--object-id", given.routing.objectID, "Identifier of the business object");
 
-  auto* receive = addQueueCommand(app, given, "receive", "Receive documents.", [&] {
-    // Without acknowledgement the first document would come again and again.
-    if (given.receiving.count != 1 && !given.receiving.acknowledge)
-      throw CLI::ValidationError("--count", "To receive more than one document, add --ack.");
-    given.result = corvaneq::receive(given.queue, given.receiving) == 0 ? notThere : succeeded;
-  });
-  receive->add_option("--count", given.receiving.count, "How many, 0 for all")
-      ->check(CLI::Range(0, 1'000'000'000));
-  receive->add_flag("--ack", given.receiving.acknowledge,
-                    "Acknowledge each one once it is written; with --out, receivers can share the queue");
-  receive->add_option("--out", given.receiving.directory, "Write each to a file in this directory");
-
-  auto* watch =
-      addQueueCommand(app, given, "watch", "Print documents as they arrive (Message Queuing store).",
-                      [&] { corvaneq::watch(given.queue, given.receiving.acknowledge); });
-  watch->add_flag("--ack", given.receiving.acknowledge, "Acknowledge each one and go on");
+  const auto addReceiving = [&](const char* name, const char* help, bool isWatching) {
+    auto* command = addQueueCommand(app, given, name, help, [&given, isWatching] {
+      given.receiving.isWatching = isWatching;
+      // Without acknowledgement the first document would come again and again.
+      if (!given.receiving.count) given.receiving.count = isWatching && given.receiving.acknowledge ? 0 : 1;
+      if (given.receiving.count != 1 && !given.receiving.acknowledge)
+        throw CLI::ValidationError("--count", "To receive more than one document, add --ack.");
+      given.result = corvaneq::receive(given.queue, given.receiving) == 0 ? notThere : succeeded;
+    });
+    command->add_option("--count", given.receiving.count, "How many, 0 for all")
+        ->check(CLI::Range(0, 1'000'000'000));
+    command->add_flag("--ack", given.receiving.acknowledge,
+                      "Acknowledge each one once it is written; with --out, receivers can share the queue");
+    command->add_option("--out", given.receiving.directory, "Write each to a file in this directory");
+  };
+  addReceiving("receive", "Receive documents that wait.", false);
+  addReceiving("watch", "Receive documents as they arrive, without end (Message Queuing store).", true);
   addQueueCommand(app, given, "ack", "Acknowledge a document. Its identifier alone tells which one.",
                   [&] { corvaneq::acknowledge(given.queue, given.identifier); })
       ->add_option("id", given.identifier, "Its identifier")
@@ -152,7 +153,12 @@ void addOtherCommands(CLI::App& app, Arguments& given) {
                   [&] { given.result = corvaneq::exists(given.queue) ? succeeded : notThere; });
   addQueueCommand(app, given, "names", "Print the path name and the format name of a queue.",
                   [&] { corvaneq::names(given.queue); });
-  auto* settings = addCommand(app, "settings", "Show the settings, or change one.",
+  auto* queue = addQueueCommand(app, given, "queue",
+                                "Show the settings of a queue, or change one (Message Queuing store).",
+                                [&] { corvaneq::queueSettings(given.queue, given.setting, given.value); });
+  queue->add_option("name", given.setting, "JournalEnabled, Quota or JournalQuota");
+  queue->add_option("value", given.value, "Its new value; quotas in kilobytes");
+  auto* settings = addCommand(app, "settings", "Show the settings of the installation, or change one.",
                               [&] { corvaneq::settings(given.setting, given.value); });
   settings->add_option("name", given.setting, "The setting");
   settings->add_option("value", given.value, "Its new value");
