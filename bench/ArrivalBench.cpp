@@ -80,14 +80,7 @@ void taking() {
         }
         return arrived > before;
       },
-      [receiver = open(path, MQ_RECEIVE_ACCESS)] {
-        const auto work = begin();
-        const auto message = receive(receiver, work);
-        if (!message) return false;
-        if (bodyOf(message).size() != size) std::exit(1);
-        commit(work);
-        return true;
-      });
+      [receiver = open(path, MQ_RECEIVE_ACCESS)] { return takeOne(receiver, size); });
 }
 
 void latency() {

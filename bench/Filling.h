@@ -3,6 +3,8 @@
 
 #include "Queuing.h"
 
+#include <cstdlib>
+
 namespace measure {
 
 using namespace queuing;
@@ -25,6 +27,16 @@ inline void warmUp(const char16_t* path) {
   while (receive(receiver, work)) {
   }
   commit(work);
+}
+
+// Receives and commits one message; false when there is none.
+inline bool takeOne(const Ref<IMSMQQueue>& receiver, std::size_t bodySize) {
+  const auto work = begin();
+  const auto message = receive(receiver, work);
+  if (!message) return false;
+  if (bodyOf(message).size() != bodySize) std::exit(1);
+  commit(work);
+  return true;
 }
 
 }  // namespace measure

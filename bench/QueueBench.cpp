@@ -29,15 +29,7 @@ Worker serviceWorker() {
   const auto sender = open(path, MQ_SEND_ACCESS);
   const auto receiver = open(path, MQ_RECEIVE_ACCESS);
   const std::string body(size, 'x');
-  return {[=] { queuing::send(sender, body); },
-          [=] {
-            const auto work = begin();
-            const auto message = receive(receiver, work);
-            if (!message) return false;
-            if (bodyOf(message).size() != size) std::exit(1);
-            commit(work);
-            return true;
-          }};
+  return {[=] { queuing::send(sender, body); }, [=] { return takeOne(receiver, size); }};
 }
 Worker plainWorker(const Home& home) {
   const auto store = std::make_shared<PlainQueue>(home.directory / "msmq/storage/queues.db");

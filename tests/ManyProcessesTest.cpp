@@ -141,7 +141,8 @@ TEST_P(ManyProcesses, KilledAtAnyPointLoseAndDoubleNothing) {
     EXPECT_EQ(status, SIGKILL) << "it ended by itself";
   };
   for (const auto end = std::chrono::steady_clock::now() + time; std::chrono::steady_clock::now() < end;) {
-    usleep(static_cast<useconds_t>(random() % std::chrono::microseconds(longestLife).count()));
+    usleep(static_cast<useconds_t>(random() %
+                                   static_cast<unsigned>(std::chrono::microseconds(longestLife).count())));
     const auto worker = random() % workers.size();
     stop(workers[worker]);
     workers[worker] = start(static_cast<int>(worker));

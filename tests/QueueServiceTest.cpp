@@ -396,6 +396,45 @@ TEST(QueueService, WhatADeadProcessHeldIsFreeAgain) {
   EXPECT_FALSE(receive(receiver));
 }
 
+TEST(QueueService, AForkedChildHasNoPartInWhatItsParentHolds) {
+  const Installation home;
+  createQueue(orders);
+  send(open(orders, MQ_SEND_ACCESS), "held");
+  const auto receiver = open(orders, MQ_RECEIVE_ACCESS);
+  auto work = begin();
+  receive(receiver, work);
+  int released[2];
+  ASSERT_EQ(pipe(released), 0);
+  const pid_t child = fork();
+  if (child == 0) {
+    work = nullptr;  // would abort it
+    static_cast<void>(write(released[1], "x", 1) == 1);
+    pause();
+  }
+  char byte;
+  ASSERT_EQ(read(released[0], &byte, 1), 1);
+  EXPECT_FALSE(receive(open(orders, MQ_RECEIVE_ACCESS)));
+  abort(work);
+  EXPECT_EQ(bodyOf(receive(open(orders, MQ_RECEIVE_ACCESS))), "held");  // while the child lives
+  kill(child, SIGKILL);
+  waitpid(child, nullptr, 0);
+}
+
+TEST(QueueService, InformationForgetsWhatItWasToldOfAnotherQueue) {
+  const Installation home;
+  createQueue(orders);
+  const auto info = infoOf(orders);
+  call<&IMSMQQueueInfo::put_Quota>(info, 5);
+  call<&IMSMQQueueInfo::put_PathName>(info, u".\\Other");
+  Variant yes(true);
+  call<&IMSMQQueueInfo::raw_Create>(info, yes, yes);
+  EXPECT_EQ(call<&IMSMQQueueInfo::get_Quota>(settingsOf(open(u".\\Other", MQ_PEEK_ACCESS))), -1);
+  // A journal cannot be deleted without its queue.
+  call<&IMSMQQueueInfo::put_FormatName>(info, std::u16string(ordersFormat) + u";JOURNAL");
+  EXPECT_NE(errorNumber([&] { call<&IMSMQQueueInfo::raw_Delete>(info); }), 0);
+  EXPECT_TRUE(open(orders, MQ_PEEK_ACCESS));
+}
+
 TEST(QueueService, AQueueDeletedUnderAHandleSaysSo) {
   const Installation home;
   Process deleter([] {
