@@ -167,7 +167,8 @@ TEST(QueueDirectory, FilesThatAreNoneAreNotListedAndABadNumberIsTold) {
     std::ofstream(home.directory() / "msmq/storage/lqs" / name, std::ios::binary) << content;
   };
   file("empty", "");
-  file("binary", std::string_view("\0\xFF[Properties]\0QueueName=no\r\n\xC3\x28=\0", 40));
+  const char binary[] = "\0\xFF[Properties]\0QueueName=no\r\n\xC3\x28=\0";
+  file("binary", {binary, sizeof binary});
   file("system", "[Properties]\nSystemQueue=01\nQueueName=system\n");
   file("probe", "[Properties]\nSystemQueue=00\nQueueName=mqping response\n");
   const auto queues = create<Queues>();

@@ -210,6 +210,7 @@ TEST_F(FacadeTest, KeepsWhatIsAssignedAndAbortsAtItsEnd) {
     EXPECT_EQ(errorNumber([&] { queue->Quota(); }), 4711);
     EXPECT_THAT(recorder.take(),
                 ElementsAre("traced take 4711 inner", "traced report raise 1 4711 Quota Get"));
+    EXPECT_THAT(calls, ElementsAre("ProcessTrace none", "ProcessTrace"));
     calls.clear();
   }
   EXPECT_THAT(calls, ElementsAre("Abort"));  // its failure is nobody's any more

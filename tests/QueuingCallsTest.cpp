@@ -103,6 +103,20 @@ TEST_F(QueuingCalls, SendingInitialisesOpensAndSends) {
   EXPECT_THAT(calls(), IsEmpty());
 }
 
+TEST_F(QueuingCalls, ReportsGoToTheTraceOnceThereIsOne) {
+  recorder.take();
+  make<MSMQUtility>();
+  EXPECT_THAT(recorder.take(), ElementsAre("default component CorvaneQueue", "default class MSMQUtility"));
+  const auto orders = queue();
+  recorder.take();
+  orders->ProcessTrace_Set(make<RecordingTrace>(recorder));
+  EXPECT_THAT(recorder.take(), ElementsAre("trace CorvaneQueue MSMQQueue"));
+  EXPECT_EQ(errorNumber([&] { orders->Queue_ReceiveEnable(); }), E_NOTIMPL);
+  orders->ProcessTrace_Set(nullptr);  // changes nothing
+  EXPECT_EQ(errorNumber([&] { orders->Queue_ReceiveEnable(); }), E_NOTIMPL);
+  EXPECT_EQ(recorder.take("traced report").size(), 2u);
+}
+
 TEST_F(QueuingCalls, OnlyTheNumber1TurnsCompressionOn) {
   const std::pair<Variant, bool> settings[] = {
       {std::int32_t{1}, true}, {std::int32_t{0}, false}, {std::int32_t{2}, false}, {u"1", false}};
@@ -212,6 +226,13 @@ TEST_F(QueuingCalls, OneTransactionAtATime) {
   EXPECT_THAT(calls(), IsEmpty());
   EXPECT_EQ(orders->IQueue_BeginTransaction(), 1001);
   EXPECT_THAT(calls(), ElementsAre("new MSMQCoordinatedTransactionDispenser", "BeginTransaction"));
+  recorder.failing = "Commit";  // then it is still there, and may be tried again
+  EXPECT_EQ(errorNumber([&] { orders->Commit(); }), 4711);
+  recorder.failing = "Abort";
+  EXPECT_EQ(errorNumber([&] { orders->Abort(); }), 4711);
+  EXPECT_TRUE(orders->Transaction());
+  recorder.failing.clear();
+  calls();
   const Variant transaction = orders->Queue_BeginTransaction();
   EXPECT_THAT(calls(), ElementsAre("Abort 1 omitted omitted", "BeginTransaction"));
   orders->Commit();
@@ -256,6 +277,9 @@ TEST_F(QueuingCalls, AnArrivalIsReceivedAnnouncedAndCommitted) {
   prepared(43);
   recorder.arrive();
   orders->ReceiveEnable();
+  recorder.take();
+  orders->AcknowledgeDocument();
+  EXPECT_THAT(recorder.take(), IsEmpty());
   const auto other = make<RecordingTransaction>(recorder);
   recorder.handedBack = other;
   prepared(44);
@@ -299,9 +323,11 @@ TEST_F(QueuingCalls, OutsideATransactionAnArrivalIsPeekedAndReceivedAtItsAcknowl
   orders->ReceiveEnable();
   prepared(44);
   recorder.arrive();
+  orders->BeginTransaction();
   calls();
   orders->ReceiveDisable();
   EXPECT_THAT(calls(), ElementsAre("receive Close"));
+  EXPECT_TRUE(orders->Transaction());
   orders->ReceiveDisable();
   orders->AcknowledgeDocument();
   recorder.arrive();
@@ -332,6 +358,16 @@ TEST_F(QueuingCalls, ArrivalsThatFailAreReportedAndNotAnnounced) {
   orders->AcknowledgeDocument();
   EXPECT_THAT(calls(), ElementsAre("receive IsTransactional", "Commit 1 omitted omitted omitted",
                                    "receive EnableNotification omitted omitted"));
+  // A label with an element that does not end.
+  prepared(43)->label = u"Msg Type: <ORDER";
+  recorder.arrive();
+  EXPECT_EQ(recorder.take("default report").size(), 1u);
+  // Another message is removed meanwhile: this one stays pending.
+  const auto chosen = make<MSMQMessage>();
+  chosen->QueueMessage_Set(make<RecordingMessage>(recorder));
+  orders->AcknowledgeMessage(*chosen);
+  orders->AcknowledgeDocument();
+  EXPECT_EQ(recorder.take("Commit").size(), 1u);
   recorder.failing = "receive Receive";
   recorder.arrive();
   EXPECT_THAT(recorder.take("default"),
@@ -412,7 +448,7 @@ TEST_F(QueuingCalls, ACursorPeeksWithoutBodiesAndAMessageFetchesItsOwnOnce) {
   EXPECT_EQ(second->TimeToAcknowledge(), -1);
   EXPECT_EQ(second->SentTime().value, 46348.4375);
   EXPECT_THAT(calls(), IsEmpty());
-  prepared(1);
+  prepared(2, "not this one")->id[0] = 9;  // the same end, another beginning
   prepared(2);
   prepared(2, "whole");
   EXPECT_EQ(toString(second->Body().get()), u"whole");
@@ -437,11 +473,20 @@ TEST_F(QueuingCalls, ACursorPeeksWithoutBodiesAndAMessageFetchesItsOwnOnce) {
   prepared(3);
   EXPECT_EQ(errorNumber([&] { messages->Refresh(); }), 457);
   EXPECT_EQ(messages->Count(), 2);
+  recorder.failing = "Open";
+  EXPECT_EQ(errorNumber([&] { messages->Refresh(); }), 4711);
+  EXPECT_EQ(messages->Count(), 0);
 }
 
 TEST_F(QueuingCalls, AJournalHasItsOwnQueueAndCursor) {
   const auto orders = queue();
-  EXPECT_FALSE(queue(true)->Journal());
+  const auto journal = queue(true);
+  EXPECT_FALSE(journal->Journal());
+  calls();
+  journal->Quota();
+  EXPECT_THAT(calls(), ElementsAre("new MSMQQueueInfo", "FormatName DIRECT=OS:.\\Orders", "Open 2 0",
+                                   "new MSMQQueueInfo", "FormatName DIRECT=OS:.\\Orders;JOURNAL", "Open 2 0",
+                                   "send Quota"));
   calls();
   orders->Journal()->Messages()->Refresh();
   EXPECT_THAT(calls(), ElementsAre("new MSMQQueueInfo", "FormatName DIRECT=OS:.\\Orders", "Open 32 0",
@@ -477,6 +522,16 @@ TEST_F(QueuingCalls, MembersThatAreNotServedAndObjectsOfOtherStores) {
   EXPECT_EQ(errorNumber([&] { call<&_Queue::raw_SendMessage>(published, foreign); }), 13);
   EXPECT_EQ(errorNumber([&] { call<&IQueue::putref_Journal>(back, make<DbJournal>()); }), 13);
   EXPECT_EQ(errorNumber([&] { call<&_Queue::putref_Messages>(published, make<DbMessages>()); }), 13);
+  const auto ownJournal = make<MSMQJournal>();
+  call<&IQueue::putref_Journal>(back, ownJournal);
+  EXPECT_EQ(orders->Journal().get(), ownJournal.get());
+  const auto cursor = make<MSMQMessages>();
+  call<&_Queue::putref_Messages>(published, cursor);
+  EXPECT_EQ(orders->Messages().get(), cursor.get());
+  call<&_Journal::putref_Messages>(Ref<_Journal>(ownJournal), cursor);
+  EXPECT_EQ(ownJournal->Messages().get(), cursor.get());
+  call<&_Queue::putref_Journal>(published, static_cast<_Journal*>(nullptr));
+  EXPECT_FALSE(orders->Journal());
   const auto utility = make<MSMQUtility>();
   EXPECT_EQ(errorNumber([&] { utility->IUtility_GetBody(asDispatch(orders)); }), 13);
 }
@@ -489,6 +544,11 @@ TEST_F(QueuingCalls, TheUtilityIsOfMessageQueuingWhateverIsConfigured) {
   EXPECT_THAT(calls(), ElementsAre("new MSMQQueueInfo", "PathName .\\Orders", "Create True True"));
   EXPECT_TRUE(tryQuery<IQueues>(utility->GetQueues().get()));
   EXPECT_THAT(recorder.take("OpenRecordset"), IsEmpty());
+  recorder.failing = "FormatName";  // the queue is created then too
+  utility->OpenQueue(String(u"Orders"), MQ_SEND_ACCESS, false);
+  recorder.failing.clear();
+  EXPECT_THAT(calls(), ElementsAre("new MSMQQueueInfo", "FormatName DIRECT=OS:.\\Orders", "new MSMQQueueInfo",
+                                   "PathName .\\Orders", "Create True True", "Open 2 0"));
   const Ref<IUtility> back(utility);
   expectError(100, u"CorvaneQueue.DbUtility", "Unsupported queue storage type",
               [&] { call<&IUtility::put_QueueStoreType>(back, u"oracle"); });
@@ -576,9 +636,19 @@ TEST_F(QueueFiles, StandInTheDirectoryThatTheSystemNames) {
   EXPECT_THAT(refreshed(), ElementsAre("orders"));  // of its path name
   EXPECT_THAT(recorder.take("key "), ElementsAre("key D:\\msmq\\storage\\lqs\\1 Properties SystemQueue",
                                                  "key D:\\msmq\\storage\\lqs\\1 Properties PathName"));
-  recorder.version.majorVersion = 3;
-  queues = make<MSMQQueues>();
-  expectError(1, u"Refresh", "Unexpected version of OS.", [&] { queues->Refresh(); });
+  recorder.version.platformId = 1;
+  const std::pair<std::int32_t, std::int32_t> unexpected[] = {{2, 3}, {1, 4}, {1, 10}};
+  for (const auto& [platformId, majorVersion] : unexpected) {
+    recorder.version.platformId = platformId;
+    recorder.version.majorVersion = majorVersion;
+    queues = make<MSMQQueues>();
+    queues->Add(String(u"before"));
+    expectError(1, u"Refresh", "Unexpected version of OS.", [&] { queues->Refresh(); });
+    EXPECT_EQ(queues->Count(), 0);
+  }
+  recorder.take();
+  make<MSMQUtility>()->OpenQueue(String(u"Q"), MQ_PEEK_ACCESS, false);
+  EXPECT_THAT(recorder.take("Name "), ElementsAre("PathName .\\Q"));  // on platform 1
 }
 
 TEST_F(QueueFiles, QueuesAreLookedForAndAddedInMessageQueuing) {

@@ -22,7 +22,7 @@ class DbJournal final : public Object<DbJournal, JournalForm<DbJournal>, IJourna
   // Throws 13 for anything but a DbMessages.
   template <class Interface>
   void Messages_Set(const Ref<Interface>& value) {
-    messages_ = queryClass<DbMessages>(value.get());
+    messages_ = value ? queryClass<DbMessages>(value.get()) : nullptr;
   }
   // Deletes every acknowledged document of the queue.
   void Purge();

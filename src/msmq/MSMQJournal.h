@@ -22,7 +22,7 @@ class MSMQJournal final : public Object<MSMQJournal, JournalForm<MSMQJournal>, I
   // Throws 13 for anything but an MSMQMessages.
   template <class Interface>
   void Messages_Set(const Ref<Interface>& value) {
-    messages_ = queryClass<MSMQMessages>(value.get());
+    messages_ = value ? queryClass<MSMQMessages>(value.get()) : nullptr;
   }
   // Empties the journal queue.
   void Purge();

@@ -222,8 +222,9 @@ void MSMQQueue::dropEvent() noexcept {
 
 void MSMQQueue::ReceiveEnable() {
   isMessagePending_ = false;
+  const auto event = platform().messageQueuing->createEvent();
   dropEvent();
-  event_ = platform().messageQueuing->createEvent();
+  event_ = event;
   arrival_ = Subscription(event_.get(), msmqArrival,
                           [this](std::span<VARIANT> arguments) { arrived(arguments.back()); });
   Variant omitted = Variant::omitted();

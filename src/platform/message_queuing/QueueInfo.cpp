@@ -31,20 +31,23 @@ String QueueInfo::formatName() const {
   return u"DIRECT=OS:" + std::u16string(pathName_.view());
 }
 
-void QueueInfo::load() {
+void QueueInfo::name(String pathName, String formatName) {
+  pathName_ = std::move(pathName);
+  formatName_ = std::move(formatName);
+  record_ = {};
+  isLoaded_ = false;
+  changes_ = {};
+}
+
+void QueueInfo::Changes::applyTo(QueueRecord& record) const {
+  record.keepsJournal = keepsJournal.value_or(record.keepsJournal);
+  record.quota = quota.value_or(record.quota);
+  record.journalQuota = journalQuota.value_or(record.journalQuota);
+}
+
+const QueueRecord& QueueInfo::current() {
   record_ = isLoaded_ ? service_->find(record_.id, record_.address) : service_->find(address());
   isLoaded_ = true;
-}
-const QueueRecord& QueueInfo::settings() {
-  if (!isLoaded_) load();
-  return record_;
-}
-QueueRecord& QueueInfo::changed() {
-  if (!isLoaded_) try {
-      load();
-    } catch (const Error& error) {  // the settings of a queue that is to be created
-      if (error.number() != MQ_ERROR_QUEUE_NOT_FOUND) throw;
-    }
   return record_;
 }
 
@@ -55,61 +58,57 @@ HRESULT QueueInfo::get_PathName(BSTR* result) noexcept {
   });
 }
 HRESULT QueueInfo::put_PathName(BSTR value) noexcept {
-  return answer([&] {
-    pathName_ = String(StringRef(value));
-    formatName_ = String();
-    record_ = {};
-    isLoaded_ = false;
-  });
+  return answer([&] { name(String(StringRef(value)), String()); });
 }
 HRESULT QueueInfo::get_FormatName(BSTR* result) noexcept {
   return answer(result, [&] { return formatName(); });
 }
 HRESULT QueueInfo::put_FormatName(BSTR value) noexcept {
-  return answer([&] {
-    formatName_ = String(StringRef(value));
-    pathName_ = String();
-    record_ = {};
-    isLoaded_ = false;
-  });
+  return answer([&] { name(String(), String(StringRef(value))); });
 }
 
 HRESULT QueueInfo::get_IsTransactional(VARIANT_BOOL* result) noexcept {
-  return answer(result, [&] { return settings().isTransactional; });
+  return answer(result, [&] { return isLoaded_ ? record_.isTransactional : current().isTransactional; });
 }
 HRESULT QueueInfo::get_Quota(LONG* result) noexcept {
-  return answer(result, [&] { return settings().quota; });
+  return answer(result, [&] { return changes_.quota ? *changes_.quota : current().quota; });
 }
 HRESULT QueueInfo::put_Quota(LONG value) noexcept {
-  return answer([&] { changed().quota = checkedQuota(value); });
+  return answer([&] { changes_.quota = checkedQuota(value); });
 }
 HRESULT QueueInfo::get_Journal(LONG* result) noexcept {
-  return answer(result, [&] { return settings().keepsJournal ? MQ_JOURNAL : MQ_JOURNAL_NONE; });
+  return answer(result, [&] {
+    const bool keepsJournal = changes_.keepsJournal ? *changes_.keepsJournal : current().keepsJournal;
+    return keepsJournal ? MQ_JOURNAL : MQ_JOURNAL_NONE;
+  });
 }
 HRESULT QueueInfo::put_Journal(LONG value) noexcept {
   return answer([&] {
     if (value != MQ_JOURNAL && value != MQ_JOURNAL_NONE)
       throw Error(ErrorNumber::InvalidArgument, queuingSource, u"Journal is 0 (none) or 1.");
-    changed().keepsJournal = value == MQ_JOURNAL;
+    changes_.keepsJournal = value == MQ_JOURNAL;
   });
 }
 HRESULT QueueInfo::get_JournalQuota(LONG* result) noexcept {
-  return answer(result, [&] { return settings().journalQuota; });
+  return answer(result,
+                [&] { return changes_.journalQuota ? *changes_.journalQuota : current().journalQuota; });
 }
 HRESULT QueueInfo::put_JournalQuota(LONG value) noexcept {
-  return answer([&] { changed().journalQuota = checkedQuota(value); });
+  return answer([&] { changes_.journalQuota = checkedQuota(value); });
 }
 
 HRESULT QueueInfo::raw_Create(VARIANT* IsTransactional, VARIANT* IsWorldReadable) noexcept {
   return answer([&] {
-    QueueRecord created = record_;
+    QueueRecord created;
     created.address = address();
+    changes_.applyTo(created);
     if (created.address.isJournal)
       queuingFailed(MQ_ERROR_ILLEGAL_FORMATNAME, u"A journal is created with its queue, not by itself.");
     created.isTransactional = truth(IsTransactional);
     created.isWorldReadable = truth(IsWorldReadable);
     service_->create(created);
     isLoaded_ = false;
+    changes_ = {};
   });
 }
 HRESULT QueueInfo::raw_Delete() noexcept {
@@ -136,12 +135,15 @@ HRESULT QueueInfo::raw_Open(LONG Access, LONG ShareMode, IDispatch** result) noe
 
 HRESULT QueueInfo::raw_Update() noexcept {
   return answer([&] {
-    if (!isLoaded_) load();
-    service_->update(record_);
+    service_->update(current(), [&](QueueRecord& queue) { changes_.applyTo(queue); });
+    changes_ = {};
   });
 }
 HRESULT QueueInfo::raw_Refresh() noexcept {
-  return answer([&] { load(); });
+  return answer([&] {
+    changes_ = {};
+    current();
+  });
 }
 
 }  // namespace CorvaneQueue::platform_layer

@@ -1,4 +1,5 @@
-// The information object of a queue: names it, creates, deletes and opens it, and has its settings.
+// The information object of a queue: names it, creates, deletes and opens it, and has its settings. They
+// read as they are at the moment, whoever changed them; Update stores what was put and nothing else.
 #pragma once
 
 #include "Object.h"
@@ -36,18 +37,26 @@ class QueueInfo final : public Object<QueueInfo, DispatchForm<IMSMQQueueInfo>> {
   HRESULT STDMETHODCALLTYPE raw_Refresh() noexcept final;
 
  private:
+  // What was put since the last Update or Refresh.
+  struct Changes {
+    std::optional<bool> keepsJournal;
+    std::optional<std::int32_t> quota;
+    std::optional<std::int32_t> journalQuota;
+    void applyTo(QueueRecord& record) const;
+  };
+
   QueueAddress address() const;
   String formatName() const;
-  void load();
-  // For reading; of a queue that does not exist yet, what it will be created with.
-  const QueueRecord& settings();
-  QueueRecord& changed();
+  void name(String pathName, String formatName);
+  // The queue as it is now.
+  const QueueRecord& current();
 
   std::shared_ptr<QueueService> service_;
   String pathName_;
   String formatName_;
   QueueRecord record_;
   bool isLoaded_ = false;
+  Changes changes_;
 };
 
 }  // namespace CorvaneQueue::platform_layer

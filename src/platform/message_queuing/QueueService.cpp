@@ -268,18 +268,20 @@ QueueRecord QueueService::find(std::int64_t queue, const QueueAddress& address) 
   return *found;
 }
 
-void QueueService::update(const QueueRecord& queue) {
-  const QueueRecord before = find(queue.id, queue.address);
+void QueueService::update(const QueueRecord& queue, const std::function<void(QueueRecord&)>& change) {
+  QueueRecord before;
   bool isStored = false;
   try {
     write(
         [&] {
-          store().update(queue);
-          writeQueueFile(queue);
+          QueueRecord now = before = find(queue.id, queue.address);
+          change(now);
+          store().update(now);
+          writeQueueFile(now);
         },
         [&] { isStored = true; });
   } catch (...) {
-    if (!isStored) try {
+    if (!isStored && before.id != 0) try {
         writeQueueFile(before);
       } catch (const Error&) {  // the error on its way says enough
       }

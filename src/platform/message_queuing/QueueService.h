@@ -30,7 +30,8 @@ class QueueService {
   // These throw MQ_ERROR_QUEUE_NOT_FOUND, or MQ_ERROR_QUEUE_DELETED for one that was there once.
   QueueRecord find(const QueueAddress& address);
   QueueRecord find(std::int64_t queue, const QueueAddress& address);
-  void update(const QueueRecord& queue);
+  // Changes settings of the queue as they are at that moment.
+  void update(const QueueRecord& queue, const std::function<void(QueueRecord& now)>& change);
   void remove(const QueueAddress& address);
 
   // The first message behind a position that nobody holds; nothing when there is none (then
