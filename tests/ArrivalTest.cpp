@@ -92,6 +92,28 @@ TEST(Arrival, AnnouncesOneDocumentAtATime) {
   EXPECT_EQ(waiting("Again"), Texts{"x"});  // its transaction ended with the back end
 }
 
+TEST(Arrival, OfAnotherQueueComesWhileAHandlerPumps) {
+  const Installation home("");
+  auto first = openQueue("First");
+  auto second = openQueue("Second");
+  Texts arrived;
+  const auto onSecond = second->evtArrived([&](String& document, String&) {
+    arrived.push_back(toUtf8(document));
+    second->AcknowledgeDocument();
+  });
+  const auto onFirst = first->evtArrived([&](String& document, String&) {
+    while (arrived.empty()) Apartment::current().pump(10s);
+    arrived.push_back(toUtf8(document));
+    first->AcknowledgeDocument();
+  });
+  first->SendDocument("first");
+  second->SendDocument("second");
+  first->ReceiveEnable();
+  second->ReceiveEnable();
+  while (arrived.size() < 2) Apartment::current().pump(10s);
+  EXPECT_THAT(arrived, ElementsAre("second", "first"));
+}
+
 TEST(Arrival, OfADeadReceiverIsAnnouncedToTheNextOnce) {
   const Installation home("");
   openQueue("Orders")->SendDocument("survives");

@@ -212,6 +212,18 @@ TEST_P(QueueBehaviour, MistakesChangeNothing) {
   EXPECT_EQ(create<Queues>()->Count(), 1);
 }
 
+TEST_P(QueueBehaviour, AStoreThatIsReplacedUnderTheProcessIsTold) {
+  auto queue = open("Orders");
+  queue->SendDocument("x");
+  for (const auto& entry : std::filesystem::directory_iterator(home.directory()))
+    std::filesystem::remove_all(entry);
+  home.writeSettings(settingsOf(GetParam()));
+  expectError(E_FAIL, u"SendDocument", "removed or replaced", [&] { queue->SendDocument("into nowhere"); });
+  queue->Initialize("Orders");
+  queue->SendDocument("y");
+  EXPECT_THAT(waiting("Orders"), ElementsAre("y"));
+}
+
 TEST(InstallationSettings, AreChangedForEverybody) {
   const Installation home("");
   auto utility = create<Utility>();

@@ -260,6 +260,8 @@ TEST(QueueService, JournalsAndQuotas) {
   const auto undone = begin();
   receive(receiver, undone);
   abort(undone);
+  abort(undone);  // over already: let go of
+  EXPECT_EQ(errorNumber([&] { commit(undone); }), MQ_ERROR_TRANSACTION_SEQUENCE);
   EXPECT_EQ(bodies(journalFormat), (Texts{"1", "2"}));
   const auto journal = openFormat(journalFormat, MQ_RECEIVE_ACCESS);
   EXPECT_EQ(bodyOf(receive(journal)), "1");
@@ -484,8 +486,10 @@ TEST(QueueService, KeepsAFileForEachQueue) {
   // A process that died between the store and the file: the next one mends it.
   std::filesystem::remove_all(lqs);
   std::filesystem::create_directory(lqs);
-  std::ofstream(lqs / "0000abcd") << "left over";
+  std::ofstream(lqs / "0000abcd") << "[Properties]\r\nleft over";
+  std::ofstream(lqs / "deadbeef") << "somebody else's";
   EXPECT_TRUE(open(orders, MQ_PEEK_ACCESS));
+  std::filesystem::remove(lqs / "deadbeef");
   ASSERT_EQ(readAll(), 1u);
   EXPECT_NE(contents.begin()->find("Orders"), std::string::npos);
 }

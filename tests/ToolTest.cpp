@@ -93,7 +93,7 @@ TEST(Tool, WorksOnTheMessageQueuingStore) {
   expectRun("queue Copies JournalEnabled true", 0, "JournalEnabled\ttrue");
   expectRun("queue Copies Quota 7", 0, "Quota\t7");
   EXPECT_EQ(run("queue Copies").output, "JournalEnabled\ttrue\nQuota\t7\nJournalQuota\t-1\n");
-  expectRun("queue Copies Quota much", 3, "Type mismatch");
+  expectRun("queue Copies Quota much", 3, "a whole number of kilobytes");
   expectRun("queue Copies Colour", 3, "only JournalEnabled");
   expectRun("queue Nowhere", 4, "no queue");
   expectRun("watch Copies --ack --count 2 --out " + out + " & " CORVANEQ " send Copies " +
@@ -101,6 +101,18 @@ TEST(Tool, WorksOnTheMessageQueuingStore) {
             0, ".txt");
   EXPECT_EQ(lines(run("journal Copies").output), 2u);
   expectRun("watch Copies --count 2", 2, "add --ack");
+  // A document that cannot be read is told, and stays.
+  std::ofstream(home.file("umlaut")) << "ü";
+  expectRun("send Copies " + home.file("umlaut").string(), 0, "sent");
+  home.writeSettings("[Platform]\nCodePage = 0\n");
+  expectRun("receive Copies --ack", 3, "no code page 0");
+  expectRun("watch Copies --ack", 3, "no code page 0");
+  home.writeSettings("");
+  expectRun("receive Copies --ack", 0, "ü");
+  expectRun("receive Nowhere", 4, "no queue");
+  for (const char* tail : {"", "-wal", "-shm"})
+    std::ofstream(home.file("msmq/storage/queues.db").string() + tail) << "no database at all";
+  expectRun("messages Copies", 3, "queues.db");
 }
 
 TEST(Tool, AnswersMistakesWithSentencesAndExitCodes) {

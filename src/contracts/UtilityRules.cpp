@@ -57,7 +57,14 @@ void UtilityRules::Initialize(const Ref<_ProcessTrace>& ProcessTrace) {
 
 bool UtilityRules::UsesPublicQueues() {
   return errors_.reported(u"UsesPublicQueues", [] {
-    return toBoolean(globalSettings()->Read(u"UsesPublicQueues", std::int16_t{VARIANT_TRUE}).get());
+    const Variant value = globalSettings()->Read(u"UsesPublicQueues", std::int16_t{VARIANT_TRUE});
+    try {
+      return toBoolean(value.get());
+    } catch (const Error& error) {
+      throw Error(error.number(), error.source(),
+                  std::u16string(error.description().view()) +
+                      u" The setting UsesPublicQueues must be true or false.");
+    }
   });
 }
 

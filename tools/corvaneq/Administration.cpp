@@ -37,13 +37,13 @@ void listQueues() {
 void createQueue(const std::string& queue) {
   if (queue.empty()) refuse("A queue needs a name.");
   const String name = argument("queue name", queue);
-  if (create<Queues>()->Exists(name)) refuse("There is a queue \"" + queue + "\" already.");
+  if (isThere(queue)) refuse("There is a queue \"" + queue + "\" already.");
   create<Utility>()->CreateQueue(name);
   print({{"action", "created"}, {"queue", queue}});
 }
 
 bool exists(const std::string& queue) {
-  const bool found = create<Queues>()->Exists(argument("queue name", queue));
+  const bool found = isThere(queue);
   print({{"queue", queue}, {"exists", found}});
   return found;
 }
@@ -59,30 +59,36 @@ void names(const std::string& queue) {
 namespace {
 struct QueueSetting {
   const char* name;
+  const char* values;
   std::string (*get)(const Queue& queue);
   void (*set)(const Queue& queue, const VARIANT& value);
 };
+constexpr const char* kilobytes = "a whole number of kilobytes, or -1 for no limit";
 const QueueSetting queueSettingsKnown[] = {
-    {"JournalEnabled",
+    {"JournalEnabled", "true or false",
      [](const Queue& queue) { return std::string(queue->JournalEnabled() ? "true" : "false"); },
      [](const Queue& queue, const VARIANT& value) { queue->JournalEnabled(toBoolean(value)); }},
-    {"Quota", [](const Queue& queue) { return std::to_string(queue->Quota()); },
+    {"Quota", kilobytes, [](const Queue& queue) { return std::to_string(queue->Quota()); },
      [](const Queue& queue, const VARIANT& value) { queue->Quota(toInt32(value)); }},
-    {"JournalQuota", [](const Queue& queue) { return std::to_string(queue->JournalQuota()); },
+    {"JournalQuota", kilobytes, [](const Queue& queue) { return std::to_string(queue->JournalQuota()); },
      [](const Queue& queue, const VARIANT& value) { queue->JournalQuota(toInt32(value)); }},
 };
 }  // namespace
 
 void queueSettings(const std::string& queueName, const std::optional<std::string>& name,
                    const std::optional<std::string>& value) {
-  if (!create<Queues>()->Exists(argument("queue name", queueName)))
-    throw NotThere("There is no queue \"" + queueName + "\".");
+  mustBeThere(queueName);
   const auto queue = openQueue(queueName);
   bool isKnown = false;
   for (const QueueSetting& each : queueSettingsKnown) {
     if (name && *name != each.name) continue;
     isKnown = true;
-    if (value) each.set(queue, Variant(argument("value", *value)).get());
+    if (value) try {
+        each.set(queue, Variant(argument("value", *value)).get());
+      } catch (const Error& error) {
+        if (error.number() != ErrorNumber::TypeMismatch && error.number() != ErrorNumber::Overflow) throw;
+        refuse("\"" + *value + "\" is no value of " + each.name + ": " + each.values + ".");
+      }
     print({{"name", each.name}, {"value", each.get(queue)}});
   }
   if (!isKnown)

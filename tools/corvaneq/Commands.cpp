@@ -33,11 +33,36 @@ Queue openQueue(const std::string& name) {
   return queue;
 }
 
-Queue listedQueue(const std::string& name) {
-  const auto queues = create<Queues>();
+bool isThere(const std::string& name) {
   const String queue = argument("queue name", name);
-  if (!queues->Exists(queue)) throw NotThere("There is no queue \"" + name + "\".");
-  return queues->Item(queue);
+  if (create<Queues>()->Exists(queue)) return true;
+  const auto utility = create<Utility>();
+  if (utility->QueueStoreType() != u"msmq") return false;
+  // A store that cannot be read has answered so too.
+  const auto info = CorvaneQueue::create<IMSMQQueueInfo>(u"MSMQ.MSMQQueueInfo");
+  call<&IMSMQQueueInfo::put_PathName>(info, utility->FormatQueuePathName(queue));
+  try {
+    call<&IMSMQQueueInfo::raw_Open>(info, MQ_PEEK_ACCESS, MQ_DENY_NONE);
+    return true;
+  } catch (const Error& error) {
+    if (error.number() == MQ_ERROR_QUEUE_NOT_FOUND || error.number() == MQ_ERROR_ILLEGAL_QUEUE_PATHNAME)
+      return false;
+    throw;
+  }
+}
+
+void mustBeThere(const std::string& queue) {
+  if (!isThere(queue)) throw NotThere("There is no queue \"" + queue + "\".");
+}
+
+Queue listedQueue(const std::string& name) {
+  mustBeThere(name);
+  try {
+    return create<Queues>()->Item(argument("queue name", name));
+  } catch (const Error& error) {
+    if (error.number() != ErrorNumber::InvalidArgument) throw;
+    throw NotThere("The queue \"" + name + "\" is there, but not in the list of queues.");
+  }
 }
 
 namespace {
@@ -116,13 +141,26 @@ class Receiver {
     arrived_.reset();
     using namespace std::chrono;
     const auto end = steady_clock::now() + milliseconds(300);
-    while (!arrived_ && (isEndless || steady_clock::now() < end))
-      Apartment::current().pump(milliseconds(isEndless ? -1 : 50));
+    while (!arrived_ && (isEndless || steady_clock::now() < end)) {
+      Apartment::current().pump(milliseconds(isEndless ? 1000 : 50));
+      if (!arrived_) lookForFailure();
+    }
     return std::exchange(arrived_, std::nullopt);
   }
   bool isByArrival() const noexcept { return isByArrival_; }
 
  private:
+  // A document that arrives and cannot be read is not announced: it stays in the transaction. Reading it
+  // tells why. Somebody else may have taken it, too.
+  void lookForFailure() {
+    if (queue_->Transaction().get().pdispVal == nullptr) return;
+    queue_->Abort();
+    const auto messages = listedQueue(toUtf8(queue_->Name()))->Messages();
+    messages->Refresh();
+    if (messages->Count() > 0) static_cast<void>(messages->Item(1)->Body());
+    queue_->ReceiveEnable();
+  }
+
   Queue queue_;
   bool isByArrival_;
   std::optional<Document> arrived_;
@@ -132,6 +170,7 @@ class Receiver {
 }  // namespace
 
 int receive(const std::string& queueName, const ReceiveOptions& options) {
+  if (!options.isWatching) mustBeThere(queueName);
   const auto queue = openQueue(queueName);
   const std::filesystem::path directory = options.directory;
   // Files are written at once, so that a transaction can keep other receivers off the document. A
@@ -168,8 +207,7 @@ int receive(const std::string& queueName, const ReceiveOptions& options) {
 }
 
 void acknowledge(const std::string& queue, const std::string& identifier) {
-  if (!create<Queues>()->Exists(argument("queue name", queue)))
-    throw NotThere("There is no queue \"" + queue + "\".");
+  mustBeThere(queue);
   if (usesMessageQueuing()) {  // which knows no other way to acknowledge one chosen document
     const auto chosen = listedQueue(queue);
     chosen->AcknowledgeMessage(find(messagesOf(chosen, Among::Waiting), identifier));

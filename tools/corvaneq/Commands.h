@@ -24,6 +24,10 @@ class Declined : public std::runtime_error {
 [[noreturn]] void refuse(const std::string& what);
 // A text from the command line; `what` names it in the error for one that is not UTF-8.
 CorvaneQueue::String argument(const char* what, const std::string& text);
+// Whether the queue is there. Throws when that cannot be told.
+bool isThere(const std::string& queue);
+// Throws NotThere.
+void mustBeThere(const std::string& queue);
 // A queue to send to and receive from, there already or not.
 CorvaneQueue::Queue openQueue(const std::string& name);
 // A queue as the list of queues has it, with its messages and its journal. Throws NotThere.

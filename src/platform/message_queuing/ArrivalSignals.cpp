@@ -164,21 +164,28 @@ void ArrivalSignals::arm(const std::shared_ptr<Waiter>& waiter) {
 
 void ArrivalSignals::deliver(Whom whom) {
   std::erase_if(armed_, [](const auto& each) { return each.expired(); });
-  std::vector<std::shared_ptr<Waiter>> ready;
-  bool isAnyHeldUp = false;
+  std::vector<std::weak_ptr<Waiter>> signalled;  // who arms during a delivery waits for the next pump
   for (const auto& each : armed_) {
     const auto waiter = each.lock();
-    if (!waiter || !(std::exchange(waiter->isSignalled, false) || whom == Whom::All)) continue;
+    if (!waiter) continue;
+    waiter->isSignalled = waiter->isSignalled || whom == Whom::All;
+    if (waiter->isSignalled) signalled.push_back(each);
+  }
+  bool isAnyHeldUp = false;
+  for (const auto& each : signalled) {
+    const auto waiter = each.lock();
+    const auto isIt = [&](const auto& armed) { return armed.lock() == waiter; };
+    // A delivery before may have let go of it, or pumped: then it has been looked at already.
+    if (!waiter || std::ranges::none_of(armed_, isIt) || !std::exchange(waiter->isSignalled, false)) continue;
     bool isHeldUp = false;
-    if (waiter->isReady(isHeldUp)) ready.push_back(waiter);
+    if (waiter->isReady(isHeldUp)) {
+      std::erase_if(armed_, isIt);
+      onArming_.wake();  // the delivery may pump, and wait for what the others bring
+      if (const auto run = waiter->deliver) run();
+    }
     isAnyHeldUp = isAnyHeldUp || isHeldUp;
   }
-  std::erase_if(armed_,
-                [&](const auto& each) { return std::ranges::find(ready, each.lock()) != ready.end(); });
   if (!armed_.empty()) lookAgainIn(patience(isAnyHeldUp));
-  // The last: a delivery may arm anew, wait, and let go of what it likes.
-  for (const auto& waiter : ready)
-    if (const auto run = waiter->deliver) run();
 }
 
 }  // namespace CorvaneQueue::platform_layer

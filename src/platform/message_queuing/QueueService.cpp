@@ -14,6 +14,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
+#include <fstream>
 
 namespace CorvaneQueue::platform_layer {
 
@@ -53,8 +54,12 @@ const std::filesystem::path& made(const std::filesystem::path& directory) {
 bool isQueueFile(const std::filesystem::directory_entry& entry) {
   const std::string name = entry.path().filename().string();
   std::error_code ignored;
-  return name.size() >= 8 && name.find_first_not_of("0123456789abcdef") == std::string::npos &&
-         entry.is_regular_file(ignored);
+  if (name.size() < 8 || name.find_first_not_of("0123456789abcdef") != std::string::npos ||
+      !entry.is_regular_file(ignored))
+    return false;
+  std::string line;
+  std::getline(std::ifstream(entry.path(), std::ios::binary), line);
+  return line == "[Properties]\r";
 }
 
 // Blanks at the ends would get lost without the quotes.
@@ -103,7 +108,8 @@ std::shared_ptr<QueueService> QueueService::current() {
   auto& kept = services->current();
   const std::filesystem::path& installation = installationDirectory();
   auto service = kept.lock();
-  if (!service || service->installation_.native() != installation.native() || service->process_ != ::getpid())
+  if (!service || service->installation_.native() != installation.native() ||
+      service->process_ != ::getpid() || !service->isThere())
     kept = service = std::make_shared<QueueService>(installation);
   return service;
 }
@@ -116,6 +122,7 @@ QueueService::QueueService(std::filesystem::path installation)
       momentary_(storage_ / "messages.locks"),
       signals_(made(storage_ / "signals")),
       counts_(std::make_shared<SharedCounts>(storage_ / "generation")) {
+  if (::stat(storage_.c_str(), &opened_) != 0) throwSystemError(u"Opening", storage_);
   made(storage_ / "lqs");
   makeReserve(storage_ / reserveName);
   store();
@@ -134,7 +141,20 @@ QueueStore& QueueService::store() {
   return *store_;
 }
 
+bool QueueService::isThere() const noexcept {
+  struct stat now {};
+  return ::stat(storage_.c_str(), &now) == 0 && now.st_ino == opened_.st_ino && now.st_dev == opened_.st_dev;
+}
+void QueueService::mustBeThere() const {
+  if (!isThere())
+    throw Error(E_FAIL, queuingSource,
+                u"The directory \"" + shownPath(storage_) +
+                    u"\" has been removed or replaced since this process opened it; nothing was stored. "
+                    u"Initialize the queue again, or restart the program.");
+}
+
 void QueueService::write(const std::function<void()>& work, const std::function<void()>& onceStored) {
+  mustBeThere();
   try {
     store().write(work);
   } catch (const SyncFailed&) {
@@ -166,6 +186,7 @@ void QueueService::writeFreeing(const std::function<void()>& work, const std::fu
 }
 
 void QueueService::writeStoring(const std::function<void()>& work, const std::function<void()>& onceStored) {
+  mustBeThere();  // else that would look like a full disk
   if (!makeReserve(storage_ / reserveName))
     throw DiskFull(E_FAIL, queuingSource,
                    u"Sending failed: the disk is full; nothing was stored. Free some space and try again.");

@@ -7,6 +7,8 @@
 
 #include <set>
 
+#include <sys/stat.h>
+
 namespace CorvaneQueue::platform_layer {
 
 // What a transaction has done so far: messages that it holds, and messages kept back until its commit.
@@ -79,6 +81,8 @@ class QueueService {
 
  private:
   QueueStore& store();
+  bool isThere() const noexcept;
+  void mustBeThere() const;
   // `onceStored` runs when the work is stored, also when the sync failed.
   void write(const std::function<void()>& work, const std::function<void()>& onceStored);
   // For work that takes messages out: goes on with the reserve when the disk is full.
@@ -93,6 +97,7 @@ class QueueService {
 
   std::filesystem::path installation_;
   std::filesystem::path storage_;
+  struct stat opened_ {};  // of the storage directory
   int process_;
   std::optional<QueueStore> store_;
   MessageLocks looking_;    // never locks: sees the locks of all others

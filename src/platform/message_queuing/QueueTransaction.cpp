@@ -51,11 +51,11 @@ HRESULT QueueTransaction::raw_Commit(VARIANT* fRetaining, VARIANT* grfTC, VARIAN
   });
 }
 
+// One that is over already is let go of: its holder could not begin another one otherwise.
 HRESULT QueueTransaction::raw_Abort(VARIANT* fRetaining, VARIANT* fAsync) noexcept {
   return answer([&] {
-    mustBeOpen();
     for (const VARIANT* argument : {fRetaining, fAsync}) mustBeOrdinary(argument);
-    service_->abort(work_);
+    if (!work_.isOver) service_->abort(work_);
   });
 }
 

@@ -256,6 +256,7 @@ void Database::open() {
   execute("PRAGMA dbo.synchronous = NORMAL");
   execute("PRAGMA dbo.secure_delete = OFF");  // a purge would write every freed page
   execute("PRAGMA temp_store = MEMORY");      // no document in a file outside the installation
+  if (::stat(file_.c_str(), &opened_) != 0) throwSystemError(u"Opening", file_);
   int keep = 1;
   sqlite3_file_control(opened, "dbo", SQLITE_FCNTL_PERSIST_WAL, &keep);
   sqlite3_wal_autocheckpoint(opened, checkpointPages);
@@ -354,7 +355,20 @@ const FileDescriptor& Database::writersLock() const {
   return lockFile_;
 }
 
+// Whatever is written to a file without a name is lost.
+void Database::mustBeThere() {
+  struct stat now {};
+  if (::stat(file_.c_str(), &now) == 0 && now.st_ino == opened_.st_ino && now.st_dev == opened_.st_dev)
+    return;
+  isSuspect_ = true;
+  fail(E_FAIL, file_,
+       u"the file has been removed or replaced since this process opened it; nothing was stored. Initialize "
+       u"the "
+       u"queue again, or restart the program.");
+}
+
 void Database::begin(Duration duration, std::optional<std::chrono::seconds> limit) {
+  mustBeThere();
   if (isAwaitedInVain())
     fail(
         timeoutExpired, file_,

@@ -8,6 +8,8 @@
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
+
+#include <sys/stat.h>
 #include <memory>
 #include <optional>
 #include <span>
@@ -130,7 +132,10 @@ class Database {
   int onBusy(int attempt);
 
   std::shared_ptr<struct Sessions> sessions_;  // of this process
+  void mustBeThere();
+
   std::filesystem::path file_;
+  struct stat opened_ {};
   int process_;
   FileDescriptor lockFile_;
   std::unique_ptr<sqlite3, Close> handle_;

@@ -41,7 +41,8 @@ std::size_t asciiRun(const auto& characters) {
   return run;
 }
 
-constexpr bool isControl(char16_t c) { return c >= 0x80 && c <= 0x9F; }
+// What a byte without a character has become.
+constexpr bool isBareByte(char16_t c) { return c >= 0x80 && c <= 0xFF; }
 
 }  // namespace
 
@@ -88,7 +89,7 @@ void CodePage::appendBytes(std::u16string_view character, std::vector<std::uint8
   if (size > 0)
     bytes.insert(bytes.end(), converted, converted + size);
   else if (const char same = static_cast<char>(character[0]);
-           isControl(character[0]) && convertOne(toText_, &same, 1, back) == 0)
+           isBareByte(character[0]) && convertOne(toText_, &same, 1, back) == 0)
     bytes.push_back(static_cast<std::uint8_t>(character[0]));
   else
     bytes.push_back('?');

@@ -38,7 +38,10 @@ class NumberSettings {
   std::int32_t get(std::u16string_view key, std::int32_t byDefault) {
     if (const auto found = numbers_.find(key); found != numbers_.end()) return found->second;
     const auto value = content_->at({u"Platform", key});
-    return numbers_[key] = value ? toInt32(value->get()) : byDefault;
+    if (value && value->type() != VT_I4)
+      throw Error(ErrorNumber::TypeMismatch, {},
+                  u"The setting " + std::u16string(key) + u" must be a whole number of at most 32 bits.");
+    return numbers_[key] = value ? value->get().lVal : byDefault;
   }
 
  private:
