@@ -159,6 +159,7 @@ void wakingUp() {
   if (pipe(go) != 0 || pipe(done) != 0) std::exit(1);
   const pid_t child = fork();
   if (child == 0) {
+    close(go[1]);  // or its end would never be seen
     const auto receiver = open(path, MQ_RECEIVE_ACCESS);
     for (char byte; read(go[0], &byte, 1) == 1;) {
       receive(receiver, In(), -1);
