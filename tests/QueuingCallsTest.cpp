@@ -13,7 +13,44 @@
 
 namespace CorvaneQueue {
 
+// Queues of other makers, of which nothing is known but names: this one answers null to IsTransactional.
+struct INamedQueue : IDispatch {
+  virtual HRESULT STDMETHODCALLTYPE get_QueueInfo(IDispatch** result) noexcept = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_IsTransactional(VARIANT* result) noexcept = 0;
+  virtual HRESULT STDMETHODCALLTYPE raw_Peek(VARIANT* destination, VARIANT* body, VARIANT* timeout,
+                                             IDispatch** result) noexcept = 0;
+};
+template <>
+struct InterfaceTraits<INamedQueue> {
+  static constexpr IID iid = {7, 7, 8, {8}};
+  static constexpr const char16_t* name = u"INamedQueue";
+  static constexpr std::array table{get<&INamedQueue::get_QueueInfo>(1, u"QueueInfo"),
+                                    get<&INamedQueue::get_IsTransactional>(2, u"IsTransactional"),
+                                    function<&INamedQueue::raw_Peek>(3, u"Peek").optional(3)};
+  static constexpr std::span<const Member> members = table;
+};
+
 namespace {
+
+class NamedQueue final : public Object<NamedQueue, DispatchForm<INamedQueue>> {
+ public:
+  explicit NamedQueue(Ref<IDispatch> message) : message_(std::move(message)) {}
+  HRESULT STDMETHODCALLTYPE get_QueueInfo(IDispatch** result) noexcept final {
+    return answer(result, [&] { return asDispatch(Ref<NamedQueue>(this)); });
+  }
+  HRESULT STDMETHODCALLTYPE get_IsTransactional(VARIANT* result) noexcept final {
+    result->vt = VT_NULL;
+    return S_OK;
+  }
+  HRESULT STDMETHODCALLTYPE raw_Peek(VARIANT*, VARIANT*, VARIANT* timeout,
+                                     IDispatch** result) noexcept final {
+    EXPECT_EQ(toInt32(*timeout), 100);
+    return answer(result, [&] { return message_; });
+  }
+
+ private:
+  Ref<IDispatch> message_;
+};
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
@@ -333,6 +370,16 @@ TEST_F(QueuingCalls, OutsideATransactionAnArrivalIsPeekedAndReceivedAtItsAcknowl
   recorder.arrive();
   EXPECT_THAT(calls(), IsEmpty());
   EXPECT_EQ(arrived.size(), 3u);
+}
+
+TEST_F(QueuingCalls, TheNotifiedQueueIsKnownByNamesAlone) {
+  const auto orders = queue();
+  const auto client = listening(orders);
+  orders->ReceiveEnable();
+  const Ref<IDispatch> message = prepared(42);
+  recorder.arriveFrom(asDispatch(make<NamedQueue>(message)));
+  EXPECT_THAT(arrived, ElementsAre("text 0000000042"));
+  EXPECT_FALSE(orders->Transaction());
 }
 
 TEST_F(QueuingCalls, ArrivalsThatFailAreReportedAndNotAnnounced) {

@@ -56,6 +56,7 @@ struct Recorder {
   int transactions = 0;
   Ref<IDispatch> handedBack;  // in place of the transaction that a call was given by reference
   std::function<void()> arrive;
+  std::function<void(const Ref<IDispatch>& queue)> arriveFrom;
   Ref<IMSMQMessage> sent;
 
   std::optional<String> text(const std::string& name) const {

@@ -179,13 +179,14 @@ class RecordingEvent final
     : public Object<RecordingEvent, DispatchForm<IMSMQEvent>, EventSource<_DMSMQEventEvents>> {
  public:
   explicit RecordingEvent(Recorder& recorder) : recorder_(recorder) {}
-  // The recorder's `arrive` notifies of this queue from now on.
+  // The recorder's `arrive` notifies of this queue from now on, `arriveFrom` of any other.
   void arm(Ref<IDispatch> queue) {
-    recorder_.arrive = [kept = Ref<RecordingEvent>(this), queue = std::move(queue)] {
-      VARIANT arguments[] = {Variant(std::int32_t{0}).detach(), Variant(queue).detach()};
+    recorder_.arriveFrom = [kept = Ref<RecordingEvent>(this)](const Ref<IDispatch>& from) {
+      VARIANT arguments[] = {Variant(std::int32_t{0}).detach(), Variant(from).detach()};
       kept->fire(msmqArrivedId, arguments);
       VariantClear(&arguments[1]);
     };
+    recorder_.arrive = [this, queue = std::move(queue)] { recorder_.arriveFrom(queue); };
   }
 
  private:
