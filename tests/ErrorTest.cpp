@@ -1,18 +1,17 @@
 // Every error a client can cause carries number, source and a sentence, and changes nothing.
-#include "Client.h"
 #include "Expect.h"
-#include "Installation.h"
-
-#include <gmock/gmock.h>
+#include "Stores.h"
 
 namespace {
 
-using namespace client;
+using namespace stores;
+
+Queue openQueue(const char* name) { return stores::openQueue(Store::Database, name); }
 
 TEST(Errors, OfIdentifiersTellWhatWasWrong) {
   const Installation home;
-  const auto queue = openQueue(u"Orders");
-  send(queue, u"x");
+  const auto queue = openQueue("Orders");
+  queue->SendDocument("x");
   struct Row {
     const char16_t* id;
     std::int32_t number;
@@ -27,27 +26,23 @@ TEST(Errors, OfIdentifiersTellWhatWasWrong) {
                       {u"2", 5, "never stored, or it has been purged"},
                       {u"-1", 5, "-1"}};
   for (const Row& row : rows)
-    expectError(row.number, u"AcknowledgeDocument", row.part,
-                [&] { call<&_Queue::raw_AcknowledgeDocument>(queue, row.id); });
-  EXPECT_EQ(waiting(u"Orders").size(), 1u);
-  call<&_Queue::raw_Purge>(queue);
-  expectError(5, u"AcknowledgeDocument", "purged",
-              [&] { call<&_Queue::raw_AcknowledgeDocument>(queue, u"1"); });
+    expectError(row.number, u"AcknowledgeDocument", row.part, [&] { queue->AcknowledgeDocument(row.id); });
+  EXPECT_EQ(waiting("Orders").size(), 1u);
+  queue->Purge();
+  expectError(5, u"AcknowledgeDocument", "purged", [&] { queue->AcknowledgeDocument("1"); });
 }
 
 TEST(Errors, OfLongTextsNameTheLimitAndStoreNothing) {
   const Installation home;
-  const auto queue = openQueue(u"Orders");
-  const std::u16string longText(251, u'n');
-  call<&_Queue::put_MsgType>(queue, std::u16string(251, u't'));
+  const auto queue = openQueue("Orders");
+  queue->MsgType(std::string(251, 't'));
   expectError(5, u"SendDocument", "\"Description\" is too long: 264 characters, and at most 250",
-              [&] { send(queue, u"x"); });
-  expectError(5, u"SendDocument", "\"Queue\" is too long", [&] { send(openQueue(longText.c_str()), u"x"); });
-  const auto queues = openQueues();
-  expectError(5, u"Add", "\"@Queue\" is too long", [&] { call<&_Queues::raw_Add>(queues, longText); });
-  EXPECT_EQ(call<&_Queues::get_Count>(openQueues()), 0);
-  call<&_Queue::put_MsgType>(queue, std::u16string(250 - 13, u't'));  // 250 with its tag: fits
-  send(queue, u"x");
+              [&] { queue->SendDocument("x"); });
+  expectError(5, u"SendDocument", "\"Queue\" is too long",
+              [&] { openQueue(std::string(251, 'n').c_str())->SendDocument("x"); });
+  EXPECT_EQ(create<Queues>()->Count(), 0);
+  queue->MsgType(std::string(250 - 13, 't'));  // 250 with its tag: fits
+  queue->SendDocument("x");
 }
 
 // A message that is not of this store.
@@ -63,62 +58,43 @@ class ForeignMessage final : public IUnknown {
 
 TEST(Errors, OfForeignObjectsAndNullsAreTypeMismatchAndObjectNotSet) {
   const Installation home;
-  const auto queue = openQueue(u"Orders");
-  send(queue, u"x");
+  const Ref<_Queue> queue = openQueue("Orders").object();
+  call<&_Queue::raw_SendDocument>(queue, u"x");
   ForeignMessage foreign;
   // The vtable call takes any pointer; the library asks the object before it uses it.
   auto* message = reinterpret_cast<_Message*>(static_cast<IUnknown*>(&foreign));
   expectError(13, u"SendMessage", "Type mismatch", [&] { call<&_Queue::raw_SendMessage>(queue, message); });
   expectError(13, u"AcknowledgeMessage", "Type mismatch",
               [&] { call<&_Queue::raw_AcknowledgeMessage>(queue, message); });
-  expectError(91, u"SendMessage", "Object not set",
-              [&] { call<&_Queue::raw_SendMessage>(queue, static_cast<_Message*>(nullptr)); });
   EXPECT_EQ(Error::fromResult(queue->get_Name(nullptr)).number(), 91);
-  EXPECT_EQ(Error::fromResult(call<&_Queue::get_Messages>(listed(u"Orders"))->raw_Remove(nullptr)).number(),
-            91);
-  EXPECT_EQ(waiting(u"Orders").size(), 1u);
-  // Members that this store does not keep.
-  const auto received = receive(queue);
-  expectError(91, nullptr, "does not keep ArrivedTime", [&] { call<&_Message::get_ArrivedTime>(received); });
-  expectError(100, u"Quota Let", "Unsupported", [&] { call<&_Queue::put_Quota>(queue, 5); });
-  expectError(ErrorNumber::NotImplemented, u"ReceiveEnableGet", "Not implemented",
-              [&] { call<&_Queue::raw_ReceiveEnable>(queue); });
+  EXPECT_EQ(Error::fromResult(listed("Orders")->Messages().object()->raw_Remove(nullptr)).number(), 91);
+  EXPECT_EQ(waiting("Orders").size(), 1u);
 }
 
 TEST(Errors, OfSettingsNameTheSettingOrTheLine) {
   const Installation home("[Configuration.Global]\nQueueStoreType = \"oracle\"\n");
-  expectError(91, u"Initialize", "\"oracle\"; set it to \"db\" or \"msmq\"", [] { openQueue(u"Q"); });
-  expectError(100, u"CorvaneQueue.DbUtility", "Unsupported queue storage type", [] { openQueues(); });
+  expectError(91, u"Initialize", "\"oracle\"; set it to \"db\" or \"msmq\"", [] { openQueue("Q"); });
+  expectError(100, u"CorvaneQueue.DbUtility", "Unsupported queue storage type",
+              [] { create<Queues>()->Count(); });
   home.writeSettings("[Configuration.Global]\nQueueStoreType = \"db\n");
-  expectError(E_FAIL, u"Initialize", "settings.toml\" does not parse: line 2", [] { openQueue(u"Q"); });
-  expectError(E_FAIL, nullptr, "line 2",
-              [] { call<&_Utility::put_QueueStoreType>(create<_Utility>(u"CorvaneQueue.Utility"), u"db"); });
+  expectError(E_FAIL, u"Initialize", "settings.toml\" does not parse: line 2", [] { openQueue("Q"); });
+  expectError(E_FAIL, nullptr, "line 2", [] { create<Utility>()->QueueStoreType("db"); });
   EXPECT_EQ(home.read("settings.toml"), "[Configuration.Global]\nQueueStoreType = \"db\n");
   expectError(CO_E_CLASSSTRING, nullptr, "CorvaneQueue.Nothing",
-              [] { create<_Queue>(u"CorvaneQueue.Nothing"); });
+              [] { CorvaneQueue::create<_Queue>(u"CorvaneQueue.Nothing"); });
 }
 
 TEST(Errors, ReachTheTraceOfAClientToo) {
   const Installation home;
-  const auto queue = openQueue(u"Orders");
-  call<&_Queue::putref_ProcessTrace>(queue, create<_ProcessTrace>(u"CorvaneSYS.ProcessTrace"));
-  EXPECT_EQ(errorNumber([&] { call<&_Queue::raw_AcknowledgeDocument>(queue, u"7"); }), 5);
+  const auto queue = openQueue("Orders");
+  queue->ProcessTrace(CorvaneQueue::create<_ProcessTrace>(u"CorvaneSYS.ProcessTrace"));
+  EXPECT_EQ(errorNumber([&] { queue->AcknowledgeDocument("7"); }), 5);
   const std::string log = home.read("log/corvane.log");
   for (const char* part :
        {"CorvaneQueue.DbQueue \"AcknowledgeDocument\" error 5",
         "CorvaneQueue.DbQueue \"IQueue_AcknowledgeDocument\"",
         "CorvaneQueue.Queue \"AcknowledgeDocument\" error 5 \"IQueue_AcknowledgeDocument\""})
     EXPECT_NE(log.find(part), std::string::npos) << part;
-}
-
-TEST(Errors, OfListsLeaveTheListAsItIs) {
-  const Installation home;
-  send(openQueue(u"Orders"), u"x");
-  const auto queues = openQueues();
-  EXPECT_EQ(errorNumber([&] { call<&_Queues::get_Item>(queues, Variant(u"None")); }), 5);
-  EXPECT_EQ(errorNumber([&] { call<&_Queues::get_Item>(queues, Variant(std::int32_t{2})); }), 9);
-  EXPECT_EQ(errorNumber([&] { call<&_Queues::raw_Remove>(queues, Variant(u"None")); }), 5);
-  EXPECT_EQ(call<&_Queues::get_Count>(queues), 1);
 }
 
 }  // namespace

@@ -114,6 +114,8 @@ TEST_P(QueueBehaviour, QueuesAreListedTestedAddedAndForgotten) {
   EXPECT_EQ(queues->Count(), 1);
   expectError(ErrorNumber::KeyAlreadyPresent, nullptr, "ÄPFEL", [&] { queues->Add("ÄPFEL"); });
   expectError(ErrorNumber::InvalidArgument, nullptr, "None", [&] { queues->Item(u"None"); });
+  expectError(ErrorNumber::InvalidArgument, nullptr, "None", [&] { queues->Remove(u"None"); });
+  expectError(ErrorNumber::BadIndex, nullptr, "2", [&] { queues->Item(2); });
   EXPECT_EQ(queues->Count(), 1);
   queues->Add("Elsewhere")->SendDocument("z");
   EXPECT_THAT(waiting("Elsewhere"), ElementsAre("y", "z"));
