@@ -137,7 +137,10 @@ QueueService::QueueService(std::filesystem::path installation)
 }
 
 QueueStore& QueueService::store() {
-  if (!store_ || !store_->isUsable()) store_.emplace(storage_);
+  if (!store_ || !store_->isUsable()) {
+    mustBeThere();  // another directory would need other locks too
+    store_.emplace(storage_);
+  }
   return *store_;
 }
 
@@ -154,7 +157,6 @@ void QueueService::mustBeThere() const {
 }
 
 void QueueService::write(const std::function<void()>& work, const std::function<void()>& onceStored) {
-  mustBeThere();
   try {
     store().write(work);
   } catch (const SyncFailed&) {
@@ -186,10 +188,11 @@ void QueueService::writeFreeing(const std::function<void()>& work, const std::fu
 }
 
 void QueueService::writeStoring(const std::function<void()>& work, const std::function<void()>& onceStored) {
-  mustBeThere();  // else that would look like a full disk
-  if (!makeReserve(storage_ / reserveName))
+  if (!makeReserve(storage_ / reserveName)) {
+    mustBeThere();
     throw DiskFull(E_FAIL, queuingSource,
                    u"Sending failed: the disk is full; nothing was stored. Free some space and try again.");
+  }
   try {
     return write(work, onceStored);
   } catch (const DiskFull&) {  // perhaps there is room in the store, and only the log cannot grow
