@@ -72,6 +72,35 @@ TEST(Settings, ThatDoNotParseAreNamedAndNeverDestroyed) {
   EXPECT_EQ(home.read("settings.toml"), broken);
 }
 
+TEST(Settings, ThatAreNestedWithoutEndAreRefusedBeforeTheyAreParsed) {
+  const Installation home("");
+  TomlFile file;
+  const auto path = home.file("settings.toml");
+  const auto repeated = [](const std::string& part, int times) {
+    std::string text;
+    for (int i = 0; i < times; ++i) text += part;
+    return text;
+  };
+  constexpr int many = 60000;
+  for (const std::string& deep :
+       {"[a" + repeated(".a", many) + "]", "[[a" + repeated(" . a", many) + "]]",
+        "a" + repeated(".a", many) + " = 1", "a = {" + repeated("a = {", many),
+        "a = { b = '''t'''', c" + repeated(".c", many) + " = 1 }", "a = " + repeated("[\n", many),
+        repeated("a = [{ a" + repeated(".a", 200) + " = [\n", 250)}) {
+    home.writeSettings("# first\nx = \"\"\"a\nb\"\"\"\n" + deep + "\n");
+    const std::string line = deep.find('\n') == std::string::npos ? "line 4: " : "line ";
+    expectError(E_FAIL, nullptr, "settings.toml\" does not parse: " + line, [&] { file.read(path, {u"a"}); });
+    expectError(E_FAIL, nullptr, "nested more than 256 deep", [&] { file.write(path, {u"b"}, true); });
+  }
+  const std::string dots = repeated(".", 300);  // in a name, a comment or a text they nest nothing
+  home.writeSettings("# " + dots + "\n[A.\"" + dots + "\\\"\".b]\nk = '''" + dots + "\n" + dots + "'''\n" +
+                     repeated("# [.\n", 300));
+  EXPECT_EQ(settingText(file, home, {u"A", String(fromUtf8(dots + "\"")), u"b", u"k"}),
+            "8 " + dots + "\n" + dots);
+  home.writeSettings("[A]\n" + repeated("# filler\n", (16 << 20) / 9 + 1));
+  expectError(E_FAIL, nullptr, "larger than 16 MiB", [&] { file.read(path, {u"A", u"k"}); });
+}
+
 TEST(Settings, ThatCannotBePlacedAreRefused) {
   const std::string odd = "Configuration = 3\n";
   const Installation home(odd);

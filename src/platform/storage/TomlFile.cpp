@@ -2,6 +2,7 @@
 
 #include "Files.h"
 #include "Text.h"
+#include "TomlNesting.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -15,6 +16,9 @@
 namespace CorvaneQueue::platform_layer {
 
 namespace {
+
+constexpr std::size_t largestFile = std::size_t{16} << 20;  // bytes
+constexpr std::size_t deepestNesting = 256;
 
 using Values = std::unordered_map<std::u16string, Variant>;  // by folded address
 
@@ -34,11 +38,20 @@ std::string contentOf(const FileDescriptor& opened, const std::filesystem::path&
   for (ssize_t size = 0; (size = ::read(opened.get(), part, sizeof part)) != 0;) {
     if (size < 0) throwSystemError(u"Reading", file);
     content.append(part, static_cast<std::size_t>(size));
+    if (content.size() > largestFile)
+      throw Error(E_FAIL, {},
+                  u"The settings file \"" + shownPath(file) + u"\" is larger than " +
+                      decimal(largestFile >> 20) + u" MiB. Correct it; nothing was changed.");
   }
   return content;
 }
 
 toml::table parsed(std::string_view content, const std::filesystem::path& file) {
+  if (const auto line = lineNestedDeeper(content, deepestNesting))
+    throw Error(E_FAIL, {},
+                u"The settings file \"" + shownPath(file) + u"\" does not parse: line " + decimal(*line) +
+                    u": tables and lists are nested more than " + decimal(deepestNesting) +
+                    u" deep. Correct it; nothing was changed.");
   try {
     return toml::parse(content, file.string());
   } catch (const toml::parse_error& error) {

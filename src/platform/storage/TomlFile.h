@@ -38,7 +38,8 @@ class TomlFile {
     std::unordered_map<std::u16string, Variant> values_;
   };
   // The same object as long as the file does not change. Throws an Error that names file and line when the
-  // file does not parse. A file that is not there is empty.
+  // file does not parse or nests tables more than 256 deep, and one that names the file when it is larger
+  // than 16 MiB. A file that is not there is empty.
   std::shared_ptr<const Content> content(const std::string& file);
   std::unique_ptr<Variant> read(const std::string& file, const Address& address) {
     return content(file)->at(address);
