@@ -37,7 +37,11 @@ TEST_F(UtilityTest, ReadsAndWritesSettingsThroughANewObjectEachTime) {
   EXPECT_THAT(recorder.take("write"), ElementsAre("write QueueStoreType \"db\""));
   expectError(100, u"DbUtility", "Unsupported queue storage type",
               [&] { utility->QueueStoreType_Let(String(u"oracle")); });
+  expectError(100, u"DbUtility", "Unsupported queue storage type",
+              [&] { utility->QueueStoreType_Let(String(u"m\u017Fmq")); });  // lower case already, and no s
   EXPECT_TRUE(recorder.take("write").empty());
+  recorder.settings["QueueStoreType"] = u"\u00C4RGER \u03A3\u03C2 \U00010400";
+  EXPECT_EQ(utility->QueueStoreType(), u"\u00E4rger \u03C3\u03C2 \U00010428");
   recorder.settings["UsesPublicQueues"] = u"maybe";
   expectError(13, u"UsesPublicQueues", "", [&] { utility->UsesPublicQueues(); });
 }

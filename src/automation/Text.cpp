@@ -42,6 +42,32 @@ char32_t foldOne(char32_t c) noexcept {
   return static_cast<char32_t>(static_cast<std::int32_t>(c) + range->delta);
 }
 
+// Characters that fold although they are lower case: variants of other letters (the long s, the final
+// sigma), and Cherokee, which folds to its capitals.
+constexpr char32_t foldedLowerCase[][2] = {
+    {0xB5, 0xB5},     {0x17F, 0x17F},   {0x345, 0x345},  {0x3C2, 0x3C2},   {0x3D0, 0x3D1},
+    {0x3D5, 0x3D6},   {0x3F0, 0x3F1},   {0x3F5, 0x3F5},  {0x13F8, 0x13FD}, {0x1C80, 0x1C88},
+    {0x1E9B, 0x1E9B}, {0x1FBE, 0x1FBE}, {0xAB70, 0xABBF}};
+
+char32_t lowerOne(char32_t c) noexcept {
+  const auto holds = [c](const char32_t(&range)[2]) { return c >= range[0] && c <= range[1]; };
+  return std::ranges::any_of(foldedLowerCase, holds) ? c : foldOne(c);
+}
+
+template <class Change>
+void appendChanged(std::u16string& changed, std::u16string_view text, Change change) {
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    char32_t c = text[i];
+    if (isHigh(c) && i + 1 < text.size() && isLow(text[i + 1])) c = combine(c, text[++i]);
+    c = change(c);
+    if (c >= 0x10000) {
+      changed += static_cast<char16_t>(0xD800 + ((c - 0x10000) >> 10));
+      c = 0xDC00 + ((c - 0x10000) & 0x3FF);
+    }
+    changed += static_cast<char16_t>(c);
+  }
+}
+
 }  // namespace
 
 std::size_t encodeUtf8(std::u16string_view text, char* target, Surrogates surrogates) noexcept {
@@ -148,24 +174,19 @@ std::u16string decimal(std::int64_t number) {
   return {digits.begin(), digits.end()};
 }
 
-void appendFolded(std::u16string& folded, std::u16string_view text) {
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    char32_t c = text[i];
-    if (isHigh(c) && i + 1 < text.size() && isLow(text[i + 1])) c = combine(c, text[++i]);
-    c = foldOne(c);
-    if (c >= 0x10000) {
-      folded += static_cast<char16_t>(0xD800 + ((c - 0x10000) >> 10));
-      c = 0xDC00 + ((c - 0x10000) & 0x3FF);
-    }
-    folded += static_cast<char16_t>(c);
-  }
-}
+void appendFolded(std::u16string& folded, std::u16string_view text) { appendChanged(folded, text, foldOne); }
 
 std::u16string foldCase(std::u16string_view text) {
   std::u16string folded;
   folded.reserve(text.size());
   appendFolded(folded, text);
   return folded;
+}
+
+std::u16string lowerCase(std::u16string_view text) {
+  std::u16string lowered;
+  appendChanged(lowered, text, lowerOne);
+  return lowered;
 }
 
 }  // namespace CorvaneQueue

@@ -36,6 +36,8 @@ inline std::u16string decimal(std::int32_t number) { return decimal(static_cast<
 
 // Simple case folding of all of Unicode: texts that differ only in letter case fold to the same.
 std::u16string foldCase(std::u16string_view text);
+// Simple lower case of all of Unicode: unlike folding it leaves alone what is lower case already.
+std::u16string lowerCase(std::u16string_view text);
 void appendFolded(std::u16string& folded, std::u16string_view text);
 
 }  // namespace CorvaneQueue

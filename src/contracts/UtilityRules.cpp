@@ -22,14 +22,13 @@ std::unique_ptr<ConfigurationSettings> globalSettings() {
   return settings;
 }
 
-std::u16string withAsciiCase(std::u16string_view text, char16_t first, std::int32_t shift) {
+// The capitals of ASCII: all that the separators are made of.
+std::u16string upperCased(std::u16string_view text) {
   std::u16string changed(text);
   for (char16_t& c : changed)
-    if (c >= first && c <= first + 25) c = static_cast<char16_t>(c + shift);
+    if (c >= u'a' && c <= u'z') c = static_cast<char16_t>(c - u'a' + u'A');
   return changed;
 }
-std::u16string lowerCased(std::u16string_view text) { return withAsciiCase(text, u'A', 32); }
-std::u16string upperCased(std::u16string_view text) { return withAsciiCase(text, u'a', -32); }
 
 // Creates the queue that the information names: transactional, world-readable.
 void createNamed(const Ref<IMSMQQueueInfo>& information) {
@@ -74,14 +73,14 @@ void UtilityRules::UsesPublicQueues_Let(bool value) {
 }
 
 String UtilityRules::QueueStoreType() {
-  return String(lowerCased(toString(globalSettings()->Read(u"QueueStoreType", u"msmq").get())));
+  return String(lowerCase(toString(globalSettings()->Read(u"QueueStoreType", u"msmq").get())));
 }
 
 void UtilityRules::QueueStoreType_Let(StringRef value) { storeQueueStoreType(value, u"DbUtility"); }
 
 void UtilityRules::storeQueueStoreType(StringRef value, std::u16string_view errorSource) {
   const auto settings = globalSettings();
-  const std::u16string type = lowerCased(value);
+  const std::u16string type = lowerCase(value);
   if (type != u"db" && type != u"msmq") throw Error(100, errorSource, u"Unsupported queue storage type");
   settings->Write(u"QueueStoreType", String(type));
 }
