@@ -2,6 +2,8 @@
 #include "Expect.h"
 #include "Stores.h"
 
+#include <CorvaneQueue/server.h>
+
 namespace {
 
 using namespace stores;
@@ -69,6 +71,30 @@ TEST(Errors, OfForeignObjectsAndNullsAreTypeMismatchAndObjectNotSet) {
   EXPECT_EQ(Error::fromResult(queue->get_Name(nullptr)).number(), 91);
   EXPECT_EQ(Error::fromResult(listed("Orders")->Messages().object()->raw_Remove(nullptr)).number(), 91);
   EXPECT_EQ(waiting("Orders").size(), 1u);
+}
+
+TEST(Errors, OfMissingInterfacesArePlainAndCarryNoOldText) {
+  const Installation home;
+  CLSID queue{};
+  ASSERT_EQ(CLSIDFromProgID(u"CorvaneQueue.Queue", &queue), S_OK);
+  void* object = nullptr;
+  ASSERT_EQ(DllGetClassObject(queue, IID_IClassFactory, &object), S_OK);
+  const auto factory = Ref<IClassFactory>::adopt(static_cast<IClassFactory*>(object));
+  const auto expectPlain = [&](HRESULT expected, auto&& create) {
+    CLSID none{};
+    CLSIDFromProgID(u"CorvaneQueue.Nothing", &none);  // leaves a text of its own
+    EXPECT_EQ(create(), expected);
+    IErrorInfo* information = nullptr;
+    EXPECT_EQ(GetErrorInfo(0, &information), S_FALSE);
+  };
+  expectPlain(E_NOINTERFACE, [&] { return DllGetClassObject(queue, IID_IEnumVARIANT, &object); });
+  expectPlain(E_NOINTERFACE, [&] { return factory->CreateInstance(nullptr, IID_IEnumVARIANT, &object); });
+  expectPlain(E_NOINTERFACE, [&] { return CoCreateInstance(queue, nullptr, 1, IID_IEnumVARIANT, &object); });
+  expectPlain(CLASS_E_NOAGGREGATION,
+              [&] { return factory->CreateInstance(factory.get(), IID_IUnknown, &object); });
+  expectPlain(CLASS_E_CLASSNOTAVAILABLE,
+              [&] { return DllGetClassObject(IID_NULL, IID_IClassFactory, &object); });
+  EXPECT_EQ(errorNumber([] { CorvaneQueue::create<IEnumVARIANT>(u"CorvaneQueue.Queue"); }), 13);
 }
 
 TEST(Errors, OfSettingsNameTheSettingOrTheLine) {

@@ -45,6 +45,8 @@ TEST(Events, ReachASnapshotOfTheSinksByReference) {
   EXPECT_EQ(secondCalls, 1);
   SysFreeString(text);
   EXPECT_EQ(point->Unadvise(second), CONNECT_E_NOCONNECTION);
+  EXPECT_EQ(point->Advise(static_cast<IConnectionPoint*>(point.get()), &second), CONNECT_E_CANNOTCONNECT);
+  EXPECT_EQ(point->Advise(nullptr, &second), E_POINTER);
 }
 
 TEST(Apartments, DeliverOnlyInsidePumpAndOnlyWhatIsArmed) {

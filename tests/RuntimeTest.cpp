@@ -1,4 +1,5 @@
 // Objects, late binding, errors and collections, over a small interface of the test's own.
+#include "ConnectionPoint.h"
 #include "Expect.h"
 #include "KeyedCollection.h"
 #include "LateBound.h"
@@ -13,6 +14,7 @@ struct ISample : IDispatch {
   virtual HRESULT STDMETHODCALLTYPE raw_Add(LONG a, LONG b, LONG* result) noexcept = 0;
   virtual HRESULT STDMETHODCALLTYPE raw_Exchange(BSTR* text, VARIANT* any) noexcept = 0;
   virtual HRESULT STDMETHODCALLTYPE putref_Other(ISample* value) noexcept = 0;
+  virtual HRESULT STDMETHODCALLTYPE raw_Swap(ISample** other) noexcept = 0;
 };
 template <>
 struct InterfaceTraits<ISample> {
@@ -20,12 +22,20 @@ struct InterfaceTraits<ISample> {
   static constexpr const char16_t* name = u"ISample";
   static const std::span<const Member> members;
 };
+// What cannot be written back.
+template <>
+struct detail::Incoming<ISample**> {
+  HRESULT accept(VARIANT*) noexcept { return S_OK; }
+  ISample** value() noexcept { return nullptr; }
+  HRESULT finish() noexcept { return E_OUTOFMEMORY; }
+};
 constexpr std::array sampleMembers{
     get<&ISample::get_Text>(0, u"Text"),
     let<&ISample::put_Text>(0, u"Text"),
     function<&ISample::raw_Add>(7, u"Add", "", {u"a", u"b"}).optional(1),
     method<&ISample::raw_Exchange>(8, u"Exchange", "", {u"text", u"any"}),
     set<&ISample::putref_Other>(9, u"Other"),
+    method<&ISample::raw_Swap>(10, u"Swap", "", {u"other"}),
 };
 const std::span<const Member> InterfaceTraits<ISample>::members = sampleMembers;
 
@@ -55,6 +65,10 @@ class Sample final : public Object<Sample, DispatchForm<ISample>> {
   }
   HRESULT STDMETHODCALLTYPE putref_Other(ISample* value) noexcept final {
     return answer([&] { other = Ref<ISample>(value); });
+  }
+  HRESULT STDMETHODCALLTYPE raw_Swap(ISample**) noexcept final {
+    put_Text(StringRef(String(u"bad")).bstr());  // succeeds all the same, and leaves a text behind
+    return S_OK;
   }
   String text;
   Ref<ISample> other;
@@ -142,6 +156,10 @@ TEST(LateBinding, AnswersMistakesWithThePlatformsCodes) {
   EXPECT_EQ(failing.status, DISP_E_EXCEPTION);
   EXPECT_EQ(failing.exception.scode, Error::toResult(4711));
   EXPECT_EQ(StringRef(failing.exception.bstrDescription).view(), u"That is bad.");
+  std::vector<Variant> any(1);
+  LateCall unwritten(sample.get(), 10, DISPATCH_METHOD, any);
+  EXPECT_EQ(unwritten.exception.scode, Error::toResult(ErrorNumber::OutOfMemory));
+  EXPECT_EQ(StringRef(unwritten.exception.bstrDescription).view(), u"Out of memory.");
 }
 
 TEST(Errors, TravelAsNumberSourceAndDescription) {
@@ -159,6 +177,12 @@ TEST(Errors, TravelAsNumberSourceAndDescription) {
   expectError(91, nullptr, "Object not set",
               [] { call<&ISample::get_Text>(static_cast<ISample*>(nullptr)); });
   EXPECT_EQ(Error::fromResult(sample->get_Text(nullptr)).number(), 91);
+  // A connection point reports no errors: what lies there is about something else.
+  call<&ISample::raw_Swap>(sample.get(), static_cast<ISample**>(nullptr));
+  expectError(E_NOTIMPL, u"", "without a description", [&] {
+    call<&IConnectionPoint::EnumConnections>(Ref<IConnectionPoint>(make<ConnectionPoint>(IID_NULL, nullptr)),
+                                             static_cast<void**>(nullptr));
+  });
 }
 
 TEST(Objects, AnswerForTheirInterfacesWithOneIdentity) {

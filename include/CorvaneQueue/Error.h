@@ -42,6 +42,10 @@ class Error : public std::exception {
   CORVANE_API static Error current();
   // The error behind a failed result, with the calling thread's error information when there is any.
   CORVANE_API static Error fromResult(HRESULT result);
+  // The same behind a failed member of an interface of `callee`. Error information is taken only when the
+  // object says through ISupportErrorInfo that it reports errors of that interface: else what lies there is
+  // about something else, and is let go.
+  CORVANE_API static Error fromResult(HRESULT result, IUnknown* callee, REFIID iid);
   // The error of a failed result of a function that gives no error information.
   CORVANE_API static Error ofResult(HRESULT result);
   // The result that carries the number: 1 to 65535 as 0x800A0000 + n, any other as itself.

@@ -92,7 +92,7 @@ class Subscription {
     IConnectionPoint* point = nullptr;
     throwIfFailedPlain(query<IConnectionPointContainer>(source)->FindConnectionPoint(kind.source, &point));
     point_ = Ref<IConnectionPoint>::adopt(point);
-    throwIfFailed(point_->Advise(sink_.get(), &cookie_));
+    throwIfFailedPlain(point_->Advise(sink_.get(), &cookie_));
   }
   Subscription(Subscription&&) noexcept = default;
   Subscription& operator=(Subscription&& other) noexcept {

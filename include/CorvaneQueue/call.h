@@ -130,6 +130,12 @@ struct Returned<I*> {
   }
 };
 
+template <auto Member, class Interface, class... A>
+void callAndThrow(Interface* object, A... arguments) {
+  const HRESULT result = (object->*Member)(arguments...);
+  if (FAILED(result)) throw Error::fromResult(result, object, iidOf<Interface>);
+}
+
 template <auto Member, class Interface, std::size_t... I, class... A>
 auto callMember(Interface* object, std::index_sequence<I...>, A&&... arguments) {
   using Signature = MemberSignature<decltype(Member)>;
@@ -137,14 +143,14 @@ auto callMember(Interface* object, std::index_sequence<I...>, A&&... arguments) 
   if (object == nullptr)
     throw Error(ErrorNumber::ObjectNotSet, {}, u"Object not set: there is no object to call.");
   if constexpr (Signature::count == sizeof...(A)) {
-    throwIfFailed((object->*Member)(
-        Passed<std::tuple_element_t<I, Parameters>, A&&>(std::forward<A>(arguments)).value...));
+    callAndThrow<Member>(
+        object, Passed<std::tuple_element_t<I, Parameters>, A&&>(std::forward<A>(arguments)).value...);
   } else {
     using Result = std::remove_pointer_t<std::tuple_element_t<sizeof...(A), Parameters>>;
     Returned<Result> result;
-    throwIfFailed((object->*Member)(
-        Passed<std::tuple_element_t<I, Parameters>, A&&>(std::forward<A>(arguments)).value...,
-        result.address()));
+    callAndThrow<Member>(
+        object, Passed<std::tuple_element_t<I, Parameters>, A&&>(std::forward<A>(arguments)).value...,
+        result.address());
     return result.take();
   }
 }

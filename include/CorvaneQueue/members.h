@@ -274,16 +274,23 @@ HRESULT invokeMember(void* object, VARIANT* const* arguments, VARIANT* result, U
   (void)((*position = I, status = std::get<I>(incoming).accept(arguments[I]), SUCCEEDED(status)) && ...);
   if (FAILED(status)) return status;
   *position = sizeof...(I);
+  const auto writeBack = [&] {
+    HRESULT written = S_OK;
+    (void)((written = std::get<I>(incoming).finish(), SUCCEEDED(written)) && ...);
+    if (FAILED(status)) return;
+    status = written;
+    if (FAILED(written)) SetErrorInfo(0, nullptr);  // the member reported nothing
+  };
   if constexpr (hasResult) {
     Returned<std::remove_pointer_t<std::tuple_element_t<sizeof...(I), Parameters>>> returned;
     status = (self->*Pointer)(std::get<I>(incoming).value()..., returned.address());
+    writeBack();
     if (SUCCEEDED(status) && result != nullptr) giveResult(result, returned);
   } else {
     status = (self->*Pointer)(std::get<I>(incoming).value()...);
+    writeBack();
   }
-  HRESULT written = S_OK;
-  (void)((written = std::get<I>(incoming).finish(), SUCCEEDED(written)) && ...);
-  return FAILED(status) ? status : written;
+  return status;
 }
 
 template <auto Pointer, bool hasResult>

@@ -17,10 +17,13 @@ class ClassObject final : public Object<ClassObject, IClassFactory> {
  public:
   explicit ClassObject(const CreatableClass& created) : created_(created) {}
   HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID iid, void** object) noexcept final {
+    SetErrorInfo(0, nullptr);  // a failure leaves its own error information or none
     if (object == nullptr) return E_POINTER;
     *object = nullptr;
     if (outer != nullptr) return CLASS_E_NOAGGREGATION;
-    return answer([&] { throwIfFailed(created_.create()->QueryInterface(iid, object)); });
+    HRESULT found = S_OK;
+    const HRESULT created = answer([&] { found = created_.create()->QueryInterface(iid, object); });
+    return FAILED(created) ? created : found;
   }
   HRESULT STDMETHODCALLTYPE LockServer(BOOL lock) noexcept final {
     liveObjects() += lock != FALSE ? 1 : -1;

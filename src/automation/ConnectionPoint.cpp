@@ -13,10 +13,12 @@ HRESULT ConnectionPoint::GetConnectionPointContainer(IConnectionPointContainer**
 }
 
 HRESULT ConnectionPoint::Advise(IUnknown* sink, DWORD* cookie) noexcept {
-  if (cookie == nullptr) return E_POINTER;
+  if (cookie == nullptr || sink == nullptr) return E_POINTER;
   *cookie = 0;
+  const auto callable = tryQuery<IDispatch>(sink);
+  if (!callable) return CONNECT_E_CANNOTCONNECT;
   return answer([&] {
-    connections_.push_back({lastCookie_ + 1, query<IDispatch>(sink)});
+    connections_.push_back({lastCookie_ + 1, callable});
     *cookie = ++lastCookie_;
   });
 }

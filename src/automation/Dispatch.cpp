@@ -127,6 +127,7 @@ HRESULT lateBoundCall(std::span<const Member> members, void* object, DISPID id, 
     HRESULT status = arrange(*member, *parameters, arguments, argumentInError);
     if (FAILED(status)) return status;
     UINT position = 0;
+    SetErrorInfo(0, nullptr);  // what lies there afterwards is about this call
     status = member->invoke(object, arguments.data(), result, &position);
     if (SUCCEEDED(status)) return status;
     if (position == member->parameterCount) return asException(status, exception);

@@ -130,6 +130,12 @@ Error errorFor(HRESULT result, String source, String description) {
 
 Error Error::ofResult(HRESULT result) { return errorFor(result, {}, {}); }
 
+Error Error::fromResult(HRESULT result, IUnknown* callee, REFIID iid) {
+  const auto reporting = tryQuery<ISupportErrorInfo>(callee);
+  if (!reporting || reporting->InterfaceSupportsErrorInfo(iid) != S_OK) SetErrorInfo(0, nullptr);
+  return fromResult(result);
+}
+
 Error Error::fromResult(HRESULT result) {
   String source;
   String description;

@@ -26,7 +26,7 @@ Variant lateBoundInvoke(IDispatch* object, const char16_t* name, std::span<const
     SysFreeString(exception.bstrHelpFile);
     throw Error(Error::ofResult(exception.scode).number(), source, description);
   }
-  throwIfFailed(result);
+  throwIfFailedPlain(result);
   return value;
 }
 

@@ -20,6 +20,13 @@ requires requires { typename Base::Presented; }
 struct PresentedBy<Base> {
   using type = typename Base::Presented;
 };
+
+// Whether failures of an interface's members always leave error information. Those of the runtime's own
+// interfaces answer with plain results, but for the creation of objects.
+template <class Interface>
+inline constexpr bool reportsErrors = (std::is_base_of_v<IDispatch, Interface> &&
+                                       !std::is_same_v<IDispatch, Interface>) ||
+                                      std::is_same_v<IClassFactory, Interface>;
 }  // namespace detail
 
 // Counts references and answers for the interfaces that its bases present: a form presents its
@@ -50,7 +57,7 @@ class Object : public First, public Rest..., public ISupportErrorInfo {
     return left;
   }
   HRESULT STDMETHODCALLTYPE InterfaceSupportsErrorInfo(REFIID iid) noexcept final {
-    return find(iid) != nullptr ? S_OK : S_FALSE;
+    return reports<First>(iid) || (reports<Rest>(iid) || ...) ? S_OK : S_FALSE;
   }
 
   // The error policy of the interface forms: pass through, unless a class has its own.
@@ -69,6 +76,11 @@ class Object : public First, public Rest..., public ISupportErrorInfo {
  private:
   static constexpr ULONG beingDestroyed = 0x40000000;
 
+  template <class Base>
+  static bool reports(REFIID iid) noexcept {
+    using Interface = typename detail::PresentedBy<Base>::type;
+    return detail::reportsErrors<Interface> && iid == iidOf<Interface>;
+  }
   template <class Base>
   void offer(REFIID iid, void*& found) noexcept {
     using Interface = typename detail::PresentedBy<Base>::type;

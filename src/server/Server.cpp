@@ -63,15 +63,18 @@ using namespace CorvaneQueue;
 extern "C" {
 
 HRESULT DllGetClassObject(REFCLSID identity, REFIID iid, void** object) noexcept {
+  SetErrorInfo(0, nullptr);  // a failure leaves its own error information or none
   if (object == nullptr) return E_POINTER;
   *object = nullptr;
   const auto* found = std::ranges::find(ourClasses, identity, &CreatableClass::identity);
   if (found == std::end(ourClasses)) return CLASS_E_CLASSNOTAVAILABLE;
-  return answer([&] {
+  HRESULT answered = S_OK;
+  const HRESULT made = answer([&] {
     const Entered entered;
     openDoor();
-    throwIfFailed(make<ClassObject>(*found)->QueryInterface(iid, object));
+    answered = make<ClassObject>(*found)->QueryInterface(iid, object);
   });
+  return FAILED(made) ? made : answered;
 }
 
 HRESULT DllCanUnloadNow() noexcept {
@@ -95,7 +98,6 @@ HRESULT CLSIDFromProgID(LPCOLESTR name, CLSID* identity) noexcept {
 HRESULT CoCreateInstance(REFCLSID identity, IUnknown* outer, DWORD, REFIID iid, void** object) noexcept {
   if (object == nullptr) return E_POINTER;
   *object = nullptr;
-  SetErrorInfo(0, nullptr);
   void* factory = nullptr;
   const HRESULT result = DllGetClassObject(identity, IID_IClassFactory, &factory);
   if (FAILED(result)) return result;
