@@ -38,6 +38,7 @@ TEST_P(QueueBehaviour, DocumentsTravelInOrderFromAnyProcessIntoTheJournal) {
   EXPECT_FALSE(queue->IsEmpty());
   EXPECT_EQ(waiting("Orders").size(), 3u);
   const auto first = listed("Orders")->Messages();
+  EXPECT_TRUE(first->begin() == first->end() && first->Count() == 0);  // nothing is read before Refresh
   first->Refresh();
   EXPECT_EQ(first->Item(1)->Label(), u"Msg Type: <ORDER> Object: <Invoice> ");
   EXPECT_GT(first->Item(1)->SentTime().value, 46000);

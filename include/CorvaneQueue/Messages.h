@@ -1,4 +1,5 @@
-// The messages of one queue or journal: a snapshot that Refresh takes.
+// The messages of one queue or journal: a snapshot that Refresh takes, and empty before. Nothing else reads
+// the store: no other member, no loop.
 
 #pragma once
 
@@ -10,7 +11,7 @@ struct _Messages : IDispatch {
   // By position from 1 (error 9 when out of range) or by identifier (error 5 when unknown).
   virtual HRESULT STDMETHODCALLTYPE get_Item(VARIANT* vntIndexKey, _Message** result) noexcept = 0;
   virtual HRESULT STDMETHODCALLTYPE get_Count(LONG* result) noexcept = 0;
-  // Reads the list from the store anew. A new list is empty until then.
+  // Reads the list from the store anew.
   virtual HRESULT STDMETHODCALLTYPE raw_Refresh() noexcept = 0;
   // Takes a message out of this list only; the store keeps it.
   virtual HRESULT STDMETHODCALLTYPE raw_Remove(VARIANT* vntIndexKey) noexcept = 0;

@@ -103,7 +103,7 @@ class ElementIterator {
   ElementIterator& operator++() {
     Variant next;
     const HRESULT result = enumerator_->Next(1, next.address(), nullptr);
-    throwIfFailed(result);
+    throwIfFailedPlain(result);
     if (result == S_OK)
       element_ = Element(query<typename Element::Interface>(next.get().punkVal));
     else
@@ -134,7 +134,8 @@ class Message : public Handle<Message, _Message> {
   std::int32_t TimeToAcknowledge() const { return invoke<&_Message::get_TimeToAcknowledge>(); }
 };
 
-// A loop over it sees the messages of that moment, whatever becomes of the list meanwhile.
+// Empty until Refresh reads it from the store. A loop over it sees the messages of that moment, whatever
+// becomes of the list meanwhile.
 class Messages : public Handle<Messages, _Messages> {
  public:
   using Handle::Handle;
@@ -144,9 +145,7 @@ class Messages : public Handle<Messages, _Messages> {
   void Refresh() const { invoke<&_Messages::raw_Refresh>(); }
   void Remove(std::int32_t position) const { remove(Variant(position)); }
   void Remove(const Text& id) const { remove(Variant(String(StringRef(id)))); }
-  // An empty list is read from the store first: nobody loops over a list that was never filled.
   detail::ElementIterator<Message> begin() const {
-    if (Count() == 0) Refresh();
     return detail::ElementIterator<Message>(invoke<&_Messages::get_NewEnum>());
   }
   std::default_sentinel_t end() const noexcept { return {}; }

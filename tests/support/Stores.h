@@ -34,8 +34,7 @@ inline Queue listed(const Text& name) { return create<Queues>()->Item(name); }
 inline Texts bodies(const Messages& messages) {
   messages->Refresh();
   Texts found;
-  if (messages->Count() > 0)
-    for (const auto& message : messages) found.push_back(toUtf8(message->Body()));
+  for (const auto& message : messages) found.push_back(toUtf8(message->Body()));
   return found;
 }
 inline Texts waiting(const Text& name) { return bodies(listed(name)->Messages()); }
