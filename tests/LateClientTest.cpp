@@ -429,16 +429,55 @@ TEST(LateClient, DrivesEveryMemberByName) {
   EXPECT_GT(driven.size(), 100u);
   mistakes();
 
-  std::ofstream(home.file("registry.toml"), std::ios::app) << "\n[ClassesRoot.Another]\n\"\" = \"kept\"\n";
-  EXPECT_EQ(library->registerServer(), S_OK);
-  EXPECT_EQ(library->unregisterServer(), S_OK);
-  EXPECT_EQ(library->unregisterServer(), S_OK);
-  const std::string registry = home.read("registry.toml");
-  EXPECT_NE(registry.find("[ClassesRoot.Another]\n\"\" = \"kept\"\n"), std::string::npos);
-  EXPECT_NE(registry.find("StorePersistentPath"), std::string::npos);
-  EXPECT_EQ(registry.find("CLSID"), std::string::npos);
-  EXPECT_EQ(registry.find("CorvaneQueue."), std::string::npos);
   library = nullptr;
+}
+
+TEST(LateClient, RegistersAndRemovesItsOwnAlone) {
+  const Installation home("");
+  const std::filesystem::path original = CORVANE_LIBRARY;
+  const std::filesystem::path copy = home.file("libCopy.so");
+  std::filesystem::copy_file(original, copy);
+  const auto with = [](const std::filesystem::path& file, auto&& use) {
+    library = std::make_unique<Library>(file);
+    use();
+    library = nullptr;
+  };
+  const auto registry = [&] { return home.read("registry.toml"); };
+  const auto has = [&](const std::string& part) { return registry().find(part) != std::string::npos; };
+  // Of another server, under a name that this library knows too.
+  std::ofstream(home.file("registry.toml")) << "[ClassesRoot.\"MSMQ.MSMQQueueInfo\"]\n\"\" = \"kept\"\n";
+  const std::string before = registry();
+
+  with(original, [&] {
+    EXPECT_EQ(library->registerServer(), S_OK);
+    EXPECT_FALSE(has("MSMQ.MSMQEvent") || has("CorvaneSYS."));
+    EXPECT_TRUE(has("\"\" = \"__Queue\""));
+    EXPECT_EQ(library->unregisterServer(), S_OK);
+    EXPECT_EQ(library->unregisterServer(), S_OK);
+    EXPECT_EQ(registry(), before);
+    EXPECT_EQ(library->registerServer(), S_OK);
+  });
+  const std::string ofTheOriginal = registry();
+  std::smatch found;
+  ASSERT_TRUE(std::regex_search(ofTheOriginal, found, std::regex(R"(linux64"\]\n"" = "([^"]*)\")")));
+  const std::string types = found[1];
+  std::ifstream stream(types);
+  std::ifstream golden(GOLDEN_FILE);
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(stream), {}),
+            std::string(std::istreambuf_iterator<char>(golden), {}));
+  with(copy, [&] {
+    EXPECT_EQ(library->registerServer(), E_FAIL);  // no type library beside it
+    EXPECT_EQ(library->unregisterServer(), S_OK);
+    EXPECT_EQ(registry(), ofTheOriginal);
+    std::filesystem::copy_file(types, home.file("CorvaneQueue.idl"));
+    EXPECT_EQ(library->registerServer(), S_OK);
+  });
+  const std::string ofTheCopy = registry();
+  EXPECT_EQ(ofTheCopy.find(original.string()), std::string::npos);
+  with(original, [&] { EXPECT_EQ(library->unregisterServer(), S_OK); });
+  EXPECT_EQ(registry(), ofTheCopy);
+  with(copy, [&] { EXPECT_EQ(library->unregisterServer(), S_OK); });
+  EXPECT_EQ(registry(), before);
 }
 
 std::size_t entries(const char* directory) {

@@ -11,10 +11,13 @@ CORVANE_API HRESULT DllGetClassObject(REFCLSID identity, REFIID iid, void** obje
 // it may be unloaded: what it kept is let go then (and made anew if it is used all the same). Else S_FALSE.
 // Ask before unloading.
 CORVANE_API HRESULT DllCanUnloadNow() noexcept;
-// Enters the classes, their names, the interfaces and the type library into the installation's registry
-// (registry.toml), with this library's file as their server. Durable. Registering again brings the
-// entries up to date.
+// Enters the classes Queue, Queues and Utility, their names, the interfaces and the type library into the
+// installation's registry (registry.toml), with this library's file as their server and CorvaneQueue.idl
+// beside it as their type library. Durable. Registering again brings the entries up to date. Fails with
+// E_FAIL, and enters nothing, when the type library is not there.
 CORVANE_API HRESULT DllRegisterServer() noexcept;
-// Removes these entries; what others entered stays. Not being registered is no error.
+// Removes the classes that have this library's file as their server, and the type library and its interfaces
+// when the one beside this file is entered. What others entered stays, another copy of this library
+// included. Not being registered is no error.
 CORVANE_API HRESULT DllUnregisterServer() noexcept;
 }

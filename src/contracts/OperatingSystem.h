@@ -60,6 +60,8 @@ class OperatingSystem {
   // The value of a key in a section, at most 254 characters; empty when there is none.
   virtual String readInitialisationFile(std::u16string_view file, std::u16string_view section,
                                         std::u16string_view key) = 0;
+  // A text under the classes root; nothing when it is not there.
+  virtual std::optional<String> readClassesValue(std::u16string_view key, std::u16string_view name) = 0;
   // All of them or none; durable.
   virtual void setClassesValues(std::span<const ClassesValue> values) = 0;
   // Deletes the values of these keys and names, and keys without values; nothing else. A value that is not

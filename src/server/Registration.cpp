@@ -5,6 +5,8 @@
 #include "PublishedTypes.h"
 
 #include <CorvaneQueue/server.h>
+#include <unistd.h>
+#include <algorithm>
 #include <fstream>
 #include <sstream>
 #include <vector>
@@ -12,6 +14,8 @@
 namespace CorvaneQueue {
 
 namespace {
+
+using Values = std::vector<ClassesValue>;
 
 std::u16string widened(std::string_view ascii) { return {ascii.begin(), ascii.end()}; }
 
@@ -24,7 +28,7 @@ std::u16string braced(const GUID& guid) {
 
 // The file that this code was mapped from; the loader may know it by a name that was relative to another
 // directory.
-std::u16string libraryFile() {
+std::string libraryFile() {
   const auto here = reinterpret_cast<std::uintptr_t>(&DllRegisterServer);
   std::ifstream maps("/proc/self/maps");
   for (std::string line; std::getline(maps, line);) {
@@ -34,47 +38,81 @@ std::u16string libraryFile() {
     char dash = 0;
     words >> std::hex >> begin >> dash >> end;
     const auto path = line.find('/');
-    if (here < begin || here >= end || path == std::string::npos) continue;
-    return std::u16string(fromUtf8(line.substr(path)).view());
+    if (here >= begin && here < end && path != std::string::npos) return line.substr(path);
   }
   throw Error(E_FAIL, u"CorvaneQueue", u"The file of the library could not be found out.");
 }
+// It is installed beside the library.
+std::string typeLibraryFile() {
+  const std::string library = libraryFile();
+  return library.substr(0, library.rfind('/') + 1) + "CorvaneQueue.idl";
+}
+std::u16string shown(const std::string& file) { return std::u16string(fromUtf8(file).view()); }
 
 std::u16string classKey(const CLSID& identity) { return u"CLSID\\" + braced(identity); }
-std::u16string interfaceKey(const IID& identity) { return u"Interface\\" + braced(identity); }
-std::u16string typeLibraryKey() { return u"TypeLib\\" + braced(libraryIdentity); }
+std::u16string serverKey(const CLSID& identity) { return classKey(identity) + u"\\InprocServer32"; }
+std::u16string typeLibraryKey() {
+  return u"TypeLib\\" + braced(libraryIdentity) + u"\\" + widened(libraryVersion);
+}
+std::u16string typeLibraryFileKey() { return typeLibraryKey() + u"\\409\\linux64"; }
 
-std::vector<ClassesValue> registration() {
-  const std::u16string file = libraryFile();
-  const std::u16string library = braced(libraryIdentity);
-  const std::u16string version = widened(libraryVersion);
-  std::vector<ClassesValue> values;
-  const auto enter = [&](std::u16string key, std::u16string text, std::u16string name = {}) {
-    values.push_back({std::move(key), std::move(name), std::move(text)});
+void enterClass(Values& values, const CreatableClass& created) {
+  const std::u16string key = classKey(created.identity);
+  values.push_back({key, {}, created.name});
+  values.push_back({serverKey(created.identity), {}, shown(libraryFile())});
+  values.push_back({serverKey(created.identity), u"ThreadingModel", u"Apartment"});
+  values.push_back({key + u"\\ProgID", {}, created.name});
+  values.push_back({key + u"\\TypeLib", {}, braced(libraryIdentity)});
+  values.push_back({key + u"\\VERSION", {}, widened(libraryVersion)});
+  values.push_back({created.name, {}, created.name});
+  values.push_back({std::u16string(created.name) + u"\\Clsid", {}, braced(created.identity)});
+}
+
+void enterTypes(Values& values) {
+  const auto enterInterface = [&](const IID& iid, const char16_t* name) {
+    const std::u16string key = u"Interface\\" + braced(iid);
+    values.push_back({key, {}, name});
+    values.push_back({key + u"\\TypeLib", {}, braced(libraryIdentity)});
+    values.push_back({key + u"\\TypeLib", u"Version", widened(libraryVersion)});
   };
-  for (const CreatableClass& created : creatableClasses()) {
-    const std::u16string key = classKey(created.identity);
-    enter(key, created.name);
-    enter(key + u"\\InprocServer32", file);
-    enter(key + u"\\InprocServer32", u"Apartment", u"ThreadingModel");
-    enter(key + u"\\ProgID", created.name);
-    enter(created.name, created.name);
-    enter(std::u16string(created.name) + u"\\Clsid", braced(created.identity));
-  }
-  for (const DescribedClass& published : publishedClasses) {
-    if (!published.isCreatable) continue;
-    enter(classKey(published.identity) + u"\\TypeLib", library);
-    enter(classKey(published.identity) + u"\\VERSION", version);
-  }
-  for (const DescribedInterface& published : publishedInterfaces) {
-    const std::u16string key = interfaceKey(published.iid);
-    enter(key, published.name);
-    enter(key + u"\\TypeLib", library);
-    enter(key + u"\\TypeLib", version, u"Version");
-  }
-  enter(typeLibraryKey() + u"\\" + version, widened(libraryHelp));
-  enter(typeLibraryKey() + u"\\" + version + u"\\409\\linux64", file);
-  return values;
+  for (const DescribedInterface& published : publishedInterfaces)
+    enterInterface(published.iid, published.name);
+  enterInterface(iidOf<__Queue>, u"__Queue");
+  values.push_back({typeLibraryKey(), {}, widened(libraryHelp)});
+  values.push_back({typeLibraryFileKey(), {}, shown(typeLibraryFile())});
+}
+
+// The library creates objects of other libraries too; their classes are not its own.
+bool isPublished(const CreatableClass& created) {
+  return std::ranges::find(publishedClasses, created.identity, &DescribedClass::identity) !=
+         std::end(publishedClasses);
+}
+
+void enterAll() {
+  const std::string types = typeLibraryFile();
+  if (::access(types.c_str(), R_OK) != 0)
+    throw Error(E_FAIL, u"CorvaneQueue",
+                u"The type library \"" + shown(types) +
+                    u"\" is not there; it is installed beside the library. Nothing was registered.");
+  Values values;
+  for (const CreatableClass& created : creatableClasses())
+    if (isPublished(created)) enterClass(values, created);
+  enterTypes(values);
+  platform().system->setClassesValues(values);
+}
+
+// What still leads to this copy of the library, whatever version of it entered that.
+void removeOwn() {
+  const auto leadsTo = [](const std::u16string& key, const std::string& file) {
+    const auto entered = platform().system->readClassesValue(key, {});
+    return entered && entered->view() == shown(file);
+  };
+  Values values;
+  for (const CreatableClass& created : creatableClasses())
+    if (leadsTo(serverKey(created.identity), libraryFile())) enterClass(values, created);
+  if (leadsTo(typeLibraryFileKey(), typeLibraryFile()) || leadsTo(typeLibraryFileKey(), libraryFile()))
+    enterTypes(values);
+  platform().system->deleteClassesValues(values);
 }
 
 }  // namespace
@@ -88,14 +126,14 @@ extern "C" {
 HRESULT DllRegisterServer() noexcept {
   return answer([] {
     openDoor();
-    platform().system->setClassesValues(registration());
+    enterAll();
   });
 }
 
 HRESULT DllUnregisterServer() noexcept {
   return answer([] {
     openDoor();
-    platform().system->deleteClassesValues(registration());
+    removeOwn();
   });
 }
 

@@ -95,18 +95,6 @@ std::string classText(const DescribedClass& described) {
   return result + "  };\n";
 }
 
-constexpr const char* platformTypes = R"(
-  typedef [public] long HRESULT;
-  typedef [public] wchar_t* BSTR;
-  typedef [public] short VARIANT_BOOL;
-  typedef [public] double DATE;
-  typedef [public] struct tagVARIANT { hyper content[3]; } VARIANT;
-  [uuid(00000000-0000-0000-c000-000000000046), object, odl]
-  interface IUnknown {};
-  [uuid(00020400-0000-0000-c000-000000000046), object, odl]
-  interface IDispatch : IUnknown {};
-)";
-
 }  // namespace
 
 std::string guidText(const GUID& guid) {
@@ -118,10 +106,10 @@ std::string guidText(const GUID& guid) {
 }
 
 std::string typeDescription() {
-  std::string result = "// The published classes and interfaces of CorvaneQueue.\n[uuid(" +
-                       guidText(libraryIdentity) + "), version(" + libraryVersion +
-                       "), lcid(1033), helpstring(" + quoted(libraryHelp) + ")]\nlibrary CorvaneQueue {";
-  result += platformTypes;
+  std::string result =
+      "// The published classes and interfaces of CorvaneQueue.\nimport \"oaidl.idl\";\n\n[uuid(" +
+      guidText(libraryIdentity) + "), version(" + libraryVersion + "), lcid(1033), helpstring(" +
+      quoted(libraryHelp) + ")]\nlibrary CorvaneQueue {";
   for (const auto& type : foreignInterfaces) result += interfaceText(type);
   for (const auto& type : publishedInterfaces) result += interfaceText(type);
   result += eventInterfaceText();

@@ -258,6 +258,7 @@ class RecordingPlatform final : HostServices, MessageQueuing, DatabaseAccess, Op
     const std::string path = toUtf8(file);
     return recorder.text(path.substr(path.rfind('\\') + 1) + " " + toUtf8(key)).value_or(String());
   }
+  std::optional<String> readClassesValue(std::u16string_view, std::u16string_view) override { return {}; }
   void setClassesValues(std::span<const ClassesValue>) override {}
   void deleteClassesValues(std::span<const ClassesValue>) override {}
   TimeZoneId GetTimeZoneInformation(std::int32_t& bias) override {

@@ -172,6 +172,11 @@ String LinuxSystem::readInitialisationFile(std::u16string_view file, std::u16str
   return {};
 }
 
+std::optional<String> LinuxSystem::readClassesValue(std::u16string_view key, std::u16string_view name) {
+  const auto value = registry_.read({classesRoot, key, name});
+  return value ? std::optional(toString(value->get())) : std::nullopt;
+}
+
 void LinuxSystem::setClassesValues(std::span<const ClassesValue> values) {
   std::vector<TomlFile::Setting> settings;
   for (const auto& [key, name, text] : values)

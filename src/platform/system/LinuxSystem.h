@@ -27,6 +27,7 @@ class LinuxSystem final : public OperatingSystem {
   std::vector<String> listFiles(std::u16string_view pattern) override;
   String readInitialisationFile(std::u16string_view file, std::u16string_view section,
                                 std::u16string_view key) override;
+  std::optional<String> readClassesValue(std::u16string_view key, std::u16string_view name) override;
   void setClassesValues(std::span<const ClassesValue> values) override;
   void deleteClassesValues(std::span<const ClassesValue> values) override;
 
