@@ -15,18 +15,33 @@ namespace {
 
 struct Setting {
   const char* name;
-  String (*read)(const Utility&);
+  const char* values;
+  Field (*read)(const Utility&);
   void (*write)(const Utility&, const String&);
 };
 const Setting knownSettings[] = {
-    {"QueueStoreType", [](const Utility& utility) { return utility->QueueStoreType(); },
+    {"QueueStoreType", "msmq or db",
+     [](const Utility& utility) { return Field(toUtf8(utility->QueueStoreType())); },
      [](const Utility& utility, const String& value) { utility->QueueStoreType(value); }},
-    {"UsesPublicQueues",
-     [](const Utility& utility) { return toString(Variant(utility->UsesPublicQueues()).get()); },
+    {"UsesPublicQueues", "true or false",
+     [](const Utility& utility) { return Field(utility->UsesPublicQueues()); },
      [](const Utility& utility, const String& value) {
        utility->UsesPublicQueues(toBoolean(Variant(value).get()));
      }},
 };
+
+// Puts a value, or refuses it with a sentence that tells which ones there are.
+template <class Put>
+void change(const std::string& name, const std::string& value, const char* values, Put&& put) {
+  try {
+    put(argument("value", value));
+  } catch (const Error& error) {
+    constexpr std::int32_t unsupported = 100;
+    for (const std::int32_t number : {ErrorNumber::TypeMismatch, ErrorNumber::Overflow, unsupported})
+      if (error.number() == number) refuse("\"" + value + "\" is no value of " + name + ": " + values + ".");
+    throw;
+  }
+}
 
 }  // namespace
 
@@ -49,6 +64,7 @@ bool exists(const std::string& queue) {
 }
 
 void names(const std::string& queue) {
+  if (queue.empty()) refuse("A queue needs a name.");
   const std::string path = toUtf8(create<Utility>()->FormatQueuePathName(argument("queue name", queue)));
   const std::string host = path.substr(0, path.find('\\'));
   const auto isOfAddress = [](char c) { return c == '.' || (c >= '0' && c <= '9'); };
@@ -60,17 +76,16 @@ namespace {
 struct QueueSetting {
   const char* name;
   const char* values;
-  std::string (*get)(const Queue& queue);
+  Field (*get)(const Queue& queue);
   void (*set)(const Queue& queue, const VARIANT& value);
 };
 constexpr const char* kilobytes = "a whole number of kilobytes, or -1 for no limit";
 const QueueSetting queueSettingsKnown[] = {
-    {"JournalEnabled", "true or false",
-     [](const Queue& queue) { return std::string(queue->JournalEnabled() ? "true" : "false"); },
+    {"JournalEnabled", "true or false", [](const Queue& queue) { return Field(queue->JournalEnabled()); },
      [](const Queue& queue, const VARIANT& value) { queue->JournalEnabled(toBoolean(value)); }},
-    {"Quota", kilobytes, [](const Queue& queue) { return std::to_string(queue->Quota()); },
+    {"Quota", kilobytes, [](const Queue& queue) { return Field(queue->Quota()); },
      [](const Queue& queue, const VARIANT& value) { queue->Quota(toInt32(value)); }},
-    {"JournalQuota", kilobytes, [](const Queue& queue) { return std::to_string(queue->JournalQuota()); },
+    {"JournalQuota", kilobytes, [](const Queue& queue) { return Field(queue->JournalQuota()); },
      [](const Queue& queue, const VARIANT& value) { queue->JournalQuota(toInt32(value)); }},
 };
 }  // namespace
@@ -78,17 +93,18 @@ const QueueSetting queueSettingsKnown[] = {
 void queueSettings(const std::string& queueName, const std::optional<std::string>& name,
                    const std::optional<std::string>& value) {
   mustBeThere(queueName);
+  if (!usesMessageQueuing())
+    refuse(
+        "Only queues of the Message Queuing store (\"msmq\") have settings; on the database store a queue "
+        "keeps its journal always, and no quota.");
   const auto queue = openQueue(queueName);
   bool isKnown = false;
   for (const QueueSetting& each : queueSettingsKnown) {
     if (name && *name != each.name) continue;
     isKnown = true;
-    if (value) try {
-        each.set(queue, Variant(argument("value", *value)).get());
-      } catch (const Error& error) {
-        if (error.number() != ErrorNumber::TypeMismatch && error.number() != ErrorNumber::Overflow) throw;
-        refuse("\"" + *value + "\" is no value of " + each.name + ": " + each.values + ".");
-      }
+    if (value)
+      change(each.name, *value, each.values,
+             [&](const String& text) { each.set(queue, Variant(text).get()); });
     print({{"name", each.name}, {"value", each.get(queue)}});
   }
   if (!isKnown)
@@ -101,8 +117,9 @@ void settings(const std::optional<std::string>& name, const std::optional<std::s
   for (const Setting& setting : knownSettings) {
     if (name && *name != setting.name) continue;
     known = true;
-    if (value) setting.write(utility, argument("value", *value));
-    print({{"setting", setting.name}, {"value", toUtf8(setting.read(utility))}});
+    if (value)
+      change(setting.name, *value, setting.values, [&](const String& text) { setting.write(utility, text); });
+    print({{"setting", setting.name}, {"value", setting.read(utility)}});
   }
   if (!known) refuse("There is no setting \"" + *name + "\"; there are QueueStoreType and UsesPublicQueues.");
 }

@@ -33,6 +33,8 @@ Queue openQueue(const std::string& name) {
   return queue;
 }
 
+bool usesMessageQueuing() { return create<Utility>()->QueueStoreType() != u"db"; }
+
 bool isThere(const std::string& name) {
   const String queue = argument("queue name", name);
   if (create<Queues>()->Exists(queue)) return true;
@@ -118,8 +120,6 @@ void send(const std::string& queueName, const std::vector<std::string>& files, c
 
 namespace {
 
-bool usesMessageQueuing() { return create<Utility>()->QueueStoreType() == u"msmq"; }
-
 // The next document of a queue, or nothing: by polling, or by arrival where the store announces them.
 class Receiver {
  public:
@@ -170,14 +170,15 @@ class Receiver {
 }  // namespace
 
 int receive(const std::string& queueName, const ReceiveOptions& options) {
-  if (!options.isWatching) mustBeThere(queueName);
+  if (!options.isWatching)
+    mustBeThere(queueName);
+  else if (!usesMessageQueuing())
+    refuse("The database store does not announce documents: use \"receive\", as often as it takes.");
   const auto queue = openQueue(queueName);
   const std::filesystem::path directory = options.directory;
   // Files are written at once, so that a transaction can keep other receivers off the document. A
   // reader of standard output may take its time: nobody waits for it.
   Receiver receiver(queue);
-  if (options.isWatching && !receiver.isByArrival())
-    queue->ReceiveEnable();  // says that this store announces nothing
   const bool isShared = options.acknowledge && !directory.empty() && !receiver.isByArrival();
   const int count = options.count.value_or(1);
   Progress progress(static_cast<std::size_t>(count));
@@ -218,6 +219,8 @@ void acknowledge(const std::string& queue, const std::string& identifier) {
     openQueue(queue)->AcknowledgeDocument(argument("identifier", identifier));
   } catch (const Error& error) {
     if (error.number() == ErrorNumber::InvalidArgument) throw NotThere(error.what());
+    if (error.number() == ErrorNumber::TypeMismatch || error.number() == ErrorNumber::Overflow)
+      throw NotThere("There is no document \"" + identifier + "\": identifiers are whole numbers.");
     throw;
   }
   print({{"action", "acknowledged"}, {"id", identifier}});
@@ -250,7 +253,7 @@ void copy(const std::string& from, const std::string& to, const std::vector<std:
   std::vector<Message> chosen;
   if (!identifiers.empty())
     chosen = find(messages, identifiers);
-  else if (messages->Count() > 0)
+  else
     for (const auto& message : messages) chosen.push_back(message);
   Progress progress(chosen.size());
   target->BeginTransaction();

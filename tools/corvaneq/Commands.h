@@ -24,6 +24,8 @@ class Declined : public std::runtime_error {
 [[noreturn]] void refuse(const std::string& what);
 // A text from the command line; `what` names it in the error for one that is not UTF-8.
 CorvaneQueue::String argument(const char* what, const std::string& text);
+// The store is not the database store; one that is neither fails at the first use of a queue.
+bool usesMessageQueuing();
 // Whether the queue is there. Throws when that cannot be told.
 bool isThere(const std::string& queue);
 // Throws NotThere.

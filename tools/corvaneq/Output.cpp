@@ -67,15 +67,27 @@ void print(Row row) {
                 u"Standard output cannot be written.");
 }
 
-void printError(const std::string& description, const std::string& number, const std::string& source) {
+void printError(const std::string& description) {
   eraseBar();
+  if (isJson)
+    std::cerr << jsonText({{"error", description}}) << '\n';
+  else
+    std::cerr << "corvaneq: " << oneLine(description) << '\n';
+}
+
+void printError(const Error& error) {
+  eraseBar();
+  const std::string source = CorvaneQueue::toUtf8(error.source());
+  const std::int64_t number = static_cast<std::uint32_t>(error.number());  // 0x80004005 is positive
   if (isJson) {
-    std::cerr << jsonText({{"error", description}, {"number", number}, {"source", source}}) << '\n';
+    std::cerr << jsonText({{"error", error.what()}, {"number", number}, {"source", source}}) << '\n';
     return;
   }
-  std::cerr << "corvaneq: " << oneLine(description);
-  if (!number.empty()) std::cerr << " (error " << number << (source.empty() ? "" : ", ") << source << ")";
-  std::cerr << '\n';
+  char shownNumber[16];  // as the table of errors has it
+  std::snprintf(shownNumber, sizeof shownNumber, error.number() < 0 ? "0x%08X" : "%d",
+                static_cast<unsigned>(error.number()));
+  std::cerr << "corvaneq: " << oneLine(error.what()) << " (error " << shownNumber
+            << (source.empty() ? "" : ", ") << source << ")\n";
 }
 
 std::string timeText(CorvaneQueue::Date time) {

@@ -22,8 +22,10 @@ bool usesJson() noexcept;
 // One line: the values with tabs between them, control characters escaped; or a JSON object. Flushed, so
 // that what is told has happened. Throws an Error when standard output cannot be written.
 void print(Row row);
-// An error on the error stream, in the same form.
-void printError(const std::string& description, const std::string& number, const std::string& source);
+// An error on the error stream, in the same form: a sentence of the tool, or one of the library with its
+// number and source.
+void printError(const std::string& description);
+void printError(const CorvaneQueue::Error& error);
 
 // Local time as 2026-11-22 23:08:03.
 std::string timeText(CorvaneQueue::Date time);

@@ -7,6 +7,7 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <iostream>
+#include <numeric>
 #include <optional>
 
 namespace {
@@ -17,13 +18,6 @@ constexpr int wrongUsage = 2;
 constexpr int failed = 3;
 constexpr int notThere = 4;
 constexpr int declined = 5;
-
-// As the error table of the operator's guide has it.
-std::string numberText(std::int32_t number) {
-  char text[16];
-  std::snprintf(text, sizeof text, number < 0 ? "0x%08X" : "%d", static_cast<unsigned>(number));
-  return text;
-}
 
 // What the command line says.
 struct Arguments {
@@ -115,7 +109,9 @@ void addDocumentCommands(CLI::App& app, Arguments& given) {
   };
   addReceiving("receive", "Receive documents that wait.", false);
   addReceiving("watch", "Receive documents as they arrive, without end (Message Queuing store).", true);
-  addQueueCommand(app, given, "ack", "Acknowledge a document. Its identifier alone tells which one.",
+  addQueueCommand(app, given, "ack",
+                  "Acknowledge a waiting document. On the database store its identifier alone "
+                  "tells which one, whatever queue is named.",
                   [&] { corvaneq::acknowledge(given.queue, given.identifier); })
       ->add_option("id", given.identifier, "Its identifier")
       ->required();
@@ -169,11 +165,52 @@ void addOtherCommands(CLI::App& app, Arguments& given) {
   addCommand(app, "unregister", "Remove them from the registry.", corvaneq::unregisterServer);
 }
 
+// How many letters must change to make one word of the other.
+std::size_t distance(std::string_view left, std::string_view right) {
+  std::vector<std::size_t> row(right.size() + 1);
+  std::iota(row.begin(), row.end(), std::size_t{0});
+  for (std::size_t i = 0; i < left.size(); ++i) {
+    std::size_t diagonal = std::exchange(row[0], i + 1);
+    for (std::size_t j = 0; j < right.size(); ++j) {
+      const std::size_t changed = diagonal + (left[i] == right[j] ? 0 : 1);
+      diagonal = row[j + 1];
+      row[j + 1] = std::min({changed, row[j] + 1, diagonal + 1});
+    }
+  }
+  return row.back();
+}
+
+std::string unknownCommand(CLI::App& app, const std::string& word) {
+  std::string nearest;
+  std::size_t fewest = word.size() / 3 + 1;
+  for (const CLI::App* command : app.get_subcommands([](CLI::App*) { return true; })) {
+    const std::size_t changes = distance(word, command->get_name());
+    if (changes < fewest) fewest = changes, nearest = command->get_name();
+  }
+  return "There is no command \"" + word + "\"" +
+         (nearest.empty() ? "; see corvaneq --help." : ". Did you mean \"" + nearest + "\"?");
+}
+
+std::string wrongUsageOf(const CLI::App& app, std::string what) {
+  while (!what.empty() && (what.back() == '.' || what.back() == '\n')) what.pop_back();
+  what += "; see corvaneq";
+  for (const CLI::App* command : app.get_subcommands()) what += " " + command->get_name();
+  return what + " --help.";
+}
+
+// An error whose text does not say what to do, with that.
+CorvaneQueue::Error explained(const CorvaneQueue::Error& error) {
+  const std::u16string text(error.description().view());
+  if (text != u"Unsupported queue storage type") return error;
+  return {error.number(), error.source(),
+          text + u"; choose one with \"corvaneq settings QueueStoreType\": msmq or db."};
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   secureStreams();
-  CLI::App app{"Sends, receives and browses documents of CorvaneQueue."};
+  CLI::App app{"Sends, receives and browses documents of CorvaneQueue.", "corvaneq"};
   app.require_subcommand(1);
   app.fallthrough();
   app.set_version_flag("--version", "corvaneq " CORVANE_VERSION);
@@ -194,32 +231,29 @@ int main(int argc, char** argv) {
     if (std::string_view(argv[first]) == "--json") corvaneq::useJson();
   const auto isFirst = [&](CLI::App* command) { return command->check_name(argv[first]); };
   if (first < argc && app.get_subcommands(isFirst).empty()) {
-    corvaneq::printError(std::string("There is no command \"") + argv[first] + "\"; see corvaneq --help.", "",
-                         "");
+    corvaneq::printError(unknownCommand(app, argv[first]));
     return wrongUsage;
   }
   try {
     app.parse(markedArguments(argc, argv));
     std::cout.flush();
     if (std::cout) return given.result;
-    corvaneq::printError("Standard output cannot be written.", "", "");
+    corvaneq::printError("Standard output cannot be written.");
     return failed;
   } catch (const CLI::ParseError& error) {
-    if (corvaneq::usesJson() && error.get_exit_code() != 0) {
-      corvaneq::printError(error.what(), "", "");
-      return wrongUsage;
-    }
-    return app.exit(error) == 0 ? succeeded : wrongUsage;
+    if (error.get_exit_code() == 0) return app.exit(error);  // help was asked for
+    corvaneq::printError(wrongUsageOf(app, error.what()));
+    return wrongUsage;
   } catch (const corvaneq::NotThere& error) {
-    corvaneq::printError(error.what(), "", "");
+    corvaneq::printError(error.what());
     return notThere;
   } catch (const corvaneq::Declined& error) {
-    corvaneq::printError(error.what(), "", "");
+    corvaneq::printError(error.what());
     return declined;
   } catch (const CorvaneQueue::Error& error) {
-    corvaneq::printError(error.what(), numberText(error.number()), CorvaneQueue::toUtf8(error.source()));
+    corvaneq::printError(explained(error));
   } catch (const std::exception& error) {
-    corvaneq::printError(error.what(), "", "");
+    corvaneq::printError(error.what());
   }
   return failed;
 }
