@@ -20,6 +20,14 @@ class UtilityTest : public ::testing::Test {
   RecordingPlatform door{&compression};
   Recorder& recorder = door.recorder;
   Ref<facade::Utility> utility = make<facade::Utility>();
+  // The calls since then that are not about settings.
+  std::vector<std::string> calls() {
+    std::vector<std::string> found;
+    for (const auto& call : recorder.take())
+      if (!call.starts_with("read") && !call.starts_with("application") && !call.starts_with("section"))
+        found.push_back(call);
+    return found;
+  }
 };
 
 TEST_F(UtilityTest, ReadsAndWritesSettingsThroughANewObjectEachTime) {
@@ -127,29 +135,35 @@ TEST_F(UtilityTest, ProbesWhatMessageQueuingSupports) {
 
 TEST_F(UtilityTest, OpensQueuesByFormatNameOrPathName) {
   recorder.take();
-  const auto messageQueuing = [&] {
-    std::vector<std::string> calls;
-    for (const auto& call : recorder.take())
-      if (!call.starts_with("read") && !call.starts_with("application") && !call.starts_with("section"))
-        calls.push_back(call);
-    return calls;
-  };
   utility->OpenQueue(String(u"Q"), MQ_SEND_ACCESS, true);
-  EXPECT_THAT(messageQueuing(),
-              ElementsAre("new MSMQQueueInfo", "FormatName DIRECT=OS:.\\Q", "Open 2 0", "new MSMQQueueInfo",
-                          "FormatName DIRECT=OS:.\\Q;JOURNAL", "Open 2 0"));
+  EXPECT_THAT(calls(), ElementsAre("new MSMQQueueInfo", "FormatName DIRECT=OS:.\\Q", "Open 2 0",
+                                   "new MSMQQueueInfo", "FormatName DIRECT=OS:.\\Q;JOURNAL", "Open 2 0"));
   recorder.version.majorVersion = 4;
   const auto old = make<facade::Utility>();
-  messageQueuing();
+  calls();
   old->OpenQueue(String(u"Q"), MQ_RECEIVE_ACCESS, false);
-  EXPECT_THAT(messageQueuing(), ElementsAre("new MSMQQueueInfo", "PathName .\\Q", "Open 1 0"));
-  // A queue that is not there is created; its journal is not opened then.
-  recorder.failing = "Open";
+  EXPECT_THAT(calls(), ElementsAre("new MSMQQueueInfo", "PathName .\\Q", "Open 1 0"));
+}
+
+TEST_F(UtilityTest, TheJournalOfAMissingQueueIsOpenedWhoeverCreatesTheQueue) {
+  for (const bool isSomebodyFaster : {false, true}) {
+    recorder.failures = {{"Open", MQ_ERROR_QUEUE_NOT_FOUND}};
+    if (isSomebodyFaster) recorder.failures.emplace_back("Create", MQ_ERROR_QUEUE_EXISTS);
+    calls();
+    utility->OpenQueue(String(u"Q"), MQ_PEEK_ACCESS, true);
+    EXPECT_THAT(calls(), ElementsAre("new MSMQQueueInfo", "FormatName DIRECT=OS:.\\Q", "Open 32 0",
+                                     "new MSMQQueueInfo", "PathName .\\Q", "Create True True", "Open 32 0",
+                                     "new MSMQQueueInfo", "FormatName DIRECT=OS:.\\Q;JOURNAL", "Open 32 0"));
+  }
+  // Any other failure of the creation is one, and so is that of the second opening.
+  recorder.failing = "Create";
+  recorder.failures = {{"Open", MQ_ERROR_QUEUE_NOT_FOUND}};
   expectError(4711, u"OpenQueue", "door", [&] { utility->OpenQueue(String(u"Q"), MQ_PEEK_ACCESS, true); });
-  auto calls = messageQueuing();
-  calls.resize(7);
-  EXPECT_THAT(calls, ElementsAre("new MSMQQueueInfo", "FormatName DIRECT=OS:.\\Q", "Open 32 0",
-                                 "new MSMQQueueInfo", "PathName .\\Q", "Create True True", "Open 32 0"));
+  EXPECT_THAT(recorder.take("report"), ElementsAre("default report raise 1 4711 CreateQueue",
+                                                   "default report raise 1 4711 OpenQueue"));
+  recorder.failing = "Open";
+  expectError(4711, u"OpenQueue", "door", [&] { utility->OpenQueue(String(u"Q"), MQ_PEEK_ACCESS, false); });
+  EXPECT_THAT(recorder.take("report"), ElementsAre("default report raise 1 4711 OpenQueue"));
 }
 
 }  // namespace

@@ -149,6 +149,10 @@ String UtilityRules::FormatQueueFormatName(StringRef QueueName) {
   });
 }
 
+void UtilityRules::CreateQueue(StringRef QueueName) {
+  errors_.reported(u"CreateQueue", [&] { create(QueueName); });
+}
+
 void UtilityRules::createMessageQueue(StringRef QueueName) {
   const auto information = platform().messageQueuing->createQueueInfo();
   call<&IMSMQQueueInfo::put_PathName>(information, FormatQueuePathName(QueueName));
@@ -208,12 +212,14 @@ Ref<IMSMQQueue> UtilityRules::OpenQueue(StringRef QueueName, std::int32_t access
         call<&IMSMQQueueInfo::put_PathName>(information, FormatQueuePathName(QueueName));
       queue = openShared(information, access);
     } catch (const Error&) {
-      try {
-        CreateQueue(QueueName);
-      } catch (const Error& error) {
-        if (error.number() != MQ_ERROR_QUEUE_EXISTS) throw;  // else somebody else was faster
-      }
-      return openShared(information, access);
+      errors_.reported(u"CreateQueue", [&] {
+        try {
+          create(QueueName);
+        } catch (const Error& error) {
+          if (error.number() != MQ_ERROR_QUEUE_EXISTS) throw;  // else somebody else was faster
+        }
+      });
+      queue = openShared(information, access);
     }
     if (!isJournal) return queue;
     std::u16string name(

@@ -26,20 +26,22 @@ class UtilityRules {
   String FormatQueuePathName(StringRef QueueName);
   String FormatQueueFormatName(StringRef QueueName);
 
-  virtual void CreateQueue(StringRef QueueName) = 0;
+  void CreateQueue(StringRef QueueName);
   bool SupportsPublicQueues();
   bool SupportsPrivateQueues();
 
   // The text of a message, decompressed when its AppSpecific says so.
   Variant GetBody(IMSMQMessage* objMessage);
-  // Opens a queue or its journal with a Message Queuing access value; creates a missing queue.
+  // Opens a queue or its journal with a Message Queuing access value; creates a missing queue. That
+  // somebody else is faster to create it is no failure.
   Ref<IMSMQQueue> OpenQueue(StringRef QueueName, std::int32_t access, bool isJournal);
 
  protected:
   explicit UtilityRules(const char16_t* className);
   ~UtilityRules();
 
-  ErrorReports& errors() noexcept { return errors_; }
+  // CreateQueue without its report.
+  virtual void create(StringRef QueueName) = 0;
   // Creates a transactional, world-readable queue on this computer.
   void createMessageQueue(StringRef QueueName);
   static Variant bodyOf(std::int32_t appSpecific, const Variant& body);

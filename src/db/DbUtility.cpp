@@ -10,11 +10,9 @@ namespace CorvaneQueue {
 
 DbUtility::DbUtility() : UtilityRules(u"DbUtility") {}
 
-void DbUtility::CreateQueue(StringRef QueueName) {
-  errors().reported(u"CreateQueue", [&] {
-    const auto database = platform().host->createDatabaseConnection();
-    store::createMessageType(*database, QueueName);
-  });
+void DbUtility::create(StringRef QueueName) {
+  const auto database = platform().host->createDatabaseConnection();
+  store::createMessageType(*database, QueueName);
 }
 
 Variant DbUtility::GetBody(const Ref<IDispatch>& objMessage) {

@@ -12,12 +12,14 @@ class DbUtility final : public Object<DbUtility, IUtilityForm<DbUtility>>, publi
   DbUtility();
   ~DbUtility() = default;
 
-  // Registers the queue in the database store.
-  void CreateQueue(StringRef QueueName) override;
   // Any object with AppSpecific and Body, reached by name.
   Variant GetBody(const Ref<IDispatch>& objMessage);
   // The refreshed list of the configured store. Throws 100 for an unknown store type.
   Ref<IQueues> GetQueues();
+
+ private:
+  // Registers the queue in the database store.
+  void create(StringRef QueueName) override;
 };
 
 }  // namespace CorvaneQueue

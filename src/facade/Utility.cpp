@@ -4,13 +4,11 @@
 
 namespace CorvaneQueue::facade {
 
-void Utility::CreateQueue(StringRef QueueName) {
-  errors().reported(u"CreateQueue", [&] {
-    if (QueueStoreType() == u"db")
-      make<DbUtility>()->CreateQueue(QueueName);
-    else if (QueueStoreType() == u"msmq")
-      createMessageQueue(QueueName);
-  });
+void Utility::create(StringRef QueueName) {
+  if (QueueStoreType() == u"db")
+    make<DbUtility>()->CreateQueue(QueueName);
+  else if (QueueStoreType() == u"msmq")
+    createMessageQueue(QueueName);
 }
 
 }  // namespace CorvaneQueue::facade

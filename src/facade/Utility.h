@@ -12,8 +12,9 @@ class Utility final : public Object<Utility, UtilityForm<Utility>>, public Utili
   Utility() : UtilityRules(u"Utility") {}
   ~Utility() = default;
 
+ private:
   // In the configured store; does nothing when that is neither "db" nor "msmq".
-  void CreateQueue(StringRef QueueName) override;
+  void create(StringRef QueueName) override;
 };
 
 }  // namespace CorvaneQueue::facade

@@ -12,8 +12,6 @@ class MSMQUtility final : public Object<MSMQUtility, IUtilityForm<MSMQUtility>>,
   MSMQUtility();
   ~MSMQUtility() = default;
 
-  // Always in Message Queuing, whatever store is configured.
-  void CreateQueue(StringRef QueueName) override;
   // The refreshed list of local queues.
   Ref<IQueues> GetQueues();
 
@@ -22,6 +20,10 @@ class MSMQUtility final : public Object<MSMQUtility, IUtilityForm<MSMQUtility>>,
     return GetBody(query<IMSMQMessage>(objMessage.get()).get());
   }
   void IUtility_QueueStoreType_Let(StringRef value) { storeQueueStoreType(value, u"CorvaneQueue.DbUtility"); }
+
+ private:
+  // Always in Message Queuing, whatever store is configured.
+  void create(StringRef QueueName) override { createMessageQueue(QueueName); }
 };
 
 }  // namespace CorvaneQueue

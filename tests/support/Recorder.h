@@ -36,6 +36,7 @@ struct Recorder {
   std::vector<std::string> calls;
   std::map<std::string, Variant> settings;             // by key
   std::string failing;                                 // the call that starts with this fails with 4711
+  std::deque<std::pair<std::string, LONG>> failures;   // the same once each, in order, with these numbers
   std::deque<std::vector<std::vector<Variant>>> rows;  // answers of the database, one a statement
   bool answersNoRecordset = false;
   bool raises = true;  // whether reports raise as asked
@@ -66,6 +67,11 @@ struct Recorder {
 
   void note(const std::string& call) {
     calls.push_back(call);
+    if (!failures.empty() && call.starts_with(failures.front().first)) {
+      const LONG number = failures.front().second;
+      failures.pop_front();
+      throw Error(number, u"door", u"The door failed.");
+    }
     if (!failing.empty() && call.starts_with(failing)) throw Error(4711, u"door", u"The door failed.");
   }
   // The calls so far, forgotten.
