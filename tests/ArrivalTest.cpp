@@ -182,6 +182,33 @@ TEST(Arrival, OfADamagedBodyOrADeletedQueueIsReportedAndNotAnnounced) {
   EXPECT_THAT(waiting("Deleted"), ElementsAre("y"));
 }
 
+TEST(QueueDirectory, IsThatOfTheInstallationAlsoOnceItWasCopiedOrMoved) {
+  const Installation original("");
+  openQueue("Orders")->SendDocument("x");
+  const auto list = [] {
+    Texts names;
+    const auto queues = create<Queues>();
+    for (const auto& queue : queues) names.push_back(toUtf8(queue->Name()));
+    return names;
+  };
+  const Installation copy("");
+  EXPECT_THAT(list(), IsEmpty());
+  EXPECT_FALSE(exists(copy.file("msmq")));  // looking makes nothing
+  using namespace std::filesystem;
+  std::filesystem::copy(original.directory(), copy.directory(),
+                        copy_options::recursive | copy_options::overwrite_existing);
+  setenv("CORVANE_HOME", original.directory().c_str(), 1);
+  openQueue("Later")->SendDocument("y");
+  setenv("CORVANE_HOME", copy.directory().c_str(), 1);
+  EXPECT_THAT(list(), ElementsAre("Orders"));
+  const path moved = copy.directory().string() + "-moved";
+  rename(copy.directory(), moved);
+  setenv("CORVANE_HOME", moved.c_str(), 1);
+  EXPECT_THAT(list(), ElementsAre("Orders"));
+  EXPECT_THAT(waiting("Orders"), ElementsAre("x"));
+  remove_all(moved);
+}
+
 TEST(QueueDirectory, FilesThatAreNoneAreNotListedAndABadNumberIsTold) {
   const Installation home("");
   openQueue("Orders")->SendDocument("x");

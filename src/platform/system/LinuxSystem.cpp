@@ -109,7 +109,11 @@ constexpr std::u16string_view classesRoot = u"ClassesRoot";
 
 std::optional<String> LinuxSystem::readRegistry(std::u16string_view key, std::u16string_view name, bool) {
   const auto value = registry_.read({u"LocalMachine", key, name});
-  return value ? std::optional(toString(value->get())) : std::nullopt;
+  if (!value) return std::nullopt;
+  // The queue service stands in the installation, wherever that has been moved or copied to since.
+  if (key == u"SOFTWARE\\Microsoft\\MSMQ\\Parameters" && name == u"StorePersistentPath")
+    return String(shownPath(installationDirectory() / "msmq" / "storage"));
+  return toString(value->get());
 }
 
 String LinuxSystem::environmentVariable(std::u16string_view name) {
