@@ -424,22 +424,52 @@ TEST_F(QueuingCalls, ArrivalsThatFailAreReportedAndNotAnnounced) {
   EXPECT_THAT(arrived, IsEmpty());
 }
 
+TEST_F(QueuingCalls, InitializingAgainLetsGoOfTheQueueBefore) {
+  recorder.isTransactional = true;
+  const auto orders = make<MSMQQueue>();
+  orders->BeginTransaction();
+  orders->SendDocument(String(u"inside"));  // which initialises, but not anew
+  EXPECT_THAT(recorder.take("Abort"), IsEmpty());
+  recorder.failing = "Abort";
+  EXPECT_EQ(errorNumber([&] { orders->Initialize(String(u"Other"), false); }), 4711);
+  EXPECT_EQ(orders->Name(), u"InboundGateway");
+  recorder.failing.clear();
+  const auto client = listening(orders);
+  orders->ReceiveEnable();
+  prepared(42);
+  recorder.arrive();
+  calls();
+  orders->Initialize(String(u"Other"), false);
+  EXPECT_THAT(calls(), ElementsAre("Abort 1 omitted omitted"));  // handles are let go of without a call
+  orders->AcknowledgeDocument();
+  orders->Commit();
+  EXPECT_THAT(calls(), IsEmpty());
+  prepared(43);
+  recorder.arrive();
+  EXPECT_THAT(arrived, ElementsAre("text 0000000042"));
+  orders->SendDocument(String(u"text"));
+  orders->IsEmpty();
+  EXPECT_THAT(recorder.take("FormatName "),
+              ElementsAre("FormatName DIRECT=OS:.\\Other", "FormatName DIRECT=OS:.\\Other"));
+}
+
 TEST_F(QueuingCalls, AClientsHandlerMayThrowAcknowledgeAndInitializeAgain) {
   recorder.isTransactional = true;
   auto orders = queue();
   const auto client = listening(orders);
-  orders->ReceiveEnable();
   handle = [&](std::span<VARIANT>) {
     orders->AcknowledgeDocument();
     orders->Initialize(String(u"Orders"), false);
     throw Error(5, u"client", u"No good.");
   };
   for (int i = 0; i < 2; ++i) {
+    orders->ReceiveEnable();
     prepared(42);
     recorder.take();
     recorder.arrive();
     EXPECT_EQ(recorder.take("Commit").size(), 1u);
   }
+  orders->ReceiveEnable();
   handle = [&](std::span<VARIANT>) { orders = nullptr; };
   prepared(43);
   recorder.arrive();

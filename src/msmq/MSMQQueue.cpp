@@ -35,9 +35,20 @@ void MSMQQueue::ProcessTrace_Set(const Ref<_ProcessTrace>& Trace) {
 }
 
 void MSMQQueue::Initialize(StringRef Name, bool IsJournal) {
-  name_ = String(Name);
-  isJournal_ = IsJournal;
-  if (!IsJournal) {
+  const String name(Name);  // which may be this object's own
+  Abort();
+  dropEvent();
+  isMessagePending_ = false;
+  receiveHandle_ = nullptr;
+  sendHandle_ = nullptr;
+  bind(name, IsJournal);
+}
+
+void MSMQQueue::bind(const String& name, bool isJournal) {
+  name_ = name;
+  isJournal_ = isJournal;
+  journal_ = nullptr;
+  if (!isJournal) {
     journal_ = make<MSMQJournal>();
     journal_->Initialize(name_);
   }
@@ -142,7 +153,7 @@ void MSMQQueue::setBody(const Ref<IMSMQMessage>& message, const Variant& text, b
 void MSMQQueue::SendDocument(StringRef RawDocument) {
   const auto message = platform().messageQueuing->createMessage();
   call<&IMSMQMessage::put_Label>(message, CreateLabel());
-  if (!isInitialized_) Initialize(String(name_), isJournal_);
+  if (!isInitialized_) bind(String(name_), isJournal_);
   BSTR document = RawDocument.bstr();
   setBody(message, Variant::reference(&document), compressMessages_);
   send(message);
@@ -151,7 +162,7 @@ void MSMQQueue::SendDocument(StringRef RawDocument) {
 void MSMQQueue::SendMessage(MSMQMessage& Message) {
   const auto message = platform().messageQueuing->createMessage();
   call<&IMSMQMessage::put_Label>(message, call<&IMSMQMessage::get_Label>(Message.QueueMessage()));
-  if (!isInitialized_) Initialize(String(name_), isJournal_);
+  if (!isInitialized_) bind(String(name_), isJournal_);
   Message.LoadBody();
   const bool isSourceCompressed = Message.AppSpecific() == compressedBody;
   const Variant source = call<&IMSMQMessage::get_Body>(Message.QueueMessage());

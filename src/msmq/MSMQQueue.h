@@ -76,7 +76,9 @@ class MSMQQueue final : public Object<MSMQQueue, QueueForm<MSMQQueue>, IQueueFor
   std::int32_t Quota();
   void ProcessTrace_Set(const Ref<_ProcessTrace>& Trace);
 
-  // Opens no handle and closes none.
+  // Opens no handle. An object in use lets go of its handles and its armed notification, and aborts its
+  // transaction: everything after it goes to the queue that is named. When the abort fails, nothing has
+  // changed.
   void Initialize(StringRef Name, bool IsJournal);
   bool IsEmpty();
   // Of the queue that the object addresses. An open transaction is aborted first.
@@ -132,6 +134,7 @@ class MSMQQueue final : public Object<MSMQQueue, QueueForm<MSMQQueue>, IQueueFor
   void Queue_Transaction_Set(const VARIANT& value);
 
  private:
+  void bind(const String& name, bool isJournal);
   static bool isTransactional(const Ref<IMSMQQueue>& handle);
   void updateAndRefresh();
   void setBody(const Ref<IMSMQMessage>& message, const Variant& text, bool isCompressed);
