@@ -4,6 +4,7 @@
 #include <CorvaneQueue/automation.h>
 
 #include <chrono>
+#include <exception>
 #include <functional>
 #include <memory>
 
@@ -39,8 +40,15 @@ class CORVANE_API Apartment {
 
   Armed arm(Source source);
   // Waits until something can be delivered, at most `timeout` (negative: without end), and delivers
-  // what is ready. Returns how many sources were delivered. Throws the error of a failed wait.
+  // what is ready. Returns how many sources were delivered. Throws the error of a failed wait; and once
+  // the delivery is over, the exception of a handler that threw in it (the first of several; all are in the
+  // log), or the error with which a notification ended because its queue or its store is gone. An arrived
+  // document whose handler threw stays with its queue object, which announces nothing more until it is told
+  // how to go on: see Queue::evtArrived.
   int pump(std::chrono::milliseconds timeout);
+  // For what is called inside pump(): this comes out of the innermost one that is running. Without one
+  // nothing happens.
+  void failed(std::exception_ptr failure) noexcept;
 
   Apartment(const Apartment&) = delete;
   Apartment& operator=(const Apartment&) = delete;

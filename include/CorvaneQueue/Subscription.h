@@ -1,6 +1,7 @@
 // A function as the sink of an event.
 #pragma once
 
+#include <CorvaneQueue/Apartment.h>
 #include <CorvaneQueue/Error.h>
 
 #include <atomic>
@@ -10,7 +11,8 @@
 
 namespace CorvaneQueue {
 
-// Handles one event. The arguments stand last first, as IDispatch takes them.
+// Handles one event. The arguments stand last first, as IDispatch takes them. An exception goes to the
+// source, which logs it, and comes out of Apartment::pump() once the delivery is over.
 using EventHandler = std::function<void(std::span<VARIANT> arguments)>;
 
 // What events to handle.
@@ -69,6 +71,7 @@ class EventSink final : public IDispatch {
  private:
   static HRESULT publishedResult() noexcept {
     try {
+      Apartment::current().failed(std::current_exception());
       return Error::current().publish();
     } catch (...) {
       return E_OUTOFMEMORY;

@@ -222,7 +222,24 @@ class Queue : public Handle<Queue, _Queue> {
   Message ReceiveNext() const { return Message(invoke<&_Queue::raw_ReceiveNext>()); }
 
   // Calls the handler for each arrival, inside Apartment::pump() of this thread, as long as the result
-  // lives.
+  // lives. The next document is announced once this one is acknowledged. An exception of the handler is
+  // logged and comes out of pump(); the document is then neither acknowledged nor given up, and nothing more
+  // is announced until the caller puts it back,
+  //
+  //   try {
+  //     Apartment::current().pump(timeout);
+  //   } catch (const std::exception& error) {
+  //     queue->Abort();           // with all that the handler sent through this object
+  //     queue->ReceiveDisable();  // so that it also goes on when pump() told that queue or store is gone
+  //     queue->ReceiveEnable();   // and it is announced again: wait, or it fails all the time
+  //   }
+  //
+  // or gives up on it, here by moving it to another queue in the same transaction:
+  //
+  //     rejected->Transaction(queue->Transaction());
+  //     rejected->SendDocument(queue->LastDocument());
+  //     rejected->Transaction(Variant());
+  //     queue->AcknowledgeDocument();
   [[nodiscard]] Subscription evtArrived(ArrivalHandler handler) const {
     return {object().get(), arrivalKind<__Queue>,
             [handler = std::move(handler)](std::span<VARIANT> arguments) {

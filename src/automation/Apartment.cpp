@@ -12,7 +12,12 @@ namespace CorvaneQueue {
 
 struct Apartment::State {
   std::vector<std::weak_ptr<Source>> sources;
+  std::exception_ptr* failure = nullptr;  // of the innermost pump() that is running
 };
+
+void Apartment::failed(std::exception_ptr failure) noexcept {
+  if (state_->failure != nullptr && *state_->failure == nullptr) *state_->failure = std::move(failure);
+}
 
 Apartment::Apartment() : state_(std::make_unique<State>()) {}
 Apartment::~Apartment() = default;
@@ -32,6 +37,22 @@ Apartment::Armed Apartment::arm(Source source) {
   state_->sources.push_back(armed.source_);
   return armed;
 }
+
+namespace {
+// For a time, failures go to this place.
+class Innermost {
+ public:
+  Innermost(std::exception_ptr*& place, std::exception_ptr& failure)
+      : place_(place), outer_(std::exchange(place, &failure)) {}
+  ~Innermost() { place_ = outer_; }
+  Innermost(const Innermost&) = delete;
+  Innermost& operator=(const Innermost&) = delete;
+
+ private:
+  std::exception_ptr*& place_;
+  std::exception_ptr* const outer_;
+};
+}  // namespace
 
 int Apartment::pump(std::chrono::milliseconds timeout) {
   std::erase_if(state_->sources, [](const auto& source) { return source.expired(); });
@@ -56,12 +77,17 @@ int Apartment::pump(std::chrono::milliseconds timeout) {
     if (errno != EINTR) throw Error(E_FAIL, {}, u"Waiting for events failed.");
   }
   int delivered = 0;
-  for (std::size_t i = 0; i < descriptors.size(); ++i) {
-    const auto source = waiting[i].lock();  // an earlier delivery may have ended it
-    if (!source || (!std::exchange(source->isDue, false) && descriptors[i].revents == 0)) continue;
-    source->deliver();
-    ++delivered;
+  std::exception_ptr failure;
+  {
+    const Innermost innermost(state_->failure, failure);
+    for (std::size_t i = 0; i < descriptors.size(); ++i) {
+      const auto source = waiting[i].lock();  // an earlier delivery may have ended it
+      if (!source || (!std::exchange(source->isDue, false) && descriptors[i].revents == 0)) continue;
+      source->deliver();
+      ++delivered;
+    }
   }
+  if (failure) std::rethrow_exception(failure);
   return delivered;
 }
 

@@ -1,5 +1,7 @@
 #include "ConnectionPoint.h"
 
+#include "LateBound.h"
+
 #include <algorithm>
 
 namespace CorvaneQueue {
@@ -36,13 +38,22 @@ HRESULT ConnectionPoint::EnumConnections(void** connections) noexcept {
   return E_NOTIMPL;
 }
 
-void ConnectionPoint::fire(DISPID event, std::span<VARIANT> arguments) {
+std::vector<Error> ConnectionPoint::fire(DISPID event, std::span<VARIANT> arguments) {
+  std::vector<Error> failures;
   const auto snapshot = connections_;
   for (const Connection& connection : snapshot) {
     DISPPARAMS parameters{arguments.data(), nullptr, static_cast<UINT>(arguments.size()), 0};
-    connection.sink->Invoke(event, IID_NULL, 0, DISPATCH_METHOD, &parameters, nullptr, nullptr, nullptr);
+    EXCEPINFO exception{};
+    try {
+      throwIfInvokeFailed(connection.sink->Invoke(event, IID_NULL, 0, DISPATCH_METHOD, &parameters, nullptr,
+                                                  &exception, nullptr),
+                          exception);
+    } catch (const Error& error) {
+      failures.push_back(error);
+    }
     SetErrorInfo(0, nullptr);
   }
+  return failures;
 }
 
 }  // namespace CorvaneQueue

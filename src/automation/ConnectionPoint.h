@@ -20,8 +20,9 @@ class ConnectionPoint final : public Object<ConnectionPoint, IConnectionPoint> {
   HRESULT STDMETHODCALLTYPE EnumConnections(void** connections) noexcept final;
 
   // Calls every sink that is connected now, in the order they connected. A failing sink does not
-  // keep the others from being called. `arguments` stand last first, as IDispatch takes them.
-  void fire(DISPID event, std::span<VARIANT> arguments);
+  // keep the others from being called; returns the failures. `arguments` stand last first, as IDispatch
+  // takes them.
+  std::vector<Error> fire(DISPID event, std::span<VARIANT> arguments);
   void detach() noexcept { source_ = nullptr; }
 
  private:
@@ -55,9 +56,9 @@ class EventSource : public IConnectionPointContainer {
  protected:
   EventSource() : point_(make<ConnectionPoint>(iidOf<EventInterface>, this)) {}
   ~EventSource() { point_->detach(); }
-  void fire(DISPID event, std::span<VARIANT> arguments) {
+  std::vector<Error> fire(DISPID event, std::span<VARIANT> arguments) {
     const Ref<ConnectionPoint> kept = point_;  // a sink may release this object
-    kept->fire(event, arguments);
+    return kept->fire(event, arguments);
   }
 
  private:

@@ -20,6 +20,11 @@ Variant lateBoundInvoke(IDispatch* object, const char16_t* name, std::span<const
   Variant value;
   const HRESULT result = object->Invoke(id, IID_NULL, 0, DISPATCH_METHOD | DISPATCH_PROPERTYGET, &parameters,
                                         value.address(), &exception, nullptr);
+  throwIfInvokeFailed(result, exception);
+  return value;
+}
+
+void throwIfInvokeFailed(HRESULT result, const EXCEPINFO& exception) {
   if (result == DISP_E_EXCEPTION) {
     const String source = String::adopt(exception.bstrSource);
     const String description = String::adopt(exception.bstrDescription);
@@ -27,7 +32,6 @@ Variant lateBoundInvoke(IDispatch* object, const char16_t* name, std::span<const
     throw Error(Error::ofResult(exception.scode).number(), source, description);
   }
   throwIfFailedPlain(result);
-  return value;
 }
 
 }  // namespace CorvaneQueue

@@ -14,4 +14,7 @@ inline Variant lateBoundGet(IDispatch* object, const char16_t* name) {
   return lateBoundInvoke(object, name, {});
 }
 
+// Throws the error of a failed IDispatch::Invoke; takes over the texts of the exception.
+void throwIfInvokeFailed(HRESULT result, const EXCEPINFO& exception);
+
 }  // namespace CorvaneQueue

@@ -51,6 +51,19 @@ void ErrorReports::warned(std::u16string_view procedure, std::int32_t number, st
   call<&_ExceptionHandler::raw_Report>(handler, false, warningLevel, number, procedure);
 }
 
+void ErrorReports::notedSinks(std::span<const Error> failures, std::u16string_view queue,
+                              std::u16string_view document) {
+  for (const Error& failure : failures) {
+    std::u16string text = u"A handler has failed with the document ";
+    text += document;
+    text += u" of the queue \"";
+    text += queue;
+    text += u"\": ";
+    text += failure.description().view();
+    noted(u"evtArrived", Error(failure.number(), failure.source(), String(text)));
+  }
+}
+
 void ErrorReports::notImplemented(std::u16string_view procedure) {
   const auto handler = handler_;
   call<&_ExceptionHandler::put_Description>(handler, u"Not implemented");

@@ -6,6 +6,7 @@
 
 #include <CorvaneQueue/Host.h>
 
+#include <span>
 #include <string_view>
 
 namespace CorvaneQueue {
@@ -38,6 +39,8 @@ class ErrorReports {
   // Reports a failure, or a warning with this number and text, and raises nothing.
   void noted(std::u16string_view procedure, const Error& error);
   void warned(std::u16string_view procedure, std::int32_t number, std::u16string_view text);
+  // Reports, and does not raise, what sinks of evtArrived have failed with.
+  void notedSinks(std::span<const Error> failures, std::u16string_view queue, std::u16string_view document);
   // Reports and raises "Not implemented" under the procedure name.
   void notImplemented(std::u16string_view procedure);
 

@@ -37,6 +37,13 @@ void Queue::attach(Ref<IQueue> backEnd) {
   backEnd_ = std::move(backEnd);
 }
 
+void Queue::arrived(std::span<VARIANT> arguments) {
+  const String document = toString(arguments.front());  // a handler may change it
+  const Ref<IQueue> from = backEnd_;
+  const auto failures = fire(evtArrivedId, arguments);
+  if (!failures.empty()) errors_.notedSinks(failures, call<&IQueue::get_Name>(from), document);
+}
+
 void Queue::Initialize(StringRef Name, bool IsJournal) {
   errors_.reported(u"Initialize", [&] {
     const Ref<IUtility> utility = make<DbUtility>();

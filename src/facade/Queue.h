@@ -61,7 +61,7 @@ class Queue final : public Object<Queue, QueueForm<Queue>, EventSource<__Queue>>
   // longer. Initialize calls it with what it creates.
   void attach(Ref<IQueue> backEnd);
   // Raises evtArrived to the clients; both strings may be changed by them.
-  void arrived(std::span<VARIANT> arguments) { fire(evtArrivedId, arguments); }
+  void arrived(std::span<VARIANT> arguments);
 
  private:
   // Held during a call: the client may initialise the queue anew in a handler of its own.

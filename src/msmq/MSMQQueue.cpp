@@ -297,7 +297,9 @@ void MSMQQueue::receiveOnArrival(Ref<IDispatch> queue) {
   Variant arguments[] = {Variant::reference(identifier.address()),
                          Variant::reference(lastDocument_.address())};
   VARIANT raised[] = {arguments[0].get(), arguments[1].get()};
-  fire(evtArrivedId, raised);
+  const String queueName = name_;  // a handler may change both
+  const String document = identifier;
+  errors_.notedSinks(fire(evtArrivedId, raised), queueName, document);
 }
 
 void MSMQQueue::AcknowledgeDocument() {
