@@ -179,6 +179,73 @@ Texts logged(const Installation& home, const std::string& procedure) {
   return lines;
 }
 
+TEST(Arrival, EndsWithAnErrorWhenQueueOrStoreIsGoneAndGoesOnWithWhatIsThereNow) {
+  const Installation home("");
+  using namespace std::filesystem;
+  const path storage = home.file("msmq/storage");
+  const path copied = home.file("copied");
+  const auto remove = [] { call<&IMSMQQueueInfo::raw_Delete>(queuing::infoOf(u".\\Orders")); };
+  const std::pair<std::int32_t, std::function<void()>> ends[] = {
+      {MQ_ERROR_QUEUE_DELETED, remove},
+      {MQ_ERROR_QUEUE_DELETED,
+       [&] {
+         remove();
+         openQueue("Orders")->SendDocument("made again");
+       }},
+      {E_FAIL,
+       [&] {  // with a document in it that is not to be announced from the store that is gone
+         openQueue("Orders")->SendDocument("gone");
+         copy(storage, copied, copy_options::recursive);
+         remove_all(storage);
+       }},
+      {E_FAIL,
+       [&] {
+         rename(storage, home.file("moved"));
+         rename(copied, storage);
+       }},
+      {E_FAIL, [&] {
+         copy_file(storage / "queues.db", copied);
+         rename(copied, storage / "queues.db");
+       }}};
+  auto orders = openQueue("Orders");
+  Texts arrived;
+  const auto arrivals = orders->evtArrived([&](String& document, String&) {
+    arrived.push_back(toUtf8(document));
+    orders->AcknowledgeDocument();
+  });
+  const auto pumpUntilArrived = [&](const std::string& text) {
+    while (arrived.empty() || arrived.back() != text) Apartment::current().pump(1s);
+  };
+  for (const auto& [number, end] : ends) {
+    orders->ReceiveEnable();
+    openQueue("Orders")->SendDocument("before");
+    pumpUntilArrived("before");
+    arrived.clear();
+    const std::size_t lines = logged(home, "Arrived").size();
+    end();
+    expectError(number, nullptr, "queue \".\\Orders\"", [] {
+      for (const auto until = std::chrono::steady_clock::now() + 30s;
+           std::chrono::steady_clock::now() < until;)
+        Apartment::current().pump(1s);
+    });
+    Apartment::current().pump(10ms);
+    EXPECT_THAT(arrived, IsEmpty());
+    EXPECT_EQ(logged(home, "Arrived").size(), lines + 1);
+    orders->Abort();
+    orders->ReceiveDisable();
+    orders->ReceiveEnable();
+    openQueue("Orders")->SendDocument("after");
+    pumpUntilArrived("after");
+  }
+  const auto handle = openQueue("Deleted");
+  handle->SendDocument("x");
+  call<&IMSMQQueueInfo::raw_Delete>(queuing::infoOf(u".\\Deleted"));
+  expectError(MQ_ERROR_QUEUE_DELETED, u"SendDocument", "deleted", [&] { handle->SendDocument("x"); });
+  handle->Initialize("Deleted");  // made anew
+  handle->SendDocument("y");
+  EXPECT_THAT(waiting("Deleted"), ElementsAre("y"));
+}
+
 // As beside Queue::evtArrived.
 TEST(Arrival, WhoseHandlerThrowsIsPutBackOrGivenUp) {
   const Installation home("");

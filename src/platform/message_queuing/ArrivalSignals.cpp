@@ -1,6 +1,5 @@
 #include "ArrivalSignals.h"
 
-#include <CorvaneQueue/Error.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/inotify.h>
@@ -178,10 +177,18 @@ void ArrivalSignals::deliver(Whom whom) {
     // A delivery before may have let go of it, or pumped: then it has been looked at already.
     if (!waiter || std::ranges::none_of(armed_, isIt) || !std::exchange(waiter->isSignalled, false)) continue;
     bool isHeldUp = false;
-    if (waiter->isReady(isHeldUp)) {
+    bool isReady = false;
+    std::optional<Error> failure;
+    try {
+      isReady = waiter->isReady(isHeldUp);
+    } catch (...) {
+      failure = Error::current();
+    }
+    if (isReady || failure) {
       std::erase_if(armed_, isIt);
       onArming_.wake();  // the delivery may pump, and wait for what the others bring
-      if (const auto run = waiter->deliver) run();
+      if (const auto fail = waiter->fail; failure && fail) fail(*failure);
+      if (const auto run = waiter->deliver; !failure && run) run();
     }
     isAnyHeldUp = isAnyHeldUp || isHeldUp;
   }

@@ -5,6 +5,7 @@
 #include "Files.h"
 
 #include <CorvaneQueue/Apartment.h>
+#include <CorvaneQueue/Error.h>
 
 #include <chrono>
 #include <cstdint>
@@ -20,10 +21,13 @@ namespace CorvaneQueue::platform_layer {
 // Somebody who waits, in a call or with an armed notification.
 struct Waiter {
   std::int64_t box = 0;
-  // Whether there is something for it. `isHeldUp` tells that messages are there, but others hold them.
+  // Whether there is something for it. `isHeldUp` tells that messages are there, but others hold them. Throws
+  // an Error when nothing can come any more.
   std::function<bool(bool& isHeldUp)> isReady;
-  // Called once, inside Apartment::pump(), when there is. Empty it to be left alone.
+  // One of them is called once, inside Apartment::pump(), when there is something, or when it has failed.
+  // Empty both to be left alone.
   std::function<void()> deliver;
+  std::function<void(const Error& error)> fail;
   bool isSignalled = true;  // look at the next opportunity
 };
 

@@ -73,7 +73,8 @@ bool OpenQueue::attempt(const VARIANT* timeout, const Attempt& tried) {
   waiter.box = box_.number();
   waiter.isReady = [&](bool& isHeldUp) {
     if (tried(isHeldUp)) return true;
-    service_->find(queue_.id, queue_.address);  // nothing there: is the queue?
+    service_->mustBeThere();  // nothing there: is the queue, and where we look for it?
+    service_->find(queue_.id, queue_.address);
     return false;
   };
   return service_->signals().wait(waiter, deadline);
@@ -186,16 +187,13 @@ HRESULT OpenQueue::raw_EnableNotification(IMSMQEvent* Event, VARIANT*, VARIANT*)
     auto waiter = std::make_shared<Waiter>();
     waiter->box = box_.number();
     waiter->isReady = [this](bool& isHeldUp) {
-      try {
-        if (!isOpen_) return false;
-        if (service_->firstVisible(box_, 0, isHeldUp)) return true;
-        service_->find(queue_.id, queue_.address);
-        return false;
-      } catch (const Error&) {
-        return true;  // who then receives is told, of a deleted queue too
-      }
+      if (!isOpen_) return false;
+      service_->mustBeThere();  // a store without a name may still have messages
+      if (service_->firstVisible(box_, 0, isHeldUp)) return true;
+      service_->find(queue_.id, queue_.address);
+      return false;
     };
-    event->arm(Ref<IMSMQQueue>(this), waiter);
+    event->arm(Ref<IMSMQQueue>(this), shownName(queue_.address), waiter);
     service_->signals().arm(waiter);
   });
 }

@@ -6,12 +6,15 @@
 #include "Object.h"
 
 #include <CorvaneQueue/MessageQueuing.h>
-#include <algorithm>
+#include <optional>
+#include <string>
+#include <vector>
 
 namespace CorvaneQueue::platform_layer {
 
 // Raises Arrived(Queue, Cursor) once for each arming, inside Apartment::pump(). With its end all of its
-// armings end.
+// armings end. An arming whose queue or store is gone ends with a line in the log and an error out of
+// Apartment::pump().
 class QueueEvent final : public Object<QueueEvent, DispatchForm<IMSMQEvent>, EventSource<_DMSMQEventEvents>> {
  public:
   static constexpr IID classIdentity = {
@@ -20,34 +23,22 @@ class QueueEvent final : public Object<QueueEvent, DispatchForm<IMSMQEvent>, Eve
 
   QueueEvent() = default;
   ~QueueEvent() {
-    for (const Arming& arming : armings_) arming.waiter->deliver = nullptr;
+    for (const Arming& arming : armings_) arming.waiter->deliver = nullptr, arming.waiter->fail = nullptr;
   }
 
-  // Keeps the waiter, and the queue with it, until it has been delivered to. A queue is armed once.
-  void arm(Ref<IMSMQQueue> queue, const std::shared_ptr<Waiter>& waiter) {
-    std::erase_if(armings_, [&](const Arming& arming) { return arming.queue.get() == queue.get(); });
-    waiter->deliver = [this, waiter = waiter.get()] { arrived(waiter); };
-    armings_.push_back({std::move(queue), waiter});
-  }
+  // Keeps the waiter, and the queue with it, until it has been delivered to or has failed. A queue is armed
+  // once.
+  void arm(Ref<IMSMQQueue> queue, std::u16string_view queueName, const std::shared_ptr<Waiter>& waiter);
 
  private:
   struct Arming {
     Ref<IMSMQQueue> queue;
+    std::u16string queueName;
     std::shared_ptr<Waiter> waiter;
   };
-  void arrived(const Waiter* waiter) {
-    const auto found =
-        std::ranges::find(armings_, waiter, [](const Arming& each) { return each.waiter.get(); });
-    if (found == armings_.end()) return;
-    const Ref<QueueEvent> kept(this);
-    const Arming arming = std::move(*found);
-    armings_.erase(found);
-    // The last argument stands first.
-    VARIANT arguments[2] = {Variant(std::int32_t{0}).detach(),
-                            Variant(Ref<IDispatch>(arming.queue)).detach()};
-    fire(msmqArrivedId, arguments);
-    for (VARIANT& argument : arguments) VariantClear(&argument);
-  }
+  std::optional<Arming> disarm(const Waiter* waiter);
+  void arrived(const Waiter* waiter);
+  void failed(const Waiter* waiter, const Error& error);
 
   std::vector<Arming> armings_;
 };

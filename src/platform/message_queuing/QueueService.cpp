@@ -140,13 +140,18 @@ QueueStore& QueueService::store() {
   if (!store_ || !store_->isUsable()) {
     mustBeThere();  // another directory would need other locks too
     store_.emplace(storage_);
+    if (::stat((storage_ / QueueStore::fileName).c_str(), &openedStore_) != 0)
+      throwSystemError(u"Opening", storage_ / QueueStore::fileName);
   }
   return *store_;
 }
 
 bool QueueService::isThere() const noexcept {
-  struct stat now {};
-  return ::stat(storage_.c_str(), &now) == 0 && now.st_ino == opened_.st_ino && now.st_dev == opened_.st_dev;
+  const auto isStill = [](const std::filesystem::path& file, const struct stat& opened) {
+    struct stat now {};
+    return ::stat(file.c_str(), &now) == 0 && now.st_ino == opened.st_ino && now.st_dev == opened.st_dev;
+  };
+  return isStill(storage_, opened_) && (!store_ || isStill(storage_ / QueueStore::fileName, openedStore_));
 }
 void QueueService::mustBeThere() const {
   if (!isThere())

@@ -78,11 +78,12 @@ class QueueService {
 
   ArrivalSignals& signals() noexcept { return signals_; }
   const std::vector<std::uint8_t>& identity() { return store().identity(); }
+  // Throws when the store has been removed or replaced since it was opened.
+  void mustBeThere() const;
 
  private:
   QueueStore& store();
   bool isThere() const noexcept;
-  void mustBeThere() const;
   // `onceStored` runs when the work is stored, also when the sync failed.
   void write(const std::function<void()>& work, const std::function<void()>& onceStored);
   // For work that takes messages out: goes on with the reserve when the disk is full.
@@ -97,7 +98,8 @@ class QueueService {
 
   std::filesystem::path installation_;
   std::filesystem::path storage_;
-  struct stat opened_ {};  // of the storage directory
+  struct stat opened_ {};       // of the storage directory
+  struct stat openedStore_ {};  // of the store in it
   int process_;
   std::optional<QueueStore> store_;
   MessageLocks looking_;    // never locks: sees the locks of all others

@@ -117,8 +117,7 @@ void overQuota(const QueueRecord& queue) {
                     decimal(queue.quota) + u" kilobytes; nothing was sent. Receive or purge messages.");
 }
 
-QueueStore::QueueStore(const std::filesystem::path& directory)
-    : database_(directory / "queues.db", migrations) {
+QueueStore::QueueStore(const std::filesystem::path& directory) : database_(directory / fileName, migrations) {
   const auto stored = [&] {
     Statement row = database_.prepare("SELECT identity FROM dbo.mqInstallation");
     if (!row.step()) return false;

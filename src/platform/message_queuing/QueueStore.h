@@ -77,6 +77,7 @@ struct Taken {
 // queue service.
 class QueueStore {
  public:
+  static constexpr const char* fileName = "queues.db";
   // `directory` is the storage directory of the service.
   explicit QueueStore(const std::filesystem::path& directory);
 
