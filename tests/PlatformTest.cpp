@@ -195,16 +195,29 @@ TEST_F(HostTest, ReportsTheOperatingSystemOfTheSettings) {
 
 TEST(CodePages, MapBytesToTextAndBackWithoutLoss) {
   CodePage ansi(1252);
+  std::optional<std::size_t> lost;
   std::vector<std::uint8_t> all(256);
   for (std::size_t i = 0; i < all.size(); ++i) all[i] = static_cast<std::uint8_t>(i);
   for (const std::int32_t number : {1252, 1250, 1253, 1257, 874}) {
     CodePage page(number);
-    EXPECT_EQ(page.bytesOf(page.textOf(all)), all) << number;
+    EXPECT_EQ(page.bytesOf(page.textOf(all), lost), all) << number;
   }
   EXPECT_EQ(ansi.textOf({all.data() + 0x80, 2}).view(), u"€\u0081");
-  const auto text = ansi.bytesOf(u"aä€Ж😀\xD800z");
+  EXPECT_FALSE(lost);
+  const auto text = ansi.bytesOf(u"aä€Ж😀\xD800z", lost);
   EXPECT_EQ(std::string(text.begin(), text.end()), "a\xE4\x80???z");
+  EXPECT_EQ(lost, 3u);
   EXPECT_EQ(errorNumber([] { CodePage(99999); }), 5);
+  // UTF-8: every unit there and back; what is not text becomes the characters of its bytes.
+  CodePage utf8(CodePage::utf8);
+  const std::u16string units = u"aä€😀\xDC00\xD800z" + std::u16string(70, u'\0') + u"Ж";
+  const auto bytes = utf8.bytesOf(units, lost = std::nullopt);
+  EXPECT_EQ(bytes.size(), 1u + 2 + 3 + 4 + 3 + 3 + 1 + 70 + 2);
+  EXPECT_EQ(utf8.textOf(bytes).view(), units);
+  EXPECT_FALSE(lost);
+  const std::string_view mixed = "aä\xFF\xC3(\xED\xA0\x80\xF0\x9F\x98\x80\xE2\x82";
+  EXPECT_EQ(utf8.textOf({reinterpret_cast<const std::uint8_t*>(mixed.data()), mixed.size()}).view(),
+            u"aä\u00FF\u00C3(\xD800😀\u00E2\u0082");
 }
 
 TEST(QueryTexts, LiftLiteralsAndNothingElse) {

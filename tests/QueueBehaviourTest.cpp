@@ -310,11 +310,11 @@ TEST(StoreCapabilities, OfMessageQueuing) {
   queue->Transaction(given);
   expectError(MQ_ERROR_TRANSACTION_SEQUENCE, u"SendDocument", "", [&] { queue->SendDocument("x"); });
   queue->Transaction(Variant());
-  EXPECT_EQ(arrived, std::u16string({u'<', 0, u'?', u'€', u'?', u'\n', u'?', u'?'}));  // of the code page
+  EXPECT_EQ(arrived, everyUnit);
   const auto messages = listed("Orders")->Messages();
   messages->Refresh();
   const auto message = messages->Item(1);
-  EXPECT_EQ(message->BodyLength(), 8);
+  EXPECT_EQ(message->BodyLength(), 18);  // bytes
   EXPECT_EQ(message->ID().size(), 10u);
   EXPECT_GT(message->ArrivedTime().value, 46000);
   EXPECT_EQ(message->AppSpecific(), 0);
@@ -341,13 +341,46 @@ TEST(StoreCapabilities, OfMessageQueuing) {
   expectError(MQ_ERROR_LABEL_TOO_LONG, u"SendDocument", "249", [&] { queue->SendDocument("x"); });
   expectError(MQ_ERROR_QUEUE_EXISTS, u"CreateQueue", "Orders",
               [&] { create<Utility>()->CreateQueue("Orders"); });
-  // With compression every unit travels.
+  // Compressed too, every unit travels.
   home.writeSettings("[Components.SmallQueue.SmallQueue]\nCompressMessages = 1\n");
   openQueue(Store::MessageQueuing, "Small")->SendDocument(everyUnit);
   const auto small = listed("Small")->Messages();
   small->Refresh();
   EXPECT_EQ(small->Item(1)->Body().view(), everyUnit);
   EXPECT_EQ(small->Item(1)->AppSpecific(), 1);
+}
+
+TEST(StoreCapabilities, OfMessageQueuingWithTheCodePageThatTheInstallationHas) {
+  const Installation home("[Platform]\nCodePage = 1252\n");
+  const std::u16string kept{u'<', 0, u'?', u'€', u'?', u'\n', u'?', u'?'};
+  const auto body = [](const char* name) {
+    const auto messages = listed(name)->Messages();
+    messages->Refresh();
+    return std::u16string(messages->Item(1)->Body().view());
+  };
+  for (const char* name : {"Losing", "losing", "Losing too"})
+    openQueue(Store::MessageQueuing, name)->SendDocument(everyUnit);
+  EXPECT_EQ(body("Losing"), kept);
+  const std::string log = home.read("log/corvane.log");
+  EXPECT_EQ(std::ranges::count(log, '\n'), 2);  // once a queue
+  EXPECT_THAT(log, ::testing::HasSubstr("warning 100 \"\" \"A document for the queue \\\"Losing\\\""));
+  // What is stored keeps its meaning: when the settings are replaced, and when the store was there before any
+  // code page was written down.
+  home.writeSettings("");
+  EXPECT_EQ(body("Losing"), kept);
+  std::filesystem::remove(home.file("msmq/storage/codepage"));
+  EXPECT_EQ(body("Losing"), kept);
+  const pid_t another = fork();  // which opens the store anew
+  if (another == 0) {
+    body("Losing");
+    _exit(0);
+  }
+  waitpid(another, nullptr, 0);
+  EXPECT_THAT(home.read("settings.toml"), ::testing::HasSubstr("CodePage = 1252"));
+  const Installation fresh("");
+  openQueue(Store::MessageQueuing, "Orders")->SendDocument(everyUnit);
+  EXPECT_THAT(fresh.read("settings.toml"), ::testing::HasSubstr("CodePage = 65001"));
+  EXPECT_EQ(body("Orders"), everyUnit);
 }
 
 }  // namespace

@@ -110,6 +110,17 @@ TEST(Tool, WorksOnTheMessageQueuingStore) {
   expectRun("watch Copies --ack", 3, "no code page 0");
   home.writeSettings("");
   expectRun("receive Copies --ack", 0, "ü");
+  // With another code page a document that it cannot hold is refused, copied ones too.
+  std::ofstream(home.file("polish")) << "Żółć";
+  const std::string send = "send Copies " + home.file("d1").string() + " " + home.file("polish").string();
+  home.writeSettings(
+      "[Platform]\nCodePage = 1252\n[Components.SmallQueue.SmallQueue]\nCompressMessages = 1\n");
+  expectRun(send, 3, "polish\" is not text in the code page of this installation: character 1 (U+017B)");
+  expectRun("receive Copies", 4, "");
+  expectRun("send Small " + home.file("polish").string(), 0, "sent");
+  expectRun("receive Small", 0, "Żółć");
+  expectRun("copy Small Copies --all", 3, "does not fit");
+  expectRun("receive Copies", 4, "");
   expectRun("receive Nowhere", 4, "no queue");
   for (const char* tail : {"", "-wal", "-shm"})
     std::ofstream(home.file("msmq/storage/queues.db").string() + tail) << "no database at all";

@@ -70,6 +70,15 @@ void appendChanged(std::u16string& changed, std::u16string_view text, Change cha
 
 }  // namespace
 
+std::size_t utf8Length(std::u16string_view text) noexcept {
+  std::size_t bytes = asciiRun(text.data(), text.size());
+  for (std::size_t i = bytes; i < text.size(); ++i) {
+    bytes += 1u + (text[i] >= 0x80 ? 1u : 0u) + (text[i] >= 0x800 ? 1u : 0u);
+    if (isLow(text[i]) && i > 0 && isHigh(text[i - 1])) bytes -= 2;  // a pair takes four
+  }
+  return bytes;
+}
+
 std::size_t encodeUtf8(std::u16string_view text, char* target, Surrogates surrogates) noexcept {
   char* out = target;
   std::size_t i = 0;

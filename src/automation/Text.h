@@ -14,6 +14,8 @@ enum class Surrogates { Carried, Refused };
 
 // An upper bound of the bytes that the text takes.
 constexpr std::size_t utf8Bound(std::u16string_view text) noexcept { return text.size() * 3; }
+// The bytes that it takes, surrogates carried.
+std::size_t utf8Length(std::u16string_view text) noexcept;
 // Writes at most utf8Bound bytes and returns how many. Refused surrogates become U+FFFD.
 std::size_t encodeUtf8(std::u16string_view text, char* target, Surrogates surrogates) noexcept;
 // The number of 16-bit units of valid text.

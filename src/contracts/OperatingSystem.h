@@ -34,6 +34,11 @@ struct ClassesValue {
   std::u16string text;
 };
 
+struct AnsiText {
+  Variant bytes;
+  std::optional<std::size_t> firstLost;  // the unit of the text at which the first lost character stood
+};
+
 enum TimeZoneId : std::int32_t { zoneInvalid = -1, zoneUnknown = 0, zoneStandard = 1, zoneDaylight = 2 };
 
 class OperatingSystem {
@@ -45,7 +50,7 @@ class OperatingSystem {
   // `bias` in minutes: UTC is local time plus bias, daylight saving not counted.
   virtual TimeZoneId GetTimeZoneInformation(std::int32_t& bias) = 0;
   // Bytes in the system's ANSI code page; a character outside it becomes "?".
-  virtual Variant toAnsi(std::u16string_view text) = 0;
+  virtual AnsiText toAnsi(std::u16string_view text) = 0;
   virtual String fromAnsi(std::span<const std::uint8_t> bytes) = 0;
   // A text of the local machine's registry; nothing when it is not there.
   virtual std::optional<String> readRegistry(std::u16string_view key, std::u16string_view name,

@@ -1,10 +1,14 @@
 #include "MSMQQueue.h"
 
+#include "Lasting.h"
 #include "LateBound.h"
 #include "modCompress.h"
 #include "Platform.h"
 #include "QueueCalls.h"
 #include "Text.h"
+
+#include <mutex>
+#include <set>
 
 namespace CorvaneQueue {
 
@@ -13,6 +17,17 @@ constexpr std::int32_t purgeTimeout = 10;  // milliseconds
 constexpr std::int32_t compressedBody = 1;
 constexpr std::int32_t warningNumber = 100;
 constexpr const char16_t* arrivalProcedure = u"mobjMSMQQueueEvent_Arrived";
+
+// Whether no loss was told of that queue in this process.
+bool isFirstLoss(std::u16string_view queue) {
+  struct Told {
+    std::mutex mutex;
+    std::set<std::u16string> queues;
+  };
+  static Lasting<Told> told;
+  const std::lock_guard guard(told->mutex);
+  return told->queues.insert(foldCase(queue)).second;
+}
 }  // namespace
 
 MSMQQueue::MSMQQueue() : errors_(className, ErrorReports::Naming::InOneCall), utility_(make<MSMQUtility>()) {}
@@ -145,7 +160,13 @@ void MSMQQueue::setBody(const Ref<IMSMQMessage>& message, const Variant& text, b
     call<&IMSMQMessage::put_Body>(message, body);
     call<&IMSMQMessage::put_AppSpecific>(message, compressedBody);
   } else {
-    const Variant body = platform().system->toAnsi(BorrowedText(text.get()).view());
+    const auto [body, firstLost] = platform().system->toAnsi(BorrowedText(text.get()).view());
+    if (firstLost && isFirstLoss(name_))
+      errors_.warned(
+          u"SendDocument", warningNumber,
+          u"A document for the queue \"" + std::u16string(name_.view()) +
+              u"\" has characters that are not in the code page of the installation; \"?\" is stored "
+              u"in their place. This is told once a process and queue.");
     call<&IMSMQMessage::put_Body>(message, body);
   }
 }

@@ -265,9 +265,9 @@ class RecordingPlatform final : HostServices, MessageQueuing, DatabaseAccess, Op
     bias = recorder.bias;
     return recorder.zone;
   }
-  Variant toAnsi(std::u16string_view text) override {
+  AnsiText toAnsi(std::u16string_view text) override {
     recorder.note("toAnsi");
-    return Variant::bytes(std::vector<std::uint8_t>(text.begin(), text.end()));
+    return {Variant::bytes(std::vector<std::uint8_t>(text.begin(), text.end())), std::nullopt};
   }
   String fromAnsi(std::span<const std::uint8_t> bytes) override {
     recorder.note("fromAnsi");

@@ -4,7 +4,9 @@
 #include "Documents.h"
 #include "Output.h"
 
+#include <CorvaneQueue/codePage.h>
 #include <chrono>
+#include <cstdio>
 #include <filesystem>
 #include <iostream>
 #include <optional>
@@ -99,6 +101,19 @@ std::vector<Message> find(const Messages& messages, const std::vector<std::strin
   return found;
 }
 
+bool usesMessageQueuing() { return create<Utility>()->QueueStoreType() == u"msmq"; }
+
+// Refuses a text of which the store would keep "?" in some places.
+void mustBeKept(const Queue& queue, const std::string& what, std::u16string_view text) {
+  if (!usesMessageQueuing() || queue->CompressMessages()) return;
+  const auto lost = firstOutsideCodePage(text);
+  if (!lost) return;
+  char code[16];
+  std::snprintf(code, sizeof code, "U+%04X", static_cast<unsigned>(text[*lost]));
+  refuse(what + " is not text in the code page of this installation: character " + std::to_string(*lost + 1) +
+         " (" + code + ") does not fit. Nothing was sent.");
+}
+
 }  // namespace
 
 void send(const std::string& queueName, const std::vector<std::string>& files, const std::string& encoding,
@@ -110,6 +125,7 @@ void send(const std::string& queueName, const std::vector<std::string>& files, c
   queue->MsgID(argument("message identifier", routing.msgID));
   queue->Object(argument("object", routing.object));
   queue->ObjectID(argument("object identifier", routing.objectID));
+  for (std::size_t i = 0; i < files.size(); ++i) mustBeKept(queue, '"' + files[i] + '"', documents[i]);
   Progress progress(files.size());
   for (std::size_t i = 0; i < files.size(); ++i) {
     queue->SendDocument(documents[i]);
@@ -246,6 +262,10 @@ void show(const std::string& queue, const std::string& identifier, Among among) 
     std::cout << toUtf8(message->Body());
 }
 
+namespace {
+bool isCompressed(const Message& message) { return usesMessageQueuing() && message->AppSpecific() == 1; }
+}  // namespace
+
 void copy(const std::string& from, const std::string& to, const std::vector<std::string>& identifiers,
           Among among) {
   const auto messages = messagesOf(listedQueue(from), among);
@@ -259,6 +279,8 @@ void copy(const std::string& from, const std::string& to, const std::vector<std:
   target->BeginTransaction();
   try {
     for (const auto& message : chosen) {
+      if (isCompressed(message))  // else its bytes are copied as they are
+        mustBeKept(target, "The document " + toUtf8(message->ID()), message->Body());
       target->SendMessage(message);
       progress.step();
     }

@@ -37,12 +37,11 @@ void QueueEvent::arrived(const Waiter* waiter) {
   const auto arming = disarm(waiter);
   if (!arming) return;
   // The last argument stands first.
-  VARIANT arguments[2] = {Variant(std::int32_t{0}).detach(),
-                          Variant(Ref<IDispatch>(arming->queue)).detach()};
+  VARIANT arguments[2] = {Variant(std::int32_t{0}).detach(), Variant(Ref<IDispatch>(arming->queue)).detach()};
   for (const Error& failure : fire(msmqArrivedId, arguments))
     report(u"Arrived", Error(failure.number(), failure.source(),
-                             String(u"A handler of the queue " + arming->queueName +
-                                    u" has failed: " + std::u16string(failure.description().view()))));
+                             String(u"A handler of the queue " + arming->queueName + u" has failed: " +
+                                    std::u16string(failure.description().view()))));
   for (VARIANT& argument : arguments) VariantClear(&argument);
 }
 

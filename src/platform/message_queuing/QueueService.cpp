@@ -1,5 +1,6 @@
 #include "QueueService.h"
 
+#include "CodePageOfStore.h"
 #include "ErrorReporting.h"
 #include "Lasting.h"
 #include "Text.h"
@@ -125,6 +126,7 @@ QueueService::QueueService(std::filesystem::path installation)
   if (::stat(storage_.c_str(), &opened_) != 0) throwSystemError(u"Opening", storage_);
   made(storage_ / "lqs");
   makeReserve(storage_ / reserveName);
+  recordCodePage(installation_);
   store();
   reconcileQueueFiles();
   TomlFile registry;

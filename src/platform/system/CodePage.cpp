@@ -12,7 +12,6 @@ namespace CorvaneQueue::platform_layer {
 
 namespace {
 
-constexpr std::int32_t utf8Number = 65001;
 const iconv_t unknown = reinterpret_cast<iconv_t>(-1);  // NOLINT: the C library's mark
 
 // Converts one character; returns the bytes written, or 0 when there is no counterpart.
@@ -47,7 +46,8 @@ constexpr bool isBareByte(char16_t c) { return c >= 0x80 && c <= 0xFF; }
 }  // namespace
 
 CodePage::CodePage(std::int32_t number) : number_(number), toBytes_(unknown), toText_(unknown) {
-  const std::string name = number == utf8Number ? "UTF-8" : "CP" + std::to_string(number);
+  if (number == utf8) return;
+  const std::string name = "CP" + std::to_string(number);
   toBytes_ = iconv_open(name.c_str(), "UTF-16LE");
   toText_ = iconv_open("UTF-16LE", name.c_str());
   if (toBytes_ != unknown && toText_ != unknown) {
@@ -60,8 +60,8 @@ CodePage::CodePage(std::int32_t number) : number_(number), toBytes_(unknown), to
 }
 
 CodePage::~CodePage() {
-  iconv_close(toBytes_);
-  iconv_close(toText_);
+  for (void* const converter : {toBytes_, toText_})
+    if (converter != unknown) iconv_close(converter);
 }
 
 // The characters beyond ASCII that have one byte.
@@ -79,23 +79,30 @@ void CodePage::readTable() {
   }
 }
 
-void CodePage::appendBytes(std::u16string_view character, std::vector<std::uint8_t>& bytes) {
-  if (const auto found = singleBytes_.find(character[0]); found != singleBytes_.end())
-    return bytes.push_back(found->second);
+bool CodePage::appendBytes(std::u16string_view character, std::vector<std::uint8_t>& bytes) {
+  if (const auto found = singleBytes_.find(character[0]); found != singleBytes_.end()) {
+    bytes.push_back(found->second);
+    return true;
+  }
   char converted[16];
   const std::size_t size = convertOne(toBytes_, reinterpret_cast<const char*>(character.data()),
                                       character.size() * sizeof(char16_t), converted);
   char back[16];
+  const char same = static_cast<char>(character[0]);
+  const bool isBare = size == 0 && isBareByte(character[0]) && convertOne(toText_, &same, 1, back) == 0;
   if (size > 0)
     bytes.insert(bytes.end(), converted, converted + size);
-  else if (const char same = static_cast<char>(character[0]);
-           isBareByte(character[0]) && convertOne(toText_, &same, 1, back) == 0)
-    bytes.push_back(static_cast<std::uint8_t>(character[0]));
   else
-    bytes.push_back('?');
+    bytes.push_back(isBare ? static_cast<std::uint8_t>(character[0]) : '?');
+  return size > 0 || isBare;
 }
 
-std::vector<std::uint8_t> CodePage::bytesOf(std::u16string_view text) {
+std::vector<std::uint8_t> CodePage::bytesOf(std::u16string_view text, std::optional<std::size_t>& firstLost) {
+  if (number_ == utf8) {
+    std::vector<std::uint8_t> bytes(utf8Length(text));
+    encodeUtf8(text, reinterpret_cast<char*>(bytes.data()), Surrogates::Carried);
+    return bytes;
+  }
   const std::size_t plain = asciiRun(text);
   std::vector<std::uint8_t> bytes(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(plain));
   if (plain < text.size()) bytes.reserve(text.size());
@@ -107,7 +114,7 @@ std::vector<std::uint8_t> CodePage::bytesOf(std::u16string_view text) {
     }
     const bool isPair =
         c >= 0xD800 && c <= 0xDBFF && i + 1 < text.size() && text[i + 1] >= 0xDC00 && text[i + 1] <= 0xDFFF;
-    appendBytes(text.substr(i, isPair ? 2 : 1), bytes);
+    if (!appendBytes(text.substr(i, isPair ? 2 : 1), bytes) && !firstLost) firstLost = i;
     if (isPair) ++i;
   }
   return bytes;
@@ -133,7 +140,26 @@ std::size_t CodePage::appendText(std::span<const std::uint8_t> bytes, std::u16st
   return 1;
 }
 
+namespace {
+String ofUtf8(std::string_view bytes) {
+  String text = String::ofLength(utf16Length(bytes));
+  if (decodeUtf8(bytes, text.bstr(), Surrogates::Carried).valid) return text;
+  std::u16string units(bytes.size(), u'\0');
+  std::size_t written = 0;
+  while (true) {
+    const auto [isValid, consumed] = decodeUtf8(bytes, units.data() + written, Surrogates::Carried);
+    written += utf16Length(bytes.substr(0, consumed));
+    if (isValid) break;
+    units[written++] = static_cast<unsigned char>(bytes[consumed]);
+    bytes.remove_prefix(consumed + 1);
+  }
+  units.resize(written);
+  return String(units);
+}
+}  // namespace
+
 String CodePage::textOf(std::span<const std::uint8_t> bytes) {
+  if (number_ == utf8) return ofUtf8({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
   const std::size_t plain = asciiRun(bytes);
   if (plain == bytes.size()) {
     String text = String::adopt(SysAllocStringLen(nullptr, static_cast<UINT>(plain)));

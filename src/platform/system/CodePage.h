@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <unordered_map>
@@ -12,10 +13,12 @@
 
 namespace CorvaneQueue::platform_layer {
 
-// Thread-bound. ASCII passes through; characters of one byte stand in a table; the rest goes through the C
-// library's converter.
+// Thread-bound. ASCII passes through; UTF-8 is converted as the stores do it, lone surrogates included; of
+// any other code page, characters of one byte stand in a table, and the rest goes through the C library's
+// converter.
 class CodePage {
  public:
+  static constexpr std::int32_t utf8 = 65001;
   // Throws an Error for a number that the C library does not know.
   explicit CodePage(std::int32_t number);
   ~CodePage();
@@ -23,14 +26,17 @@ class CodePage {
   CodePage& operator=(const CodePage&) = delete;
 
   std::int32_t number() const noexcept { return number_; }
-  // A character outside the code page becomes "?".
-  std::vector<std::uint8_t> bytesOf(std::u16string_view text);
-  // A byte without a character becomes the control of the same value, and back.
+  // A character outside the code page becomes "?"; `firstLost` is the unit of the text at which the first of
+  // them stands.
+  std::vector<std::uint8_t> bytesOf(std::u16string_view text, std::optional<std::size_t>& firstLost);
+  // A byte without a character becomes the control of the same value; in a code page of single bytes, and
+  // back.
   String textOf(std::span<const std::uint8_t> bytes);
 
  private:
   void readTable();
-  void appendBytes(std::u16string_view character, std::vector<std::uint8_t>& bytes);
+  // False when the character is lost.
+  bool appendBytes(std::u16string_view character, std::vector<std::uint8_t>& bytes);
   // Returns how many bytes the character has.
   std::size_t appendText(std::span<const std::uint8_t> bytes, std::u16string& text);
 

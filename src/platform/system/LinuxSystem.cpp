@@ -1,6 +1,7 @@
 #include "LinuxSystem.h"
 
 #include "CodePage.h"
+#include "CodePageOfStore.h"
 #include "Files.h"
 #include "Lasting.h"
 #include "Text.h"
@@ -17,11 +18,6 @@ namespace CorvaneQueue::platform_layer {
 
 namespace {
 
-constexpr std::int32_t windows1252 = 1252;
-
-}  // namespace
-
-namespace {
 // Settings that are numbers. Asked for with every object that is made and every document: looked up once for
 // each state of the file.
 class NumberSettings {
@@ -35,26 +31,26 @@ class NumberSettings {
     }
     return known;
   }
-  std::int32_t get(std::u16string_view key, std::int32_t byDefault) {
+  std::optional<std::int32_t> find(std::u16string_view key) {
     if (const auto found = numbers_.find(key); found != numbers_.end()) return found->second;
     const auto value = content_->at({u"Platform", key});
     if (value && value->type() != VT_I4)
       throw Error(ErrorNumber::TypeMismatch, {},
                   u"The setting " + std::u16string(key) + u" must be a whole number of at most 32 bits.");
-    return numbers_[key] = value ? value->get().lVal : byDefault;
+    return numbers_[key] = value ? std::optional(value->get().lVal) : std::nullopt;
   }
 
  private:
   std::shared_ptr<const TomlFile::Content> content_;
-  std::unordered_map<std::u16string_view, std::int32_t> numbers_;
+  std::unordered_map<std::u16string_view, std::optional<std::int32_t>> numbers_;
 };
 }  // namespace
 
 bool LinuxSystem::GetVersionEx(OSVersion& record) {
   try {
     auto& settings = NumberSettings::of(settings_.content());
-    const std::int32_t platformId = settings.get(u"PlatformId", 2);
-    record.majorVersion = settings.get(u"MajorVersion", 10);
+    const std::int32_t platformId = settings.find(u"PlatformId").value_or(2);
+    record.majorVersion = settings.find(u"MajorVersion").value_or(10);
     record.platformId = platformId;
     return true;
   } catch (const Error&) {  // a settings file that cannot be read: no version
@@ -88,15 +84,18 @@ TimeZoneId LinuxSystem::GetTimeZoneInformation(std::int32_t& bias) {
 }
 
 CodePage& LinuxSystem::installedCodePage() {
-  const std::int32_t number = NumberSettings::of(settings_.content()).get(u"CodePage", windows1252);
+  const auto set = NumberSettings::of(settings_.content()).find(u"CodePage");
+  const std::int32_t number = set ? *set : codePageOfStore(installationDirectory());
   static Lasting<PerThread<std::optional<CodePage>>> kept;
   auto& current = kept->current();
   if (!current || current->number() != number) current.emplace(number);
   return *current;
 }
 
-Variant LinuxSystem::toAnsi(std::u16string_view text) {
-  return Variant::bytes(installedCodePage().bytesOf(text));
+AnsiText LinuxSystem::toAnsi(std::u16string_view text) {
+  AnsiText converted;
+  converted.bytes = Variant::bytes(installedCodePage().bytesOf(text, converted.firstLost));
+  return converted;
 }
 
 String LinuxSystem::fromAnsi(std::span<const std::uint8_t> bytes) {

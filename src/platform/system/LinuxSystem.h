@@ -16,7 +16,7 @@ class LinuxSystem final : public OperatingSystem {
   bool GetVersionEx(OSVersion& record) override;
   SystemTime GetSystemTime() override;
   TimeZoneId GetTimeZoneInformation(std::int32_t& bias) override;
-  Variant toAnsi(std::u16string_view text) override;
+  AnsiText toAnsi(std::u16string_view text) override;
   String fromAnsi(std::span<const std::uint8_t> bytes) override;
   std::optional<String> readRegistry(std::u16string_view key, std::u16string_view name,
                                      bool is64BitView) override;
