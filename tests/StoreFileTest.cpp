@@ -45,7 +45,7 @@ TEST_F(StoreFile, RefusesANewerSchemaADamagedFileAndOtherDatabases) {
     platform_layer::Database newer(file(), store::sqliteStore().migrations);
     newer.execute("PRAGMA dbo.user_version = 77");
   }
-  expectError(E_FAIL, u"SendDocument", "schema version 77, and this library knows 1",
+  expectError(E_FAIL, u"SendDocument", "schema version 77, and this library knows 2",
               [&] { send(queue(), u"x"); });
   const auto writeFile = [&](const std::string& content) {
     for (const char* tail : {"", "-wal", "-shm"}) std::filesystem::remove(file().string() + tail);
@@ -253,7 +253,7 @@ TEST_F(StoreFile, ManyProcessesMayBeTheFirst) {
 TEST_F(StoreFile, RowsOfOtherMessageTypesAreInvisible) {
   {
     platform_layer::Database database(file(), store::sqliteStore().migrations);
-    database.begin(platform_layer::Database::Duration::Short, std::chrono::seconds(1));
+    database.begin(platform_layer::Database::Purpose::Stores, std::chrono::seconds(1));
     database.execute("INSERT INTO dbo.mdqMessageType (Name, Queue) VALUES ('other', 'Hidden')");
     database.commit();
   }

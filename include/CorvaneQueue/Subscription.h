@@ -55,7 +55,7 @@ class EventSink final : public IDispatch {
     return DISP_E_UNKNOWNNAME;
   }
   HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID, LCID, WORD, DISPPARAMS* parameters, VARIANT*,
-                                   EXCEPINFO*, UINT*) noexcept final {
+                                   EXCEPINFO* exception, UINT*) noexcept final {
     if (id != kind_.event) return DISP_E_MEMBERNOTFOUND;
     if (parameters == nullptr || parameters->cArgs != kind_.argumentCount) return DISP_E_BADPARAMCOUNT;
     const auto handler = handler_;
@@ -64,15 +64,21 @@ class EventSink final : public IDispatch {
       (*handler)({parameters->rgvarg, parameters->cArgs});
       return S_OK;
     } catch (...) {
-      return publishedResult();
+      return failed(exception);
     }
   }
 
  private:
-  static HRESULT publishedResult() noexcept {
+  static HRESULT failed(EXCEPINFO* exception) noexcept {
     try {
       Apartment::current().failed(std::current_exception());
-      return Error::current().publish();
+      const Error error = Error::current();
+      if (exception == nullptr) return error.publish();
+      *exception = {};
+      exception->scode = Error::toResult(error.number());
+      exception->bstrSource = String(error.source()).detach();
+      exception->bstrDescription = String(error.description()).detach();
+      return DISP_E_EXCEPTION;
     } catch (...) {
       return E_OUTOFMEMORY;
     }

@@ -13,6 +13,7 @@ struct ProcedureStep {
   enum class Outcome {
     Nothing,   // no result
     Rows,      // its rows are the procedure's record set
+    Held,      // the same, of documents that nobody holds; in a transaction the first one is held for it
     Output,    // its first column becomes the value of the output parameter `output`
     Required,  // it must find a row, else the procedure fails with `failure` ("%1": the first parameter)
   };
@@ -23,13 +24,16 @@ struct ProcedureStep {
 };
 
 struct StoreProcedure {
-  enum class Access { Reads, Writes };
+  // Stores documents, takes them out, or takes out so many that room comes back.
+  enum class Access { Reads, Stores, Frees, Purges };
   std::u16string_view name;  // bracketed, as it is called
   Access access;
   std::span<const ProcedureStep> steps;
 };
 
 struct StoreDefinition {
+  // The statements may use the functions checksum(...), over all its arguments, and isHeldByOther(MessageID).
+  // A body that is a blob is one that must not be handed out.
   // Statement lists; number i + 1 is the schema version that migration i leads to.
   std::span<const std::string_view> migrations;
   std::span<const StoreProcedure> procedures;

@@ -5,9 +5,11 @@
 #include "MessageForm.h"
 #include "Object.h"
 
+#include <memory>
+
 namespace CorvaneQueue {
 
-// Never changes after its creation.
+// Never changes after its creation. The body of a damaged one is an error; everything else of it can be read.
 class DbMessage final : public Object<DbMessage, MessageForm<DbMessage>, IMessageForm<DbMessage>> {
  public:
   static constexpr GUID classIdentity = {
@@ -21,13 +23,23 @@ class DbMessage final : public Object<DbMessage, MessageForm<DbMessage>, IMessag
         messageType_(std::move(messageType)),
         body_(std::move(Body)) {}
 
+  DbMessage(String ID, String Label, Date SentTime, String messageType, const Error& damage)
+      : id_(std::move(ID)),
+        label_(std::move(Label)),
+        sentTime_(SentTime),
+        messageType_(std::move(messageType)),
+        damage_(std::make_unique<const Error>(damage)) {}
+
   const String& ID() const noexcept { return id_; }
   const String& Label() const noexcept { return label_; }
   Date SentTime() const noexcept { return sentTime_; }
-  Variant Body() const { return body_; }
-  StringRef bodyText() const noexcept { return body_; }
+  Variant Body() const { return String(bodyText()); }
+  StringRef bodyText() const {
+    if (damage_) throw Error(*damage_);
+    return body_;
+  }
   // In 16-bit units.
-  std::int32_t BodyLength() const noexcept { return static_cast<std::int32_t>(body_.size()); }
+  std::int32_t BodyLength() const { return static_cast<std::int32_t>(bodyText().size()); }
   // Not held by this store: error 91.
   std::int32_t AppSpecific() const { notHeld(u"AppSpecific"); }
   Date ArrivedTime() const { notHeld(u"ArrivedTime"); }
@@ -44,6 +56,7 @@ class DbMessage final : public Object<DbMessage, MessageForm<DbMessage>, IMessag
   Date sentTime_;
   String messageType_;
   String body_;
+  std::unique_ptr<const Error> damage_;
 };
 
 }  // namespace CorvaneQueue

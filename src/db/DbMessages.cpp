@@ -24,6 +24,20 @@ std::int32_t localBias() {
   return platform().system->GetTimeZoneInformation(bias) == zoneInvalid ? 0 : bias;
 }
 
+// A damaged document is listed too, so that it can be seen and deleted.
+Ref<DbMessage> listed(Recordset& records, std::int32_t bias) {
+  String id = listedID(toInt64(records.Field(store::columnID).get()));
+  String label = toString(records.Field(store::columnDescription));
+  const Date sent = addMinutes(toDate(records.Field(store::columnCreated).get()), -bias);
+  String type = toString(records.Field(store::columnType));
+  try {
+    return make<DbMessage>(std::move(id), std::move(label), sent, std::move(type),
+                           toString(records.Field(store::columnBody)));
+  } catch (const Error& damage) {
+    return make<DbMessage>(std::move(id), std::move(label), sent, std::move(type), damage);
+  }
+}
+
 }  // namespace
 
 void DbMessages::Initialize(const DbQueue& queue) {
@@ -41,11 +55,7 @@ void DbMessages::Refresh() {
   if (!store::hasRows(records)) return;
   messages_.reserve(static_cast<std::size_t>(records->RecordCount()));
   for (records->MoveFirst(); !records->EndOfFile(); records->MoveNext()) {
-    const auto message = make<DbMessage>(
-        listedID(toInt64(records->Field(store::columnID).get())),
-        toString(records->Field(store::columnDescription)),
-        addMinutes(toDate(records->Field(store::columnCreated).get()), -bias),
-        toString(records->Field(store::columnType)), toString(records->Field(store::columnBody)));
+    const auto message = listed(*records, bias);
     messages_.add(message, message->ID());
   }
 }

@@ -30,6 +30,13 @@ inline bool fails(int error) {
   errno = error;
   return true;
 }
+// From now on no sync succeeds.
+inline bool doSyncsFail = false;
+inline bool failsSync() {
+  if (!doSyncsFail) return fails(EIO);
+  errno = EIO;
+  return true;
+}
 // Whether writing so many bytes there is beyond the room that is left.
 inline bool isFull(int descriptor, long long end) {
   if (room < 0) return false;
@@ -73,11 +80,11 @@ EXPORTED ssize_t pwrite64(int descriptor, const void* bytes, size_t size, off_t 
 }
 EXPORTED int fsync(int descriptor) {
   static auto* const real = faults::next<int(int)>("fsync");
-  return faults::fails(EIO) ? -1 : real(descriptor);
+  return faults::failsSync() ? -1 : real(descriptor);
 }
 EXPORTED int fdatasync(int descriptor) {
   static auto* const real = faults::next<int(int)>("fdatasync");
-  return faults::fails(EIO) ? -1 : real(descriptor);
+  return faults::failsSync() ? -1 : real(descriptor);
 }
 EXPORTED int ftruncate64(int descriptor, off_t size) {
   static auto* const real = faults::next<int(int, off_t)>("ftruncate64");

@@ -35,7 +35,7 @@ Queue openQueue(const std::string& name) {
   return queue;
 }
 
-bool usesMessageQueuing() { return create<Utility>()->QueueStoreType() != u"db"; }
+bool usesMessageQueuing() { return create<Utility>()->QueueStoreType() == u"msmq"; }
 
 bool isThere(const std::string& name) {
   const String queue = argument("queue name", name);
@@ -100,8 +100,6 @@ std::vector<Message> find(const Messages& messages, const std::vector<std::strin
   for (const std::string& identifier : identifiers) found.push_back(find(messages, identifier));
   return found;
 }
-
-bool usesMessageQueuing() { return create<Utility>()->QueueStoreType() == u"msmq"; }
 
 // Refuses a text of which the store would keep "?" in some places.
 void mustBeKept(const Queue& queue, const std::string& what, std::u16string_view text) {

@@ -20,6 +20,7 @@ Variant cellOf(const Statement& statement, int column, bool isDateTime) {
     case Statement::Type::Text:
       if (isDateTime) return fromStoredDate(statement.text(column));
       return fromStored(statement.text(column));
+    case Statement::Type::Blob: return Variant::omitted();  // a damaged document's body
     case Statement::Type::Null: break;
   }
   return {};
@@ -53,6 +54,12 @@ Variant Rows::Field(std::int32_t position) {
   if (cell.type() == VT_EMPTY)
     throw Error(94, {},
                 u"Invalid use of Null: field " + decimal(position) + u" of the record holds no value.");
+  if (cell.isOmitted())
+    throw Error(
+        E_FAIL, storeSource,
+        u"The stored document " + decimal(toInt64(cells_[current_ * columnCount_].get())) +
+            u" is damaged: it is not what was sent, and is not handed out. Restore the store from a copy, "
+            u"or delete the document.");
   if (cell.type() != VT_BSTR) return cell;
   return std::exchange(cell, Variant());
 }

@@ -1,13 +1,6 @@
 #include "ErrorReporting.h"
 
-#include "Files.h"
-#include "Text.h"
-
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-#include <chrono>
-#include <cstdio>
+#include "Log.h"
 
 namespace CorvaneQueue::platform_layer {
 
@@ -24,39 +17,6 @@ class ClassTrace final : public Object<ClassTrace, DispatchForm<_ClassTrace>> {
  private:
   Ref<ExceptionHandler> handler_;
 };
-
-std::string timeStamp() {
-  using namespace std::chrono;
-  const auto now = floor<milliseconds>(system_clock::now());
-  const auto day = floor<days>(now);
-  const year_month_day date(day);
-  const hh_mm_ss time(now - day);
-  char buffer[96];
-  std::snprintf(buffer, sizeof buffer, "%04d-%02u-%02uT%02d:%02d:%02d.%03dZ", static_cast<int>(date.year()),
-                static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
-                static_cast<int>(time.hours().count()), static_cast<int>(time.minutes().count()),
-                static_cast<int>(time.seconds().count()), static_cast<int>(time.subseconds().count()));
-  return buffer;
-}
-
-// A text in double quotes, on one line.
-std::string quotedLine(std::u16string_view text) {
-  std::string line = "\"";
-  for (const char c : toUtf8(text)) {
-    if (c == '"' || c == '\\') line += '\\';
-    const auto byte = static_cast<unsigned char>(c);
-    line += byte < 0x20 || byte == 0x7F ? ' ' : c;
-  }
-  return line + '"';
-}
-
-// One whole line for each report: a single appending write, so that many processes can share the file.
-void record(const std::string& line) {
-  const std::filesystem::path directory = installationDirectory() / "log";
-  ::mkdir(directory.c_str(), 0700);
-  const FileDescriptor file(directory / "corvane.log", O_WRONLY | O_APPEND | O_CREAT);
-  if (::write(file.get(), line.data(), line.size()) < 0) return;  // nowhere left to tell it
-}
 
 }  // namespace
 
@@ -91,14 +51,8 @@ HRESULT ExceptionHandler::raw_Report(VARIANT_BOOL RaiseError, LONG Level, LONG N
     const String procedure{StringRef(ProcedureName)};
     const String source = std::move(source_);
     const String description = std::move(description_);
-    try {
-      char number[32];
-      std::snprintf(number, sizeof number, Number < 0 ? "0x%08X" : "%d", static_cast<unsigned>(Number));
-      record(timeStamp() + " " + std::to_string(::getpid()) + " " + toUtf8(component_) + "." +
-             toUtf8(className_) + " " + quotedLine(procedure) + " " + (Level == 2 ? "warning" : "error") +
-             " " + number + " " + quotedLine(source) + " " + quotedLine(description) + "\n");
-    } catch (const std::exception&) {  // a log that cannot be written must not hide the error itself
-    }
+    writeLog({component_, className_, procedure,
+              Level == 2 ? LogEntry::Level::Warning : LogEntry::Level::Error, Number, source, description});
     if (RaiseError != VARIANT_FALSE) throw Error(Number, procedure, description);
   });
 }

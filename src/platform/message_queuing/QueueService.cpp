@@ -1,14 +1,14 @@
 #include "QueueService.h"
 
 #include "CodePageOfStore.h"
-#include "ErrorReporting.h"
 #include "Lasting.h"
+#include "Log.h"
+#include "SharedPage.h"
 #include "Text.h"
 #include "TomlFile.h"
 
 #include <CorvaneQueue/MessageQueuing.h>
 #include <fcntl.h>
-#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <algorithm>
@@ -25,29 +25,8 @@ namespace {
 constexpr auto longestReadAhead = std::chrono::milliseconds(50);
 constexpr std::size_t readAheadCount = 64;
 
-// Room on the disk that is given up when it is full, so that messages can still be taken out: more than
-// the log of the store takes until what was stored has found its place.
-constexpr const char* reserveName = "reserve";
-constexpr off_t reserveSize = 16 << 20;
-// Whether it is there, perhaps just now.
-bool makeReserve(const std::filesystem::path& file) noexcept {
-  struct stat status {};
-  if (::stat(file.c_str(), &status) == 0 && status.st_size >= reserveSize) return true;
-  const int descriptor = ::open(file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
-  if (descriptor < 0) return false;
-  const bool hasRoom = ::posix_fallocate(descriptor, 0, reserveSize) == 0;
-  if (!hasRoom) ::unlink(file.c_str());
-  ::close(descriptor);
-  return hasRoom;
-}
-
 const std::filesystem::path& made(const std::filesystem::path& directory) {
-  std::error_code error;
-  std::filesystem::create_directories(directory, error);
-  if (error) {
-    errno = error.value();
-    throwSystemError(u"Creating the directory", directory);
-  }
+  makeDirectory(directory);
   return directory;
 }
 
@@ -76,20 +55,13 @@ std::string fileValue(std::u16string_view text) {
 // Counts of what all processes have done.
 class QueueService::SharedCounts {
  public:
-  explicit SharedCounts(const std::filesystem::path& file) {
-    const FileDescriptor opened(file, O_RDWR | O_CREAT);
-    // Without its room on the disk, writing through the mapping would end the process.
-    if ((errno = ::posix_fallocate(opened.get(), 0, sizeof(Counts))) != 0)
-      throwSystemError(u"Preparing", file);
-    void* const mapped = ::mmap(nullptr, sizeof(Counts), PROT_READ | PROT_WRITE, MAP_SHARED, opened.get(), 0);
-    if (mapped == MAP_FAILED) throwSystemError(u"Mapping", file);
-    counts_ = static_cast<Counts*>(mapped);
-  }
-  ~SharedCounts() { ::munmap(counts_, sizeof(Counts)); }
-  SharedCounts(const SharedCounts&) = delete;
-  SharedCounts& operator=(const SharedCounts&) = delete;
+  explicit SharedCounts(const std::filesystem::path& file)
+      : opened_(file, O_RDWR | O_CREAT), counts_(opened_, file) {}
   // Of everything that was stored.
-  std::uint64_t stored() const noexcept { return counts_->stored.load(std::memory_order_acquire); }
+  std::uint64_t stored() const noexcept {
+    counts_.mend();
+    return counts_->stored.load(std::memory_order_acquire);
+  }
   void addStored() noexcept { counts_->stored.fetch_add(1, std::memory_order_acq_rel); }
   // Of every message that was held.
   std::uint64_t held() const noexcept { return counts_->held.load(std::memory_order_acquire); }
@@ -101,7 +73,8 @@ class QueueService::SharedCounts {
     std::atomic<std::uint64_t> held;
   };
   static_assert(std::atomic<std::uint64_t>::is_always_lock_free);
-  Counts* counts_;
+  FileDescriptor opened_;
+  SharedPage<Counts> counts_;
 };
 
 std::shared_ptr<QueueService> QueueService::current() {
@@ -125,7 +98,6 @@ QueueService::QueueService(std::filesystem::path installation)
       counts_(std::make_shared<SharedCounts>(storage_ / "generation")) {
   if (::stat(storage_.c_str(), &opened_) != 0) throwSystemError(u"Opening", storage_);
   made(storage_ / "lqs");
-  makeReserve(storage_ / reserveName);
   recordCodePage(installation_);
   store();
   reconcileQueueFiles();
@@ -163,9 +135,10 @@ void QueueService::mustBeThere() const {
                     u"Initialize the queue again, or restart the program.");
 }
 
-void QueueService::write(const std::function<void()>& work, const std::function<void()>& onceStored) {
+void QueueService::write(Database::Purpose purpose, const std::function<void()>& work,
+                         const std::function<void()>& onceStored) {
   try {
-    store().write(work);
+    store().write(purpose, work);
   } catch (const SyncFailed&) {
     counts_->addStored();
     onceStored();
@@ -173,39 +146,12 @@ void QueueService::write(const std::function<void()>& work, const std::function<
   }
   counts_->addStored();
   onceStored();
-  for (const QueueAddress& journal : store().trimmedJournals()) {
-    if (!toldJournals_.insert(shownName(journal)).second) continue;
-    const auto log = make<ExceptionHandler>(String(u"MSMQ"), String(u"Queue"));
-    log->put_Description(String(u"The journal of " + shownName(journal) +
-                                u" is over its quota: its oldest messages are deleted.")
-                             .bstr());
-    constexpr LONG warning = 2;
-    log->raw_Report(VARIANT_FALSE, warning, MQ_ERROR_INSUFFICIENT_RESOURCES, String(u"Journal").bstr());
-  }
-}
-
-void QueueService::writeFreeing(const std::function<void()>& work, const std::function<void()>& onceStored) {
-  try {
-    return write(work, onceStored);
-  } catch (const DiskFull&) {
-    ::unlink((storage_ / reserveName).c_str());
-  }
-  store().checkpoint();
-  write(work, onceStored);
-}
-
-void QueueService::writeStoring(const std::function<void()>& work, const std::function<void()>& onceStored) {
-  if (!makeReserve(storage_ / reserveName)) {
-    mustBeThere();
-    throw DiskFull(E_FAIL, queuingSource,
-                   u"Sending failed: the disk is full; nothing was stored. Free some space and try again.");
-  }
-  try {
-    return write(work, onceStored);
-  } catch (const DiskFull&) {  // perhaps there is room in the store, and only the log cannot grow
-    store().checkpoint();
-  }
-  write(work, onceStored);
+  for (const QueueAddress& journal : store().trimmedJournals())
+    if (toldJournals_.insert(shownName(journal)).second)
+      warnInLog(
+          u"MessageQueuing", u"Journal",
+          u"The journal of " + shownName(journal) + u" is over its quota: its oldest messages are deleted.",
+          MQ_ERROR_INSUFFICIENT_RESOURCES);
 }
 
 // ---- Queues
@@ -253,6 +199,7 @@ void QueueService::reconcileQueueFiles() {
   };
   if (differences(nullptr, nullptr) == 0) return;
   write(
+      Database::Purpose::Frees,
       [&] {
         differences(
             [](const auto& file) {
@@ -269,6 +216,7 @@ void QueueService::create(const QueueRecord& queue) {
   bool isStored = false;
   try {
     write(
+        Database::Purpose::Stores,
         [&] {
           created.id = store().create(queue);
           writeQueueFile(created);
@@ -304,6 +252,7 @@ void QueueService::update(const QueueRecord& queue, const std::function<void(Que
   bool isStored = false;
   try {
     write(
+        Database::Purpose::Stores,
         [&] {
           QueueRecord now = before = find(queue.id, queue.address);
           change(now);
@@ -322,15 +271,16 @@ void QueueService::update(const QueueRecord& queue, const std::function<void(Que
 
 void QueueService::remove(const QueueAddress& address) {
   const QueueRecord queue = find(address);
-  write([&] { store().remove(queue.id); },
-        [&] {
-          std::error_code ignored;
-          std::filesystem::remove(queueFile(queue.id), ignored);
-          for (const bool isJournal : {false, true}) {
-            signals_.signal(Box{queue.id, isJournal}.number());
-            signals_.forget(Box{queue.id, isJournal}.number());
-          }
-        });
+  write(
+      Database::Purpose::Frees, [&] { store().remove(queue.id); },
+      [&] {
+        std::error_code ignored;
+        std::filesystem::remove(queueFile(queue.id), ignored);
+        for (const bool isJournal : {false, true}) {
+          signals_.signal(Box{queue.id, isJournal}.number());
+          signals_.forget(Box{queue.id, isJournal}.number());
+        }
+      });
 }
 
 // ---- Messages
@@ -424,11 +374,12 @@ std::optional<QueueService::Received> QueueService::receive(Box box, std::int64_
         return received;
       }
       bool isJournaled = false;
-      writeFreeing([&] { isJournaled = store().take(taken); },
-                   [&] {
-                     locks.unlock(taken.id);
-                     if (isJournaled) signals_.signal(Box{box.queue, true}.number());
-                   });
+      write(
+          Database::Purpose::Frees, [&] { isJournaled = store().take(taken); },
+          [&] {
+            locks.unlock(taken.id);
+            if (isJournaled) signals_.signal(Box{box.queue, true}.number());
+          });
       return received;
     } catch (...) {
       locks.unlock(taken.id);
@@ -438,7 +389,11 @@ std::optional<QueueService::Received> QueueService::receive(Box box, std::int64_
 }
 
 void QueueService::send(const Outgoing& message) {
-  writeStoring([&] { store().put(message); }, [&] { signals_.signal(Box{message.queue, false}.number()); });
+  write(
+      Database::Purpose::Stores, [&] { store().put(message); },
+      [&] {
+        signals_.signal(Box{message.queue, false}.number());
+      });
 }
 
 std::uint64_t QueueService::generation() const noexcept { return counts_->stored(); }
@@ -482,9 +437,9 @@ void QueueService::commit(TransactionWork& work) {
     for (const std::int64_t box : signalled) signals_.signal(box);
   };
   if (!work.sent.empty())
-    writeStoring(storeAll, onceStored);
+    write(Database::Purpose::Stores, storeAll, onceStored);
   else if (!work.taken.empty())
-    writeFreeing(storeAll, onceStored);
+    write(Database::Purpose::Frees, storeAll, onceStored);
   else
     onceStored();
 }

@@ -85,11 +85,8 @@ class QueueService {
   QueueStore& store();
   bool isThere() const noexcept;
   // `onceStored` runs when the work is stored, also when the sync failed.
-  void write(const std::function<void()>& work, const std::function<void()>& onceStored);
-  // For work that takes messages out: goes on with the reserve when the disk is full.
-  void writeFreeing(const std::function<void()>& work, const std::function<void()>& onceStored);
-  // For work that stores messages: not without the reserve, which is needed to take them out again.
-  void writeStoring(const std::function<void()>& work, const std::function<void()>& onceStored);
+  void write(Database::Purpose purpose, const std::function<void()>& work,
+             const std::function<void()>& onceStored);
   void reconcileQueueFiles();
   void writeQueueFile(const QueueRecord& queue);
   std::filesystem::path queueFile(std::int64_t queue) const;

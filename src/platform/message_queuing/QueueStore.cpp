@@ -126,7 +126,7 @@ QueueStore::QueueStore(const std::filesystem::path& directory) : database_(direc
     return true;
   };
   if (!stored())
-    write([&] {
+    write(Database::Purpose::Stores, [&] {
       if (stored()) return;  // another process was faster
       const auto fresh = newIdentity();
       Statement insert = database_.prepare("INSERT INTO dbo.mqInstallation VALUES (?1)");
@@ -140,20 +140,16 @@ QueueStore::QueueStore(const std::filesystem::path& directory) : database_(direc
   droppedCount_ = dropped.integer(0);
 }
 
-void QueueStore::write(const std::function<void()>& work) {
-  highest_.reset();
-  isCounterBehind_ = false;
-  met_.clear();
-  trimmed_.clear();
-  database_.begin(Database::Duration::Short, writersWait);
-  try {
+void QueueStore::write(Database::Purpose purpose, const std::function<void()>& work) {
+  database_.write(purpose, writersWait, [&] {
+    highest_.reset();
+    isCounterBehind_ = false;
+    met_.clear();
+    trimmed_.clear();
     work();
     finishWrite();
-  } catch (...) {
-    database_.rollback();
-    throw;
-  }
-  database_.commit();
+  });
+  if (std::exchange(hasDeletedBodies_, false)) database_.giveBackSpace();
 }
 
 void QueueStore::finishWrite() {
@@ -278,6 +274,7 @@ void QueueStore::update(const QueueRecord& queue) {
 void QueueStore::remove(std::int64_t queue) {
   highest_ = nextNumber() - 1;
   isCounterBehind_ = true;
+  hasDeletedBodies_ = true;
   for (const char* sql :
        {"DELETE FROM dbo.mqBody WHERE messageId IN (SELECT messageId FROM dbo.mqHeader WHERE box IN (?1 * 2, "
         "?1 * 2 + 1))",
@@ -376,6 +373,7 @@ void QueueStore::deleteDroppedBodies() {
   database_.execute("DELETE FROM dbo.mqDropped");
   droppedCount_ = 0;
   droppedBytes_ = 0;
+  hasDeletedBodies_ = true;
 }
 
 bool QueueStore::take(const Taken& message) {

@@ -4,6 +4,8 @@
 #include "Database.h"
 #include "QueueAddress.h"
 
+#include <CorvaneQueue/Variant.h>
+
 #include <deque>
 #include <functional>
 #include <memory>
@@ -82,8 +84,7 @@ class QueueStore {
   explicit QueueStore(const std::filesystem::path& directory);
 
   // Runs `work` as one durable unit: all of it, or nothing and the error.
-  void write(const std::function<void()>& work);
-  void checkpoint() noexcept { database_.checkpoint(); }
+  void write(Database::Purpose purpose, const std::function<void()>& work);
   // False when the session has to be opened anew.
   bool isUsable() const noexcept { return database_.isUsable(); }
   // 16 bytes, other ones for each installation.
@@ -133,6 +134,7 @@ class QueueStore {
   // Bodies that wait for their deletion, of all processes as far as known, and bytes of this one's.
   std::int64_t droppedCount_ = 0;
   std::int64_t droppedBytes_ = 0;
+  bool hasDeletedBodies_ = false;
   // During a write:
   std::optional<std::int64_t> highest_;  // number given
   bool isCounterBehind_ = false;

@@ -1,191 +1,65 @@
 #include "Database.h"
 
-#include "Lasting.h"
+#include "Functions.h"
+#include "Log.h"
+#include "Schema.h"
+#include "Sessions.h"
 #include "Text.h"
 
-#include <fcntl.h>
 #include <sqlite3.h>
 #include <unistd.h>
-#include <algorithm>
-#include <mutex>
 #include <thread>
-#include <vector>
 
 namespace CorvaneQueue::platform_layer {
 
 namespace {
 
-// Numbers of the database access layer.
-constexpr std::int32_t statementError = static_cast<std::int32_t>(0x80040E14u);
-constexpr std::int32_t integrityViolation = static_cast<std::int32_t>(0x80040E2Fu);
-constexpr std::int32_t timeoutExpired = static_cast<std::int32_t>(0x80040E31u);
-constexpr std::int32_t permissionDenied = static_cast<std::int32_t>(0x80040E09u);
-
-constexpr int checkpointPages = 2000;
 constexpr auto ordinaryWait = std::chrono::seconds(30);
+constexpr const char* logLimit = "PRAGMA dbo.journal_size_limit = 16777216";
 
-std::u16string widened(std::string_view text) { return {text.begin(), text.end()}; }
+bool isThere(const std::filesystem::path& file) noexcept { return ::access(file.c_str(), F_OK) == 0; }
 
-[[noreturn]] void fail(std::int32_t number, const std::filesystem::path& file, std::u16string_view what) {
-  throw Error(number, storeSource, u"The store \"" + shownPath(file) + u"\": " + std::u16string(what));
-}
+std::filesystem::path beside(std::filesystem::path file, const char* ending) { return file += ending; }
 
-[[noreturn]] void throwFor(sqlite3* handle, int code, const char* tried, const std::filesystem::path& file) {
-  const std::u16string message =
-      handle == nullptr ? u"out of memory" : std::u16string(fromUtf8(sqlite3_errmsg(handle)).view());
-  switch (code & 0xFF) {
-    case SQLITE_BUSY:
-    case SQLITE_LOCKED:
-      fail(timeoutExpired, file,
-           u"timeout expired: another transaction has been open all the time. Try again, or commit or abort "
-           u"that one.");
-    case SQLITE_FULL:
-      throw DiskFull(E_FAIL, storeSource,
-                     u"The store \"" + shownPath(file) +
-                         u"\": the disk is full; nothing was stored. Free some space and try again.");
-    case SQLITE_READONLY:
-    case SQLITE_PERM:
-    case SQLITE_AUTH:
-      fail(permissionDenied, file, u"the file cannot be written (" + message + u"); check its permissions.");
-    case SQLITE_CORRUPT:
-      fail(E_FAIL, file, u"the file is damaged (" + message + u"). Restore it from a copy.");
-    case SQLITE_NOTADB:
-      fail(E_FAIL, file,
-           u"the file is not a message store (" + message + u"). Move it away or restore a copy.");
-    case SQLITE_CANTOPEN:
-      fail(E_FAIL, file,
-           u"the file cannot be opened (" + message + u"); check the directory and its permissions.");
-    case SQLITE_CONSTRAINT: fail(integrityViolation, file, message + u".");
-    case SQLITE_NOMEM: throw std::bad_alloc();
-    case SQLITE_TOOBIG:
-      fail(ErrorNumber::InvalidArgument, file,
-           u"the text is longer than the store can take (1,000,000,000 bytes).");
-    case SQLITE_IOERR: fail(E_FAIL, file, widened(tried) + u" failed: " + message + u".");
-    default: fail(statementError, file, widened(tried) + u" failed: " + message + u".");
+// As the engine takes a file with parameters.
+std::string uriOf(const std::filesystem::path& file) {
+  std::string uri = "file:";
+  for (const char c : file.string()) {
+    char escaped[4];
+    std::snprintf(escaped, sizeof escaped, "%%%02X", static_cast<unsigned>(static_cast<unsigned char>(c)));
+    uri += c == '%' || c == '?' || c == '#' ? std::string(escaped) : std::string(1, c);
   }
-}
-
-// Names of queues: letter case does not count. Called through the engine, which knows no exceptions.
-int compareNames(void*, int leftSize, const void* left, int rightSize, const void* right) noexcept {
-  const std::string_view a(static_cast<const char*>(left), static_cast<std::size_t>(leftSize));
-  const std::string_view b(static_cast<const char*>(right), static_cast<std::size_t>(rightSize));
-  if (a == b) return 0;
-  try {
-    return foldCase(fromStored(a)).compare(foldCase(fromStored(b)));
-  } catch (...) {  // damaged bytes: any order will do
-    return a.compare(b);
-  }
+  return uri;
 }
 
 }  // namespace
-
-struct Sessions {
-  struct Open {
-    const Database* session;
-    std::filesystem::path file;
-    int process;
-    std::thread::id transactionThread{};  // of an open-ended transaction, else nobody
-  };
-  std::mutex mutex;
-  std::vector<Open> open;
-};
-
-namespace {
-const std::shared_ptr<Sessions>& processSessions() {
-  struct Shared {
-    std::shared_ptr<Sessions> sessions = std::make_shared<Sessions>();
-  };
-  static Lasting<Shared> all;
-  return all->sessions;
-}
-}  // namespace
-
-// ---- Statement
-
-Statement::~Statement() {
-  if (statement_ == nullptr) return;
-  sqlite3_reset(statement_);
-  sqlite3_clear_bindings(statement_);
-}
-
-void Statement::check(int code, const char* tried) const {
-  if (code != SQLITE_OK) throwFor(sqlite3_db_handle(statement_), code, tried, *file_);
-}
-int Statement::parameterCount() const noexcept { return sqlite3_bind_parameter_count(statement_); }
-void Statement::bindNull(int parameter) { check(sqlite3_bind_null(statement_, parameter), "binding"); }
-void Statement::bind(int parameter, std::int64_t number) {
-  check(sqlite3_bind_int64(statement_, parameter, number), "binding");
-}
-void Statement::bindText(int parameter, std::string_view bytes) {
-  check(sqlite3_bind_text64(statement_, parameter, bytes.empty() ? "" : bytes.data(), bytes.size(),
-                            SQLITE_STATIC, SQLITE_UTF8),
-        "binding");
-}
-void Statement::bindBlob(int parameter, std::span<const std::uint8_t> bytes) {
-  check(
-      sqlite3_bind_blob64(statement_, parameter, bytes.empty() ? "" : static_cast<const void*>(bytes.data()),
-                          bytes.size(), SQLITE_STATIC),
-      "binding");
-}
-bool Statement::step() {
-  const int code = sqlite3_step(statement_);
-  if (code == SQLITE_ROW) return true;
-  if (code != SQLITE_DONE) throwFor(sqlite3_db_handle(statement_), code, "a statement", *file_);
-  return false;
-}
-bool Statement::tryStep(Busy busy) {
-  const int code = sqlite3_step(statement_);
-  if (code == SQLITE_ROW || code == SQLITE_DONE) return true;
-  if ((code & 0xFF) == SQLITE_BUSY && busy == Busy::Returns) return false;
-  throwFor(sqlite3_db_handle(statement_), code, "a statement", *file_);
-}
-int Statement::columnCount() const noexcept { return sqlite3_column_count(statement_); }
-Statement::Type Statement::type(int column) const noexcept {
-  switch (sqlite3_column_type(statement_, column)) {
-    case SQLITE_NULL: return Type::Null;
-    case SQLITE_INTEGER: return Type::Integer;
-    case SQLITE_FLOAT: return Type::Real;
-    default: return Type::Text;
-  }
-}
-std::string_view Statement::declaredType(int column) const noexcept {
-  const char* type = sqlite3_column_decltype(statement_, column);
-  return type == nullptr ? "" : type;
-}
-std::int64_t Statement::integer(int column) const noexcept {
-  return sqlite3_column_int64(statement_, column);
-}
-double Statement::real(int column) const noexcept { return sqlite3_column_double(statement_, column); }
-std::string_view Statement::text(int column) const {
-  const auto* bytes = reinterpret_cast<const char*>(sqlite3_column_text(statement_, column));
-  if (bytes == nullptr) throwFor(sqlite3_db_handle(statement_), SQLITE_NOMEM, "reading", *file_);
-  return {bytes, static_cast<std::size_t>(sqlite3_column_bytes(statement_, column))};
-}
-std::span<const std::uint8_t> Statement::blob(int column) const {
-  const auto* bytes = static_cast<const std::uint8_t*>(sqlite3_column_blob(statement_, column));
-  const auto size = static_cast<std::size_t>(sqlite3_column_bytes(statement_, column));
-  if (bytes == nullptr && size > 0) throwFor(sqlite3_db_handle(statement_), SQLITE_NOMEM, "reading", *file_);
-  return {bytes, size};
-}
-
-// ---- Database
 
 void Database::Close::operator()(sqlite3* handle) const noexcept { sqlite3_close_v2(handle); }
 void Database::Finalize::operator()(sqlite3_stmt* statement) const noexcept { sqlite3_finalize(statement); }
 
 void Database::check(int code, const char* tried) const {
-  if (code != SQLITE_OK) throwFor(handle_.get(), code, tried, file_);
+  if (code != SQLITE_OK) file_.failFor(handle_.get(), code, tried);
 }
 
-Database::Database(std::filesystem::path file, std::span<const std::string_view> migrations)
-    : sessions_(processSessions()), file_(std::move(file)), process_(::getpid()) {
-  enlist();
+Database::Database(const std::filesystem::path& file, std::span<const std::string_view> migrations,
+                   IfMissing ifMissing)
+    : file_{file},
+      process_(::getpid()),
+      isStandIn_(ifMissing == IfMissing::ReadEmpty && !isThere(file)),
+      sessions_(Sessions::ofProcess()),
+      reserve_(file) {
+  if (!sessions_->add(this, file))
+    file_.fail(
+        E_FAIL,
+        u"this process was forked from one that had a store open, and cannot open one itself. Fork before "
+        u"the first use, or start the new process with exec.");
   try {
-    open();
-    migrate(migrations);
-    sync();  // what a process stored that died before its own sync
+    if (isStandIn_)
+      openStandIn(migrations);
+    else
+      open(migrations);
   } catch (...) {
-    delist();
+    sessions_->remove(this);
     throw;
   }
 }
@@ -197,58 +71,66 @@ Database::~Database() {
     return;
   }
   rollback();
-  delist();
+  statements_.clear();
+  // The last session moves the log into the file and leaves it empty, so that the file alone is the store.
+  // Not over pages that may not be on the disk.
+  if (sharing_) {
+    constexpr auto patience = std::chrono::seconds(1);
+    const bool isOurs = sharing_->syncers().take(std::chrono::steady_clock::now() + patience);
+    if (!isOurs || isLost_ || sharing_->state().isLogSuspect != 0)
+      sqlite3_db_config(handle_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+    handle_.reset();
+    if (isOurs) sharing_->syncers().pass();
+  }
+  sessions_->remove(this);
 }
 
-// The engine's account of its locks is copied by a fork, the locks are not: a session opened beside an
-// inherited one could damage the store.
-void Database::enlist() {
-  const std::lock_guard guard(sessions_->mutex);
-  for (const auto& other : sessions_->open)
-    if (other.process != process_)
-      fail(E_FAIL, file_,
-           u"this process was forked from one that had a store open, and cannot open one itself. Fork before "
-           u"the first use, or start the new process with exec.");
-  sessions_->open.push_back({this, file_, process_});
+void Database::openStandIn(std::span<const std::string_view> migrations) {
+  openHandle(":memory:");
+  for (const std::string_view migration : migrations)
+    run(handle_.get(), file_, std::string(migration), "preparing");
 }
 
-void Database::delist() noexcept {
-  const std::lock_guard guard(sessions_->mutex);
-  std::erase_if(sessions_->open, [&](const auto& entry) { return entry.session == this; });
+void Database::open(std::span<const std::string_view> migrations) {
+  makeDirectory(file_.path.parent_path());
+  sharing_ = StoreSharing::join(file_.path);  // only writers need it
+  const bool isFirst = sharing_ && sharing_->isFirst();
+  if (sharing_) {
+    file_.state = &sharing_->state();
+    if (!isThere(file_.path)) FileDescriptor(file_.path, O_RDWR | O_CREAT);
+  }
+  if (isFirst) inspectLog();
+  openHandle(file_.path.string());
+  deadline_ = std::chrono::steady_clock::now() + ordinaryWait;
+  if (isFirst) setStaleLogAside();
+  if (!sharing_) readAsItIs();
+  bringUpToDate(handle_.get(), file_, migrations,
+                isFirst    ? Opener::First
+                : sharing_ ? Opener::Later
+                           : Opener::Reader);
+  knowFiles();
+  if (!sharing_) return;
+  durability_.emplace(handle_.get(), file_, *sharing_);
+  if (!isFirst) return;
+  checkDamage();
+  durability_->writeAnew();
+  sharing_->settle();
 }
 
-void Database::noteTransaction(bool isOpen) noexcept {
-  const std::lock_guard guard(sessions_->mutex);
-  for (auto& entry : sessions_->open)
-    if (entry.session == this)
-      entry.transactionThread = isOpen ? std::this_thread::get_id() : std::thread::id();
-}
-
-bool Database::isAwaitedInVain() const {
-  const std::lock_guard guard(sessions_->mutex);
-  return std::ranges::any_of(sessions_->open, [&](const auto& entry) {
-    return entry.transactionThread == std::this_thread::get_id() && entry.file == file_;
-  });
-}
-
-void Database::open() {
-  std::filesystem::path lockPath = file_;
-  lockPath += "-lock";
-  lockFile_ = FileDescriptor::ifPermitted(lockPath, O_RDWR | O_CREAT);  // only writers need it
+void Database::openHandle(const std::string& attached) {
   sqlite3* opened = nullptr;
-  const int code = sqlite3_open_v2(":memory:", &opened,
-                                   SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
+  const int code = sqlite3_open_v2(
+      ":memory:", &opened, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_URI,
+      nullptr);
   handle_.reset(opened);
   check(code, "opening");
   sqlite3_extended_result_codes(opened, 1);
   sqlite3_busy_handler(
       opened, [](void* self, int attempt) { return static_cast<Database*>(self)->onBusy(attempt); }, this);
-  check(sqlite3_create_collation_v2(opened, "QUEUE_NAME", SQLITE_UTF8, nullptr, compareNames, nullptr),
-        "opening");
+  check(addFunctions(opened), "opening");
   {
     Statement attach = prepare("ATTACH DATABASE ?1 AS dbo");
-    const std::string path = file_.string();
-    attach.bindText(1, path);
+    attach.bindText(1, attached);
     attach.step();
   }
   // Durability comes from sync() after a commit, outside the lock. The log keeps its size: writing over
@@ -256,62 +138,162 @@ void Database::open() {
   execute("PRAGMA dbo.synchronous = NORMAL");
   execute("PRAGMA dbo.secure_delete = OFF");  // a purge would write every freed page
   execute("PRAGMA temp_store = MEMORY");      // no document in a file outside the installation
-  if (::stat(file_.c_str(), &opened_) != 0) throwSystemError(u"Opening", file_);
+  execute(logLimit);
   int keep = 1;
   sqlite3_file_control(opened, "dbo", SQLITE_FCNTL_PERSIST_WAL, &keep);
-  sqlite3_wal_autocheckpoint(opened, checkpointPages);
+  // The log is moved after the sync, not inside a commit.
+  sqlite3_wal_hook(
+      opened,
+      [](void* self, sqlite3*, const char*, int frames) {
+        if (StoreState* const state = static_cast<Database*>(self)->file_.state)
+          state->framesInLog = static_cast<std::uint32_t>(frames);
+        return SQLITE_OK;
+      },
+      this);
 }
 
-void Database::migrate(std::span<const std::string_view> migrations) {
-  const auto version = [&] {
-    Statement statement = prepare("PRAGMA dbo.user_version");
-    statement.step();
-    return statement.integer(0);
-  };
-  const auto wanted = static_cast<std::int64_t>(migrations.size());
-  std::int64_t found = version();
-  if (found == wanted) return;
-  const auto refuseNewer = [&] {
-    if (found > wanted)
-      fail(E_FAIL, file_,
-           u"the file has schema version " + decimal(found) + u", and this library knows " + decimal(wanted) +
-               u". Install the newer library.");
-  };
-  refuseNewer();
-  {
-    // The switch to the write-ahead log knows no waiting: one process at a time.
-    const FileLock turn(writersLock());
-    Statement mode = prepare("PRAGMA dbo.journal_mode = WAL");
-    if (!mode.step() || mode.text(0) != "wal")
-      fail(E_FAIL, file_,
-           u"the file system cannot hold the store: it needs shared memory files. Use a local disk.");
-  }
-  begin(Duration::Short, ordinaryWait);
-  found = version();  // another process may have been faster
-  refuseNewer();
-  if (found == 0) {
-    Statement tables = prepare("SELECT count(*) FROM dbo.sqlite_schema");
-    tables.step();
-    if (tables.integer(0) != 0) {
-      rollback();
-      fail(E_FAIL, file_, u"the file is a database of some other program. Move it away.");
-    }
-  }
+// A store that this user may only read: as it is, when nobody writes it, else beside those who do.
+void Database::readAsItIs() {
   try {
-    for (; found < wanted; ++found) {
-      const std::string sql(migrations[static_cast<std::size_t>(found)]);
-      check(sqlite3_exec(handle_.get(), sql.c_str(), nullptr, nullptr, nullptr),
-            "bringing the schema up to date");
-    }
-    execute("PRAGMA dbo.user_version = " + std::to_string(wanted));
-    commit();
-  } catch (...) {
-    rollback();
-    throw;
+    numberOf(handle_.get(), file_, "SELECT count(*) FROM dbo.sqlite_schema");
+  } catch (const Error&) {
+    if (!LogFile(file_.path).isEmpty()) throw;
+    statements_.clear();
+    openHandle(uriOf(file_.path) + "?immutable=1");
   }
+}
+
+// ---- What the first session looks at
+
+// Before the engine does, which takes a damaged place for the end of the log.
+void Database::inspectLog() {
+  const LogFile log(file_.path);
+  const LogContent content = log.read();
+  StoreState& state = *file_.state;
+  state.framesInLog = content.frames;
+  state.hasReserve = 0;
+  state.isLogMoved = 1;
+  state.lostTransactions = content.transactionsBehind;
+  if (content.transactionsBehind == 0) return;
+  const std::filesystem::path kept = log.copyAside("damaged");
+  warnInLog(
+      u"Storage", u"Opening",
+      u"The log of the store \"" + shownPath(file_.path) + u"\" is damaged behind frame " +
+          decimal(std::int64_t{content.frames}) + u": " + decimal(std::int64_t{content.transactionsBehind}) +
+          u" transactions behind that place cannot be read and are not in the store. After a power failure "
+          u"they may be ones that had not ended; otherwise documents are missing, or acknowledged ones are "
+          u"back. The log is kept as \"" +
+          shownPath(kept) + u"\".");
+}
+
+std::uint32_t Database::generationInFile() const {
+  constexpr sqlite3_int64 applicationIdAt = 68;  // in the engine's file header
+  sqlite3_file* file = nullptr;
+  std::uint8_t bytes[4] = {};
+  if (sqlite3_file_control(handle_.get(), "dbo", SQLITE_FCNTL_FILE_POINTER, &file) == SQLITE_OK &&
+      file != nullptr && file->pMethods != nullptr)
+    file->pMethods->xRead(file, bytes, sizeof bytes, applicationIdAt);
+  return std::uint32_t{bytes[0]} << 24 | std::uint32_t{bytes[1]} << 16 | std::uint32_t{bytes[2]} << 8 |
+         bytes[3];
+}
+
+std::uint32_t Database::generation() {
+  return static_cast<std::uint32_t>(numberOf(handle_.get(), file_, "PRAGMA dbo.application_id"));
+}
+
+// Each log begins by raising the generation, so that it is that of the file or the next one. Else the file is
+// a copy that was put back beside a log that does not belong to it.
+void Database::setStaleLogAside() {
+  const LogFile log(file_.path);
+  if (log.isEmpty() || file_.state->framesInLog == 0) return;
+  const std::uint32_t inFile = generationInFile();
+  const std::uint32_t inAll = generation();
+  if (inAll == inFile || inAll == inFile + 1) return;
+  statements_.clear();
+  sqlite3_db_config(handle_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+  handle_.reset();
+  const std::filesystem::path kept = log.setAside("stale");
+  std::error_code ignored;
+  std::filesystem::remove(beside(file_.path, "-shm"), ignored);
+  file_.state->framesInLog = 0;
+  warnInLog(
+      u"Storage", u"Opening",
+      u"The store \"" + shownPath(file_.path) +
+          u"\" has been replaced by a copy while its log was left behind by a process that was killed. The "
+          u"copy is used; the log, which does not belong to it, is kept as \"" +
+          shownPath(kept) + u"\".");
+  openHandle(file_.path.string());
+}
+
+void Database::checkDamage() {
+  StoreState& state = *file_.state;
+  if (state.isDamaged == 0) return;
+  Statement result = prepare("PRAGMA dbo.quick_check(1)");
+  if (result.step() && result.text(0) == "ok") state.isDamaged = 0;
+}
+
+// ---- Files that somebody may touch
+
+// One that was not there yet is known from now on.
+bool Database::Known::isSame() noexcept {
+  struct stat now {};
+  const bool isThere = ::stat(path.c_str(), &now) == 0;
+  if (status.st_ino == 0) {
+    if (isThere) status = now;
+    return true;
+  }
+  return isThere && now.st_ino == status.st_ino && now.st_dev == status.st_dev;
+}
+
+void Database::knowFiles() {
+  for (auto [known, ending] :
+       {std::pair(&store_, ""), std::pair(&log_, "-wal"), std::pair(&index_, "-shm")}) {
+    known->path = beside(file_.path, ending);
+    if (::stat(known->path.c_str(), &known->status) != 0 && known == &store_)
+      throwSystemError(u"Opening", known->path);
+  }
+}
+
+// Whatever is written to a file without a name is lost.
+void Database::mustBeThere() {
+  if (!sharing_)
+    file_.fail(StoreFile::permissionDenied, u"the file cannot be written; check its permissions.");
+  if (!isLost_ && store_.isSame() && log_.isSame() && sharing_->isWhole()) return;
+  isLost_ = true;
+  file_.fail(E_FAIL,
+             u"the file, its log or its lock file has been removed or replaced since this process opened it; "
+             u"nothing was stored. Initialize the queue again, or restart the program.");
+}
+
+// The engine reads its shared index through a mapping: where the file has been cut short, that would end the
+// process. Emptied, it is made anew from the log.
+void Database::mustMapWholeFile() {
+  if (index_.path.empty()) return;
+  struct stat now {};
+  const bool isThere = ::stat(index_.path.c_str(), &now) == 0;
+  if (index_.status.st_ino == 0) {  // not mapped yet, or by a reader of a store that nobody writes never
+    if (isThere) index_.status = now;
+    return;
+  }
+  if (!isThere || now.st_ino != index_.status.st_ino) {
+    isLost_ = true;
+    file_.fail(E_FAIL,
+               u"its index \"" + shownPath(index_.path) +
+                   u"\" has been removed or replaced since this process opened it; nothing was stored. "
+                   u"Initialize the queue again, or restart the program.");
+  }
+  if (now.st_size >= index_.status.st_size) {
+    index_.status.st_size = now.st_size;
+    return;
+  }
+  if (::truncate(index_.path.c_str(), 0) != 0 || ::truncate(index_.path.c_str(), index_.status.st_size) != 0)
+    throwSystemError(u"Mending", index_.path);
+  warnInLog(u"Storage", u"Reading",
+            u"Somebody has cut the file \"" + shownPath(index_.path) + u"\" short; it is made anew.");
 }
 
 Statement Database::prepare(std::string_view sql) {
+  if (!inTransaction_) mustMapWholeFile();
   const auto found = statements_.find(sql);
   if (found != statements_.end()) return {found->second.get(), file_};
   sqlite3_stmt* statement = nullptr;
@@ -319,7 +301,7 @@ Statement Database::prepare(std::string_view sql) {
                                       SQLITE_PREPARE_PERSISTENT, &statement, nullptr);
   std::unique_ptr<sqlite3_stmt, Finalize> owned(statement);
   check(code, "a statement");
-  if (statement == nullptr) fail(statementError, file_, u"the statement is empty.");
+  if (statement == nullptr) file_.fail(StoreFile::statementError, u"the statement is empty.");
   statements_.emplace(std::string(sql), std::move(owned));
   return {statement, file_};
 }
@@ -328,124 +310,6 @@ void Database::execute(std::string_view sql) {
   Statement statement = prepare(sql);
   while (statement.step()) {
   }
-}
-
-// Asked by the engine while somebody else's transaction is open. Most of them end at once; only the
-// holder of the turn waits here, so it may look often at first.
-int Database::onBusy(int attempt) {
-  const auto now = std::chrono::steady_clock::now();
-  if (attempt == 0 && !isBeginning_) deadline_ = now + ordinaryWait;  // a recovery, say: soon over
-  if (now >= deadline_) return 0;
-  constexpr int eagerAttempts = 200;
-  if (attempt < eagerAttempts)
-    std::this_thread::yield();
-  else
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  return 1;
-}
-
-bool Database::isUsable() const noexcept {
-  return process_ == ::getpid() && !isSuspect_ &&
-         (!inTransaction_ || sqlite3_get_autocommit(handle_.get()) == 0);
-}
-
-const FileDescriptor& Database::writersLock() const {
-  if (lockFile_.get() < 0)
-    fail(permissionDenied, file_, u"the file cannot be written; check its permissions.");
-  return lockFile_;
-}
-
-// Whatever is written to a file without a name is lost.
-void Database::mustBeThere() {
-  struct stat now {};
-  if (::stat(file_.c_str(), &now) == 0 && now.st_ino == opened_.st_ino && now.st_dev == opened_.st_dev)
-    return;
-  isSuspect_ = true;
-  fail(E_FAIL, file_,
-       u"the file has been removed or replaced since this process opened it; nothing was stored. Initialize "
-       u"the "
-       u"queue again, or restart the program.");
-}
-
-void Database::begin(Duration duration, std::optional<std::chrono::seconds> limit) {
-  mustBeThere();
-  if (isAwaitedInVain())
-    fail(
-        timeoutExpired, file_,
-        u"another queue object of this thread has a transaction open, which this one would wait for in vain. "
-        u"Commit or abort it first, or work through the queue object that began it.");
-  const auto deadline = limit ? std::optional(std::chrono::steady_clock::now() + *limit) : std::nullopt;
-  // Writers take turns: the lock is handed over in order, where the engine's own would let the same
-  // one win again and again. Who has the turn while somebody's transaction is open passes it on soon,
-  // so that everybody can keep an eye on the time.
-  constexpr auto slice = std::chrono::milliseconds(10);
-  while (!inTransaction_) {
-    turn_.emplace(writersLock());
-    const auto now = std::chrono::steady_clock::now();
-    const bool isLast = deadline && *deadline <= now + slice;
-    deadline_ = isLast ? std::max(*deadline, now + std::chrono::milliseconds(1)) : now + slice;
-    isBeginning_ = true;
-    try {
-      inTransaction_ =
-          prepare("BEGIN IMMEDIATE").tryStep(isLast ? Statement::Busy::Fails : Statement::Busy::Returns);
-    } catch (...) {
-      isBeginning_ = false;
-      turn_.reset();
-      throw;
-    }
-    isBeginning_ = false;
-    if (inTransaction_) break;
-    turn_.reset();
-    std::this_thread::sleep_for(std::chrono::microseconds(100));
-  }
-  if (duration == Duration::Open) {
-    // The engine's lock keeps writers out; who holds the turn now waits for it with a time limit.
-    turn_.reset();
-    isOpenEnded_ = true;
-    noteTransaction(true);
-  }
-}
-
-void Database::endTransaction() noexcept {
-  inTransaction_ = false;
-  turn_.reset();
-  if (std::exchange(isOpenEnded_, false)) noteTransaction(false);
-}
-
-void Database::commit() {
-  try {
-    execute("COMMIT");
-  } catch (...) {
-    rollback();
-    throw;
-  }
-  endTransaction();
-  sync();  // also when nothing changed: what this one saw may be somebody's who died before the sync
-}
-
-void Database::sync() {
-  sqlite3_file* log = nullptr;
-  check(sqlite3_file_control(handle_.get(), "dbo", SQLITE_FCNTL_JOURNAL_POINTER, &log), "syncing the log");
-  if (log == nullptr || log->pMethods == nullptr) return;
-  const int code = log->pMethods->xSync(log, SQLITE_SYNC_NORMAL | SQLITE_SYNC_DATAONLY);
-  if (code == SQLITE_OK) return;
-  isSuspect_ = true;
-  throw SyncFailed(
-      E_FAIL, storeSource,
-      u"The store \"" + shownPath(file_) +
-          u"\": the log could not be synced: what was stored is there, but may not survive a power "
-          u"failure. Check the disk.");
-}
-
-void Database::checkpoint() noexcept {
-  sqlite3_wal_checkpoint_v2(handle_.get(), "dbo", SQLITE_CHECKPOINT_RESTART, nullptr, nullptr);
-}
-
-void Database::rollback() noexcept {
-  if (!inTransaction_) return;
-  if (sqlite3_get_autocommit(handle_.get()) == 0)
-    sqlite3_exec(handle_.get(), "ROLLBACK", nullptr, nullptr, nullptr);
-  endTransaction();
 }
 
 }  // namespace CorvaneQueue::platform_layer

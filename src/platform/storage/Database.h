@@ -1,87 +1,31 @@
 // One session with an embedded store: an SQLite file in write-ahead mode that many processes share.
 #pragma once
 
-#include "Files.h"
+#include "Durability.h"
+#include "Reserve.h"
+#include "Statement.h"
 
-#include <CorvaneQueue/Variant.h>
-
-#include <chrono>
-#include <cstdint>
-#include <filesystem>
-
-#include <sys/stat.h>
+#include <functional>
 #include <memory>
-#include <optional>
-#include <span>
 #include <string>
-#include <string_view>
 #include <unordered_map>
 
-struct sqlite3;
-struct sqlite3_stmt;
+#include <sys/stat.h>
 
 namespace CorvaneQueue::platform_layer {
-
-// The source of the errors of a store.
-inline constexpr std::u16string_view storeSource = u"CorvaneQueue.MessageStore";
-
-// The disk has no room for what was to be stored.
-class DiskFull : public Error {
- public:
-  using Error::Error;
-};
-
-// Everything is stored, but whether it survives a power failure is not known.
-class SyncFailed : public Error {
- public:
-  using Error::Error;
-};
-
-// A prepared statement while it is in use; resets itself for the next user. Parameters count from 1,
-// columns from 0. Bytes that are bound or read are not copied: bound ones must stay until the
-// statement is done, read ones are gone with the next step.
-class Statement {
- public:
-  Statement(sqlite3_stmt* statement, const std::filesystem::path& file) noexcept
-      : statement_(statement), file_(&file) {}
-  Statement(Statement&& other) noexcept
-      : statement_(std::exchange(other.statement_, nullptr)), file_(other.file_) {}
-  Statement& operator=(Statement&&) = delete;
-  ~Statement();
-
-  int parameterCount() const noexcept;
-  void bindNull(int parameter);
-  void bind(int parameter, std::int64_t number);
-  void bindText(int parameter, std::string_view bytes);
-  void bindBlob(int parameter, std::span<const std::uint8_t> bytes);
-  // Whether there is a row.
-  bool step();
-  // False when the store is busy with somebody else's transaction and that is not a failure.
-  enum class Busy { Fails, Returns };
-  bool tryStep(Busy busy);
-  int columnCount() const noexcept;
-  enum class Type { Null, Integer, Real, Text };
-  Type type(int column) const noexcept;
-  // The declared type of a table's column, empty for an expression.
-  std::string_view declaredType(int column) const noexcept;
-  std::int64_t integer(int column) const noexcept;
-  double real(int column) const noexcept;
-  std::string_view text(int column) const;
-  std::span<const std::uint8_t> blob(int column) const;
-
- private:
-  void check(int code, const char* tried) const;
-  sqlite3_stmt* statement_;
-  const std::filesystem::path* file_;
-};
 
 // Not thread safe: belongs to the thread that opened it. In a process that was forked off it is dead.
 class Database {
  public:
+  enum class IfMissing {
+    Create,
+    ReadEmpty,  // makes no file: an empty store in memory stands in for it
+  };
   // Opens or creates the file, under the schema name `dbo`, and brings its schema up to date:
   // `migrations[i]` leads from version i to i + 1. Refuses a newer schema, and a file that is not a
   // database. Errors name the file.
-  Database(std::filesystem::path file, std::span<const std::string_view> migrations);
+  Database(const std::filesystem::path& file, std::span<const std::string_view> migrations,
+           IfMissing ifMissing = IfMissing::Create);
   ~Database();
   Database(const Database&) = delete;
   Database& operator=(const Database&) = delete;
@@ -90,25 +34,43 @@ class Database {
   Statement prepare(std::string_view sql);
   void execute(std::string_view sql);
 
-  enum class Duration {
-    Short,  // ends within the call that begins it
-    Open,   // a client keeps it open as long as it likes
+  enum class Purpose {
+    Stores,  // refused when the disk is full but for the reserve, or the store is damaged
+    Frees,   // takes documents out: goes on with the reserve
   };
-  // Waits for the other writers, at most `limit` (none: without end) for an open transaction of
-  // somebody else.
-  void begin(Duration duration, std::optional<std::chrono::seconds> limit);
+  // How long to wait for the other writers; nothing: without end.
+  using Limit = std::optional<std::chrono::seconds>;
+  // Runs `work` as one durable unit: all of it, or nothing and the error (but for SyncFailed).
+  void write(Purpose purpose, Limit limit, const std::function<void()>& work);
+
+  // The same in steps. Nobody else writes from begin to commit or rollback.
+  void begin(Purpose purpose, Limit limit);
+  // For a transaction that was begun for the other purpose.
+  void mustTake(Purpose purpose);
   // Durable when it returns. On failure everything is rolled back, but for SyncFailed.
   void commit();
-  // Moves the log into the file as far as nobody reads it, so that its room can be used again.
-  void checkpoint() noexcept;
   void rollback() noexcept;
   bool inTransaction() const noexcept { return inTransaction_; }
-  // False once the store has ended the transaction by itself, after a failed sync, or in a forked process.
+  // A transaction of a client, which may stay open while the client does other things: another session of its
+  // thread would wait for it in vain.
+  void keepOpen() noexcept;
+
+  // Gives free pages back to the disk, should there be many, in short transactions.
+  void giveBackSpace();
+  // False once the store has ended the transaction by itself, or the file is no longer there, or in a forked
+  // process.
   bool isUsable() const noexcept;
+  // An empty store in memory stands in for a file that was not there.
+  bool isStandIn() const noexcept { return isStandIn_; }
+  const StoreFile& file() const noexcept { return file_; }
+  sqlite3* handle() const noexcept { return handle_.get(); }
 
  private:
   struct Close {
     void operator()(sqlite3* handle) const noexcept;
+  };
+  struct Finalize {
+    void operator()(sqlite3_stmt* statement) const noexcept;
   };
   struct TextHash {
     using is_transparent = void;
@@ -116,37 +78,49 @@ class Database {
       return std::hash<std::string_view>()(text);
     }
   };
-  struct Finalize {
-    void operator()(sqlite3_stmt* statement) const noexcept;
+  // A file as it was when it was first looked at.
+  struct Known {
+    std::filesystem::path path;
+    struct stat status {};
+    bool isSame() noexcept;
   };
-  void enlist();
-  void delist() noexcept;
-  void noteTransaction(bool isOpen) noexcept;
-  bool isAwaitedInVain() const;
-  const FileDescriptor& writersLock() const;
-  void open();
-  void migrate(std::span<const std::string_view> migrations);
+
+  void open(std::span<const std::string_view> migrations);
+  void openHandle(const std::string& attached);
+  void openStandIn(std::span<const std::string_view> migrations);
+  void readAsItIs();
+  void inspectLog();
+  void setStaleLogAside();
+  void checkDamage();
+  std::uint32_t generation();
+  void knowFiles();
+  void mustBeThere();
+  void mustMapWholeFile();
+  void beginLog();
+  std::uint32_t generationInFile() const;
   void endTransaction() noexcept;
-  void sync();
+  void giveUpReserve() noexcept;
+  void moveLog(std::chrono::milliseconds patience) noexcept;
   void check(int code, const char* tried) const;
   int onBusy(int attempt);
 
-  std::shared_ptr<struct Sessions> sessions_;  // of this process
-  void mustBeThere();
-
-  std::filesystem::path file_;
-  struct stat opened_ {};
+  StoreFile file_;
   int process_;
-  FileDescriptor lockFile_;
+  bool isStandIn_ = false;
+  std::shared_ptr<class Sessions> sessions_;
+  std::unique_ptr<StoreSharing> sharing_;
   std::unique_ptr<sqlite3, Close> handle_;
   std::unordered_map<std::string, std::unique_ptr<sqlite3_stmt, Finalize>, TextHash, std::equal_to<>>
       statements_;
-  std::optional<FileLock> turn_;
+  std::optional<Durability> durability_;
+  Reserve reserve_;
+  Known store_;
+  Known log_;
+  Known index_;
   std::chrono::steady_clock::time_point deadline_{};
   bool inTransaction_ = false;
-  bool isOpenEnded_ = false;
-  bool isBeginning_ = false;
-  bool isSuspect_ = false;  // a sync has failed: what is durable is not known
+  bool beginsLog_ = false;
+  bool isLost_ = false;  // the files have been removed or replaced
 };
 
 }  // namespace CorvaneQueue::platform_layer

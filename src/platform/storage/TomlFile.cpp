@@ -279,8 +279,9 @@ void TomlFile::edit(const std::filesystem::path& file,
                     const std::function<std::string(std::string content)>& change) {
   std::filesystem::path lockPath = file;
   lockPath += ".lock";
+  makeDirectory(file.parent_path());
   const FileDescriptor lockFile(lockPath, O_RDWR | O_CREAT);
-  const FileLock lock(lockFile);
+  const FileLock lock(lockFile, lockPath);
   if (std::filesystem::exists(file) && !std::filesystem::is_regular_file(file)) {
     errno = EISDIR;
     throwSystemError(u"Writing the settings file", file);

@@ -35,7 +35,7 @@ void writeDown(const std::filesystem::path& installation) {
   const std::int32_t number = set ? toInt32(set->get()) : codePageOfStore(installation);
   if (!isThere(recordOf(installation))) {
     const FileDescriptor directory(storageOf(installation), O_RDONLY | O_DIRECTORY);
-    const FileLock lock(directory);
+    const FileLock lock(directory, storageOf(installation));
     if (!isThere(recordOf(installation))) replaceFile(recordOf(installation), std::to_string(number) + "\n");
   }
   if (!set) settings.write(file, address, number);

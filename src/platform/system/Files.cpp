@@ -1,6 +1,7 @@
 #include "Files.h"
 
 #include "Lasting.h"
+#include "Log.h"
 
 #include <CorvaneQueue/Error.h>
 
@@ -12,6 +13,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <system_error>
+#include <thread>
 #include <utility>
 
 namespace CorvaneQueue::platform_layer {
@@ -35,19 +37,54 @@ void throwSystemError(std::u16string_view tried, const std::filesystem::path& fi
 }
 
 namespace {
-// Made if it is not there.
-void mustBeDirectory(const std::filesystem::path& directory) {
+
+void syncDirectory(const std::filesystem::path& directory) {
+  const FileDescriptor opened(directory.empty() ? "." : directory, O_RDONLY | O_DIRECTORY);
+  if (::fsync(opened.get()) != 0) throwSystemError(u"Syncing", directory);
+}
+
+}  // namespace
+
+void makeDirectory(const std::filesystem::path& directory) {
   struct stat status {};
   if (::stat(directory.c_str(), &status) == 0) {
     if (S_ISDIR(status.st_mode)) return;
     errno = ENOTDIR;
-    throwSystemError(u"Using the installation directory", directory);
+    throwSystemError(u"Using the directory", directory);
   }
-  std::error_code ignored;
-  std::filesystem::create_directories(directory.parent_path(), ignored);
+  const std::filesystem::path above = directory.parent_path();
+  if (!above.empty() && above != directory) makeDirectory(above);
   if (::mkdir(directory.c_str(), 0700) != 0 && errno != EEXIST)
-    throwSystemError(u"Creating the installation directory", directory);
+    throwSystemError(u"Creating the directory", directory);
+  ::chmod(directory.c_str(), 0700);  // an umask may have taken the owner's rights
+  syncDirectory(above);
 }
+
+namespace {
+
+constexpr mode_t ofOthers = 077;
+
+// Whether something was taken from others.
+bool isTightened(const std::filesystem::path& path) {
+  struct stat status {};
+  if (::lstat(path.c_str(), &status) != 0 || status.st_uid != ::geteuid() ||
+      (!S_ISDIR(status.st_mode) && !S_ISREG(status.st_mode)) || (status.st_mode & ofOthers) == 0)
+    return false;
+  return ::chmod(path.c_str(), status.st_mode & 07777 & ~ofOthers) == 0;
+}
+
+// The directory itself keeps everybody out; the files are for the day when somebody opens it again.
+void tighten(const std::filesystem::path& installation) {
+  if (!isTightened(installation)) return;
+  std::error_code error;
+  for (auto at = std::filesystem::recursive_directory_iterator(installation, error);
+       !error && at != std::filesystem::recursive_directory_iterator(); at.increment(error))
+    isTightened(at->path());
+  warnInLog(u"Installation", u"Opening",
+            u"Others than the owner could read the installation \"" + shownPath(installation) +
+                u"\": their rights have been taken away.");
+}
+
 }  // namespace
 
 const std::filesystem::path& installationDirectory() {
@@ -79,7 +116,14 @@ const std::filesystem::path& installationDirectory() {
   if (now - checked.at < longest && checked.base == base && checked.below == below) return checked.directory;
   std::filesystem::path directory(base);
   if (!below.empty()) directory /= below;
-  mustBeDirectory(directory);
+  struct stat status {};
+  if (::stat(directory.c_str(), &status) == 0) {
+    if (!S_ISDIR(status.st_mode)) {
+      errno = ENOTDIR;
+      throwSystemError(u"Using the installation directory", directory);
+    }
+    if ((status.st_mode & ofOthers) != 0) tighten(directory);
+  }
   checked = {base, below, std::move(directory), now};
   return checked.directory;
 }
@@ -96,13 +140,28 @@ int notStandard(int descriptor) {
 }
 }  // namespace
 
-FileDescriptor::FileDescriptor(const std::filesystem::path& file, int flags, unsigned mode)
-    : descriptor_(notStandard(::open(file.c_str(), flags | O_CLOEXEC, mode))) {
+namespace {
+// A file that is made has its permissions whatever the umask.
+int openFile(const std::filesystem::path& file, int flags) {
+  if ((flags & O_CREAT) == 0) return notStandard(::open(file.c_str(), flags | O_CLOEXEC));
+  flags &= ~O_CREAT;
+  int opened = ::open(file.c_str(), flags | O_CLOEXEC);
+  if (opened < 0 && errno == ENOENT) {
+    const int made = ::open(file.c_str(), flags | O_CREAT | O_CLOEXEC, 0600);
+    if (made >= 0) ::fchmod(made, 0600);
+    opened = made;
+  }
+  return notStandard(opened);
+}
+}  // namespace
+
+FileDescriptor::FileDescriptor(const std::filesystem::path& file, int flags)
+    : descriptor_(openFile(file, flags)) {
   if (descriptor_ < 0) throwSystemError(u"Opening", file);
 }
 FileDescriptor FileDescriptor::ifPermitted(const std::filesystem::path& file, int flags) {
   FileDescriptor opened;
-  opened.descriptor_ = notStandard(::open(file.c_str(), flags | O_CLOEXEC, 0600));
+  opened.descriptor_ = openFile(file, flags);
   if (opened.descriptor_ < 0 && errno != EACCES && errno != EROFS) throwSystemError(u"Opening", file);
   return opened;
 }
@@ -121,9 +180,17 @@ FileDescriptor::~FileDescriptor() {
   if (descriptor_ >= 0) ::close(descriptor_);
 }
 
-FileLock::FileLock(const FileDescriptor& file) : descriptor_(file.get()) {
-  while (::flock(descriptor_, LOCK_EX) != 0)
-    if (errno != EINTR) throwSystemError(u"Locking", u"the lock file");
+FileLock::FileLock(const FileDescriptor& file, const std::filesystem::path& name) : descriptor_(file.get()) {
+  constexpr auto longest = std::chrono::seconds(30);
+  const auto deadline = std::chrono::steady_clock::now() + longest;
+  while (::flock(descriptor_, LOCK_EX | LOCK_NB) != 0) {
+    if (errno != EWOULDBLOCK && errno != EINTR) throwSystemError(u"Locking", name);
+    if (std::chrono::steady_clock::now() > deadline)
+      throw Error(E_FAIL, {},
+                  u"Another process has kept \"" + shownPath(name) +
+                      u"\" locked for 30 seconds (is it stopped?); nothing was changed.");
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
 }
 FileLock::~FileLock() { ::flock(descriptor_, LOCK_UN); }
 
@@ -154,8 +221,7 @@ void replaceFile(const std::filesystem::path& file, std::string_view content,
     ::unlink(temporary.c_str());
     throw;
   }
-  const FileDescriptor directory(file.parent_path(), O_RDONLY | O_DIRECTORY);
-  if (::fsync(directory.get()) != 0) throwSystemError(u"Syncing", file.parent_path());
+  syncDirectory(file.parent_path());
 }
 
 }  // namespace CorvaneQueue::platform_layer

@@ -7,17 +7,22 @@
 
 namespace CorvaneQueue::platform_layer {
 
-// The installation directory: CORVANE_HOME, else $XDG_DATA_HOME/corvane, else ~/.local/share/corvane.
-// Created on first use, for its owner alone. Throws an Error that names the directory. The reference is good
-// until the thread's next call.
+// The installation directory: CORVANE_HOME, else $XDG_DATA_HOME/corvane, else ~/.local/share/corvane. It
+// need not be there: who writes makes it (makeDirectory). What others than its owner may do in it is taken
+// from them, and told in the log. Throws an Error that names what stands there instead of a directory. The
+// reference is good until the thread's next call.
 const std::filesystem::path& installationDirectory();
+
+// Makes the directory and those above it that are missing, for their owner alone; durable. Throws an Error
+// that names the directory.
+void makeDirectory(const std::filesystem::path& directory);
 
 // An open file that closes itself.
 class FileDescriptor {
  public:
   FileDescriptor() noexcept = default;
-  // Throws an Error that names the file.
-  FileDescriptor(const std::filesystem::path& file, int flags, unsigned mode = 0600);
+  // A file that it makes is for its owner alone. Throws an Error that names the file.
+  FileDescriptor(const std::filesystem::path& file, int flags);
   // The same, but holds nothing (-1) when permissions or a read-only file system forbid it.
   static FileDescriptor ifPermitted(const std::filesystem::path& file, int flags);
   // Owns a descriptor that the caller has opened; -1 for none.
@@ -31,11 +36,12 @@ class FileDescriptor {
   int descriptor_ = -1;
 };
 
-// Holds the exclusive lock of a lock file; the system hands it over in the order of asking, and
-// takes it from a process that dies.
+// Holds the exclusive lock of a lock file. The system takes it from a process that dies; for one that lives
+// and keeps it this waits 30 seconds, then throws an Error. For work that is rare: waiting looks again and
+// again.
 class FileLock {
  public:
-  explicit FileLock(const FileDescriptor& file);
+  FileLock(const FileDescriptor& file, const std::filesystem::path& name);
   ~FileLock();
   FileLock(const FileLock&) = delete;
   FileLock& operator=(const FileLock&) = delete;

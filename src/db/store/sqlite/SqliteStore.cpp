@@ -53,6 +53,34 @@ CREATE VIEW dbo.mdqMessageAck AS
          a.MessageTypeID
     FROM mdqAcknowledged a;
 )sql",
+    // A checksum for each document, but for those that are there already: they get one when they are
+    // acknowledged. A body that is not what was stored comes out as a blob.
+    R"sql(
+ALTER TABLE dbo.mdqDocument ADD COLUMN Checksum INTEGER;
+CREATE INDEX dbo.mdqUnchecked ON mdqDocument (MessageID) WHERE Checksum IS NULL;
+DROP VIEW dbo.mdqMessage;
+DROP VIEW dbo.mdqMessageAck;
+CREATE VIEW dbo.mdqContent AS
+  SELECT MessageID, MessageTypeID, CreateTimestamp, Description,
+         CASE WHEN Checksum IS NULL
+                OR Checksum = checksum(MessageID, MessageTypeID, CreateTimestamp, Description, Body)
+              THEN Body ELSE zeroblob(0) END AS Body
+    FROM mdqDocument;
+CREATE VIEW dbo.mdqMessage AS
+  SELECT w.MessageID,
+         (SELECT Description FROM mdqDocument d WHERE d.MessageID = w.MessageID) AS Description,
+         (SELECT CreateTimestamp FROM mdqDocument d WHERE d.MessageID = w.MessageID) AS CreateTimestamp,
+         (SELECT Body FROM mdqContent d WHERE d.MessageID = w.MessageID) AS Body,
+         w.MessageTypeID, 0 AS AckReceive
+    FROM mdqWaiting w;
+CREATE VIEW dbo.mdqMessageAck AS
+  SELECT a.MessageID,
+         (SELECT Description FROM mdqDocument d WHERE d.MessageID = a.MessageID) AS Description,
+         (SELECT CreateTimestamp FROM mdqDocument d WHERE d.MessageID = a.MessageID) AS CreateTimestamp,
+         (SELECT Body FROM mdqContent d WHERE d.MessageID = a.MessageID) AS Body,
+         a.MessageTypeID
+    FROM mdqAcknowledged a;
+)sql",
 };
 
 constexpr std::u16string_view namelessQueue = u"A queue needs a name; nothing was stored.";
@@ -67,10 +95,11 @@ constexpr ProcedureStep createMessage[] = {
     {"SELECT 1 WHERE ?2 <> ''", Outcome::Required, 0, namelessQueue},
     {"INSERT INTO dbo.mdqMessageType (Name, Queue) SELECT ?1, ?2"
      " WHERE NOT EXISTS (SELECT 1 FROM dbo.mdqMessageType WHERE Name = ?1 AND Queue = ?2)"},
-    {"INSERT INTO dbo.mdqDocument (MessageID, MessageTypeID, CreateTimestamp, Description, Body) VALUES ("
-     "max((SELECT coalesce(max(MessageID), 0) FROM dbo.mdqDocument), (SELECT MessageID FROM dbo.mdqHighest)) "
-     "+ 1,"
-     " (SELECT MessageTypeID FROM dbo.mdqMessageType WHERE Name = ?1 AND Queue = ?2), ?4, ?3, ?5)"},
+    {"INSERT INTO dbo.mdqDocument (MessageID, MessageTypeID, CreateTimestamp, Description, Body, Checksum)"
+     " SELECT n.ID, t.MessageTypeID, ?4, ?3, ?5, checksum(n.ID, t.MessageTypeID, ?4, ?3, ?5)"
+     " FROM (SELECT max((SELECT coalesce(max(MessageID), 0) FROM dbo.mdqDocument),"
+     " (SELECT MessageID FROM dbo.mdqHighest)) + 1 AS ID) n, dbo.mdqMessageType t"
+     " WHERE t.Name = ?1 AND t.Queue = ?2"},
     {"INSERT INTO dbo.mdqWaiting (MessageTypeID, MessageID) VALUES ("
      "(SELECT MessageTypeID FROM dbo.mdqMessageType WHERE Name = ?1 AND Queue = ?2), last_insert_rowid())"},
     {"SELECT last_insert_rowid()", Outcome::Output, 5},
@@ -79,10 +108,11 @@ constexpr ProcedureStep createMessage[] = {
 constexpr ProcedureStep getMessagesTrans[] = {
     {"SELECT w.MessageID, d.Description, d.CreateTimestamp, t.Name, d.Body"
      " FROM dbo.mdqMessageType t CROSS JOIN dbo.mdqWaiting w ON w.MessageTypeID = t.MessageTypeID"
-     " CROSS JOIN dbo.mdqDocument d ON d.MessageID = w.MessageID"
+     " CROSS JOIN dbo.mdqContent d ON d.MessageID = w.MessageID"
      " WHERE t.Name = 'idoc' AND t.Queue = ?1 AND d.CreateTimestamp >= ?3"
+     " AND (?2 <> 1 OR NOT isHeldByOther(w.MessageID))"
      " ORDER BY w.MessageID LIMIT CASE WHEN ?2 > 0 THEN ?2 ELSE -1 END",
-     Outcome::Rows},
+     Outcome::Held},
 };
 
 constexpr ProcedureStep ackReceive[] = {
@@ -94,18 +124,22 @@ constexpr ProcedureStep ackReceive[] = {
      " SELECT MessageTypeID, MessageID FROM dbo.mdqDocument WHERE MessageID = ?1 ON CONFLICT DO NOTHING"},
     {"DELETE FROM dbo.mdqWaiting WHERE MessageID = ?1"
      " AND MessageTypeID = (SELECT MessageTypeID FROM dbo.mdqDocument WHERE MessageID = ?1)"},
+    {"UPDATE dbo.mdqDocument INDEXED BY mdqUnchecked"
+     " SET Checksum = checksum(MessageID, MessageTypeID, CreateTimestamp, Description, Body)"
+     " WHERE MessageID = ?1 AND Checksum IS NULL"},
 };
 
 constexpr std::string_view rememberHighest =
     "UPDATE dbo.mdqHighest SET MessageID ="
     " max(MessageID, (SELECT coalesce(max(MessageID), 0) FROM dbo.mdqDocument))";
 
-// Every document for 0 seconds, also one with a time stamp in the future.
+// Every document for 0 seconds, also one with a time stamp in the future. One that somebody's transaction
+// holds stays: it is being processed.
 constexpr ProcedureStep deleteActive[] = {
     {rememberHighest},
     {"DELETE FROM dbo.mdqDocument WHERE MessageID IN (SELECT MessageID FROM dbo.mdqWaiting"
      " WHERE MessageTypeID = (SELECT MessageTypeID FROM dbo.mdqMessageType WHERE Name = 'idoc' AND Queue = "
-     "?2))"
+     "?2) AND NOT isHeldByOther(MessageID))"
      " AND (?3 <= 0 OR CreateTimestamp <= datetime('now', '-' || ?3 || ' seconds'))"},
     {"DELETE FROM dbo.mdqWaiting"
      " WHERE MessageTypeID = (SELECT MessageTypeID FROM dbo.mdqMessageType WHERE Name = 'idoc' AND Queue = "
@@ -125,12 +159,12 @@ constexpr ProcedureStep deleteAcknowledged[] = {
 };
 
 constexpr StoreProcedure procedures[] = {
-    {u"[dbo].[mdqCreateMessageType]", Access::Writes, createMessageType},
-    {u"[dbo].[mdqCreateMessage]", Access::Writes, createMessage},
+    {u"[dbo].[mdqCreateMessageType]", Access::Stores, createMessageType},
+    {u"[dbo].[mdqCreateMessage]", Access::Stores, createMessage},
     {u"[dbo].[mdqGetMessagesTrans]", Access::Reads, getMessagesTrans},
-    {u"[dbo].[mdqAckReceive]", Access::Writes, ackReceive},
-    {u"[dbo].[mdqDeleteActiveQueueMessagesOlderThan]", Access::Writes, deleteActive},
-    {u"[dbo].[mdqDeleteAckQueueMessagesOlderThan]", Access::Writes, deleteAcknowledged},
+    {u"[dbo].[mdqAckReceive]", Access::Frees, ackReceive},
+    {u"[dbo].[mdqDeleteActiveQueueMessagesOlderThan]", Access::Purges, deleteActive},
+    {u"[dbo].[mdqDeleteAckQueueMessagesOlderThan]", Access::Purges, deleteAcknowledged},
 };
 
 }  // namespace

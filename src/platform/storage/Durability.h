@@ -1,0 +1,49 @@
+// How what is committed comes onto the disk: syncs that cover each other's commits, and what is done when one
+// fails.
+#pragma once
+
+#include "LogFile.h"
+#include "StoreSharing.h"
+
+struct sqlite3;
+
+namespace CorvaneQueue::platform_layer {
+
+// The engine commits into the log without a sync; the log is synced after the turn of the writers has been
+// passed on, so that the next one works while the disk does. Who syncs does so for everybody who has
+// committed by then. Belongs to one session.
+class Durability {
+ public:
+  // The last three must outlive it.
+  Durability(sqlite3* handle, const StoreFile& file, StoreSharing& sharing) noexcept
+      : handle_(handle), file_(&file), sharing_(&sharing), log_(file.path) {}
+
+  // Around each commit, inside the turn of the writers: the number of the commit.
+  std::uint64_t committing() noexcept;
+  void committed(std::uint64_t commit) noexcept;
+  // Of everything that anybody can see.
+  std::uint64_t latest() noexcept { return sharing_->state().begun; }
+
+  // The commit is on the disk when it returns. Throws SyncFailed.
+  void sync(std::uint64_t commit);
+  // Should a sync have failed before, in whatever process: writes the log anew first. Throws an Error when
+  // that fails: nothing that is stored from now on would be durable.
+  void mustBeTrusted();
+  // Writes and syncs everything that the log holds. For the first session of a store.
+  void writeAnew();
+  // Moves the log into the store's file, as far as nobody reads it, so that its room is used again. Not when
+  // the turn to sync is not had by the deadline.
+  void moveLog(Turn::Deadline deadline) noexcept;
+  bool isMoveDue() noexcept;
+
+ private:
+  bool syncLog() noexcept;
+  void writeLogAnew();
+
+  sqlite3* handle_;
+  const StoreFile* file_;
+  StoreSharing* sharing_;
+  LogFile log_;
+};
+
+}  // namespace CorvaneQueue::platform_layer

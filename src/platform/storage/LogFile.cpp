@@ -1,0 +1,168 @@
+#include "LogFile.h"
+
+#include "Files.h"
+
+#include <CorvaneQueue/Error.h>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <span>
+#include <vector>
+
+namespace CorvaneQueue::platform_layer {
+
+namespace {
+
+// The layout of the engine's log: numbers are big-endian.
+constexpr std::size_t headerSize = 32;
+constexpr std::size_t frameHeaderSize = 24;
+constexpr std::uint32_t magic = 0x377f0682;  // its last bit: checksums over big-endian words
+using Salt = std::array<std::uint8_t, 8>;
+
+std::uint32_t numberAt(const std::uint8_t* bytes) {
+  return std::uint32_t{bytes[0]} << 24 | std::uint32_t{bytes[1]} << 16 | std::uint32_t{bytes[2]} << 8 |
+         bytes[3];
+}
+
+// Runs on from the header through all frames.
+struct Checksum {
+  bool isBigEndian = false;
+  std::uint32_t first = 0;
+  std::uint32_t second = 0;
+  void add(std::span<const std::uint8_t> bytes) noexcept {
+    for (std::size_t at = 0; at + 8 <= bytes.size(); at += 8) {
+      first += word(&bytes[at]) + second;
+      second += word(&bytes[at + 4]) + first;
+    }
+  }
+  bool is(const std::uint8_t* stored) const noexcept {
+    return first == numberAt(stored) && second == numberAt(stored + 4);
+  }
+
+ private:
+  std::uint32_t word(const std::uint8_t* bytes) const noexcept {
+    const std::uint32_t number = numberAt(bytes);
+    return isBigEndian ? number : __builtin_bswap32(number);
+  }
+};
+
+std::size_t readAt(const FileDescriptor& file, std::span<std::uint8_t> bytes, std::uint64_t offset,
+                   const std::filesystem::path& name) {
+  std::size_t done = 0;
+  while (done < bytes.size()) {
+    const ssize_t count =
+        ::pread(file.get(), &bytes[done], bytes.size() - done, static_cast<off_t>(offset + done));
+    if (count == 0) break;
+    if (count < 0 && errno != EINTR) throwSystemError(u"Reading", name);
+    if (count > 0) done += static_cast<std::size_t>(count);
+  }
+  return done;
+}
+
+void writeAt(const FileDescriptor& file, std::span<const std::uint8_t> bytes, std::uint64_t offset,
+             const std::filesystem::path& name) {
+  while (!bytes.empty()) {
+    const ssize_t count = ::pwrite(file.get(), bytes.data(), bytes.size(), static_cast<off_t>(offset));
+    if (count < 0 && errno != EINTR) throwSystemError(u"Writing", name);
+    if (count <= 0) continue;
+    bytes = bytes.subspan(static_cast<std::size_t>(count));
+    offset += static_cast<std::uint64_t>(count);
+  }
+}
+
+}  // namespace
+
+LogFile::LogFile(const std::filesystem::path& store) : file_(store) { file_ += "-wal"; }
+
+bool LogFile::isEmpty() const {
+  struct stat status {};
+  return ::stat(file_.c_str(), &status) != 0 || status.st_size == 0;
+}
+
+LogContent LogFile::read() const {
+  LogContent content;
+  if (isEmpty()) return content;
+  const FileDescriptor file(file_, O_RDONLY);
+  std::array<std::uint8_t, headerSize> header{};
+  if (readAt(file, header, 0, file_) < headerSize || (numberAt(header.data()) & ~1u) != magic) return content;
+  Checksum checksum;
+  checksum.isBigEndian = (header[3] & 1) != 0;
+  const std::uint32_t pageSize = numberAt(&header[8]);
+  if (pageSize < 512 || pageSize > 65536) return content;
+  checksum.add(std::span(header).first(24));
+  bool isWhole = checksum.is(&header[24]);
+  Salt salt{};
+  std::copy_n(&header[16], salt.size(), salt.begin());
+  std::vector<std::uint8_t> frame(frameHeaderSize + pageSize);
+  std::uint64_t offset = headerSize;
+  for (std::uint32_t number = 1; readAt(file, frame, offset, file_) == frame.size(); ++number) {
+    offset += frame.size();
+    const bool isOurs = std::equal(salt.begin(), salt.end(), &frame[8]);
+    const bool endsTransaction = numberAt(&frame[4]) != 0;
+    if (isWhole) {
+      checksum.add(std::span(frame).first(8));
+      checksum.add(std::span(frame).subspan(frameHeaderSize));
+      isWhole = isOurs && checksum.is(&frame[16]);
+      if (isWhole && endsTransaction) {
+        content.frames = number;
+        content.bytes = offset;
+      }
+      if (isWhole) continue;
+    }
+    if (!isOurs) continue;
+    ++content.framesBehind;
+    if (endsTransaction) ++content.transactionsBehind;
+  }
+  return content;
+}
+
+void LogFile::writeAnew(std::uint64_t bytes) const {
+  const FileDescriptor file(file_, O_RDWR);
+  std::vector<std::uint8_t> block(1 << 20);
+  for (std::uint64_t offset = 0; offset < bytes;) {
+    const auto part = std::span(block).first(std::min<std::uint64_t>(block.size(), bytes - offset));
+    if (readAt(file, part, offset, file_) < part.size()) {
+      errno = EIO;
+      throwSystemError(u"Reading", file_);
+    }
+    writeAt(file, part, offset, file_);
+    offset += part.size();
+  }
+  if (::fdatasync(file.get()) != 0) throwSystemError(u"Syncing", file_);
+}
+
+std::filesystem::path LogFile::asideName(const char* ending) const {
+  using namespace std::chrono;
+  std::filesystem::path aside = file_;
+  aside += std::string(".") + ending + "-" +
+           std::to_string(duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count());
+  return aside;
+}
+
+std::filesystem::path LogFile::copyAside(const char* ending) const {
+  const std::filesystem::path aside = asideName(ending);
+  const FileDescriptor from(file_, O_RDONLY);
+  const FileDescriptor to(aside, O_RDWR | O_CREAT);
+  std::vector<std::uint8_t> block(1 << 20);
+  std::uint64_t offset = 0;
+  while (const std::size_t count = readAt(from, block, offset, file_)) {
+    writeAt(to, std::span(block).first(count), offset, aside);
+    offset += count;
+  }
+  if (::fsync(to.get()) != 0) throwSystemError(u"Syncing", aside);
+  return aside;
+}
+
+std::filesystem::path LogFile::setAside(const char* ending) const {
+  const std::filesystem::path aside = asideName(ending);
+  if (::rename(file_.c_str(), aside.c_str()) != 0) throwSystemError(u"Renaming", file_);
+  return aside;
+}
+
+}  // namespace CorvaneQueue::platform_layer

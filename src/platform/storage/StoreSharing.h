@@ -1,0 +1,37 @@
+// What a session of a store shares with all others, of this process and of other ones.
+#pragma once
+
+#include "SharedPage.h"
+#include "Turn.h"
+
+#include <memory>
+
+namespace CorvaneQueue::platform_layer {
+
+// The file STORE-lock. Its bytes are locked for the turns of those who write and of those who sync, and by
+// every session as long as it lives, so that the first one knows that it is the first.
+class StoreSharing {
+ public:
+  // Nothing when the user may not write. Throws an Error when another process takes too long to open or
+  // close.
+  static std::unique_ptr<StoreSharing> join(const std::filesystem::path& store);
+
+  StoreState& state() noexcept { return *page_.get(); }
+  // Call it before the state is used, once for a piece of work. False when it is lost.
+  bool isWhole() const noexcept { return page_.mend(); }
+  Turn& writers() noexcept { return writers_; }
+  Turn& syncers() noexcept { return syncers_; }
+  // No other session is there, and none comes before settle().
+  bool isFirst() const noexcept { return isFirst_; }
+  void settle();
+
+ private:
+  StoreSharing(FileDescriptor lockFile, const std::filesystem::path& name);
+  FileDescriptor lockFile_;
+  SharedPage<StoreState> page_;
+  Turn writers_;
+  Turn syncers_;
+  bool isFirst_ = false;
+};
+
+}  // namespace CorvaneQueue::platform_layer

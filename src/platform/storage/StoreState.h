@@ -1,0 +1,47 @@
+// What the processes that use a store tell each other about it: a small file that all of them map.
+#pragma once
+
+#include "StoreErrors.h"
+
+#include <atomic>
+#include <cstdint>
+
+namespace CorvaneQueue::platform_layer {
+
+// Who waits for a turn, and who has it. The turn itself is a lock of the system; this only tells whom to
+// wake, and whom to name.
+struct TurnState {
+  std::atomic<std::uint32_t> passed;     // counts; who waits sleeps on it
+  std::atomic<std::uint32_t> isAwaited;  // perhaps
+  std::atomic<std::int32_t> holder;      // process
+  std::atomic<std::int64_t> since;       // seconds since 1970
+};
+
+// All zeros is a good beginning.
+struct StoreState {
+  TurnState writers;
+  TurnState syncers;
+  // Commits that have begun, that are in the log, and that are on the disk.
+  std::atomic<std::uint64_t> begun;
+  std::atomic<std::uint64_t> done;
+  std::atomic<std::uint64_t> synced;
+  // A sync of the log has failed: what it holds is not on the disk until it has been written anew.
+  std::atomic<std::uint32_t> isLogSuspect;
+  std::atomic<std::uint32_t> framesInLog;
+  // All of the log has been moved into the store's file: the next commit begins a new one.
+  std::atomic<std::uint32_t> isLogMoved;
+  std::atomic<std::uint32_t> hasReserve;
+  // The engine has come upon damage: nothing more may be sent into the store.
+  std::atomic<std::uint32_t> isDamaged;
+  // Transactions behind a damaged place of the log, which are lost.
+  std::atomic<std::uint32_t> lostTransactions;
+};
+static_assert(std::atomic<std::uint64_t>::is_always_lock_free);
+
+// For errors that may follow from a loss: what was lost, else nothing.
+inline std::u16string lossNote(const StoreState* state) {
+  if (state == nullptr || state->lostTransactions == 0) return {};
+  return u" The store's log was damaged, and some of what had been stored is lost: see \"corvaneq check\".";
+}
+
+}  // namespace CorvaneQueue::platform_layer

@@ -1,0 +1,64 @@
+#include "Log.h"
+
+#include "Files.h"
+#include "Text.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+#include <chrono>
+#include <cstdio>
+
+namespace CorvaneQueue::platform_layer {
+
+namespace {
+
+std::string timeStamp() {
+  using namespace std::chrono;
+  const auto now = floor<milliseconds>(system_clock::now());
+  const auto day = floor<days>(now);
+  const year_month_day date(day);
+  const hh_mm_ss time(now - day);
+  char buffer[96];
+  std::snprintf(buffer, sizeof buffer, "%04d-%02u-%02uT%02d:%02d:%02d.%03dZ", static_cast<int>(date.year()),
+                static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
+                static_cast<int>(time.hours().count()), static_cast<int>(time.minutes().count()),
+                static_cast<int>(time.seconds().count()), static_cast<int>(time.subseconds().count()));
+  return buffer;
+}
+
+// A text in double quotes, on one line.
+std::string quotedLine(std::u16string_view text) {
+  std::string line = "\"";
+  for (const char c : toUtf8(text)) {
+    if (c == '"' || c == '\\') line += '\\';
+    const auto byte = static_cast<unsigned char>(c);
+    line += byte < 0x20 || byte == 0x7F ? ' ' : c;
+  }
+  return line + '"';
+}
+
+}  // namespace
+
+void writeLog(const LogEntry& entry) noexcept {
+  try {
+    char number[32];
+    std::snprintf(number, sizeof number, entry.number < 0 ? "0x%08X" : "%d",
+                  static_cast<unsigned>(entry.number));
+    const std::string line = timeStamp() + " " + std::to_string(::getpid()) + " " + toUtf8(entry.component) +
+                             "." + toUtf8(entry.className) + " " + quotedLine(entry.procedure) + " " +
+                             (entry.level == LogEntry::Level::Warning ? "warning" : "error") + " " + number +
+                             " " + quotedLine(entry.source) + " " + quotedLine(entry.description) + "\n";
+    const std::filesystem::path directory = installationDirectory() / "log";
+    makeDirectory(directory);
+    const FileDescriptor file(directory / "corvane.log", O_WRONLY | O_APPEND | O_CREAT);
+    if (::write(file.get(), line.data(), line.size()) < 0) return;  // nowhere left to tell it
+  } catch (const std::exception&) {
+  }
+}
+
+void warnInLog(std::u16string_view className, std::u16string_view procedure, std::u16string_view text,
+               std::int32_t number) noexcept {
+  writeLog({u"CorvanePlatform", className, procedure, LogEntry::Level::Warning, number, {}, text});
+}
+
+}  // namespace CorvaneQueue::platform_layer
