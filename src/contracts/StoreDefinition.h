@@ -37,6 +37,11 @@ struct StoreDefinition {
   // Statement lists; number i + 1 is the schema version that migration i leads to.
   std::span<const std::string_view> migrations;
   std::span<const StoreProcedure> procedures;
+  // For a check of the store: how many documents there are, how many without a checksum, and the identifiers
+  // of those that are not what was stored.
+  std::string_view documents;
+  std::string_view unchecked;
+  std::string_view damaged;
 };
 
 }  // namespace CorvaneQueue

@@ -16,6 +16,11 @@ class EmbeddedPlatform {
   explicit EmbeddedPlatform(StoreDefinition store)
       : access_(store), host_(settings_, registry_, access_), system_(settings_, registry_) {}
 
+  // Of the store of that type: "db", else Message Queuing.
+  StoreReport check(std::u16string_view storeType, StoreCheck how) {
+    return storeType == u"db" ? access_.check(messageStoreFile(settings_), how) : messageQueuing_.check(how);
+  }
+
   Platform door() noexcept { return {&host_, &messageQueuing_, &access_, &compression_, &system_}; }
 
  private:

@@ -55,6 +55,7 @@ const CreatableClass ourClasses[] = {
 
 std::span<const CreatableClass> creatableClasses() noexcept { return ourClasses; }
 void openDoor() { static_cast<void>(*door); }
+platform_layer::EmbeddedPlatform& embeddedPlatform() { return door->embedded; }
 
 }  // namespace CorvaneQueue
 

@@ -4,6 +4,7 @@
 
 #include <CorvaneQueue/describe.h>
 #include <CorvaneQueue/server.h>
+#include <CorvaneQueue/storeCheck.h>
 #include <algorithm>
 #include <iostream>
 
@@ -129,8 +130,25 @@ void status() {
   print({{"name", "store"}, {"value", toUtf8(utility->QueueStoreType())}});
   print({{"name", "queues"}, {"value", utility->UsesPublicQueues() ? "public" : "private"}});
   print({{"name", "path name of a queue"}, {"value", toUtf8(utility->FormatQueuePathName("NAME"))}});
+  const StoreReport report = checkStore(StoreCheck::Quick);
+  print({{"name", "file of the store"}, {"value", toUtf8(report.file)}});
+  print({{"name", "bytes in its log"}, {"value", report.logBytes}});
+  print({{"name", "documents without a checksum"}, {"value", report.unchecked}});
+  for (const String& finding : report.findings) print({{"name", "finding"}, {"value", toUtf8(finding)}});
+  // To find out, a queue is made and deleted: not before there is a store.
+  if (!usesMessageQueuing() || !report.isThere) return;
   print({{"name", "supports public queues"}, {"value", utility->SupportsPublicQueues()}});
   print({{"name", "supports private queues"}, {"value", utility->SupportsPrivateQueues()}});
+}
+
+bool check() {
+  const StoreReport report = checkStore(StoreCheck::Thorough);
+  print({{"name", "file of the store"}, {"value", toUtf8(report.file)}});
+  print({{"name", "documents"}, {"value", report.documents}});
+  print({{"name", "documents without a checksum"}, {"value", report.unchecked}});
+  for (const String& finding : report.findings) print({{"name", "finding"}, {"value", toUtf8(finding)}});
+  print({{"name", "sound"}, {"value", report.findings.empty()}});
+  return report.findings.empty();
 }
 
 void describe() {

@@ -77,6 +77,8 @@ void queueSettings(const std::string& queue, const std::optional<std::string>& n
 void settings(const std::optional<std::string>& name, const std::optional<std::string>& value);
 // The store in use, and what the installation supports.
 void status();
+// Whether the store is sound.
+bool check();
 void describe();
 void registerServer();
 void unregisterServer();

@@ -159,6 +159,8 @@ void addOtherCommands(CLI::App& app, Arguments& given) {
   settings->add_option("name", given.setting, "The setting");
   settings->add_option("value", given.value, "Its new value");
   addCommand(app, "status", "Tell which store is in use and what is supported.", corvaneq::status);
+  addCommand(app, "check", "Read all of the store and tell whether it is sound.",
+             [&] { given.result = corvaneq::check() ? succeeded : failed; });
   addCommand(app, "describe", "Print the type description of the library, as IDL.", corvaneq::describe);
   addCommand(app, "register", "Enter the classes and the type library into the registry.",
              corvaneq::registerServer);

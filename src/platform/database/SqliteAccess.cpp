@@ -4,6 +4,7 @@
 #include "QueryText.h"
 #include "Rows.h"
 #include "SqliteConnection.h"
+#include "StoreCheck.h"
 #include "Text.h"
 
 namespace CorvaneQueue::platform_layer {
@@ -110,6 +111,27 @@ std::unique_ptr<Command> SqliteAccess::createCommand() { return std::make_unique
 
 std::shared_ptr<Connection> SqliteAccess::connect(const std::filesystem::path& file) {
   return std::make_shared<SqliteConnection>(file, definition_);
+}
+
+StoreReport SqliteAccess::check(const std::filesystem::path& file, StoreCheck how) const {
+  Database database(file, definition_.migrations, Database::IfMissing::ReadEmpty);
+  StoreReport report = reportOf(database, how);
+  const auto number = [&](std::string_view sql) {
+    Statement row = database.prepare(sql);
+    return row.step() ? row.integer(0) : 0;
+  };
+  try {
+    report.unchecked = number(definition_.unchecked);
+    if (how == StoreCheck::Quick) return report;
+    report.documents = number(definition_.documents);
+    Statement row = database.prepare(definition_.damaged);
+    while (row.step())
+      report.findings.push_back(u"The document " + decimal(row.integer(0)) +
+                                u" is damaged: it is not what was sent, and is not handed out.");
+  } catch (const Error& error) {
+    report.findings.push_back(error.description());
+  }
+  return report;
 }
 
 std::unique_ptr<Recordset> SqliteAccess::query(const std::shared_ptr<Connection>& connection,

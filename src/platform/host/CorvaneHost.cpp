@@ -65,7 +65,7 @@ class StoreConnection final : public DatabaseConnection {
       : settings_(settings), access_(access) {}
 
   std::shared_ptr<CorvaneQueue::Connection> Connection() override {
-    if (!connection_) connection_ = access_.connect(storeFile());
+    if (!connection_) connection_ = access_.connect(messageStoreFile(settings_));
     return connection_;
   }
   std::unique_ptr<Recordset> OpenRecordset(std::u16string_view query, std::int32_t&) override {
@@ -73,22 +73,21 @@ class StoreConnection final : public DatabaseConnection {
   }
 
  private:
-  // messages.db of the installation, unless the setting MessageStore names another file.
-  std::filesystem::path storeFile() {
-    const auto directory = installationDirectory();
-    const auto set = settings_.read({u"Platform", u"MessageStore"});
-    if (set && set->type() != VT_BSTR)
-      throw Error(ErrorNumber::TypeMismatch, {},
-                  u"The setting MessageStore must be a text: the name of the store's file.");
-    return set ? directory / std::filesystem::path(toString(set->get()).view()) : directory / "messages.db";
-  }
-
   InstallationFile& settings_;
   SqliteAccess& access_;
   std::shared_ptr<CorvaneQueue::Connection> connection_;
 };
 
 }  // namespace
+
+std::filesystem::path messageStoreFile(InstallationFile& settings) {
+  const auto directory = installationDirectory();
+  const auto set = settings.read({u"Platform", u"MessageStore"});
+  if (set && set->type() != VT_BSTR)
+    throw Error(ErrorNumber::TypeMismatch, {},
+                u"The setting MessageStore must be a text: the name of the store's file.");
+  return set ? directory / std::filesystem::path(toString(set->get()).view()) : directory / "messages.db";
+}
 
 Ref<_ExceptionHandler> CorvaneHost::createExceptionHandler() { return make<ExceptionHandler>(); }
 Ref<_ProcessTrace> CorvaneHost::createProcessTrace() { return make<ProcessTrace>(); }

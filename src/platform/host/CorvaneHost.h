@@ -7,6 +7,9 @@
 
 namespace CorvaneQueue::platform_layer {
 
+// messages.db of the installation, unless the setting MessageStore names another file.
+std::filesystem::path messageStoreFile(InstallationFile& settings);
+
 class CorvaneHost final : public HostServices {
  public:
   CorvaneHost(InstallationFile& settings, InstallationFile& registry, SqliteAccess& access) noexcept

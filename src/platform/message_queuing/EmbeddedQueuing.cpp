@@ -14,4 +14,8 @@ Ref<IMSMQCoordinatedTransactionDispenser> EmbeddedQueuing::createTransactionDisp
   return make<TransactionDispenser>();
 }
 
+StoreReport EmbeddedQueuing::check(StoreCheck how) {
+  return QueueStore(installationDirectory() / "msmq" / "storage", Database::IfMissing::ReadEmpty).check(how);
+}
+
 }  // namespace CorvaneQueue::platform_layer

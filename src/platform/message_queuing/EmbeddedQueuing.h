@@ -3,6 +3,8 @@
 
 #include "MessageQueuing.h"
 
+#include <CorvaneQueue/storeCheck.h>
+
 namespace CorvaneQueue::platform_layer {
 
 class EmbeddedQueuing final : public MessageQueuing {
@@ -11,6 +13,8 @@ class EmbeddedQueuing final : public MessageQueuing {
   Ref<IMSMQMessage> createMessage() override;
   Ref<IMSMQEvent> createEvent() override;
   Ref<IMSMQCoordinatedTransactionDispenser> createTransactionDispenser() override;
+  // Whether the store of the service is sound.
+  StoreReport check(StoreCheck how);
 };
 
 }  // namespace CorvaneQueue::platform_layer

@@ -57,6 +57,8 @@ CREATE TABLE dbo.mqDropped (messageId INTEGER PRIMARY KEY);
 CREATE TABLE dbo.mqCounter (value INTEGER NOT NULL);
 INSERT INTO dbo.mqCounter VALUES (0);
 )sql",
+    // Nothing changes but the rules by which processes take turns and sync.
+    "",
 };
 
 constexpr auto writersWait = std::chrono::seconds(30);
@@ -117,7 +119,8 @@ void overQuota(const QueueRecord& queue) {
                     decimal(queue.quota) + u" kilobytes; nothing was sent. Receive or purge messages.");
 }
 
-QueueStore::QueueStore(const std::filesystem::path& directory) : database_(directory / fileName, migrations) {
+QueueStore::QueueStore(const std::filesystem::path& directory, Database::IfMissing ifMissing)
+    : database_(directory / fileName, migrations, ifMissing) {
   const auto stored = [&] {
     Statement row = database_.prepare("SELECT identity FROM dbo.mqInstallation");
     if (!row.step()) return false;
@@ -125,7 +128,7 @@ QueueStore::QueueStore(const std::filesystem::path& directory) : database_(direc
     identity_.assign(bytes.begin(), bytes.end());
     return true;
   };
-  if (!stored())
+  if (!stored() && !database_.isStandIn())
     write(Database::Purpose::Stores, [&] {
       if (stored()) return;  // another process was faster
       const auto fresh = newIdentity();
@@ -232,6 +235,33 @@ std::shared_ptr<const Variant> QueueStore::body(Box box, const MessageHeader& he
   const auto bytes = row.blob(0);
   if (checksumOf(box.queue, header, bytes) != header.checksum) damaged(header.id);
   return std::make_shared<const Variant>(Variant::bytes(bytes));
+}
+
+StoreReport QueueStore::check(StoreCheck how) {
+  StoreReport report = reportOf(database_, how);
+  if (how == StoreCheck::Quick) return report;
+  try {
+    std::vector<MessageHeader> headers;
+    for (const QueueRecord& queue : all())
+      for (const bool isJournal : {false, true}) {
+        const Box box{queue.id, isJournal};
+        constexpr std::size_t batch = 64;
+        for (std::int64_t after = 0;; after = headers.back().position) {
+          read(box, after, batch, headers);
+          if (headers.empty()) break;
+          report.documents += std::ssize(headers);
+          for (const MessageHeader& header : headers) try {
+              static_cast<void>(body(box, header));
+            } catch (const Error& error) {
+              report.findings.push_back(u"In " + shownName(queue.address) + u": " +
+                                        std::u16string(error.description().view()));
+            }
+        }
+      }
+  } catch (const Error& error) {
+    report.findings.push_back(error.description());
+  }
+  return report;
 }
 
 std::int64_t QueueStore::create(const QueueRecord& queue) {

@@ -3,6 +3,7 @@
 
 #include "Database.h"
 #include "QueueAddress.h"
+#include "StoreCheck.h"
 
 #include <CorvaneQueue/Variant.h>
 
@@ -81,7 +82,8 @@ class QueueStore {
  public:
   static constexpr const char* fileName = "queues.db";
   // `directory` is the storage directory of the service.
-  explicit QueueStore(const std::filesystem::path& directory);
+  explicit QueueStore(const std::filesystem::path& directory,
+                      Database::IfMissing ifMissing = Database::IfMissing::Create);
 
   // Runs `work` as one durable unit: all of it, or nothing and the error.
   void write(Database::Purpose purpose, const std::function<void()>& work);
@@ -110,6 +112,9 @@ class QueueStore {
   void put(const Outgoing& message);
   // Into the journal, if the queue keeps one; whether it does.
   bool take(const Taken& message);
+
+  // Whether the store is sound.
+  StoreReport check(StoreCheck how);
 
   // The queues whose journals lost messages to their quota in the last write().
   const std::vector<QueueAddress>& trimmedJournals() const noexcept { return trimmed_; }

@@ -169,6 +169,10 @@ constexpr StoreProcedure procedures[] = {
 
 }  // namespace
 
-StoreDefinition sqliteStore() noexcept { return {migrations, procedures}; }
+StoreDefinition sqliteStore() noexcept {
+  return {migrations, procedures, "SELECT count(*) FROM dbo.mdqDocument",
+          "SELECT count(*) FROM dbo.mdqDocument INDEXED BY mdqUnchecked WHERE Checksum IS NULL",
+          "SELECT MessageID FROM dbo.mdqContent WHERE typeof(Body) = 'blob'"};
+}
 
 }  // namespace CorvaneQueue::store
