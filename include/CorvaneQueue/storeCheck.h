@@ -9,11 +9,11 @@
 namespace CorvaneQueue {
 
 struct StoreReport {
-  String file;                 // of the store
-  bool isThere = false;        // it is made with the first document or queue
-  std::int64_t logBytes = 0;   // of the file beside it, which holds what has not found its place yet
-  std::int64_t unchecked = 0;  // documents that were stored before documents had checksums
-  std::int64_t documents = 0;  // waiting and acknowledged; a thorough check alone counts them
+  String file;                   // of the store
+  bool isThere = false;          // it is made with the first document or queue
+  std::int64_t logBytes = 0;     // of the file beside it, which holds what has not found its place yet
+  std::int64_t unchecked = 0;    // documents that were stored before documents had checksums
+  std::int64_t documents = 0;    // waiting and acknowledged; a thorough check alone counts them
   std::vector<String> findings;  // a sentence for everything that is wrong
 };
 
@@ -22,8 +22,8 @@ enum class StoreCheck {
   Thorough,  // reads all of the store
 };
 
-// Looks at the store that the setting QueueStoreType names. Disturbs nobody, and makes no file. Call it in any
-// thread. Throws an Error when the store cannot be read at all.
+// Looks at the store that the setting QueueStoreType names. Disturbs nobody, and makes no file. Call it in
+// any thread. Throws an Error when the store cannot be read at all.
 CORVANE_API StoreReport checkStore(StoreCheck how);
 
 }  // namespace CorvaneQueue

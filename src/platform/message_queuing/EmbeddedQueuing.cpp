@@ -7,7 +7,7 @@
 
 namespace CorvaneQueue::platform_layer {
 
-Ref<IMSMQQueueInfo> EmbeddedQueuing::createQueueInfo() { return make<QueueInfo>(QueueService::current()); }
+Ref<IMSMQQueueInfo> EmbeddedQueuing::createQueueInfo() { return make<QueueInfo>(); }
 Ref<IMSMQMessage> EmbeddedQueuing::createMessage() { return make<QueuedMessage>(); }
 Ref<IMSMQEvent> EmbeddedQueuing::createEvent() { return make<QueueEvent>(); }
 Ref<IMSMQCoordinatedTransactionDispenser> EmbeddedQueuing::createTransactionDispenser() {

@@ -39,7 +39,8 @@ void watchForks() {
 }  // namespace
 
 MessageLocks::MessageLocks(const std::filesystem::path& lockFile)
-    : path_(lockFile), file_(lockFile, O_RDWR | O_CREAT) {
+    : path_(lockFile), file_(FileDescriptor::ifPermitted(lockFile, O_RDWR | O_CREAT)) {
+  if (file_.get() < 0) file_ = FileDescriptor(lockFile, O_RDONLY);  // who may only read can still look
   watchForks();
   const std::lock_guard guard(locksOfProcess().mutex);
   locksOfProcess().all.push_back(this);

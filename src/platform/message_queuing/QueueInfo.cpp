@@ -45,8 +45,17 @@ void QueueInfo::Changes::applyTo(QueueRecord& record) const {
   record.journalQuota = journalQuota.value_or(record.journalQuota);
 }
 
+// Who only looks makes no store.
+QueueService& QueueInfo::service() {
+  if (!service_) {
+    if (!QueueService::isStoreThere()) QueueService::notFound(address());
+    service_ = QueueService::current();
+  }
+  return *service_;
+}
+
 const QueueRecord& QueueInfo::current() {
-  record_ = isLoaded_ ? service_->find(record_.id, record_.address) : service_->find(address());
+  record_ = isLoaded_ ? service().find(record_.id, record_.address) : service().find(address());
   isLoaded_ = true;
   return record_;
 }
@@ -106,6 +115,7 @@ HRESULT QueueInfo::raw_Create(VARIANT* IsTransactional, VARIANT* IsWorldReadable
       queuingFailed(MQ_ERROR_ILLEGAL_FORMATNAME, u"A journal is created with its queue, not by itself.");
     created.isTransactional = truth(IsTransactional);
     created.isWorldReadable = truth(IsWorldReadable);
+    if (!service_) service_ = QueueService::current();
     service_->create(created);
     isLoaded_ = false;
     changes_ = {};
@@ -116,7 +126,7 @@ HRESULT QueueInfo::raw_Delete() noexcept {
     if (address().isJournal)
       queuingFailed(MQ_ERROR_ILLEGAL_FORMATNAME,
                     u"A journal is deleted with its queue, not by itself; purge it.");
-    service_->remove(address());
+    service().remove(address());
     isLoaded_ = false;
   });
 }
@@ -129,13 +139,14 @@ HRESULT QueueInfo::raw_Open(LONG Access, LONG ShareMode, IDispatch** result) noe
     if (ShareMode != MQ_DENY_NONE)
       throw Error(ErrorNumber::InvalidArgument, queuingSource,
                   u"ShareMode is 0: a queue is always shared with other processes.");
-    return make<OpenQueue>(service_, service_->find(address()), Access, formatName());
+    const QueueRecord queue = service().find(address());
+    return make<OpenQueue>(service_, queue, Access, formatName());
   });
 }
 
 HRESULT QueueInfo::raw_Update() noexcept {
   return answer([&] {
-    service_->update(current(), [&](QueueRecord& queue) { changes_.applyTo(queue); });
+    service().update(current(), [&](QueueRecord& queue) { changes_.applyTo(queue); });
     changes_ = {};
   });
 }

@@ -11,7 +11,7 @@ namespace CorvaneQueue::platform_layer {
 
 class QueueInfo final : public Object<QueueInfo, DispatchForm<IMSMQQueueInfo>> {
  public:
-  explicit QueueInfo(std::shared_ptr<QueueService> service) : service_(std::move(service)) {}
+  QueueInfo() = default;
   // Of an open queue.
   QueueInfo(std::shared_ptr<QueueService> service, QueueRecord record, String formatName)
       : service_(std::move(service)),
@@ -45,13 +45,14 @@ class QueueInfo final : public Object<QueueInfo, DispatchForm<IMSMQQueueInfo>> {
     void applyTo(QueueRecord& record) const;
   };
 
+  QueueService& service();
   QueueAddress address() const;
   String formatName() const;
   void name(String pathName, String formatName);
   // The queue as it is now.
   const QueueRecord& current();
 
-  std::shared_ptr<QueueService> service_;
+  std::shared_ptr<QueueService> service_;  // from the first use on
   String pathName_;
   String formatName_;
   QueueRecord record_;

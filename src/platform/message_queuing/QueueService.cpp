@@ -56,16 +56,13 @@ std::string fileValue(std::u16string_view text) {
 class QueueService::SharedCounts {
  public:
   explicit SharedCounts(const std::filesystem::path& file)
-      : opened_(file, O_RDWR | O_CREAT), counts_(opened_, file) {}
+      : opened_(FileDescriptor::ifPermitted(file, O_RDWR | O_CREAT)), counts_(opened_, file) {}
   // Of everything that was stored.
-  std::uint64_t stored() const noexcept {
-    counts_.mend();
-    return counts_->stored.load(std::memory_order_acquire);
-  }
-  void addStored() noexcept { counts_->stored.fetch_add(1, std::memory_order_acq_rel); }
+  std::uint64_t stored() const noexcept { return counts().stored.load(std::memory_order_acquire); }
+  void addStored() noexcept { counts().stored.fetch_add(1, std::memory_order_acq_rel); }
   // Of every message that was held.
-  std::uint64_t held() const noexcept { return counts_->held.load(std::memory_order_acquire); }
-  void addHeld() noexcept { counts_->held.fetch_add(1, std::memory_order_acq_rel); }
+  std::uint64_t held() const noexcept { return counts().held.load(std::memory_order_acquire); }
+  void addHeld() noexcept { counts().held.fetch_add(1, std::memory_order_acq_rel); }
 
  private:
   struct Counts {
@@ -73,6 +70,10 @@ class QueueService::SharedCounts {
     std::atomic<std::uint64_t> held;
   };
   static_assert(std::atomic<std::uint64_t>::is_always_lock_free);
+  Counts& counts() const noexcept {
+    counts_.mend();
+    return *counts_.get();
+  }
   FileDescriptor opened_;
   SharedPage<Counts> counts_;
 };
@@ -97,6 +98,14 @@ QueueService::QueueService(std::filesystem::path installation)
       signals_(made(storage_ / "signals")),
       counts_(std::make_shared<SharedCounts>(storage_ / "generation")) {
   if (::stat(storage_.c_str(), &opened_) != 0) throwSystemError(u"Opening", storage_);
+  try {
+    prepare();
+  } catch (const NotPermitted&) {
+    store();  // who may only read finds everything made, or does without it
+  }
+}
+
+void QueueService::prepare() {
   made(storage_ / "lqs");
   recordCodePage(installation_);
   store();
@@ -108,6 +117,12 @@ QueueService::QueueService(std::filesystem::path installation)
   const auto registered = registry.read(installation_ / "registry.toml", address);
   if (!registered || toString(registered->get()).view() != path)
     registry.write(installation_ / "registry.toml", address, Variant(String(path)));
+}
+
+bool QueueService::isStoreThere() {
+  std::error_code ignored;
+  return std::filesystem::exists(installationDirectory() / "msmq" / "storage" / QueueStore::fileName,
+                                 ignored);
 }
 
 QueueStore& QueueService::store() {
@@ -229,11 +244,13 @@ void QueueService::create(const QueueRecord& queue) {
   }
 }
 
+void QueueService::notFound(const QueueAddress& address) {
+  queuingFailed(MQ_ERROR_QUEUE_NOT_FOUND, u"There is no queue " + shownName(address) + u"; create it first.");
+}
+
 QueueRecord QueueService::find(const QueueAddress& address) {
   auto found = store().find(address);
-  if (!found)
-    queuingFailed(MQ_ERROR_QUEUE_NOT_FOUND,
-                  u"There is no queue " + shownName(address) + u"; create it first.");
+  if (!found) notFound(address);
   found->address.isJournal = address.isJournal;
   return *found;
 }

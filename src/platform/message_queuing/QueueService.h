@@ -26,9 +26,12 @@ class QueueService {
   // The calling thread's, for the installation of this moment; it ends with the last object that uses it.
   static std::shared_ptr<QueueService> current();
   explicit QueueService(std::filesystem::path installation);
+  // Whether the installation has a store of this service; the first object that stores makes one.
+  static bool isStoreThere();
 
   // Throws MQ_ERROR_QUEUE_EXISTS.
   void create(const QueueRecord& queue);
+  [[noreturn]] static void notFound(const QueueAddress& address);
   // These throw MQ_ERROR_QUEUE_NOT_FOUND, or MQ_ERROR_QUEUE_DELETED for one that was there once.
   QueueRecord find(const QueueAddress& address);
   QueueRecord find(std::int64_t queue, const QueueAddress& address);
@@ -87,6 +90,7 @@ class QueueService {
   // `onceStored` runs when the work is stored, also when the sync failed.
   void write(Database::Purpose purpose, const std::function<void()>& work,
              const std::function<void()>& onceStored);
+  void prepare();
   void reconcileQueueFiles();
   void writeQueueFile(const QueueRecord& queue);
   std::filesystem::path queueFile(std::int64_t queue) const;

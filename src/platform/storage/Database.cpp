@@ -99,7 +99,11 @@ void Database::open(std::span<const std::string_view> migrations) {
     file_.state = &sharing_->state();
     if (!isThere(file_.path)) FileDescriptor(file_.path, O_RDWR | O_CREAT);
   }
-  if (isFirst) inspectLog();
+  knowFiles();
+  if (isFirst)
+    inspectLog();
+  else
+    mustMapWholeFile();
   openHandle(file_.path.string());
   deadline_ = std::chrono::steady_clock::now() + ordinaryWait;
   if (isFirst) setStaleLogAside();
@@ -108,7 +112,10 @@ void Database::open(std::span<const std::string_view> migrations) {
                 isFirst    ? Opener::First
                 : sharing_ ? Opener::Later
                            : Opener::Reader);
+  generation();                     // the engine opens its log and maps its index with the first read
+  if (isFirst) log_ = index_ = {};  // an older store's have gone
   knowFiles();
+  mustMapWholeFile();
   if (!sharing_) return;
   durability_.emplace(handle_.get(), file_, *sharing_);
   if (!isFirst) return;
@@ -171,6 +178,7 @@ void Database::inspectLog() {
   const LogContent content = log.read();
   StoreState& state = *file_.state;
   state.framesInLog = content.frames;
+  state.indexBytes = 0;
   state.hasReserve = 0;
   state.isLogMoved = 1;
   state.lostTransactions = content.transactionsBehind;
@@ -216,6 +224,7 @@ void Database::setStaleLogAside() {
   std::error_code ignored;
   std::filesystem::remove(beside(file_.path, "-shm"), ignored);
   file_.state->framesInLog = 0;
+  log_.status = index_.status = {};
   warnInLog(
       u"Storage", u"Opening",
       u"The store \"" + shownPath(file_.path) +
@@ -249,8 +258,7 @@ void Database::knowFiles() {
   for (auto [known, ending] :
        {std::pair(&store_, ""), std::pair(&log_, "-wal"), std::pair(&index_, "-shm")}) {
     known->path = beside(file_.path, ending);
-    if (::stat(known->path.c_str(), &known->status) != 0 && known == &store_)
-      throwSystemError(u"Opening", known->path);
+    known->isSame();
   }
 }
 
@@ -268,25 +276,23 @@ void Database::mustBeThere() {
 // The engine reads its shared index through a mapping: where the file has been cut short, that would end the
 // process. Emptied, it is made anew from the log.
 void Database::mustMapWholeFile() {
-  if (index_.path.empty()) return;
-  struct stat now {};
-  const bool isThere = ::stat(index_.path.c_str(), &now) == 0;
-  if (index_.status.st_ino == 0) {  // not mapped yet, or by a reader of a store that nobody writes never
-    if (isThere) index_.status = now;
-    return;
-  }
-  if (!isThere || now.st_ino != index_.status.st_ino) {
+  if (!sharing_) return;  // whoever may not write cannot mend it either
+  if (!index_.isSame()) {
     isLost_ = true;
     file_.fail(E_FAIL,
                u"its index \"" + shownPath(index_.path) +
                    u"\" has been removed or replaced since this process opened it; nothing was stored. "
                    u"Initialize the queue again, or restart the program.");
   }
-  if (now.st_size >= index_.status.st_size) {
-    index_.status.st_size = now.st_size;
+  struct stat now {};
+  if (::stat(index_.path.c_str(), &now) != 0) return;  // not made yet
+  sharing_->isWhole();
+  std::atomic<std::int64_t>& known = file_.state->indexBytes;
+  if (now.st_size >= known) {
+    known = now.st_size;
     return;
   }
-  if (::truncate(index_.path.c_str(), 0) != 0 || ::truncate(index_.path.c_str(), index_.status.st_size) != 0)
+  if (::truncate(index_.path.c_str(), 0) != 0 || ::truncate(index_.path.c_str(), known) != 0)
     throwSystemError(u"Mending", index_.path);
   warnInLog(u"Storage", u"Reading",
             u"Somebody has cut the file \"" + shownPath(index_.path) + u"\" short; it is made anew.");

@@ -7,6 +7,7 @@
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <cerrno>
+#include <memory>
 
 namespace CorvaneQueue::platform_layer {
 
@@ -14,14 +15,22 @@ namespace CorvaneQueue::platform_layer {
 template <class T>
 class SharedPage {
  public:
+  // Without a descriptor (-1) the page is this one's alone.
   SharedPage(const FileDescriptor& opened, const std::filesystem::path& file) : descriptor_(opened.get()) {
+    if (descriptor_ < 0) {
+      own_ = std::make_unique<T>();
+      shared_ = own_.get();
+      return;
+    }
     // Without its room on the disk, writing through the mapping would end the process.
     if ((errno = ::posix_fallocate(descriptor_, 0, sizeof(T))) != 0) throwSystemError(u"Preparing", file);
     void* const mapped = ::mmap(nullptr, sizeof(T), PROT_READ | PROT_WRITE, MAP_SHARED, descriptor_, 0);
     if (mapped == MAP_FAILED) throwSystemError(u"Mapping", file);
     shared_ = static_cast<T*>(mapped);
   }
-  ~SharedPage() { ::munmap(shared_, sizeof(T)); }
+  ~SharedPage() {
+    if (!own_) ::munmap(shared_, sizeof(T));
+  }
   SharedPage(const SharedPage&) = delete;
   SharedPage& operator=(const SharedPage&) = delete;
 
@@ -31,12 +40,14 @@ class SharedPage {
   // with zeros. False when that is not possible.
   bool mend() const noexcept {
     struct stat status {};
-    return ::fstat(descriptor_, &status) == 0 && (status.st_size >= static_cast<off_t>(sizeof(T)) ||
-                                                  ::posix_fallocate(descriptor_, 0, sizeof(T)) == 0);
+    return own_ ||
+           (::fstat(descriptor_, &status) == 0 && (status.st_size >= static_cast<off_t>(sizeof(T)) ||
+                                                   ::posix_fallocate(descriptor_, 0, sizeof(T)) == 0));
   }
 
  private:
   int descriptor_;
+  std::unique_ptr<T> own_;
   T* shared_;
 };
 

@@ -24,7 +24,8 @@ StoreReport reportOf(Database& database, StoreCheck how) {
                                 u"installation names the copy of the damaged log that is kept.");
     if (state->isLogSuspect != 0)
       report.findings.push_back(
-          u"A sync of the log has failed: nothing is stored until the log can be written anew. Check the disk.");
+          u"A sync of the log has failed: nothing is stored until the log can be written anew. Check the "
+          u"disk.");
     if (state->isDamaged != 0)
       report.findings.push_back(
           u"The file has been found damaged: nothing is sent into it. Restore it from a copy.");

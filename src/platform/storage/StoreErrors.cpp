@@ -15,7 +15,9 @@ std::u16string widened(std::string_view text) { return {text.begin(), text.end()
 }  // namespace
 
 void StoreFile::fail(std::int32_t number, std::u16string_view what) const {
-  throw Error(number, storeSource, u"The store \"" + shownPath(path) + u"\": " + std::u16string(what));
+  const std::u16string text = u"The store \"" + shownPath(path) + u"\": " + std::u16string(what);
+  if (number == permissionDenied) throw NotPermitted(number, storeSource, text);
+  throw Error(number, storeSource, text);
 }
 
 void StoreFile::failFor(sqlite3* handle, int code, std::string_view tried) const {

@@ -28,6 +28,7 @@ struct StoreState {
   // A sync of the log has failed: what it holds is not on the disk until it has been written anew.
   std::atomic<std::uint32_t> isLogSuspect;
   std::atomic<std::uint32_t> framesInLog;
+  std::atomic<std::int64_t> indexBytes;  // of the engine's shared index, which processes have mapped
   // All of the log has been moved into the store's file: the next commit begins a new one.
   std::atomic<std::uint32_t> isLogMoved;
   std::atomic<std::uint32_t> hasReserve;

@@ -31,9 +31,11 @@ std::u16string shownPath(const std::filesystem::path& file) {
 
 void throwSystemError(std::u16string_view tried, const std::filesystem::path& file) {
   const std::string reason = std::generic_category().message(errno);
-  throw Error(E_FAIL, {},
-              std::u16string(tried) + u" \"" + shownPath(file) + u"\" failed: " +
-                  std::u16string(reason.begin(), reason.end()) + u".");
+  const bool isForbidden = errno == EACCES || errno == EPERM || errno == EROFS;
+  const std::u16string text = std::u16string(tried) + u" \"" + shownPath(file) + u"\" failed: " +
+                              std::u16string(reason.begin(), reason.end()) + u".";
+  if (isForbidden) throw NotPermitted(E_FAIL, {}, text);
+  throw Error(E_FAIL, {}, text);
 }
 
 namespace {

@@ -1,6 +1,8 @@
 // Files and directories of the installation.
 #pragma once
 
+#include <CorvaneQueue/Error.h>
+
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -57,6 +59,12 @@ void replaceFile(const std::filesystem::path& file, std::string_view content,
 
 // The name of a file for people, whatever bytes it has.
 std::u16string shownPath(const std::filesystem::path& file);
+
+// Permissions, or a file system that may only be read, forbid it.
+class NotPermitted : public Error {
+ public:
+  using Error::Error;
+};
 
 // Throws the Error of the last failed system call: what was tried, with which file, and why not.
 [[noreturn]] void throwSystemError(std::u16string_view tried, const std::filesystem::path& file);
