@@ -109,7 +109,8 @@ TEST_P(StoreCare, DamageInsideTheLogIsTold) {
 TEST_P(StoreCare, IsItsOwnersAloneWhateverTheUmask) {
   const auto others = [&](const fs::path& path) {
     struct stat status {};
-    return stat(path.c_str(), &status) != 0 ? 0777u : status.st_mode & (S_ISDIR(status.st_mode) ? 0077u : 0177u);
+    return stat(path.c_str(), &status) != 0 ? 0777u
+                                            : status.st_mode & (S_ISDIR(status.st_mode) ? 0077u : 0177u);
   };
   for (const mode_t mask : {0000, 0777}) {
     const mode_t before = umask(mask);
@@ -138,7 +139,8 @@ TEST_P(StoreCare, ACopyThatMayOnlyBeReadIsBrowsed) {
   if (child == 0) {
     setenv("CORVANE_HOME", copy.c_str(), 1);
     constexpr uid_t nobody = 65534;  // permissions do not hold the superuser
-    if (geteuid() == 0 && (setgroups(0, nullptr) != 0 || setgid(nobody) != 0 || setuid(nobody) != 0)) _exit(2);
+    if (geteuid() == 0 && (setgroups(0, nullptr) != 0 || setgid(nobody) != 0 || setuid(nobody) != 0))
+      _exit(2);
     const auto refused = errorOf([&] { create<Queues>()->Item("Orders")->SendDocument("x"); });
     const bool isTold = refused && std::string(refused->what()).find("permission") != std::string::npos;
     if (!isTold && refused) std::fprintf(stderr, "%s\n", refused->what());

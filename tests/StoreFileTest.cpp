@@ -7,6 +7,7 @@
 #include "Installation.h"
 #include "SqliteStore.h"
 
+#include <gmock/gmock.h>
 #include <grp.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -181,34 +182,132 @@ TEST_F(StoreFile, TransactionsKeepTheirWorkToThemselves) {
   EXPECT_EQ(count(two), 2);
 }
 
-TEST_F(StoreFile, AReceiveInsideATransactionHoldsTheDocumentForIt) {
-  int begun[2];
-  int waiting[2];
-  ASSERT_EQ(pipe(begun) + pipe(waiting), 0);
-  const pid_t child = fork();
-  if (child == 0) {
-    char signal = 0;
-    const bool told = read(begun[0], &signal, 1) == 1 && write(waiting[1], &signal, 1) == 1;
-    const auto other = queue();
-    other->BeginTransaction();
-    const std::string received = next(other);  // waits for the holder
-    other->Commit();
-    _exit(told && received == "second" ? 0 : 1);
+TEST_F(StoreFile, AReceiveInATransactionHoldsItsDocumentAndStopsNobody) {
+  {
+    const auto orders = queue();
+    for (const char16_t* text : {u"first", u"second", u"third"}) send(orders, text);
   }
-  const auto holder = queue();
-  send(holder, u"first");
-  send(holder, u"second");
-  holder->BeginTransaction();
-  const auto held = holder->ReceiveNext();
-  char signal = 'b';
-  ASSERT_EQ(write(begun[1], &signal, 1), 1);
-  ASSERT_EQ(read(waiting[0], &signal, 1), 1);
-  usleep(50000);
-  holder->AcknowledgeMessage(*held);
-  holder->Commit();
+  int held[2];
+  ASSERT_EQ(pipe(held), 0);
+  const pid_t holder = fork();
+  if (holder == 0) {
+    const auto orders = queue();
+    orders->BeginTransaction();
+    const std::string received = next(orders);
+    _exit(write(held[1], received.data(), 5) == 5 ? pause() : 1);
+  }
+  char text[6] = {};
+  ASSERT_EQ(read(held[0], text, 5), 5);
+  EXPECT_STREQ(text, "first");
+  const auto orders = queue();
+  const auto archive = queue(u"Archive");
+  EXPECT_EQ(next(orders), "second");
+  orders->BeginTransaction();
+  const auto second = orders->ReceiveNext();
+  EXPECT_EQ(next(orders), "second");  // its own is not skipped
+  send(archive, u"second");           // what is received is sent on before it is acknowledged
+  orders->AcknowledgeMessage(*second);
+  expectError(static_cast<std::int32_t>(0x80040E31u), u"SendDocument", "then acknowledge and commit",
+              [&] { send(archive, u"in vain"); });
+  EXPECT_EQ(next(orders), "third");
+  orders->Commit();
+  EXPECT_EQ(count(orders), 2);
+  orders->Purge();  // leaves what is being processed
+  EXPECT_EQ(next(orders), "");
+  EXPECT_EQ(count(orders), 1);
+  kill(holder, SIGKILL);
+  waitpid(holder, nullptr, 0);
+  EXPECT_EQ(next(orders), "first");
+}
+
+TEST_F(StoreFile, WhoWaitsForAStoppedWriterInVainIsToldItsName) {
+  using platform_layer::Database;
+  constexpr auto limit = std::chrono::seconds(1);
+  int begun[2];
+  ASSERT_EQ(pipe(begun), 0);
+  const pid_t writer = fork();
+  if (writer == 0) {
+    Database store(file(), store::sqliteStore().migrations);
+    store.begin(Database::Purpose::Stores, limit);
+    if (write(begun[1], "b", 1) != 1) _exit(1);
+    raise(SIGSTOP);
+    store.commit();
+    _exit(0);
+  }
+  char signal = 0;
+  ASSERT_EQ(read(begun[0], &signal, 1), 1);
+  Database store(file(), store::sqliteStore().migrations);
+  const auto error = errorOf([&] { store.begin(Database::Purpose::Stores, limit); });
+  ASSERT_TRUE(error);
+  EXPECT_THAT(error->what(),
+              testing::HasSubstr("process " + std::to_string(writer) + " has been writing since"));
   int status = 0;
-  waitpid(child, &status, 0);
+  ASSERT_EQ(waitpid(writer, &status, WUNTRACED), writer);
+  kill(writer, SIGCONT);
+  ASSERT_EQ(waitpid(writer, &status, 0), writer);
   EXPECT_EQ(status, 0);
+  store.begin(Database::Purpose::Stores, limit);
+  store.rollback();
+}
+
+// Written by the first version of the schema.
+TEST_F(StoreFile, AnOlderStoreIsBroughtUpToDateWheneverThatIsKilled) {
+  const auto definition = store::sqliteStore();
+  std::string older;
+  {
+    platform_layer::Database store(file(), definition.migrations.first(1));
+    store.write(platform_layer::Database::Purpose::Stores, {}, [&] {
+      store.execute("INSERT INTO dbo.mdqMessageType VALUES (1, 'idoc', 'Orders')");
+      store.execute(
+          "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 300)"
+          " INSERT INTO dbo.mdqDocument SELECT i, 1, '2026-01-01 00:00:00', '', 'body ' || i FROM n");
+      store.execute("INSERT INTO dbo.mdqWaiting SELECT 1, MessageID FROM dbo.mdqDocument");
+    });
+  }
+  older = home.read("messages.db");
+  for (int delay = 0; delay < 40; ++delay) {
+    for (const char* tail : {"-wal", "-shm", "-journal"}) std::filesystem::remove(file().string() + tail);
+    std::ofstream(file(), std::ios::binary | std::ios::trunc) << older;
+    const pid_t child = fork();
+    if (child == 0) {
+      next(queue());
+      _exit(0);
+    }
+    usleep(static_cast<useconds_t>(delay) * 300);
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+    ASSERT_EQ(count(queue()), 300) << "killed after " << delay * 300 << " us";
+  }
+  const auto orders = queue();
+  const auto report = embedded.check(u"db", StoreCheck::Thorough);
+  EXPECT_EQ(report.unchecked, 300);
+  EXPECT_TRUE(report.findings.empty());
+  orders->AcknowledgeDocument(String(u"1"));
+  EXPECT_EQ(embedded.check(u"db", StoreCheck::Quick).unchecked, 299);
+}
+
+TEST_F(StoreFile, ADamagedDocumentIsListedButItsBodyIsNotHandedOut) {
+  {
+    const auto orders = queue();
+    for (const char16_t* text : {u"whole", u"to be damaged", u"whole too"}) send(orders, text);
+  }
+  std::string content = home.read("messages.db");
+  const auto at = content.find("to be damaged");
+  ASSERT_NE(at, std::string::npos);
+  content[at] = 'T';
+  std::ofstream(file(), std::ios::binary | std::ios::trunc) << content;
+
+  const auto orders = queue();
+  EXPECT_EQ(count(orders), 3);
+  const auto damaged = orders->Messages()->Item(Variant(std::int32_t{2}).get());
+  expectError(E_FAIL, nullptr, "document 2 is damaged", [&] { damaged->Body(); });
+  const auto report = embedded.check(u"db", StoreCheck::Thorough);
+  ASSERT_EQ(report.findings.size(), 1u);
+  EXPECT_THAT(toUtf8(report.findings[0]), testing::HasSubstr("document 2"));
+  orders->AcknowledgeDocument(String(u"1"));
+  expectError(E_FAIL, u"ReceiveNext", "delete the document", [&] { next(orders); });
+  orders->AcknowledgeMessage(*damaged);
+  EXPECT_EQ(next(orders), "whole too");
 }
 
 TEST_F(StoreFile, IdentifiersNeverRepeat) {
