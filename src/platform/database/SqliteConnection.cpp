@@ -15,6 +15,7 @@ Database::Limit limitOf(std::int32_t timeout) {
 Database::Purpose purposeOf(StoreProcedure::Access access) {
   return access == StoreProcedure::Access::Stores ? Database::Purpose::Stores : Database::Purpose::Frees;
 }
+constexpr std::int64_t documentsBox = 0;  // identifiers are unique in the store
 std::string markOf(std::int32_t level) { return "level" + std::to_string(level); }
 
 }  // namespace
@@ -162,21 +163,21 @@ std::filesystem::path SqliteConnection::lockFile() const {
 bool SqliteConnection::tryHold(std::int64_t document) {
   if (std::ranges::find(held_, document) != held_.end()) return true;
   if (!locks_) locks_.emplace(lockFile());
-  if (!locks_->tryLock(document)) return false;
+  if (!locks_->tryLock(documentsBox, document)) return false;
   held_.push_back(document);
   return true;
 }
 
 void SqliteConnection::letGo(std::int64_t document) noexcept {
   std::erase(held_, document);
-  locks_->unlock(document);
+  locks_->unlock(documentsBox, document);
 }
 
 bool SqliteConnection::isHeldByOther(std::int64_t document) {
   if (heldByOther_ && heldByOther_->from <= document && document <= heldByOther_->to) return true;
   if (!locks_ && ::access(lockFile().c_str(), W_OK) == 0) locks_.emplace(lockFile());
   if (!locks_) return false;  // nobody has ever held one, or this user may not know
-  heldByOther_ = locks_->heldByOther(document);
+  heldByOther_ = locks_->heldByOther(documentsBox, document);
   return heldByOther_.has_value();
 }
 

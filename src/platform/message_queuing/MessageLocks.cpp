@@ -54,19 +54,30 @@ namespace {
 
 constexpr std::u16string_view tried = u"Locking a message in";
 
-struct flock rangeOf(std::int64_t message, short type) {
+// Each box has a part of the file. Positions and boxes beyond what fits share bytes with others, which holds
+// up more than it should and gives out nothing twice.
+constexpr int bitsOfPosition = 41;
+constexpr int bitsOfBox = 21;
+off_t placeOf(std::int64_t box, std::int64_t position) {
+  constexpr auto lowBits = [](std::int64_t number, int bits) {
+    return number & ((std::int64_t{1} << bits) - 1);
+  };
+  return lowBits(box, bitsOfBox) << bitsOfPosition | lowBits(position, bitsOfPosition);
+}
+
+struct flock rangeOf(std::int64_t box, MessageLocks::Range positions, short type) {
   struct flock range {};
   range.l_type = type;
   range.l_whence = SEEK_SET;
-  range.l_start = message;
-  range.l_len = 1;
+  range.l_start = placeOf(box, positions.from);
+  range.l_len = positions.to - positions.from + 1;
   return range;
 }
 
 }  // namespace
 
-bool MessageLocks::tryLock(std::int64_t message) {
-  struct flock range = rangeOf(message, F_WRLCK);
+bool MessageLocks::tryLock(std::int64_t box, Range positions) {
+  struct flock range = rangeOf(box, positions, F_WRLCK);
   while (::fcntl(file_.get(), F_OFD_SETLK, &range) != 0) {
     if (errno == EAGAIN || errno == EACCES) return false;
     if (errno != EINTR) throwSystemError(tried, path_);
@@ -74,24 +85,24 @@ bool MessageLocks::tryLock(std::int64_t message) {
   return true;
 }
 
-void MessageLocks::unlock(std::int64_t message) noexcept {
-  struct flock range = rangeOf(message, F_UNLCK);
+void MessageLocks::unlock(std::int64_t box, std::int64_t position) noexcept {
+  struct flock range = rangeOf(box, {position, position}, F_UNLCK);
   ::fcntl(file_.get(), F_OFD_SETLK, &range);
 }
 
 void MessageLocks::unlockAll() noexcept {
-  struct flock range = rangeOf(0, F_UNLCK);
-  range.l_len = 0;  // to the end
+  struct flock range = rangeOf(0, {0, -1}, F_UNLCK);  // to the end
   ::fcntl(file_.get(), F_OFD_SETLK, &range);
 }
 
-std::optional<MessageLocks::Range> MessageLocks::heldByOther(std::int64_t from, std::int64_t to) const {
-  struct flock range = rangeOf(from, F_WRLCK);
-  range.l_len = to - from + 1;
+std::optional<MessageLocks::Range> MessageLocks::heldByOther(std::int64_t box, Range positions) const {
+  const struct flock asked = rangeOf(box, positions, F_WRLCK);
+  struct flock range = asked;
   while (::fcntl(file_.get(), F_OFD_GETLK, &range) != 0)
     if (errno != EINTR) throwSystemError(tried, path_);
   if (range.l_type == F_UNLCK) return std::nullopt;
-  return Range{range.l_start, range.l_start + range.l_len - 1};
+  const std::int64_t from = positions.from + (range.l_start - asked.l_start);
+  return Range{from, from + range.l_len - 1};
 }
 
 }  // namespace CorvaneQueue::platform_layer

@@ -10,9 +10,9 @@
 
 namespace CorvaneQueue::platform_layer {
 
-// One holder's locks: a byte range of the lock file for each message, by its identifier. The system
-// releases them when the holder ends, also when its process dies. A process that was forked off has no
-// part in them.
+// One holder's locks: a byte range of the lock file for each message, by its place: the number of its box and
+// its position in it. The system releases them when the holder ends, also when its process dies. A process
+// that was forked off has no part in them.
 class MessageLocks {
  public:
   explicit MessageLocks(const std::filesystem::path& lockFile);
@@ -20,19 +20,23 @@ class MessageLocks {
   MessageLocks(const MessageLocks&) = delete;
   MessageLocks& operator=(const MessageLocks&) = delete;
 
-  // False when another holder has it.
-  bool tryLock(std::int64_t message);
-  void unlock(std::int64_t message) noexcept;
-  void unlockAll() noexcept;
-  // The messages from..to, both included, around this one that another holder has; nothing when it is
-  // free or this one's own.
+  // The positions from..to of a box, both included.
   struct Range {
     std::int64_t from;
     std::int64_t to;
   };
-  std::optional<Range> heldByOther(std::int64_t message) const { return heldByOther(message, message); }
-  // The same of any message from..to.
-  std::optional<Range> heldByOther(std::int64_t from, std::int64_t to) const;
+  // False when another holder has one of them. The system keeps adjacent ranges as one, and looks at all of a
+  // holder's for each call: many that are apart take long.
+  bool tryLock(std::int64_t box, Range positions);
+  bool tryLock(std::int64_t box, std::int64_t position) { return tryLock(box, {position, position}); }
+  void unlock(std::int64_t box, std::int64_t position) noexcept;
+  void unlockAll() noexcept;
+  // The range around one of these positions that another holder has; nothing when they are free or this
+  // one's own.
+  std::optional<Range> heldByOther(std::int64_t box, Range positions) const;
+  std::optional<Range> heldByOther(std::int64_t box, std::int64_t position) const {
+    return heldByOther(box, {position, position});
+  }
 
  private:
   friend struct LocksOfProcess;

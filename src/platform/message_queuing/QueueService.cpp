@@ -309,19 +309,18 @@ std::optional<MessageHeader> QueueService::firstVisible(Box box, std::int64_t af
   const std::uint64_t generation = counts_->stored();
   const bool isFromFirst = after == 0;
   if (isFromFirst && first_.box == box && first_.generation == generation &&
-      now - first_.readAt < longestReadAhead && !looking_.heldByOther(first_.header.id))
+      now - first_.readAt < longestReadAhead && !looking_.heldByOther(box.number(), first_.header.position))
     return first_.header;
   for (std::size_t count = 1;; count = readAheadCount) {
     store().read(box, after, count, found_);
     if (found_.empty()) return std::nullopt;
     for (MessageHeader& header : found_) {
       if (header.position <= after) continue;
-      const auto held = looking_.heldByOther(header.id);
+      const auto held = looking_.heldByOther(box.number(), header.position);
       if (!held && isFromFirst && !isHeldUp) first_ = {box, header, generation, now};
       if (!held) return std::move(header);
       isHeldUp = true;
-      after = header.position;
-      if (!box.isJournal) after = std::max(after, held->to);  // there positions are identifiers
+      after = std::max(header.position, held->to);
     }
   }
 }
@@ -341,13 +340,12 @@ std::optional<MessageHeader> QueueService::firstVisible(Box box, std::int64_t af
     readGeneration = generation;
     readAt = now;
     freeAt.reset();
-    if (const std::uint64_t holds = counts_->held(); headers.size() > 1) {
-      const auto lowest = std::ranges::min_element(headers, {}, &MessageHeader::id);
-      const auto highest = std::ranges::max_element(headers, {}, &MessageHeader::id);
-      if (!looking_.heldByOther(lowest->id, highest->id)) freeAt = holds;
-    }
+    if (const std::uint64_t holds = counts_->held(); headers.size() > 1)
+      if (!looking_.heldByOther(box.number(), {headers.front().position, headers.back().position}))
+        freeAt = holds;
   }
-  if (next < headers.size() && (freeAt == counts_->held() || !looking_.heldByOther(headers[next].id)))
+  if (next < headers.size() &&
+      (freeAt == counts_->held() || !looking_.heldByOther(box.number(), headers[next].position)))
     return std::move(headers[next++]);  // its position stays
   headers.clear();
   return firstVisible(box, after, isHeldUp);
@@ -355,7 +353,7 @@ std::optional<MessageHeader> QueueService::firstVisible(Box box, std::int64_t af
 
 std::optional<MessageHeader> QueueService::visibleAt(Box box, std::int64_t position) {
   store().read(box, position - 1, 1, found_);
-  if (found_.empty() || found_.front().position != position || looking_.heldByOther(found_.front().id))
+  if (found_.empty() || found_.front().position != position || looking_.heldByOther(box.number(), position))
     return std::nullopt;
   return std::move(found_.front());
 }
@@ -370,7 +368,7 @@ std::optional<QueueService::Received> QueueService::receive(Box box, std::int64_
     auto header = where == Where::Exactly ? visibleAt(box, position) : firstVisible(box, position, isHeldUp);
     isHeldUp = isHeldUp || isAnyHeldUp;
     if (!header) return std::nullopt;
-    if (!locks.tryLock(header->id)) {  // somebody was faster
+    if (!locks.tryLock(box.number(), header->position)) {  // somebody was faster
       isAnyHeldUp = true;
       continue;
     }
@@ -380,13 +378,14 @@ std::optional<QueueService::Received> QueueService::receive(Box box, std::int64_
     try {
       // Who took it for good before this lock has also stored that.
       if (wanted == Body::Wanted) received.body = body(box, received.header);
-      const bool isThere =
-          wanted == Body::Wanted ? received.body != nullptr : store().contains(box, taken.position);
+      const bool isThere = wanted == Body::Wanted ? received.body != nullptr
+                                                  : store().contains(box, taken.position, taken.position);
       if (!isThere) {
-        locks.unlock(taken.id);
+        locks.unlock(box.number(), taken.position);
         continue;
       }
       if (transaction != nullptr) {
+        closeGap(*transaction, taken);
         transaction->taken.push_back(taken);
         return received;
       }
@@ -394,15 +393,29 @@ std::optional<QueueService::Received> QueueService::receive(Box box, std::int64_
       write(
           Database::Purpose::Frees, [&] { isJournaled = store().take(taken); },
           [&] {
-            locks.unlock(taken.id);
+            locks.unlock(box.number(), taken.position);
             if (isJournaled) signals_.signal(Box{box.queue, true}.number());
           });
       return received;
     } catch (...) {
-      locks.unlock(taken.id);
+      locks.unlock(box.number(), taken.position);
       throw;
     }
   }
+}
+
+// A message that is taken behind another one is held together with the places between them where no message
+// is: one range in place of two.
+void QueueService::closeGap(const TransactionWork& work, const Taken& next) {
+  if (work.taken.empty() || work.taken.back().box != next.box) return;
+  const MessageLocks::Range gap{work.taken.back().position + 1, next.position - 1};
+  if (gap.from <= gap.to && !store().contains(next.box, gap.from, gap.to))
+    static_cast<void>(work.locks->tryLock(next.box.number(), gap));
+}
+
+std::optional<std::int64_t> QueueService::visibleWithNumber(Box box, std::uint32_t number) {
+  const auto position = store().firstWithNumber(box, number);
+  return position && visibleAt(box, *position) ? position : std::nullopt;
 }
 
 void QueueService::send(const Outgoing& message) {
@@ -416,12 +429,11 @@ void QueueService::send(const Outgoing& message) {
 std::uint64_t QueueService::generation() const noexcept { return counts_->stored(); }
 
 void QueueService::keepBack(TransactionWork& work, Outgoing message, const QueueRecord& queue) {
+  const auto size = static_cast<std::int64_t>(message.content.bytes().size());
   if (queue.quota >= 0) {
-    auto size = static_cast<std::int64_t>(message.content.bytes().size());
-    for (const Outgoing& kept : work.sent)
-      if (kept.queue == queue.id) size += static_cast<std::int64_t>(kept.content.bytes().size());
-    if (!queue.fits(size)) overQuota(queue);
+    if (!queue.fits(work.sentBytes[queue.id] + size)) overQuota(queue);
   }
+  work.sentBytes[queue.id] += size;
   work.sent.push_back(std::move(message));
 }
 
@@ -435,6 +447,7 @@ void QueueService::release(TransactionWork& work) noexcept {
   spareLocks_ = std::move(work.locks);
   work.taken.clear();
   work.sent.clear();
+  work.sentBytes.clear();
   work.isOver = true;
 }
 

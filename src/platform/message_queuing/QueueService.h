@@ -5,6 +5,7 @@
 #include "MessageLocks.h"
 #include "QueueStore.h"
 
+#include <map>
 #include <set>
 
 #include <sys/stat.h>
@@ -16,6 +17,7 @@ struct TransactionWork {
   std::unique_ptr<MessageLocks> locks;
   std::vector<Taken> taken;
   std::vector<Outgoing> sent;
+  std::map<std::int64_t, std::int64_t> sentBytes;  // of bodies, by queue
   bool isOver = false;
 };
 
@@ -53,6 +55,9 @@ class QueueService {
   std::optional<MessageHeader> firstVisible(Box box, std::int64_t after, bool& isHeldUp, ReadAhead& ahead);
   // The message at that position, or nothing when it is gone or held by somebody.
   std::optional<MessageHeader> visibleAt(Box box, std::int64_t position);
+  // The position of the first message of which that is the number (its lower 32 bits); nothing when it is not
+  // there or held by somebody.
+  std::optional<std::int64_t> visibleWithNumber(Box box, std::uint32_t number);
   // Nothing when the message is gone meanwhile.
   std::shared_ptr<const Variant> body(Box box, const MessageHeader& header) {
     return store().body(box, header);
@@ -95,6 +100,7 @@ class QueueService {
   void writeQueueFile(const QueueRecord& queue);
   std::filesystem::path queueFile(std::int64_t queue) const;
   std::unique_ptr<MessageLocks> newLocks();
+  void closeGap(const TransactionWork& work, const Taken& next);
   void release(TransactionWork& work) noexcept;
 
   std::filesystem::path installation_;

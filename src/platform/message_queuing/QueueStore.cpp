@@ -217,11 +217,24 @@ void QueueStore::read(Box box, std::int64_t after, std::size_t count, std::vecto
   }
 }
 
-bool QueueStore::contains(Box box, std::int64_t position) {
-  Statement row = database_.prepare("SELECT 1 FROM dbo.mqHeader WHERE box = ?1 AND position = ?2");
+bool QueueStore::contains(Box box, std::int64_t from, std::int64_t to) {
+  Statement row =
+      database_.prepare("SELECT 1 FROM dbo.mqHeader WHERE box = ?1 AND position BETWEEN ?2 AND ?3 LIMIT 1");
   row.bind(1, box.number());
-  row.bind(2, position);
+  row.bind(2, from);
+  row.bind(3, to);
   return row.step();
+}
+
+std::optional<std::int64_t> QueueStore::firstWithNumber(Box box, std::uint32_t number) {
+  // Outside of journals positions are identifiers.
+  if (!box.isJournal && contains(box, number, number)) return number;
+  Statement row = database_.prepare(
+      "SELECT position FROM dbo.mqHeader WHERE box = ?1 AND messageId & 4294967295 = ?2 ORDER BY position"
+      " LIMIT 1");
+  row.bind(1, box.number());
+  row.bind(2, number);
+  return row.step() ? std::optional(row.integer(0)) : std::nullopt;
 }
 
 std::shared_ptr<const Variant> QueueStore::body(Box box, const MessageHeader& header) {

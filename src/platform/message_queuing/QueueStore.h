@@ -98,7 +98,10 @@ class QueueStore {
 
   // The messages behind a position, at most `count`.
   void read(Box box, std::int64_t after, std::size_t count, std::vector<MessageHeader>& headers);
-  bool contains(Box box, std::int64_t position);
+  // Whether there is one at these positions, both included.
+  bool contains(Box box, std::int64_t from, std::int64_t to);
+  // The position of the first message whose identifier has these lower 32 bits.
+  std::optional<std::int64_t> firstWithNumber(Box box, std::uint32_t number);
   // Nothing when the message is no longer in the box. Throws MQ_ERROR_MESSAGE_STORAGE_FAILED when it is not
   // what was sent.
   std::shared_ptr<const Variant> body(Box box, const MessageHeader& header);
