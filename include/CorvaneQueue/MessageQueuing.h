@@ -227,6 +227,21 @@ inline constexpr LONG MQ_SINGLE_MESSAGE = 3;
 inline constexpr LONG MQMSG_DELIVERY_RECOVERABLE = 1;
 inline constexpr LONG INFINITE_TIMEOUT = -1;
 
+// Beside IMSMQQueue, of queues that find a message by its place: who wants one of many need not walk over
+// those before it. The cursor moves onto the message; when it is not there, or held by a transaction, the
+// answer is false and the cursor stays. Not for late binding.
+struct IMSMQQueueSeek : IUnknown {
+  // The message that was peeked, from this queue.
+  virtual HRESULT STDMETHODCALLTYPE raw_SeekMessage(IMSMQMessage* Message, VARIANT_BOOL* result) noexcept = 0;
+  // The first message whose identifier ends in these four bytes, the least significant one first.
+  virtual HRESULT STDMETHODCALLTYPE raw_SeekNumber(LONG Number, VARIANT_BOOL* result) noexcept = 0;
+};
+template <>
+struct InterfaceTraits<IMSMQQueueSeek> {
+  static constexpr IID iid = {0x4f1d60b3, 0x77c2, 0x4a0e, {0x8c, 0x19, 0x5b, 0xe0, 0x2d, 0x93, 0x41, 0x6a}};
+  static constexpr const char16_t* name = u"IMSMQQueueSeek";
+};
+
 // The numbers of their errors.
 inline constexpr HRESULT MQ_ERROR_QUEUE_NOT_FOUND = static_cast<HRESULT>(0xC00E0003u);
 inline constexpr HRESULT MQ_ERROR_QUEUE_EXISTS = static_cast<HRESULT>(0xC00E0005u);

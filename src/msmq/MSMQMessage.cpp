@@ -28,14 +28,20 @@ std::int32_t MSMQMessage::TimeToAcknowledge() const {
   return call<&IMSMQMessage::get_MaxTimeToReceive>(message_);
 }
 
+bool MSMQMessage::moveOntoMessage() {
+  if (const auto seek = tryQuery<IMSMQQueueSeek>(handle_.get()))
+    return call<&IMSMQQueueSeek::raw_SeekMessage>(seek, message_);
+  auto found = peek<&IMSMQQueue::raw_PeekCurrent>(handle_, false, false, arrivalTimeout);
+  while (found && !isSame(found, message_))
+    found = peek<&IMSMQQueue::raw_PeekNext>(handle_, false, false, arrivalTimeout);
+  return found != nullptr;
+}
+
 void MSMQMessage::LoadBody() {
   if (isBodyLoaded_) return;
   if (!handle_) handle_ = utility_->OpenQueue(name_, MQ_PEEK_ACCESS, isJournal_);
   call<&IMSMQQueue::raw_Reset>(handle_);
-  auto found = peek<&IMSMQQueue::raw_PeekCurrent>(handle_, false, false, arrivalTimeout);
-  while (found && !isSame(found, message_))
-    found = peek<&IMSMQQueue::raw_PeekNext>(handle_, false, false, arrivalTimeout);
-  if (!found) return;
+  if (!moveOntoMessage()) return;
   message_ = peek<&IMSMQQueue::raw_PeekCurrent>(handle_, false, true, arrivalTimeout);
   isBodyLoaded_ = true;
 }

@@ -340,9 +340,9 @@ void MSMQQueue::AcknowledgeDocument() {
   call<&IMSMQQueue::raw_EnableNotification>(queue, event_, omitted, omitted);
 }
 
-void MSMQQueue::AcknowledgeMessage(const MSMQMessage& Message) {
-  const auto queue = RecvQueue();
-  call<&IMSMQQueue::raw_Reset>(queue);
+bool MSMQQueue::moveOnto(const Ref<IMSMQQueue>& queue, const MSMQMessage& Message) {
+  if (const auto seek = tryQuery<IMSMQQueueSeek>(queue.get()))
+    return call<&IMSMQQueueSeek::raw_SeekNumber>(seek, toInt32(Variant(Message.ID()).get()));
   const auto isMeant = [&](const Ref<IMSMQMessage>& peeked) {
     return utility_->IDToString(call<&IMSMQMessage::get_Id>(peeked).get()) == Message.ID();
   };
@@ -350,7 +350,13 @@ void MSMQQueue::AcknowledgeMessage(const MSMQMessage& Message) {
       peek<&IMSMQQueue::raw_PeekCurrent>(queue, Variant::omitted(), Variant::omitted(), arrivalTimeout);
   while (peeked && !isMeant(peeked))
     peeked = peek<&IMSMQQueue::raw_PeekNext>(queue, Variant::omitted(), Variant::omitted(), arrivalTimeout);
-  if (!peeked) return;
+  return peeked != nullptr;
+}
+
+void MSMQQueue::AcknowledgeMessage(const MSMQMessage& Message) {
+  const auto queue = RecvQueue();
+  call<&IMSMQQueue::raw_Reset>(queue);
+  if (!moveOnto(queue, Message)) return;
   Variant omitted = Variant::omitted();
   Variant wantDestinationQueue(false);
   Variant wantBody(false);

@@ -136,6 +136,8 @@ class MSMQQueue final : public Object<MSMQQueue, QueueForm<MSMQQueue>, IQueueFor
  private:
   void bind(const String& name, bool isJournal);
   static bool isTransactional(const Ref<IMSMQQueue>& handle);
+  // The cursor of the handle, onto the message with the same identifier text; false when it is not there.
+  bool moveOnto(const Ref<IMSMQQueue>& queue, const MSMQMessage& Message);
   void updateAndRefresh();
   void setBody(const Ref<IMSMQMessage>& message, const Variant& text, bool isCompressed);
   void send(const Ref<IMSMQMessage>& message);

@@ -5,6 +5,7 @@
 #include "Output.h"
 
 #include <CorvaneQueue/codePage.h>
+#include <charconv>
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
@@ -78,6 +79,10 @@ Messages messagesOf(const Queue& queue, Among among) {
   return messages;
 }
 
+NotThere noDocument(const std::string& identifier) {
+  return NotThere("There is no document \"" + identifier + "\" here.");
+}
+
 // By an identifier with or without leading zeros: the stores pad theirs to different lengths.
 Message find(const Messages& messages, const std::string& identifier) {
   const std::size_t zeros = std::min(identifier.find_first_not_of('0'), identifier.size());
@@ -92,7 +97,7 @@ Message find(const Messages& messages, const std::string& identifier) {
       if (error.number() != ErrorNumber::InvalidArgument) throw;
     }
   }
-  throw NotThere("There is no document \"" + identifier + "\" here.");
+  throw noDocument(identifier);
 }
 
 std::vector<Message> find(const Messages& messages, const std::vector<std::string>& identifiers) {
@@ -248,7 +253,52 @@ void listMessages(const std::string& queue, Among among) {
            {"label", toUtf8(message->Label())}});
 }
 
+namespace {
+// One document of the Message Queuing store, found without reading the list of all of them.
+Ref<IMSMQMessage> findQueued(const std::string& queueName, const std::string& identifier, Among among) {
+  mustBeThere(queueName);
+  const auto open = [](const Ref<IMSMQQueueInfo>& info) {
+    return query<IMSMQQueue>(call<&IMSMQQueueInfo::raw_Open>(info, MQ_PEEK_ACCESS, MQ_DENY_NONE).get());
+  };
+  const auto info = CorvaneQueue::create<IMSMQQueueInfo>(u"MSMQ.MSMQQueueInfo");
+  call<&IMSMQQueueInfo::put_PathName>(
+      info, create<Utility>()->FormatQueuePathName(argument("queue name", queueName)));
+  auto queue = open(info);
+  if (among == Among::Acknowledged) {
+    const String name = call<&IMSMQQueueInfo::get_FormatName>(call<&IMSMQQueue::get_QueueInfo>(queue));
+    call<&IMSMQQueueInfo::put_FormatName>(info, std::u16string(name.view()) + u";JOURNAL");
+    queue = open(info);
+  }
+  std::int32_t number = 0;
+  const char* const end = identifier.data() + identifier.size();
+  const auto [parsed, error] = std::from_chars(identifier.data(), end, number);
+  if (error != std::errc() || parsed != end ||
+      !call<&IMSMQQueueSeek::raw_SeekNumber>(query<IMSMQQueueSeek>(queue.get()), number))
+    throw noDocument(identifier);
+  Variant no(false);
+  Variant yes(true);
+  Variant atOnce(std::int32_t{0});
+  return call<&IMSMQQueue::raw_PeekCurrent>(queue, no, yes, atOnce);
+}
+
+void show(const Ref<IMSMQMessage>& message) {
+  const auto utility = create<Utility>();
+  const std::string body = toUtf8(utility->GetBody(message));
+  if (!usesJson()) {
+    std::cout << body;
+    return;
+  }
+  const Variant identifier = call<&IMSMQMessage::get_Id>(message);
+  print({{"id", toUtf8(utility->IDToString(bytesOf(identifier.get())))},
+         {"sent", timeText(toDate(call<&IMSMQMessage::get_SentTime>(message).get()))},
+         {"length", std::int64_t{call<&IMSMQMessage::get_BodyLength>(message)}},
+         {"label", toUtf8(String(call<&IMSMQMessage::get_Label>(message)))},
+         {"body", body}});
+}
+}  // namespace
+
 void show(const std::string& queue, const std::string& identifier, Among among) {
+  if (usesMessageQueuing()) return show(findQueued(queue, identifier, among));
   const auto message = find(messagesOf(listedQueue(queue), among), identifier);
   if (usesJson())
     print({{"id", toUtf8(message->ID())},

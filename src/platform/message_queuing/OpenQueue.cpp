@@ -111,7 +111,7 @@ Ref<IMSMQMessage> OpenQueue::peek(Of which, const VARIANT* wantBody, const VARIA
         if (!body) continue;  // just received by somebody: look again
       }
       if (which == Of::Cursor) cursor_ = {Cursor::State::On, header->position};
-      message = make<QueuedMessage>(std::move(*header), std::move(body), service_->identity());
+      message = make<QueuedMessage>(box_, std::move(*header), std::move(body), service_->identity());
       return true;
     }
     return false;
@@ -145,6 +145,26 @@ HRESULT OpenQueue::raw_Peek(VARIANT*, VARIANT* WantBody, VARIANT* ReceiveTimeout
   });
 }
 
+HRESULT OpenQueue::raw_SeekMessage(IMSMQMessage* Message, VARIANT_BOOL* result) noexcept {
+  return answer(result, [&] {
+    mustRead(u"Peeking");
+    const auto message = queryClass<QueuedMessage>(Message);
+    const auto position = message->positionIn(box_, service_->identity());
+    const bool isThere = position && service_->visibleAt(box_, *position);
+    if (isThere) cursor_ = {Cursor::State::On, *position};
+    return isThere;
+  });
+}
+
+HRESULT OpenQueue::raw_SeekNumber(LONG Number, VARIANT_BOOL* result) noexcept {
+  return answer(result, [&] {
+    mustRead(u"Peeking");
+    const auto position = service_->visibleWithNumber(box_, static_cast<std::uint32_t>(Number));
+    if (position) cursor_ = {Cursor::State::On, *position};
+    return position.has_value();
+  });
+}
+
 Ref<IMSMQMessage> OpenQueue::receive(Of which, const VARIANT* transaction, const VARIANT* wantBody,
                                      const VARIANT* timeout) {
   mustAllow(access_ == MQ_RECEIVE_ACCESS, u"Receiving");
@@ -163,8 +183,8 @@ Ref<IMSMQMessage> OpenQueue::receive(Of which, const VARIANT* transaction, const
     if (!received && isExact) alreadyReceived();
     if (!received) return false;
     if (which == Of::Cursor) cursor_ = {Cursor::State::Behind, received->header.position};
-    message =
-        make<QueuedMessage>(std::move(received->header), std::move(received->body), service_->identity());
+    message = make<QueuedMessage>(box_, std::move(received->header), std::move(received->body),
+                                  service_->identity());
     return true;
   });
   return message;

@@ -6,7 +6,7 @@
 
 namespace CorvaneQueue::platform_layer {
 
-class OpenQueue final : public Object<OpenQueue, DispatchForm<IMSMQQueue>> {
+class OpenQueue final : public Object<OpenQueue, DispatchForm<IMSMQQueue>, IMSMQQueueSeek> {
  public:
   static constexpr IID classIdentity = {
       0xd5b2a1f0, 0x8a2b, 0x4c0e, {0xa0, 0x3b, 0x5f, 0x1e, 0x6c, 0x92, 0x77, 0x18}};
@@ -31,6 +31,9 @@ class OpenQueue final : public Object<OpenQueue, DispatchForm<IMSMQQueue>> {
                                                IMSMQMessage** result) noexcept final;
   HRESULT STDMETHODCALLTYPE raw_EnableNotification(IMSMQEvent* Event, VARIANT* Cursor,
                                                    VARIANT* ReceiveTimeout) noexcept final;
+
+  HRESULT STDMETHODCALLTYPE raw_SeekMessage(IMSMQMessage* Message, VARIANT_BOOL* result) noexcept final;
+  HRESULT STDMETHODCALLTYPE raw_SeekNumber(LONG Number, VARIANT_BOOL* result) noexcept final;
 
   void send(MessageContent message, const TransactionArgument& transaction);
 

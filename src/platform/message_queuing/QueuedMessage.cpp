@@ -24,14 +24,21 @@ Variant localTime(std::int64_t time) {
 
 }  // namespace
 
-QueuedMessage::QueuedMessage(MessageHeader header, std::shared_ptr<const Variant> body,
+QueuedMessage::QueuedMessage(Box box, MessageHeader header, std::shared_ptr<const Variant> body,
                              const std::vector<std::uint8_t>& identity)
-    : content_(std::move(header.content)),
+    : box_(box),
+      position_(header.position),
+      content_(std::move(header.content)),
       id_(header.id),
       arrivedTime_(header.arrivedTime),
       storedLength_(header.bodyLength) {
   content_.body = std::move(body);
   std::copy_n(identity.begin(), identity_.size(), identity_.begin());
+}
+
+std::optional<std::int64_t> QueuedMessage::positionIn(Box box, std::span<const std::uint8_t> identity) const {
+  const bool isFromThere = id_ != 0 && box_ == box && std::ranges::equal(identity_, identity);
+  return isFromThere ? std::optional(position_) : std::nullopt;
 }
 
 HRESULT QueuedMessage::get_Label(BSTR* result) noexcept {

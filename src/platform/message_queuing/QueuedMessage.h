@@ -10,9 +10,13 @@ namespace CorvaneQueue::platform_layer {
 
 class QueuedMessage final : public Object<QueuedMessage, DispatchForm<IMSMQMessage>> {
  public:
+  static constexpr IID classIdentity = {
+      0x6be0a94c, 0x1f37, 0x4d52, {0xb8, 0x60, 0x0e, 0x7d, 0x5a, 0xc1, 0x92, 0x3f}};
+  static constexpr const char16_t* className = u"Message Queuing message";
+
   QueuedMessage() = default;
-  // Of the installation with that identity; without its body when that was not wanted.
-  QueuedMessage(MessageHeader header, std::shared_ptr<const Variant> body,
+  // Of a box of the installation with that identity; without its body when that was not wanted.
+  QueuedMessage(Box box, MessageHeader header, std::shared_ptr<const Variant> body,
                 const std::vector<std::uint8_t>& identity);
 
   HRESULT STDMETHODCALLTYPE get_Label(BSTR* result) noexcept final;
@@ -30,7 +34,12 @@ class QueuedMessage final : public Object<QueuedMessage, DispatchForm<IMSMQMessa
   HRESULT STDMETHODCALLTYPE get_MaxTimeToReceive(LONG* result) noexcept final;
   HRESULT STDMETHODCALLTYPE raw_Send(IDispatch* DestinationQueue, VARIANT* Transaction) noexcept final;
 
+  // Its position there, when it was read from that box of that installation.
+  std::optional<std::int64_t> positionIn(Box box, std::span<const std::uint8_t> identity) const;
+
  private:
+  Box box_;
+  std::int64_t position_ = 0;
   MessageContent content_;
   std::int64_t id_ = 0;
   std::int64_t arrivedTime_ = 0;
