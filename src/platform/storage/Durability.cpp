@@ -94,7 +94,9 @@ void Durability::mustBeTrusted() {
 
 void Durability::writeAnew() {
   const Taken turn(sharing_->syncers(), in(longestWait));
-  if (turn && !log_.isEmpty()) writeLogAnew();
+  if (!turn || log_.isEmpty()) return;
+  sharing_->state().framesInLog = 0;  // what it holds is found out, whoever has written it
+  writeLogAnew();
 }
 
 // After a failed sync the system takes the pages for written, and the next sync succeeds without them. What
@@ -111,6 +113,7 @@ void Durability::writeLogAnew() {
       throw Error(E_FAIL, storeSource,
                   u"the system no longer has all of the log; restore the store from a copy");
     log_.writeAnew(content.bytes);
+    state.framesInLog = content.frames;
     raise(state.synced, state.begun);
     state.isLogSuspect = 0;
   } catch (...) {

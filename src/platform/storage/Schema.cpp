@@ -56,7 +56,8 @@ void migrate(sqlite3* handle, const StoreFile& file, std::span<const std::string
     for (; found < std::ssize(migrations); ++found)
       run(handle, file, std::string(migrations[static_cast<std::size_t>(found)]),
           "bringing the schema up to date");
-    run(handle, file, "PRAGMA dbo.user_version = " + std::to_string(found) + "; COMMIT",
+    run(handle, file,
+        "PRAGMA dbo.user_version = " + std::to_string(found) + "; COMMIT; PRAGMA dbo.synchronous = NORMAL",
         "bringing the schema up to date");
   } catch (...) {
     sqlite3_exec(handle, "ROLLBACK", nullptr, nullptr, nullptr);

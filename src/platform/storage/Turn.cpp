@@ -17,6 +17,8 @@ namespace {
 // Nobody is woken by a holder that dies.
 constexpr std::chrono::nanoseconds longestSleep = std::chrono::milliseconds(5);
 
+constexpr std::chrono::nanoseconds wakingUp = std::chrono::microseconds(200);
+
 void sleepWhile(std::atomic<std::uint32_t>& word, std::uint32_t value,
                 std::chrono::nanoseconds time) noexcept {
   timespec limit{};
@@ -55,7 +57,8 @@ bool Turn::take(Deadline deadline) {
   while (true) {
     const std::uint32_t passed = state_->passed;
     if (mayTry && tryLock()) return true;
-    std::chrono::nanoseconds time = longestSleep;
+    // Free, but for somebody who has been woken: soon taken.
+    std::chrono::nanoseconds time = !mayTry && state_->holder == 0 ? wakingUp : longestSleep;
     if (deadline) {
       time = std::min<std::chrono::nanoseconds>(time, *deadline - std::chrono::steady_clock::now());
       if (time.count() <= 0 && mayTry) return false;
@@ -75,9 +78,11 @@ void Turn::pass() noexcept {
     tryByteLock(descriptor_, byte_, ByteLock::None);
   } catch (const Error&) {  // the file is closed or the lock is gone: nobody is kept waiting
   }
-  ++state_->passed;
-  // Whoever sets it after this finds the count changed and does not sleep.
-  if (state_->isAwaited.exchange(0) != 0 && wakeOne(state_->passed)) state_->isAwaited = 1;
+  const std::uint32_t passed = ++state_->passed;
+  // Whoever sets it after this finds the count changed and does not sleep. There may be more than the one
+  // that is woken; should that one have passed it on already, it has seen to them.
+  if (state_->isAwaited.exchange(0) != 0 && wakeOne(state_->passed) && state_->passed == passed)
+    state_->isAwaited = 1;
 }
 
 std::u16string Turn::holder() const {
