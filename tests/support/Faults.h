@@ -1,5 +1,6 @@
-// Makes one system call on files fail, or the disk be full. Include it in one source of a test program:
-// it takes the place of the C library's functions for every library of the process.
+// Makes one system call on files fail, or the disk be full, or lets an observer see what is done to files.
+// Include it in one source of a test program: it takes the place of the C library's functions for every
+// library of the process.
 #pragma once
 
 #include <dlfcn.h>
@@ -8,8 +9,33 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstring>
+#include <functional>
 
 namespace faults {
+
+// What a call is about to do. Files are named by descriptor or by path.
+struct Call {
+  enum Kind { Open, Write, Resize, Allocate, Sync, Rename, Remove, MakeDirectory };
+  Kind kind;
+  int descriptor = -1;
+  const char* path = nullptr;
+  const char* newPath = nullptr;
+  const void* bytes = nullptr;
+  long long offset = -1;  // -1: where the descriptor stands; the size of a file that is resized
+  long long size = 0;
+  int flags = 0;
+};
+// Sees every call that changes files; `perform` makes it and gives its result.
+struct Observer {
+  virtual ~Observer() = default;
+  virtual long during(const Call& call, const std::function<long()>& perform) = 0;
+};
+inline Observer* observer = nullptr;
+
+template <class Perform>
+long observed(const Call& call, Perform&& perform) {
+  return observer == nullptr ? perform() : observer->during(call, perform);
+}
 
 // Counts down with every call that writes, syncs, renames or opens; the one that reaches 0 fails.
 inline long countdown = -1;
@@ -68,37 +94,73 @@ EXPORTED ssize_t write(int descriptor, const void* bytes, size_t size) {
         faults::isFull(descriptor, status.st_size + static_cast<long long>(size)))
       return -1;
   }
-  return real(descriptor, bytes, size);
+  return faults::observed({.kind = faults::Call::Write,
+                           .descriptor = descriptor,
+                           .bytes = bytes,
+                           .size = static_cast<long long>(size)},
+                          [&] { return real(descriptor, bytes, size); });
 }
 EXPORTED ssize_t pwrite(int descriptor, const void* bytes, size_t size, off_t offset) {
   static auto* const real = faults::next<ssize_t(int, const void*, size_t, off_t)>("pwrite64");
   if (faults::fails(ENOSPC) || faults::isFull(descriptor, offset + static_cast<long long>(size))) return -1;
-  return real(descriptor, bytes, size, offset);
+  return faults::observed({.kind = faults::Call::Write,
+                           .descriptor = descriptor,
+                           .bytes = bytes,
+                           .offset = offset,
+                           .size = static_cast<long long>(size)},
+                          [&] { return real(descriptor, bytes, size, offset); });
 }
 EXPORTED ssize_t pwrite64(int descriptor, const void* bytes, size_t size, off_t offset) {
   return pwrite(descriptor, bytes, size, offset);
 }
 EXPORTED int fsync(int descriptor) {
   static auto* const real = faults::next<int(int)>("fsync");
-  return faults::failsSync() ? -1 : real(descriptor);
+  if (faults::failsSync()) return -1;
+  return static_cast<int>(faults::observed({.kind = faults::Call::Sync, .descriptor = descriptor},
+                                           [&] { return real(descriptor); }));
 }
 EXPORTED int fdatasync(int descriptor) {
   static auto* const real = faults::next<int(int)>("fdatasync");
-  return faults::failsSync() ? -1 : real(descriptor);
+  if (faults::failsSync()) return -1;
+  return static_cast<int>(faults::observed({.kind = faults::Call::Sync, .descriptor = descriptor},
+                                           [&] { return real(descriptor); }));
 }
-EXPORTED int ftruncate64(int descriptor, off_t size) {
+EXPORTED int ftruncate64(int descriptor, off_t size) noexcept {
   static auto* const real = faults::next<int(int, off_t)>("ftruncate64");
-  return faults::fails(EIO) || faults::isFull(descriptor, size) ? -1 : real(descriptor, size);
+  if (faults::fails(EIO) || faults::isFull(descriptor, size)) return -1;
+  return static_cast<int>(
+      faults::observed({.kind = faults::Call::Resize, .descriptor = descriptor, .offset = size},
+                       [&] { return real(descriptor, size); }));
 }
-EXPORTED int rename(const char* from, const char* to) {
+EXPORTED int ftruncate(int descriptor, off_t size) noexcept { return ftruncate64(descriptor, size); }
+EXPORTED int posix_fallocate(int descriptor, off_t offset, off_t size) {
+  static auto* const real = faults::next<int(int, off_t, off_t)>("posix_fallocate64");
+  return static_cast<int>(faults::observed(
+      {.kind = faults::Call::Allocate, .descriptor = descriptor, .offset = offset, .size = size},
+      [&] { return real(descriptor, offset, size); }));
+}
+EXPORTED int rename(const char* from, const char* to) noexcept {
   static auto* const real = faults::next<int(const char*, const char*)>("rename");
-  return faults::fails(EIO) ? -1 : real(from, to);
+  if (faults::fails(EIO)) return -1;
+  return static_cast<int>(faults::observed({.kind = faults::Call::Rename, .path = from, .newPath = to},
+                                           [&] { return real(from, to); }));
 }
-EXPORTED int unlink(const char* file) {
+EXPORTED int unlink(const char* file) noexcept {
   static auto* const real = faults::next<int(const char*)>("unlink");
   struct stat status {};
   if (faults::room >= 0 && ::stat(file, &status) == 0) faults::room += status.st_size;
-  return real(file);
+  return static_cast<int>(
+      faults::observed({.kind = faults::Call::Remove, .path = file}, [&] { return real(file); }));
+}
+EXPORTED int remove(const char* file) noexcept {
+  static auto* const real = faults::next<int(const char*)>("remove");
+  return static_cast<int>(
+      faults::observed({.kind = faults::Call::Remove, .path = file}, [&] { return real(file); }));
+}
+EXPORTED int mkdir(const char* directory, mode_t mode) noexcept {
+  static auto* const real = faults::next<int(const char*, mode_t)>("mkdir");
+  return static_cast<int>(faults::observed({.kind = faults::Call::MakeDirectory, .path = directory},
+                                           [&] { return real(directory, mode); }));
 }
 EXPORTED int open(const char* file, int flags, ...) {
   static auto* const real = faults::next<int(const char*, int, ...)>("open64");
@@ -106,7 +168,9 @@ EXPORTED int open(const char* file, int flags, ...) {
   va_start(rest, flags);
   const auto mode = va_arg(rest, unsigned);
   va_end(rest);
-  return faults::fails(EMFILE) ? -1 : real(file, flags, mode);
+  if (faults::fails(EMFILE)) return -1;
+  return static_cast<int>(faults::observed({.kind = faults::Call::Open, .path = file, .flags = flags},
+                                           [&] { return real(file, flags, mode); }));
 }
 EXPORTED int open64(const char* file, int flags, ...) {
   va_list rest;
