@@ -4,6 +4,8 @@
 
 #include <gmock/gmock.h>
 #include <sys/wait.h>
+#include <atomic>
+#include <thread>
 
 namespace {
 
@@ -200,6 +202,62 @@ TEST_P(QueueBehaviour, ObjectsHaveOneIdentity) {
   EXPECT_EQ(call<&_Queue::get_Messages>(queue).get(), call<&_Queue::get_Messages>(queue).get());
   // The default member of a late-bound client is that of the public interface.
   EXPECT_EQ(toString(Variant{Ref<IDispatch>(queue)}.get()), u"Orders");
+}
+
+TEST_P(QueueBehaviour, ObjectsServeTheThreadThatCreatedThem) {
+  constexpr int threads = 4;
+  constexpr int each = 25;
+  const auto shared = openQueue(GetParam(), "Orders");
+  shared->SendDocument("of the thread that created it");
+  const auto messages = listed("Orders")->Messages();
+  std::atomic<int> refused{0};
+  const auto expectRefused = [&](const auto& call) {
+    const auto error = errorOf(call);
+    refused += error && error->number() == RPC_E_WRONG_THREAD &&
+               std::string(error->what()).starts_with("This object belongs to the thread that created it");
+  };
+  const auto purgeByName = [&] {
+    std::u16string name = u"Purge";
+    LPOLESTR names[] = {name.data()};
+    DISPID purge = 0;
+    throwIfFailed(shared.object()->GetIDsOfNames(IID_NULL, names, 1, 0, &purge));
+    DISPPARAMS none{};
+    EXCEPINFO exception{};
+    EXPECT_EQ(
+        shared.object()->Invoke(purge, IID_NULL, 0, DISPATCH_METHOD, &none, nullptr, &exception, nullptr),
+        DISP_E_EXCEPTION);
+    const String source = String::adopt(exception.bstrSource);
+    const String description = String::adopt(exception.bstrDescription);
+    throw Error(exception.scode, source, description);
+  };
+  const auto inThreads = [&](const auto& body) {
+    std::vector<std::thread> started;
+    for (int thread = 0; thread < threads; ++thread) started.emplace_back(body);
+    for (auto& thread : started) thread.join();
+  };
+  const Queue orphan = [&] {
+    Queue made;
+    std::thread([&] { made = openQueue(GetParam(), "Orders"); }).join();
+    return made;
+  }();
+  inThreads([&] {
+    for (int i = 0; i < each; ++i) {
+      const Queue counted = shared;  // references may be counted anywhere
+      expectRefused([&] { counted->SendDocument("of another thread"); });
+      expectRefused([&] { counted->BeginTransaction(); });
+      expectRefused([&] { static_cast<void>(counted->evtArrived([](String&, String&) {})); });
+      expectRefused([&] { messages->Refresh(); });
+      expectRefused([&] { orphan->SendDocument("of a thread that has ended"); });
+      expectRefused(purgeByName);
+    }
+  });
+  EXPECT_EQ(refused, threads * each * 6);
+  EXPECT_EQ(waiting("Orders"), Texts{"of the thread that created it"});
+  inThreads([&] {
+    const auto own = openQueue(GetParam(), "Orders");
+    for (int i = 0; i < each; ++i) own->SendDocument("of its own thread");
+  });
+  EXPECT_EQ(waiting("Orders").size(), threads * each + 1u);
 }
 
 TEST_P(QueueBehaviour, MistakesChangeNothing) {

@@ -10,8 +10,12 @@
 
 namespace CorvaneQueue {
 
-// One for each thread. Objects are used on the thread that created them; events are delivered on that
-// thread, and only inside pump().
+// One for each thread. Objects are used on the thread that created them, class objects and error information
+// excepted: every other call, late-bound ones and Advise and Unadvise included, is refused with
+// RPC_E_WRONG_THREAD before anything is done. AddRef, Release and QueryInterface are allowed from anywhere;
+// what an object has armed or has a transaction open for is ended in its own thread, before the last Release.
+// In a process that was forked off, the one thread goes on as the thread that called fork. Events are
+// delivered on the thread of their object, and only inside pump().
 class CORVANE_API Apartment {
  public:
   // Something that may call back: when `descriptor` (-1 for none) becomes readable, or after a wake,

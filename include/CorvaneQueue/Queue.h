@@ -1,7 +1,7 @@
 // A queue of documents. Create it as "CorvaneQueue.Queue", call Initialize, set the routing fields,
 // send, receive and acknowledge. Used before Initialize, it works on the queue "InboundGateway". To
 // browse messages and journals, take the queue from Queues. An object belongs to the thread that
-// created it.
+// created it (see Apartment): a call from another one fails with RPC_E_WRONG_THREAD.
 
 #pragma once
 

@@ -91,7 +91,8 @@ class EventSink final : public IDispatch {
 
 }  // namespace detail
 
-// Keeps a handler subscribed until it ends. It keeps the source's connection point, not the source.
+// Keeps a handler subscribed until it ends. It keeps the source's connection point, not the source. Made and
+// ended in the thread of the source.
 class Subscription {
  public:
   Subscription() noexcept = default;

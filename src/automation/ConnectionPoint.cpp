@@ -17,6 +17,7 @@ HRESULT ConnectionPoint::GetConnectionPointContainer(IConnectionPointContainer**
 HRESULT ConnectionPoint::Advise(IUnknown* sink, DWORD* cookie) noexcept {
   if (cookie == nullptr || sink == nullptr) return E_POINTER;
   *cookie = 0;
+  if (!isOwnThread()) return RPC_E_WRONG_THREAD;
   const auto callable = tryQuery<IDispatch>(sink);
   if (!callable) return CONNECT_E_CANNOTCONNECT;
   return answer([&] {
@@ -26,6 +27,7 @@ HRESULT ConnectionPoint::Advise(IUnknown* sink, DWORD* cookie) noexcept {
 }
 
 HRESULT ConnectionPoint::Unadvise(DWORD cookie) noexcept {
+  if (!isOwnThread()) return RPC_E_WRONG_THREAD;
   const auto found = std::ranges::find(connections_, cookie, &Connection::cookie);
   if (found == connections_.end()) return CONNECT_E_NOCONNECTION;
   const Ref<IDispatch> released = std::move(found->sink);  // let go after the list is in order

@@ -8,7 +8,7 @@
 namespace CorvaneQueue {
 
 // The one outgoing interface of an event source. The source owns it and calls `detach` when it ends.
-class ConnectionPoint final : public Object<ConnectionPoint, IConnectionPoint> {
+class ConnectionPoint final : public Object<ConnectionPoint, IConnectionPoint>, ThreadBound {
  public:
   ConnectionPoint(const IID& outgoing, IConnectionPointContainer* source)
       : outgoing_(outgoing), source_(source) {}
@@ -38,7 +38,7 @@ class ConnectionPoint final : public Object<ConnectionPoint, IConnectionPoint> {
 
 // The container half of a class with one event interface.
 template <class EventInterface>
-class EventSource : public IConnectionPointContainer {
+class EventSource : public IConnectionPointContainer, ThreadBound {
  public:
   using Presented = IConnectionPointContainer;
 
@@ -50,7 +50,7 @@ class EventSource : public IConnectionPointContainer {
     if (point == nullptr) return E_POINTER;
     *point = nullptr;
     if (iid != iidOf<EventInterface> && iid != IID_IDispatch) return CONNECT_E_NOCONNECTION;
-    return answer(point, [&] { return point_; });
+    return ThreadBound::answer(point, [&] { return point_; });
   }
 
  protected:

@@ -74,6 +74,8 @@ constexpr Standard standards[] = {
     {E_NOINTERFACE, ErrorNumber::TypeMismatch, u"Type mismatch: the object is not of the class needed."},
     {DISP_E_MEMBERNOTFOUND, ErrorNumber::NoSuchMember, u"The object has no such member."},
     {DISP_E_UNKNOWNNAME, ErrorNumber::NoSuchMember, u"The object has no such member."},
+    {RPC_E_WRONG_THREAD, RPC_E_WRONG_THREAD,
+     u"This object belongs to the thread that created it; create one in this thread."},
 };
 
 // The words of somebody else, in whatever encoding they come.
@@ -171,6 +173,17 @@ HRESULT publishNullPointer() noexcept {
   return answer([] {
     throw Error(ErrorNumber::ObjectNotSet, {}, u"Object not set: no place was given for the result.");
   });
+}
+
+HRESULT publishWrongThread() noexcept {
+  return answer([] { throw Error::ofResult(RPC_E_WRONG_THREAD); });
+}
+
+std::uint64_t threadNumber() noexcept {
+  static std::atomic<std::uint64_t> last{0};
+  static thread_local constinit std::uint64_t number = 0;
+  if (number == 0) number = ++last;
+  return number;
 }
 
 }  // namespace detail

@@ -3,6 +3,7 @@
 
 #include <CorvaneQueue/members.h>
 
+#include <cstdint>
 #include <memory>
 #include <new>
 
@@ -14,6 +15,11 @@ namespace detail {
 // Error::current(), which this calls.
 HRESULT publishCurrent() noexcept;
 HRESULT publishNullPointer() noexcept;
+HRESULT publishWrongThread() noexcept;
+
+// Differs between all threads of a process, those that have ended included, and stays the same in a process
+// that is forked off.
+std::uint64_t threadNumber() noexcept;
 
 inline void give(BSTR* target, String value) { *target = value.detach(); }
 inline void give(LONG* target, std::int32_t value) { *target = value; }
@@ -69,6 +75,30 @@ HRESULT answer(T* result, Body&& body) noexcept {
   return answer([&] { detail::give(result, body()); });
 }
 
+// The base of what belongs to the thread that created it. Its own `answer` refuses the calls of all other
+// threads with RPC_E_WRONG_THREAD before anything is done. References may be counted and interfaces asked
+// for from anywhere.
+class ThreadBound {
+ protected:
+  ThreadBound() noexcept : thread_(detail::threadNumber()) {}
+
+  bool isOwnThread() const noexcept { return thread_ == detail::threadNumber(); }
+  template <class Body>
+  HRESULT answer(Body&& body) const noexcept {
+    if (!isOwnThread()) return detail::publishWrongThread();
+    return CorvaneQueue::answer(std::forward<Body>(body));
+  }
+  template <class T, class Body>
+  HRESULT answer(T* result, Body&& body) const noexcept {
+    if (isOwnThread()) return CorvaneQueue::answer(result, std::forward<Body>(body));
+    if (result != nullptr) detail::clearOutput(result);
+    return detail::publishWrongThread();
+  }
+
+ private:
+  std::uint64_t thread_;
+};
+
 // A reference argument that must be there. Throws 91.
 template <class T>
 T& given(T* argument) {
@@ -80,7 +110,7 @@ T& given(T* argument) {
 
 // The dispatch half of a dual interface, from its member table.
 template <class Interface>
-class DispatchForm : public Interface {
+class DispatchForm : public Interface, protected ThreadBound {
  public:
   using Presented = Interface;
 

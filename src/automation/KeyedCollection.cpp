@@ -10,13 +10,15 @@ namespace CorvaneQueue {
 
 namespace {
 
-class Enumerator final : public Object<Enumerator, IEnumVARIANT> {
+class Enumerator final : public Object<Enumerator, IEnumVARIANT>, ThreadBound {
  public:
   Enumerator(std::vector<Ref<IDispatch>> objects, std::size_t next)
       : objects_(std::move(objects)), next_(next) {}
 
   HRESULT STDMETHODCALLTYPE Next(ULONG count, VARIANT* elements, ULONG* fetched) noexcept final {
     if (elements == nullptr || (fetched == nullptr && count != 1)) return E_INVALIDARG;
+    if (fetched != nullptr) *fetched = 0;
+    if (!isOwnThread()) return RPC_E_WRONG_THREAD;
     ULONG done = 0;
     for (; done < count && next_ < objects_.size(); ++done)
       elements[done] = Variant(objects_[next_++]).detach();
@@ -24,11 +26,13 @@ class Enumerator final : public Object<Enumerator, IEnumVARIANT> {
     return done == count ? S_OK : S_FALSE;
   }
   HRESULT STDMETHODCALLTYPE Skip(ULONG count) noexcept final {
+    if (!isOwnThread()) return RPC_E_WRONG_THREAD;
     const std::size_t left = objects_.size() - next_;
     next_ += count < left ? count : left;
     return count <= left ? S_OK : S_FALSE;
   }
   HRESULT STDMETHODCALLTYPE Reset() noexcept final {
+    if (!isOwnThread()) return RPC_E_WRONG_THREAD;
     next_ = 0;
     return S_OK;
   }
