@@ -56,13 +56,13 @@ class RecordingTrace final
  public:
   explicit RecordingTrace(Recorder& recorder) : recorder_(recorder) {}
   HRESULT STDMETHODCALLTYPE raw_ClassTrace(BSTR library, BSTR className, VARIANT* result) noexcept final {
-    return answer(result, [&] {
+    return CorvaneQueue::answer(result, [&] {
       recorder_.note("trace " + toUtf8(StringRef(library)) + " " + toUtf8(StringRef(className)));
       return Variant(asDispatch(Ref<RecordingTrace>(this)));
     });
   }
   HRESULT STDMETHODCALLTYPE get_ExceptionHandler(_ExceptionHandler** result) noexcept final {
-    return answer(result, [&] { return make<RecordingHandler>(recorder_, "traced"); });
+    return CorvaneQueue::answer(result, [&] { return make<RecordingHandler>(recorder_, "traced"); });
   }
 
  private:

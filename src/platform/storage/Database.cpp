@@ -1,6 +1,7 @@
 #include "Database.h"
 
 #include "Functions.h"
+#include "IndexLocks.h"
 #include "Log.h"
 #include "Schema.h"
 #include "Sessions.h"
@@ -140,6 +141,7 @@ void Database::openHandle(const std::string& attached) {
     attach.bindText(1, attached);
     attach.step();
   }
+  reportFailingLocks(opened);
   // Durability comes from sync() after a commit, outside the lock. The log keeps its size: writing over
   // it is faster than growing it.
   execute("PRAGMA dbo.synchronous = NORMAL");
