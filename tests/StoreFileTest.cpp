@@ -173,6 +173,14 @@ TEST_F(StoreFile, TransactionsKeepTheirWorkToThemselves) {
   EXPECT_NE(errorNumber([&] { one->AcknowledgeDocument(String(u"12345")); }), 0);
   one->Commit();
   EXPECT_EQ(count(two), 2);
+  // Made another queue's: nothing of it stays either, and its list is that queue's.
+  one->BeginTransaction();
+  send(one, u"gone");
+  one->Initialize(String(u"Other"), false);
+  one->Commit();
+  send(one, u"there");
+  EXPECT_EQ(count(one), 1);
+  EXPECT_EQ(count(two), 2);
   // Released without an end: nothing of it stays.
   {
     const auto lost = queue();

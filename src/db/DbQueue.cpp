@@ -63,6 +63,8 @@ DatabaseConnection& DbQueue::Database() {
 
 void DbQueue::Initialize(StringRef Name, bool IsJournal) {
   errors_.reported(u"Initialize", [&] {
+    if (inTransaction_) Abort();  // it was begun for the queue before
+    messages_ = nullptr;
     name_ = String(Name);
     isJournal_ = IsJournal;
     if (!IsJournal) {

@@ -25,6 +25,7 @@ class DbQueue final : public Object<DbQueue, QueueForm<DbQueue>, IQueueForm<DbQu
   DbQueue();
   ~DbQueue();
 
+  // An open transaction is aborted first: everything after goes to the queue of that name.
   void Initialize(StringRef Name, bool IsJournal);
   const String& Name() const noexcept { return name_; }
   bool IsJournal() const noexcept { return isJournal_; }
