@@ -3,6 +3,7 @@
 #include "Faults.h"
 #include "Installation.h"
 #include "Queuing.h"
+#include "Stores.h"
 
 #include <gmock/gmock.h>
 
@@ -178,6 +179,30 @@ TEST(QueueFaults, OnAFullDiskOnlySendingStops) {
   }
   send(sender, "again");
   EXPECT_EQ(bodies(ordersFormat), Texts{"again"});
+}
+
+TEST(QueueFaults, OnAFullDiskTheDatabaseStoreIsEmptiedToo) {
+  const Installation home(stores::settingsOf(stores::Store::Database));
+  const auto queue = stores::openQueue(stores::Store::Database, "Orders");
+  const std::string body(4000, 'x');
+  for (int turn = 0; turn < 2; ++turn) {
+    queue->SendDocument(body);
+    faults::room = 20'000;
+    int sent = 1;
+    const auto error = errorOf([&] {
+      for (; sent < 5000; ++sent) queue->SendDocument(body);
+    });
+    ASSERT_TRUE(error);
+    EXPECT_THAT(error->what(), testing::HasSubstr("the disk is full; nothing was stored"));
+    stores::Receiver documents(stores::Store::Database, queue);
+    for (int i = 0; i < sent / 2; ++i) EXPECT_EQ(documents.take(), body);
+    queue->Purge();
+    EXPECT_TRUE(queue->IsEmpty());
+    stores::listed("Orders")->Journal()->Purge();
+    faults::room = -1;
+  }
+  queue->SendDocument("again");
+  EXPECT_EQ(stores::waiting("Orders"), stores::Texts{"again"});
 }
 
 TEST(QueueFaults, AFlippedBitNeverMakesAWrongBody) {

@@ -5,6 +5,7 @@
 
 #include <dlfcn.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <sys/types.h>
 #include <cerrno>
 #include <cstdarg>
@@ -144,6 +145,13 @@ EXPORTED int rename(const char* from, const char* to) noexcept {
   if (faults::fails(EIO)) return -1;
   return static_cast<int>(faults::observed({.kind = faults::Call::Rename, .path = from, .newPath = to},
                                            [&] { return real(from, to); }));
+}
+EXPORTED int statvfs(const char* path, struct statvfs* disk) noexcept {
+  static auto* const real = faults::next<int(const char*, struct statvfs*)>("statvfs64");
+  const int result = real(path, disk);
+  if (result == 0 && faults::room >= 0)
+    disk->f_bavail = static_cast<unsigned long>(faults::room) / disk->f_frsize;
+  return result;
 }
 EXPORTED int unlink(const char* file) noexcept {
   static auto* const real = faults::next<int(const char*)>("unlink");
