@@ -69,6 +69,7 @@ Database::~Database() {
   if (process_ != ::getpid()) {  // the parent's session: its locks and files are not ours to touch
     for (auto& [sql, statement] : statements_) statement.release();
     handle_.release();
+    sharing_.release();  // to let go of a lock here would take it from the parent
     return;
   }
   rollback();
