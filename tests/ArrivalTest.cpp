@@ -263,7 +263,9 @@ TEST(Arrival, WhoseHandlerThrowsIsPutBackOrGivenUp) {
   });
   orders->ReceiveEnable();
   const auto pumpUntilRefused = [&] {
-    for (const int before = refusals; refusals == before;) Apartment::current().pump(1s);
+    const int before = refusals;
+    do Apartment::current().pump(1s);
+    while (refusals == before);
   };
   for (int i = 0; i < 2; ++i) {
     EXPECT_THROW(pumpUntilRefused(), Refused);  // the handler's own

@@ -147,7 +147,9 @@ class PowerCut : public TestWithParam<Store> {
       if (told[name].find_first_of("pP") == 0) settings.insert("p" + name);
     }
     std::string wrong;
-    for (const auto& [name, letters] : told) {
+    for (const auto& each : told) {
+      const std::string& name = each.first;
+      const std::string& letters = each.second;
       const auto has = [&](char letter) { return letters.find(letter) != std::string::npos; };
       const int waits = found["w" + name], kept = found["j" + name], sum = waits + kept;
       const std::string other = name.substr(0, name.find('\''));

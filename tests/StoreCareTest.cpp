@@ -112,7 +112,7 @@ TEST_P(StoreCare, IsItsOwnersAloneWhateverTheUmask) {
     return stat(path.c_str(), &status) != 0 ? 0777u
                                             : status.st_mode & (S_ISDIR(status.st_mode) ? 0077u : 0177u);
   };
-  for (const mode_t mask : {0000, 0777}) {
+  for (const mode_t mask : {mode_t{0}, mode_t{0777}}) {
     const mode_t before = umask(mask);
     send("a", 1);
     umask(before);
