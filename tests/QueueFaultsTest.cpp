@@ -159,7 +159,7 @@ TEST(QueueFaults, OnAFullDiskOnlySendingStops) {
   const std::string body(4000, 'x');
   for (int turn = 0; turn < 2; ++turn) {  // it may happen again
     for (int i = 0; i < 300; ++i) send(sender, body);
-    faults::room = 20'000;
+    faults::room() = 20'000;
     int sent = 300;
     const auto error = errorOf([&] {
       for (; sent < 5000; ++sent) send(sender, body);
@@ -175,7 +175,7 @@ TEST(QueueFaults, OnAFullDiskOnlySendingStops) {
     commit(purge);
     EXPECT_EQ(purged, sent - 100);
     EXPECT_EQ(bodies(ordersFormat), Texts{});
-    faults::room = -1;
+    faults::room() = -1;
   }
   send(sender, "again");
   EXPECT_EQ(bodies(ordersFormat), Texts{"again"});
@@ -187,7 +187,7 @@ TEST(QueueFaults, OnAFullDiskTheDatabaseStoreIsEmptiedToo) {
   const std::string body(4000, 'x');
   for (int turn = 0; turn < 2; ++turn) {
     queue->SendDocument(body);
-    faults::room = 20'000;
+    faults::room() = 20'000;
     int sent = 1;
     const auto error = errorOf([&] {
       for (; sent < 5000; ++sent) queue->SendDocument(body);
@@ -199,7 +199,7 @@ TEST(QueueFaults, OnAFullDiskTheDatabaseStoreIsEmptiedToo) {
     queue->Purge();
     EXPECT_TRUE(queue->IsEmpty());
     stores::listed("Orders")->Journal()->Purge();
-    faults::room = -1;
+    faults::room() = -1;
   }
   queue->SendDocument("again");
   EXPECT_EQ(stores::waiting("Orders"), stores::Texts{"again"});

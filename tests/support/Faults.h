@@ -4,13 +4,16 @@
 #pragma once
 
 #include <dlfcn.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <sys/types.h>
+#include <atomic>
 #include <cerrno>
 #include <cstdarg>
 #include <cstring>
 #include <functional>
+#include <new>
 
 namespace faults {
 
@@ -41,8 +44,14 @@ long observed(const Call& call, Perform&& perform) {
 // Counts down with every call that writes, syncs, renames or opens; the one that reaches 0 fails.
 inline long countdown = -1;
 inline bool hasFired = false;
-// Bytes that files may still grow by; negative: as much as they like.
-inline long long room = -1;
+// Bytes that files may still grow by, for this process and those that it forks; negative: as much as they
+// like.
+inline std::atomic<long long>& room() {
+  static auto* const shared =
+      new (::mmap(nullptr, sizeof(long long), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0))
+          std::atomic<long long>(-1);
+  return *shared;
+}
 
 inline void arm(long call) {
   countdown = call;
@@ -64,16 +73,20 @@ inline bool failsSync() {
   errno = EIO;
   return true;
 }
-// Whether writing so many bytes there is beyond the room that is left.
+// Whether writing up to `end` there is beyond the room that is left.
 inline bool isFull(int descriptor, long long end) {
-  if (room < 0) return false;
   struct stat status {};
-  if (::fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode) || end <= status.st_size) return false;
-  if (end - status.st_size > room) {
-    errno = ENOSPC;
-    return true;
-  }
-  room -= end - status.st_size;
+  long long left = room();
+  if (left < 0 || ::fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) return false;
+  const long long growth = end - status.st_size;
+  if (growth <= 0) return false;
+  do {
+    if (left < 0) return false;
+    if (growth > left) {
+      errno = ENOSPC;
+      return true;
+    }
+  } while (!room().compare_exchange_weak(left, left - growth));
   return false;
 }
 template <class Function>
@@ -89,7 +102,7 @@ extern "C" {
 EXPORTED ssize_t write(int descriptor, const void* bytes, size_t size) {
   static auto* const real = faults::next<ssize_t(int, const void*, size_t)>("write");
   if (faults::fails(ENOSPC)) return -1;
-  if (faults::room >= 0) {
+  if (faults::room() >= 0) {
     struct stat status {};
     if (::fstat(descriptor, &status) == 0 &&
         faults::isFull(descriptor, status.st_size + static_cast<long long>(size)))
@@ -149,14 +162,14 @@ EXPORTED int rename(const char* from, const char* to) noexcept {
 EXPORTED int statvfs(const char* path, struct statvfs* disk) noexcept {
   static auto* const real = faults::next<int(const char*, struct statvfs*)>("statvfs64");
   const int result = real(path, disk);
-  if (result == 0 && faults::room >= 0)
-    disk->f_bavail = static_cast<unsigned long>(faults::room) / disk->f_frsize;
+  if (result == 0 && faults::room() >= 0)
+    disk->f_bavail = static_cast<unsigned long>(faults::room()) / disk->f_frsize;
   return result;
 }
 EXPORTED int unlink(const char* file) noexcept {
   static auto* const real = faults::next<int(const char*)>("unlink");
   struct stat status {};
-  if (faults::room >= 0 && ::stat(file, &status) == 0) faults::room += status.st_size;
+  if (faults::room() >= 0 && ::stat(file, &status) == 0) faults::room() += status.st_size;
   return static_cast<int>(
       faults::observed({.kind = faults::Call::Remove, .path = file}, [&] { return real(file); }));
 }

@@ -68,6 +68,13 @@ class Receiver {
       if (store_ == Store::Database) usleep(1000);
     }
   }
+  // After the exception of a handler: the document is announced again.
+  void putBack() {
+    queue_->Abort();
+    if (store_ == Store::Database) return;
+    queue_->ReceiveDisable();
+    queue_->ReceiveEnable();
+  }
   Texts takeAll() {
     Texts taken;
     while (auto document = take(50ms)) taken.push_back(std::move(*document));
