@@ -28,11 +28,13 @@ Variant cellOf(const Statement& statement, int column, bool isDateTime) {
 
 }  // namespace
 
-Rows::Rows(Statement& statement) : columnCount_(static_cast<std::size_t>(statement.columnCount())) {
+Rows::Rows(Statement& statement, From from)
+    : columnCount_(static_cast<std::size_t>(statement.columnCount())) {
   std::vector<bool> isDateTime;
   for (std::size_t i = 0; i < columnCount_; ++i)
     isDateTime.push_back(statement.declaredType(static_cast<int>(i)) == "DATETIME");
-  for (; statement.step(); ++rowCount_)
+  for (bool isRow = from == From::CurrentRow || statement.step(); isRow;
+       isRow = statement.step(), ++rowCount_)
     for (std::size_t i = 0; i < columnCount_; ++i)
       cells_.push_back(cellOf(statement, static_cast<int>(i), isDateTime[i]));
 }

@@ -10,8 +10,9 @@ namespace CorvaneQueue::platform_layer {
 
 class Rows final : public Recordset {
  public:
+  enum class From { Beginning, CurrentRow };
   // Reads the statement to its end.
-  explicit Rows(Statement& statement);
+  explicit Rows(Statement& statement, From from = From::Beginning);
 
   std::int32_t RecordCount() const override;
   void MoveFirst() override { current_ = 0; }

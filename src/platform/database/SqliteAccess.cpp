@@ -63,9 +63,10 @@ class SqliteCommand final : public Command {
       case ProcedureStep::Outcome::Nothing: statement.step(); break;
       case ProcedureStep::Outcome::Rows: records = std::make_unique<Rows>(statement); break;
       case ProcedureStep::Outcome::Held:
-        if (connection.isInTransaction() && !holdFirst(connection, statement)) return;
-        statement.reset();
-        records = std::make_unique<Rows>(statement);
+        if (!connection.isInTransaction())
+          records = std::make_unique<Rows>(statement);
+        else if (holdFirst(connection, statement))
+          records = std::make_unique<Rows>(statement, Rows::From::CurrentRow);
         break;
       case ProcedureStep::Outcome::Output:
         if (statement.step()) parameters_.at(step.output).Value = Variant(statement.integer(0));
@@ -80,8 +81,9 @@ class SqliteCommand final : public Command {
     }
   }
 
-  // Holds the document of the first row, if there is one. Who looked at the same moment may have been faster,
-  // and may have taken the document out before it was held here: then the next one is the first.
+  // Holds the document of the first row, if there is one, and stays on that row. Who looked at the same
+  // moment may have been faster, and may have taken the document out before it was held here: then the next
+  // one is the first.
   static bool holdFirst(SqliteConnection& connection, Statement& statement) {
     std::optional<std::int64_t> held;
     while (true) {
