@@ -1,7 +1,7 @@
 #include "Database.h"
 
+#include "EngineFiles.h"
 #include "Functions.h"
-#include "IndexLocks.h"
 #include "Log.h"
 #include "Schema.h"
 #include "Sessions.h"
@@ -130,7 +130,7 @@ void Database::openHandle(const std::string& attached) {
   sqlite3* opened = nullptr;
   const int code = sqlite3_open_v2(
       ":memory:", &opened, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_URI,
-      nullptr);
+      engineFiles());
   handle_.reset(opened);
   check(code, "opening");
   sqlite3_extended_result_codes(opened, 1);
@@ -142,7 +142,6 @@ void Database::openHandle(const std::string& attached) {
     attach.bindText(1, attached);
     attach.step();
   }
-  reportFailingLocks(opened);
   // Durability comes from sync() after a commit, outside the lock. The log keeps its size: writing over
   // it is faster than growing it.
   execute("PRAGMA dbo.synchronous = NORMAL");
