@@ -27,7 +27,8 @@ class Ledger {
   void tell(char what, const std::string& name) const {
     const std::string line = what + name + "\n";
     const int file = ::open(path_.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
-    const bool isTold = file >= 0 && real(file, line.data(), line.size()) == static_cast<ssize_t>(line.size());
+    const bool isTold =
+        file >= 0 && real(file, line.data(), line.size()) == static_cast<ssize_t>(line.size());
     ::close(file);
     if (!isTold) _exit(2);
   }
@@ -73,13 +74,13 @@ class Soak : public ::testing::TestWithParam<Store> {
       usleep(2000);
     }
   }
-  // Its handler throws at every ninth document, once in the life of this process.
+  // Its handler throws at every fifth document, once in the life of this process.
   void receive() const {
     std::set<std::string> thrownAt;
     const auto handle = [&](const std::string& document) {
       const std::string name = nameIn(document);
       ledger.tell('r', name);
-      if (std::hash<std::string>()(name) % 9 != 0 || !thrownAt.insert(name).second) return;
+      if (std::hash<std::string>()(name) % 5 != 0 || !thrownAt.insert(name).second) return;
       ledger.tell('t', name);
       throw std::runtime_error("thrown at " + name + ".");
     };
@@ -203,7 +204,8 @@ INSTANTIATE_TEST_SUITE_P(Stores, Soak, ::testing::Values(Store::Database, Store:
 // CORVANE_SOAK=600 lets them work for ten minutes.
 TEST_P(Soak, LosesAndDoublesNothing) {
   const char* const seconds = std::getenv("CORVANE_SOAK");
-  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds != nullptr ? std::atoi(seconds) : 20);
+  const auto end =
+      std::chrono::steady_clock::now() + std::chrono::seconds(seconds != nullptr ? std::atoi(seconds) : 20);
   int rounds = 0;
   do {
     startAll();
@@ -221,13 +223,14 @@ TEST_P(Soak, LosesAndDoublesNothing) {
   // Each failed handler is in the log once.
   std::ptrdiff_t logged = 0;
   std::ifstream log(home.file("log/corvane.log"));
-  for (std::string line; std::getline(log, line);) logged += line.find("thrown at ") != std::string::npos ? 1 : 0;
+  for (std::string line; std::getline(log, line);)
+    logged += line.find("thrown at ") != std::string::npos ? 1 : 0;
   if (!isDatabase()) {
     EXPECT_GE(logged, caught);
   }
   EXPECT_LE(logged, thrown);
-  std::printf("%s: %d rounds, %d lives, %td sent, %td announced again, %td throws\n", nameOf(GetParam()).c_str(),
-              rounds, lives, sent, again, thrown);
+  std::printf("%s: %d rounds, %d lives, %td sent, %td announced again, %td throws\n",
+              nameOf(GetParam()).c_str(), rounds, lives, sent, again, thrown);
 }
 
 }  // namespace

@@ -60,4 +60,14 @@ void DbMessages::Refresh() {
   }
 }
 
+Ref<DbMessage> DbMessages::find(const String& queue, bool isJournal, std::int64_t id) {
+  const auto database = platform().host->createDatabaseConnection();
+  const auto records =
+      store::message(database->Connection(), queue,
+                     isJournal ? store::Documents::Acknowledged : store::Documents::Waiting, id);
+  if (!store::hasRows(records)) return nullptr;
+  records->MoveFirst();
+  return listed(*records, localBias());
+}
+
 }  // namespace CorvaneQueue

@@ -21,6 +21,8 @@ class DbMessages final : public Object<DbMessages, MessagesForm<DbMessages>, IMe
   void Initialize(const DbQueue& queue);
 
   void Refresh();
+  // One document of a queue, without reading all of them; null when it is not there.
+  static Ref<DbMessage> find(const String& queue, bool isJournal, std::int64_t id);
   Ref<DbMessage> Item(const VARIANT& vntIndexKey) const { return messages_.item(vntIndexKey); }
   std::int32_t Count() const noexcept { return messages_.count(); }
   void Remove(const VARIANT& vntIndexKey) { messages_.remove(vntIndexKey); }

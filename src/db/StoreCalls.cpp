@@ -81,19 +81,39 @@ std::unique_ptr<Recordset> waitingMessages(const std::shared_ptr<Connection>& co
   return command->Execute(adOptionUnspecified);
 }
 
-std::unique_ptr<Recordset> acknowledgedMessages(const std::shared_ptr<Connection>& connection,
-                                                const String& queue) {
-  const auto command = commandOn(connection);
-  command->CommandTimeout(noTimeLimit);
-  command->CommandType(adCmdText);
-  command->CommandText(
+namespace {
+std::u16string documentsOf(const String& queue, std::u16string_view view) {
+  std::u16string query =
       u"SELECT pe.[MessageID], pe.[Description], pe.[CreateTimestamp], pet.[Name], pe.[Body]"
-      u" FROM [dbo].[mdqMessageAck] pe INNER JOIN [dbo].[mdqMessageType] pet"
+      u" FROM [dbo].[";
+  query += view;
+  query +=
+      u"] pe INNER JOIN [dbo].[mdqMessageType] pet"
       u"   ON pe.[MessageTypeID] = pet.[MessageTypeID]"
       u" WHERE pet.[Name] = 'idoc'"
-      u"   AND pet.[Queue] = '" +
-      modQueueUtils::EscapeSQLQuotes(queue) + u"'");
-  return command->Execute(adOptionUnspecified);
+      u"   AND pet.[Queue] = '";
+  return query + modQueueUtils::EscapeSQLQuotes(queue) + u"'";
+}
+std::unique_ptr<Command> queryOn(const std::shared_ptr<Connection>& connection, std::u16string_view text) {
+  auto command = commandOn(connection);
+  command->CommandTimeout(noTimeLimit);
+  command->CommandType(adCmdText);
+  command->CommandText(text);
+  return command;
+}
+}  // namespace
+
+std::unique_ptr<Recordset> acknowledgedMessages(const std::shared_ptr<Connection>& connection,
+                                                const String& queue) {
+  return queryOn(connection, documentsOf(queue, u"mdqMessageAck"))->Execute(adOptionUnspecified);
+}
+
+std::unique_ptr<Recordset> message(const std::shared_ptr<Connection>& connection, const String& queue,
+                                   Documents documents, std::int64_t id) {
+  return queryOn(connection,
+                 documentsOf(queue, documents == Documents::Waiting ? u"mdqMessage" : u"mdqMessageAck") +
+                     u" AND pe.[MessageID] = " + decimal(id))
+      ->Execute(adOptionUnspecified);
 }
 
 void acknowledge(const std::shared_ptr<Connection>& connection, StringRef messageID) {

@@ -22,8 +22,11 @@ std::unique_ptr<Recordset> waitingMessages(const std::shared_ptr<Connection>& co
                                            Reading reading);
 std::unique_ptr<Recordset> acknowledgedMessages(const std::shared_ptr<Connection>& connection,
                                                 const String& queue);
-void acknowledge(const std::shared_ptr<Connection>& connection, StringRef messageID);
 enum class Documents { Waiting, Acknowledged };
+// One document of a queue, if it is there.
+std::unique_ptr<Recordset> message(const std::shared_ptr<Connection>& connection, const String& queue,
+                                   Documents documents, std::int64_t id);
+void acknowledge(const std::shared_ptr<Connection>& connection, StringRef messageID);
 // The bound command that deletes the documents of a queue; it runs without a time limit.
 std::unique_ptr<Command> deletion(const std::shared_ptr<Connection>& connection, const String& queue,
                                   Documents documents);

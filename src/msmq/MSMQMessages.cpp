@@ -23,6 +23,21 @@ void MSMQMessages::Refresh() {
   }
 }
 
+Ref<MSMQMessage> MSMQMessages::find(const String& queue, bool isJournal, std::int64_t number) {
+  if (number > std::numeric_limits<std::int32_t>::max()) return nullptr;
+  const auto handle = make<MSMQUtility>()->OpenQueue(queue, MQ_PEEK_ACCESS, isJournal);
+  if (!call<&IMSMQQueueSeek::raw_SeekNumber>(query<IMSMQQueueSeek>(handle.get()),
+                                             static_cast<std::int32_t>(number)))
+    return nullptr;
+  auto peeked = peek<&IMSMQQueue::raw_PeekCurrent>(handle, Variant::omitted(), false, arrivalTimeout);
+  if (!peeked) return nullptr;
+  auto message = make<MSMQMessage>();
+  message->QueueMessage_Set(std::move(peeked));
+  message->Name_Let(queue);
+  message->IsJournal_Let(isJournal);
+  return message;
+}
+
 Ref<MSMQMessage> MSMQMessages::Add(Ref<IMSMQMessage> queueMessage) {
   const auto message = make<MSMQMessage>();
   message->QueueMessage_Set(std::move(queueMessage));

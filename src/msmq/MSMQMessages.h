@@ -26,6 +26,8 @@ class MSMQMessages final
   void Initialize(const MSMQQueue& queue);
 
   void Refresh();
+  // One message of a queue, without reading all of them; null when it is not there.
+  static Ref<MSMQMessage> find(const String& queue, bool isJournal, std::int64_t number);
   Ref<MSMQMessage> Item(const VARIANT& vntIndexKey) const { return messages_.item(vntIndexKey); }
   std::int32_t Count() const noexcept { return messages_.count(); }
   void Remove(const VARIANT& vntIndexKey) { messages_.remove(vntIndexKey); }

@@ -5,7 +5,6 @@
 #include "Output.h"
 
 #include <CorvaneQueue/codePage.h>
-#include <charconv>
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
@@ -79,30 +78,17 @@ Messages messagesOf(const Queue& queue, Among among) {
   return messages;
 }
 
-NotThere noDocument(const std::string& identifier) {
-  return NotThere("There is no document \"" + identifier + "\" here.");
+Message find(const std::string& queue, const std::string& identifier, Among among) {
+  mustBeThere(queue);
+  const auto message = findMessage(argument("queue name", queue), among, argument("identifier", identifier));
+  if (!message) throw NotThere("There is no document \"" + identifier + "\" here.");
+  return message;
 }
 
-// By an identifier with or without leading zeros: the stores pad theirs to different lengths.
-Message find(const Messages& messages, const std::string& identifier) {
-  const std::size_t zeros = std::min(identifier.find_first_not_of('0'), identifier.size());
-  const std::string digits = identifier.substr(zeros);
-  std::vector<std::string> spellings{identifier};
-  for (const std::size_t length : {19u, 10u})
-    if (digits.size() < length) spellings.push_back(std::string(length - digits.size(), '0') + digits);
-  for (const std::string& spelling : spellings) {
-    try {
-      return messages->Item(argument("identifier", spelling));
-    } catch (const Error& error) {
-      if (error.number() != ErrorNumber::InvalidArgument) throw;
-    }
-  }
-  throw noDocument(identifier);
-}
-
-std::vector<Message> find(const Messages& messages, const std::vector<std::string>& identifiers) {
+std::vector<Message> find(const std::string& queue, const std::vector<std::string>& identifiers,
+                          Among among) {
   std::vector<Message> found;
-  for (const std::string& identifier : identifiers) found.push_back(find(messages, identifier));
+  for (const std::string& identifier : identifiers) found.push_back(find(queue, identifier, among));
   return found;
 }
 
@@ -230,7 +216,7 @@ void acknowledge(const std::string& queue, const std::string& identifier) {
   mustBeThere(queue);
   if (usesMessageQueuing()) {  // which knows no other way to acknowledge one chosen document
     const auto chosen = listedQueue(queue);
-    chosen->AcknowledgeMessage(find(messagesOf(chosen, Among::Waiting), identifier));
+    chosen->AcknowledgeMessage(find(queue, identifier, Among::Waiting));
     print({{"action", "acknowledged"}, {"id", identifier}});
     return;
   }
@@ -253,53 +239,8 @@ void listMessages(const std::string& queue, Among among) {
            {"label", toUtf8(message->Label())}});
 }
 
-namespace {
-// One document of the Message Queuing store, found without reading the list of all of them.
-Ref<IMSMQMessage> findQueued(const std::string& queueName, const std::string& identifier, Among among) {
-  mustBeThere(queueName);
-  const auto open = [](const Ref<IMSMQQueueInfo>& info) {
-    return query<IMSMQQueue>(call<&IMSMQQueueInfo::raw_Open>(info, MQ_PEEK_ACCESS, MQ_DENY_NONE).get());
-  };
-  const auto info = CorvaneQueue::create<IMSMQQueueInfo>(u"MSMQ.MSMQQueueInfo");
-  call<&IMSMQQueueInfo::put_PathName>(
-      info, create<Utility>()->FormatQueuePathName(argument("queue name", queueName)));
-  auto queue = open(info);
-  if (among == Among::Acknowledged) {
-    const String name = call<&IMSMQQueueInfo::get_FormatName>(call<&IMSMQQueue::get_QueueInfo>(queue));
-    call<&IMSMQQueueInfo::put_FormatName>(info, std::u16string(name.view()) + u";JOURNAL");
-    queue = open(info);
-  }
-  std::int32_t number = 0;
-  const char* const end = identifier.data() + identifier.size();
-  const auto [parsed, error] = std::from_chars(identifier.data(), end, number);
-  if (error != std::errc() || parsed != end ||
-      !call<&IMSMQQueueSeek::raw_SeekNumber>(query<IMSMQQueueSeek>(queue.get()), number))
-    throw noDocument(identifier);
-  Variant no(false);
-  Variant yes(true);
-  Variant atOnce(std::int32_t{0});
-  return call<&IMSMQQueue::raw_PeekCurrent>(queue, no, yes, atOnce);
-}
-
-void show(const Ref<IMSMQMessage>& message) {
-  const auto utility = create<Utility>();
-  const std::string body = toUtf8(utility->GetBody(message));
-  if (!usesJson()) {
-    std::cout << body;
-    return;
-  }
-  const Variant identifier = call<&IMSMQMessage::get_Id>(message);
-  print({{"id", toUtf8(utility->IDToString(bytesOf(identifier.get())))},
-         {"sent", timeText(toDate(call<&IMSMQMessage::get_SentTime>(message).get()))},
-         {"length", std::int64_t{call<&IMSMQMessage::get_BodyLength>(message)}},
-         {"label", toUtf8(String(call<&IMSMQMessage::get_Label>(message)))},
-         {"body", body}});
-}
-}  // namespace
-
 void show(const std::string& queue, const std::string& identifier, Among among) {
-  if (usesMessageQueuing()) return show(findQueued(queue, identifier, among));
-  const auto message = find(messagesOf(listedQueue(queue), among), identifier);
+  const auto message = find(queue, identifier, among);
   if (usesJson())
     print({{"id", toUtf8(message->ID())},
            {"sent", timeText(message->SentTime())},
@@ -316,13 +257,10 @@ bool isCompressed(const Message& message) { return usesMessageQueuing() && messa
 
 void copy(const std::string& from, const std::string& to, const std::vector<std::string>& identifiers,
           Among among) {
-  const auto messages = messagesOf(listedQueue(from), among);
   const auto target = listedQueue(to);
-  std::vector<Message> chosen;
-  if (!identifiers.empty())
-    chosen = find(messages, identifiers);
-  else
-    for (const auto& message : messages) chosen.push_back(message);
+  std::vector<Message> chosen = find(from, identifiers, among);
+  if (identifiers.empty())
+    for (const auto& message : messagesOf(listedQueue(from), among)) chosen.push_back(message);
   Progress progress(chosen.size());
   target->BeginTransaction();
   try {
@@ -342,7 +280,7 @@ void copy(const std::string& from, const std::string& to, const std::vector<std:
 
 void deleteMessages(const std::string& queueName, const std::vector<std::string>& identifiers) {
   const auto queue = listedQueue(queueName);
-  const auto chosen = find(messagesOf(queue, Among::Waiting), identifiers);
+  const auto chosen = find(queueName, identifiers, Among::Waiting);
   Progress progress(chosen.size());
   for (const auto& message : chosen) {
     const std::string identifier = toUtf8(message->ID());

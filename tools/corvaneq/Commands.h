@@ -3,6 +3,7 @@
 #pragma once
 
 #include <CorvaneQueue/CorvaneQueue.h>
+#include <CorvaneQueue/findMessage.h>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -53,8 +54,7 @@ struct ReceiveOptions {
 int receive(const std::string& queue, const ReceiveOptions& options);
 void acknowledge(const std::string& queue, const std::string& identifier);
 
-// The documents that a command is about: those that wait, or those in the journal.
-enum class Among { Waiting, Acknowledged };
+using CorvaneQueue::Among;
 void listMessages(const std::string& queue, Among among);
 void show(const std::string& queue, const std::string& identifier, Among among);
 // The named documents, or all when none is named; all of them or none.
