@@ -90,6 +90,12 @@ class Variant {
   bool isOmitted() const noexcept { return value_.vt == VT_ERROR && value_.scode == DISP_E_PARAMNOTFOUND; }
   const VARIANT& get() const noexcept { return value_; }
   VARIANT* address() noexcept { return &value_; }
+  // Takes over what the variant holds.
+  static Variant adopt(const VARIANT& held) noexcept {
+    Variant variant;
+    variant.value_ = held;
+    return variant;
+  }
   // Gives the content to the caller and leaves this one empty.
   VARIANT detach() noexcept {
     VARIANT result = value_;

@@ -1,7 +1,7 @@
 // Calls of interface members with C++ values: failed results become exceptions.
 #pragma once
 
-#include <CorvaneQueue/Variant.h>
+#include <CorvaneQueue/platformTypes.h>
 
 #include <tuple>
 #include <type_traits>
@@ -19,11 +19,22 @@ struct MemberSignature<HRESULT (STDMETHODCALLTYPE Interface_::*)(Parameters_...)
   static constexpr std::size_t count = sizeof...(Parameters_);
 };
 
+template <class A>
+struct IsReference : std::false_type {};
+template <class I>
+struct IsReference<Ref<I>> : std::true_type {};
+
 // How an argument given as A travels as a parameter of type P.
 template <class P, class A>
 struct Passed {
   P value;
   explicit Passed(A argument) : value(static_cast<P>(argument)) {}
+};
+template <class A>
+requires std::same_as < std::remove_cvref_t<A>,
+bool > struct Passed<VARIANT_BOOL, A> {
+  VARIANT_BOOL value;
+  explicit Passed(bool argument) : value(PlatformType<VARIANT_BOOL>::give(argument)) {}
 };
 template <class A>
 struct Passed<BSTR, A> {
@@ -37,16 +48,6 @@ struct Passed<BSTR, A> {
   }
   String owned;
   BSTR value;
-};
-template <>
-struct Passed<VARIANT_BOOL, bool> {
-  VARIANT_BOOL value;
-  explicit Passed(bool argument) : value(argument ? VARIANT_TRUE : VARIANT_FALSE) {}
-};
-template <class A>
-requires std::same_as < std::remove_cvref_t<A>,
-bool > struct Passed<VARIANT_BOOL, A> : Passed<VARIANT_BOOL, bool> {
-  using Passed<VARIANT_BOOL, bool>::Passed;
 };
 template <class A>
 struct Passed<VARIANT, A> {
@@ -63,71 +64,29 @@ struct Passed<VARIANT, A> {
   Variant owned;
   VARIANT value;
 };
-template <class A>
-requires std::same_as<std::remove_cvref_t<A>, Variant>
-struct Passed<VARIANT*, A> {
-  VARIANT* value;
-  explicit Passed(Variant& argument) : value(argument.address()) {}
+// By reference: a Variant or a String that the callee may change.
+template <class T, class A>
+requires std::same_as < std::remove_cvref_t<A>,
+typename PlatformType<T>::Value > struct Passed<T*, A> {
+  T* value;
+  explicit Passed(typename PlatformType<T>::Value& argument) : value(argument.address()) {}
 };
-template <class A>
-requires std::same_as<std::remove_cvref_t<A>, String>
-struct Passed<BSTR*, A> {
-  BSTR* value;
-  explicit Passed(String& argument) : value(argument.address()) {}
-};
-template <class I, class U>
-struct Passed<I*, Ref<U>&> {
+template <AutomationInterface I, class A>
+requires IsReference<std::remove_cvref_t<A>>::value struct Passed<I*, A> {
   I* value;
-  explicit Passed(const Ref<U>& argument) : value(argument.get()) {}
-};
-template <class I, class U>
-struct Passed<I*, const Ref<U>&> : Passed<I*, Ref<U>&> {
-  using Passed<I*, Ref<U>&>::Passed;
-};
-template <class I, class U>
-struct Passed<I*, Ref<U>&&> : Passed<I*, Ref<U>&> {
-  using Passed<I*, Ref<U>&>::Passed;
+  explicit Passed(const std::remove_cvref_t<A>& argument) : value(argument.get()) {}
 };
 
-// What a result of type T* is as a C++ value.
+// A result on its way out of a member.
 template <class T>
 struct Returned {
   T value{};
+  Returned() = default;
+  Returned(const Returned&) = delete;
+  Returned& operator=(const Returned&) = delete;
+  ~Returned() { static_cast<void>(take()); }
   T* address() noexcept { return &value; }
-  T take() noexcept { return value; }
-};
-template <>
-struct Returned<BSTR> {
-  String value;
-  BSTR* address() noexcept { return value.address(); }
-  String take() noexcept { return std::move(value); }
-};
-template <>
-struct Returned<VARIANT_BOOL> {
-  VARIANT_BOOL value = VARIANT_FALSE;
-  VARIANT_BOOL* address() noexcept { return &value; }
-  bool take() const noexcept { return value != VARIANT_FALSE; }
-};
-template <>
-struct Returned<DATE> {
-  DATE value = 0;
-  DATE* address() noexcept { return &value; }
-  Date take() const noexcept { return {value}; }
-};
-template <>
-struct Returned<VARIANT> {
-  Variant value;
-  VARIANT* address() noexcept { return value.address(); }
-  Variant take() noexcept { return std::move(value); }
-};
-template <class I>
-struct Returned<I*> {
-  I* value = nullptr;
-  I** address() noexcept { return &value; }
-  Ref<I> take() noexcept { return Ref<I>::adopt(std::exchange(value, nullptr)); }
-  ~Returned() {
-    if (value != nullptr) value->Release();
-  }
+  auto take() noexcept { return PlatformType<T>::take(std::exchange(value, T{})); }
 };
 
 template <auto Member, class Interface, class... A>

@@ -4,9 +4,11 @@
 
 #include <CorvaneQueue/call.h>
 
+#include <algorithm>
 #include <array>
 #include <optional>
 #include <span>
+#include <string_view>
 
 namespace CorvaneQueue {
 
@@ -62,25 +64,19 @@ namespace detail {
 
 template <class T>
 constexpr ParameterType describe(Passing passing) {
-  if constexpr (std::is_same_v<T, BSTR>)
-    return {VT_BSTR, passing, nullptr};
-  else if constexpr (std::is_same_v<T, LONG>)
-    return {VT_I4, passing, nullptr};
-  else if constexpr (std::is_same_v<T, VARIANT_BOOL>)
-    return {VT_BOOL, passing, nullptr};
-  else if constexpr (std::is_same_v<T, DATE>)
-    return {VT_DATE, passing, nullptr};
-  else if constexpr (std::is_same_v<T, VARIANT>)
-    return {VT_VARIANT, passing, nullptr};
-  else if constexpr (std::is_same_v<T, IUnknown*>)
-    return {VT_UNKNOWN, passing, u"IUnknown"};
+  constexpr VARTYPE type = PlatformType<T>::type;
+  if constexpr (type == VT_UNKNOWN)
+    return {type, passing, u"IUnknown"};
+  else if constexpr (type == VT_DISPATCH)
+    return {type, passing, InterfaceTraits<std::remove_pointer_t<T>>::name};
   else
-    return {VT_DISPATCH, passing, InterfaceTraits<std::remove_pointer_t<T>>::name};
+    return {type, passing, nullptr};
 }
 
 template <class P>
-inline constexpr bool isReference = std::is_pointer_v<P> && !std::is_same_v<P, BSTR> &&
-                                    !std::is_base_of_v<IUnknown, std::remove_pointer_t<P>>;
+inline constexpr bool isReference = !requires {
+  PlatformType<P>::type;
+};
 
 template <class P>
 constexpr ParameterType describeParameter() {
@@ -95,31 +91,10 @@ constexpr ParameterType describeParameter() {
 template <class P>
 struct Incoming;
 
+// One with a place of its own in a variant.
 template <class T>
-struct Scalar;  // VARTYPE and the field of the variant
-template <>
-struct Scalar<BSTR> {
-  static constexpr VARTYPE type = VT_BSTR;
-  static BSTR& field(VARIANT& v) { return v.bstrVal; }
-  static BSTR* reference(VARIANT& v) { return v.pbstrVal; }
-};
-template <>
-struct Scalar<LONG> {
-  static constexpr VARTYPE type = VT_I4;
-  static LONG& field(VARIANT& v) { return v.lVal; }
-  static LONG* reference(VARIANT& v) { return v.plVal; }
-};
-template <>
-struct Scalar<VARIANT_BOOL> {
-  static constexpr VARTYPE type = VT_BOOL;
-  static VARIANT_BOOL& field(VARIANT& v) { return v.boolVal; }
-  static VARIANT_BOOL* reference(VARIANT& v) { return v.pboolVal; }
-};
-template <>
-struct Scalar<DATE> {
-  static constexpr VARTYPE type = VT_DATE;
-  static DATE& field(VARIANT& v) { return v.date; }
-  static DATE* reference(VARIANT& v) { return v.pdate; }
+concept Scalar = requires(VARIANT& variant) {
+  PlatformType<T>::behind(variant);
 };
 
 // The object in a variant, references followed; an empty variant holds none.
@@ -136,29 +111,27 @@ inline HRESULT objectIn(const VARIANT& argument, IUnknown*& object) noexcept {
   }
 }
 
-template <class T>
-requires requires { Scalar<T>::type; }
+template <Scalar T>
 struct Incoming<T> {
   Variant converted;
   HRESULT accept(VARIANT* argument) noexcept {
     if (argument == nullptr) {  // omitted: the type's zero
-      converted.address()->vt = Scalar<T>::type;
+      converted.address()->vt = PlatformType<T>::type;
       return S_OK;
     }
-    return VariantChangeType(converted.address(), argument, 0, Scalar<T>::type);
+    return VariantChangeType(converted.address(), argument, 0, PlatformType<T>::type);
   }
-  T value() noexcept { return Scalar<T>::field(*converted.address()); }
+  T value() noexcept { return PlatformType<T>::in(*converted.address()); }
   HRESULT finish() noexcept { return S_OK; }
 };
-template <class T>
-requires requires { Scalar<T>::type; }
+template <Scalar T>
 struct Incoming<T*> {
   VARIANT* target = nullptr;
   T* direct = nullptr;
   Variant converted;
   HRESULT accept(VARIANT* argument) noexcept {
-    if (argument != nullptr && argument->vt == (Scalar<T>::type | VT_BYREF)) {
-      direct = Scalar<T>::reference(*argument);
+    if (argument != nullptr && argument->vt == (PlatformType<T>::type | VT_BYREF)) {
+      direct = PlatformType<T>::behind(*argument);
       return S_OK;
     }
     Incoming<T> plain;
@@ -167,7 +140,7 @@ struct Incoming<T*> {
     if (argument != nullptr && argument->vt == (VT_VARIANT | VT_BYREF)) target = argument->pvarVal;
     return result;
   }
-  T* value() noexcept { return direct != nullptr ? direct : &Scalar<T>::field(*converted.address()); }
+  T* value() noexcept { return direct != nullptr ? direct : &PlatformType<T>::in(*converted.address()); }
   HRESULT finish() noexcept { return target == nullptr ? S_OK : VariantCopy(target, &converted.get()); }
 };
 template <>
@@ -196,8 +169,7 @@ struct Incoming<VARIANT*> {
   VARIANT* value() const noexcept { return argument; }
   HRESULT finish() noexcept { return S_OK; }
 };
-template <class I>
-requires std::is_base_of_v<IUnknown, I>
+template <AutomationInterface I>
 struct Incoming<I*> {
   Ref<I> object;
   HRESULT accept(VARIANT* argument) noexcept {
@@ -212,8 +184,7 @@ struct Incoming<I*> {
   I* value() const noexcept { return object.get(); }
   HRESULT finish() noexcept { return S_OK; }
 };
-template <class I>
-requires std::is_base_of_v<IUnknown, I>
+template <AutomationInterface I>
 struct Incoming<I**> {
   Incoming<I*> given;
   I* object = nullptr;
@@ -240,27 +211,15 @@ struct Incoming<I**> {
   }
 };
 
-inline void giveResult(VARIANT* result, Returned<BSTR>& value) {
-  result->bstrVal = value.value.detach();
-  result->vt = VT_BSTR;
-}
-inline void giveResult(VARIANT* result, Returned<LONG>& value) {
-  result->vt = VT_I4;
-  result->lVal = value.value;
-}
-inline void giveResult(VARIANT* result, Returned<VARIANT_BOOL>& value) {
-  result->vt = VT_BOOL;
-  result->boolVal = value.value;
-}
-inline void giveResult(VARIANT* result, Returned<DATE>& value) {
-  result->vt = VT_DATE;
-  result->date = value.value;
-}
-inline void giveResult(VARIANT* result, Returned<VARIANT>& value) { *result = value.value.detach(); }
-template <class I>
-void giveResult(VARIANT* result, Returned<I*>& value) {
-  result->vt = std::is_base_of_v<IDispatch, I> ? VT_DISPATCH : VT_UNKNOWN;
-  result->punkVal = value.take().detach();
+template <class T>
+void giveResult(VARIANT* result, Returned<T>& returned) {
+  T value = std::exchange(returned.value, T{});
+  if constexpr (std::is_same_v<T, VARIANT>) {
+    *result = value;
+  } else {
+    result->vt = PlatformType<T>::type;
+    PlatformType<T>::in(*result) = value;
+  }
 }
 
 template <auto Pointer, bool hasResult, std::size_t... I>
@@ -293,6 +252,24 @@ HRESULT invokeMember(void* object, VARIANT* const* arguments, VARIANT* result, U
   return status;
 }
 
+// Whether the vtable member is that of the name: get_X, put_X, putref_X or raw_X.
+template <auto Pointer>
+constexpr bool isOf([[maybe_unused]] MemberKind kind, [[maybe_unused]] std::u16string_view name) {
+#ifdef __GNUC__
+  std::string_view spelled = __PRETTY_FUNCTION__;
+  spelled.remove_prefix(spelled.find("Pointer = &"));
+  spelled = spelled.substr(0, spelled.find_first_of(";]"));
+  spelled.remove_prefix(spelled.rfind(':') + 1);
+  constexpr std::string_view prefixes[] = {"raw_", "get_", "put_", "putref_"};
+  const std::string_view prefix = prefixes[static_cast<std::size_t>(kind)];
+  if (spelled.substr(0, prefix.size()) != prefix) return false;
+  spelled.remove_prefix(prefix.size());
+  return std::equal(spelled.begin(), spelled.end(), name.begin(), name.end());
+#else
+  return true;
+#endif
+}
+
 template <auto Pointer, bool hasResult>
 constexpr Member row(MemberKind kind, DISPID id, const char16_t* name, const char* help,
                      std::array<const char16_t*, maximumParameters> parameterNames) {
@@ -300,6 +277,7 @@ constexpr Member row(MemberKind kind, DISPID id, const char16_t* name, const cha
   using Parameters = typename Signature::Parameters;
   constexpr std::size_t count = Signature::count - (hasResult ? 1 : 0);
   static_assert(count <= maximumParameters);
+  if (!isOf<Pointer>(kind, name)) throw "the row names another member than it points to";
   Member member;
   member.id = id;
   member.name = name;

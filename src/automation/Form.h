@@ -21,27 +21,6 @@ HRESULT publishWrongThread() noexcept;
 // that is forked off.
 std::uint64_t threadNumber() noexcept;
 
-inline void give(BSTR* target, String value) { *target = value.detach(); }
-inline void give(LONG* target, std::int32_t value) { *target = value; }
-inline void give(VARIANT_BOOL* target, bool value) { *target = value ? VARIANT_TRUE : VARIANT_FALSE; }
-inline void give(DATE* target, Date value) { *target = value.value; }
-inline void give(VARIANT* target, Variant value) { *target = value.detach(); }
-template <class I, class T>
-void give(I** target, Ref<T> value) {
-  if constexpr (std::is_convertible_v<T*, I*>)
-    *target = value.detach();
-  else if (value)
-    *target = query<I>(value.get()).detach();
-}
-
-template <class T>
-void clearOutput(T* target) noexcept {
-  if constexpr (std::is_same_v<T, VARIANT>)
-    VariantInit(target);
-  else
-    *target = T{};
-}
-
 }  // namespace detail
 
 // The calling thread's error information as it was, at the end of this.
@@ -71,8 +50,8 @@ HRESULT answer(Body&& body) noexcept {
 template <class T, class Body>
 HRESULT answer(T* result, Body&& body) noexcept {
   if (result == nullptr) return detail::publishNullPointer();
-  detail::clearOutput(result);
-  return answer([&] { detail::give(result, body()); });
+  *result = T{};
+  return answer([&] { *result = detail::PlatformType<T>::give(body()); });
 }
 
 // The base of what belongs to the thread that created it. Its own `answer` refuses the calls of all other
@@ -91,7 +70,7 @@ class ThreadBound {
   template <class T, class Body>
   HRESULT answer(T* result, Body&& body) const noexcept {
     if (isOwnThread()) return CorvaneQueue::answer(result, std::forward<Body>(body));
-    if (result != nullptr) detail::clearOutput(result);
+    if (result != nullptr) *result = T{};
     return detail::publishWrongThread();
   }
 
@@ -102,10 +81,7 @@ class ThreadBound {
 // A reference argument that must be there. Throws 91.
 template <class T>
 T& given(T* argument) {
-  if (argument == nullptr)
-    throw Error(ErrorNumber::ObjectNotSet, {},
-                u"Object not set: a null was given where a reference is needed.");
-  return *argument;
+  return detail::PlatformType<T*>::argument(argument);
 }
 
 // The dispatch half of a dual interface, from its member table.

@@ -24,34 +24,14 @@ struct InterfaceTraits<IJournal> {
   static constexpr std::span<const Member> members = iJournalMembers;
 };
 
-// The members of IJournal written once for every class that presents it: each vtable member calls the
-// form IJournal_X, which calls the class's own member X under the class's error policy. A class
-// overrides a form by defining the member of that name.
 template <class Self>
 class IJournalForm : public DispatchForm<IJournal> {
+  FORM_SELF
+
  public:
-  HRESULT STDMETHODCALLTYPE get_Messages(IMessages** result) noexcept final {
-    return answer(result, [&] { return self().IJournal_Messages_Get(); });
-  }
-  HRESULT STDMETHODCALLTYPE putref_Messages(IMessages* value) noexcept final {
-    return answer([&] { return self().IJournal_Messages_Set(Ref<IMessages>(value)); });
-  }
-  HRESULT STDMETHODCALLTYPE raw_Purge() noexcept final {
-    return answer([&] { return self().IJournal_Purge(); });
-  }
-
-  auto IJournal_Messages_Get() {
-    return self().reportedForm(u"IJournal_Messages Get", [&] { return self().Messages(); });
-  }
-  auto IJournal_Messages_Set(const Ref<IMessages>& value) {
-    return self().reportedForm(u"IJournal_Messages Set", [&] { return self().Messages_Set(value); });
-  }
-  auto IJournal_Purge() {
-    return self().reportedForm(u"IJournal_Purge", [&] { return self().Purge(); });
-  }
-
- private:
-  Self& self() noexcept { return static_cast<Self&>(*this); }
+  FORM_GET(IJournal, Messages)
+  FORM_SET(IJournal, Messages)
+  FORM_METHOD(IJournal, Purge)
 };
 
 }  // namespace CorvaneQueue

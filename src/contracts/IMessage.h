@@ -1,7 +1,7 @@
 // Back-end interface of one message; read only.
 #pragma once
 
-#include "Form.h"
+#include "FormMembers.h"
 
 namespace CorvaneQueue {
 
@@ -34,64 +34,19 @@ struct InterfaceTraits<IMessage> {
   static constexpr std::span<const Member> members = iMessageMembers;
 };
 
-// The members of IMessage written once for every class that presents it: each vtable member calls the
-// form IMessage_X, which calls the class's own member X under the class's error policy. A class
-// overrides a form by defining the member of that name.
 template <class Self>
 class IMessageForm : public DispatchForm<IMessage> {
+  FORM_SELF
+
  public:
-  HRESULT STDMETHODCALLTYPE get_AppSpecific(LONG* result) noexcept final {
-    return answer(result, [&] { return self().IMessage_AppSpecific_Get(); });
-  }
-  HRESULT STDMETHODCALLTYPE get_ArrivedTime(DATE* result) noexcept final {
-    return answer(result, [&] { return self().IMessage_ArrivedTime_Get(); });
-  }
-  HRESULT STDMETHODCALLTYPE get_Body(VARIANT* result) noexcept final {
-    return answer(result, [&] { return self().IMessage_Body_Get(); });
-  }
-  HRESULT STDMETHODCALLTYPE get_BodyLength(LONG* result) noexcept final {
-    return answer(result, [&] { return self().IMessage_BodyLength_Get(); });
-  }
-  HRESULT STDMETHODCALLTYPE get_ID(BSTR* result) noexcept final {
-    return answer(result, [&] { return self().IMessage_ID_Get(); });
-  }
-  HRESULT STDMETHODCALLTYPE get_Label(BSTR* result) noexcept final {
-    return answer(result, [&] { return self().IMessage_Label_Get(); });
-  }
-  HRESULT STDMETHODCALLTYPE get_SentTime(DATE* result) noexcept final {
-    return answer(result, [&] { return self().IMessage_SentTime_Get(); });
-  }
-  HRESULT STDMETHODCALLTYPE get_TimeToAcknowledge(LONG* result) noexcept final {
-    return answer(result, [&] { return self().IMessage_TimeToAcknowledge_Get(); });
-  }
-
-  auto IMessage_AppSpecific_Get() {
-    return self().reportedForm(u"IMessage_AppSpecific Get", [&] { return self().AppSpecific(); });
-  }
-  auto IMessage_ArrivedTime_Get() {
-    return self().reportedForm(u"IMessage_ArrivedTime Get", [&] { return self().ArrivedTime(); });
-  }
-  auto IMessage_Body_Get() {
-    return self().reportedForm(u"IMessage_Body Get", [&] { return self().Body(); });
-  }
-  auto IMessage_BodyLength_Get() {
-    return self().reportedForm(u"IMessage_BodyLength Get", [&] { return self().BodyLength(); });
-  }
-  auto IMessage_ID_Get() {
-    return self().reportedForm(u"IMessage_ID Get", [&] { return self().ID(); });
-  }
-  auto IMessage_Label_Get() {
-    return self().reportedForm(u"IMessage_Label Get", [&] { return self().Label(); });
-  }
-  auto IMessage_SentTime_Get() {
-    return self().reportedForm(u"IMessage_SentTime Get", [&] { return self().SentTime(); });
-  }
-  auto IMessage_TimeToAcknowledge_Get() {
-    return self().reportedForm(u"IMessage_TimeToAcknowledge Get", [&] { return self().TimeToAcknowledge(); });
-  }
-
- private:
-  Self& self() noexcept { return static_cast<Self&>(*this); }
+  FORM_GET(IMessage, AppSpecific)
+  FORM_GET(IMessage, ArrivedTime)
+  FORM_GET(IMessage, Body)
+  FORM_GET(IMessage, BodyLength)
+  FORM_GET(IMessage, ID)
+  FORM_GET(IMessage, Label)
+  FORM_GET(IMessage, SentTime)
+  FORM_GET(IMessage, TimeToAcknowledge)
 };
 
 }  // namespace CorvaneQueue

@@ -28,46 +28,16 @@ struct InterfaceTraits<IMessages> {
   static constexpr std::span<const Member> members = iMessagesMembers;
 };
 
-// The members of IMessages written once for every class that presents it: each vtable member calls the
-// form IMessages_X, which calls the class's own member X under the class's error policy. A class
-// overrides a form by defining the member of that name.
 template <class Self>
 class IMessagesForm : public DispatchForm<IMessages> {
+  FORM_SELF
+
  public:
-  HRESULT STDMETHODCALLTYPE get_Item(VARIANT vntIndexKey, IMessage** result) noexcept final {
-    return answer(result, [&] { return self().IMessages_Item_Get(vntIndexKey); });
-  }
-  HRESULT STDMETHODCALLTYPE get_Count(LONG* result) noexcept final {
-    return answer(result, [&] { return self().IMessages_Count_Get(); });
-  }
-  HRESULT STDMETHODCALLTYPE raw_Refresh() noexcept final {
-    return answer([&] { return self().IMessages_Refresh(); });
-  }
-  HRESULT STDMETHODCALLTYPE raw_Remove(VARIANT vntIndexKey) noexcept final {
-    return answer([&] { return self().IMessages_Remove(vntIndexKey); });
-  }
-  HRESULT STDMETHODCALLTYPE get_NewEnum(IUnknown** result) noexcept final {
-    return answer(result, [&] { return self().IMessages_NewEnum_Get(); });
-  }
-
-  auto IMessages_Item_Get(const VARIANT& vntIndexKey) {
-    return self().reportedForm(u"IMessages_Item Get", [&] { return self().Item(vntIndexKey); });
-  }
-  auto IMessages_Count_Get() {
-    return self().reportedForm(u"IMessages_Count Get", [&] { return self().Count(); });
-  }
-  auto IMessages_Refresh() {
-    return self().reportedForm(u"IMessages_Refresh", [&] { return self().Refresh(); });
-  }
-  auto IMessages_Remove(const VARIANT& vntIndexKey) {
-    return self().reportedForm(u"IMessages_Remove", [&] { return self().Remove(vntIndexKey); });
-  }
-  auto IMessages_NewEnum_Get() {
-    return self().reportedForm(u"IMessages_NewEnum Get", [&] { return self().NewEnum(); });
-  }
-
- private:
-  Self& self() noexcept { return static_cast<Self&>(*this); }
+  FORM_GET1(IMessages, Item, vntIndexKey)
+  FORM_GET(IMessages, Count)
+  FORM_METHOD(IMessages, Refresh)
+  FORM_METHOD1(IMessages, Remove, vntIndexKey)
+  FORM_GET(IMessages, NewEnum)
 };
 
 }  // namespace CorvaneQueue

@@ -32,58 +32,18 @@ struct InterfaceTraits<IQueues> {
   static constexpr std::span<const Member> members = iQueuesMembers;
 };
 
-// The members of IQueues written once for every class that presents it: each vtable member calls the
-// form IQueues_X, which calls the class's own member X under the class's error policy. A class
-// overrides a form by defining the member of that name.
 template <class Self>
 class IQueuesForm : public DispatchForm<IQueues> {
+  FORM_SELF
+
  public:
-  HRESULT STDMETHODCALLTYPE raw_Refresh() noexcept final {
-    return answer([&] { return self().IQueues_Refresh(); });
-  }
-  HRESULT STDMETHODCALLTYPE raw_Exists(BSTR Name, VARIANT_BOOL* result) noexcept final {
-    return answer(result, [&] { return self().IQueues_Exists(StringRef(Name)); });
-  }
-  HRESULT STDMETHODCALLTYPE raw_Add(BSTR Name, IQueue** result) noexcept final {
-    return answer(result, [&] { return self().IQueues_Add(StringRef(Name)); });
-  }
-  HRESULT STDMETHODCALLTYPE get_Item(VARIANT vntIndexKey, IQueue** result) noexcept final {
-    return answer(result, [&] { return self().IQueues_Item_Get(vntIndexKey); });
-  }
-  HRESULT STDMETHODCALLTYPE get_Count(LONG* result) noexcept final {
-    return answer(result, [&] { return self().IQueues_Count_Get(); });
-  }
-  HRESULT STDMETHODCALLTYPE raw_Remove(VARIANT vntIndexKey) noexcept final {
-    return answer([&] { return self().IQueues_Remove(vntIndexKey); });
-  }
-  HRESULT STDMETHODCALLTYPE get_NewEnum(IUnknown** result) noexcept final {
-    return answer(result, [&] { return self().IQueues_NewEnum_Get(); });
-  }
-
-  auto IQueues_Refresh() {
-    return self().reportedForm(u"IQueues_Refresh", [&] { return self().Refresh(); });
-  }
-  auto IQueues_Exists(StringRef Name) {
-    return self().reportedForm(u"IQueues_Exists", [&] { return self().Exists(Name); });
-  }
-  auto IQueues_Add(StringRef Name) {
-    return self().reportedForm(u"IQueues_Add", [&] { return self().Add(Name); });
-  }
-  auto IQueues_Item_Get(const VARIANT& vntIndexKey) {
-    return self().reportedForm(u"IQueues_Item Get", [&] { return self().Item(vntIndexKey); });
-  }
-  auto IQueues_Count_Get() {
-    return self().reportedForm(u"IQueues_Count Get", [&] { return self().Count(); });
-  }
-  auto IQueues_Remove(const VARIANT& vntIndexKey) {
-    return self().reportedForm(u"IQueues_Remove", [&] { return self().Remove(vntIndexKey); });
-  }
-  auto IQueues_NewEnum_Get() {
-    return self().reportedForm(u"IQueues_NewEnum Get", [&] { return self().NewEnum(); });
-  }
-
- private:
-  Self& self() noexcept { return static_cast<Self&>(*this); }
+  FORM_METHOD(IQueues, Refresh)
+  FORM_FUNCTION1(IQueues, Exists, Name)
+  FORM_FUNCTION1(IQueues, Add, Name)
+  FORM_GET1(IQueues, Item, vntIndexKey)
+  FORM_GET(IQueues, Count)
+  FORM_METHOD1(IQueues, Remove, vntIndexKey)
+  FORM_GET(IQueues, NewEnum)
 };
 
 }  // namespace CorvaneQueue

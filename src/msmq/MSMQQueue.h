@@ -11,28 +11,16 @@
 
 namespace CorvaneQueue {
 
-// The class interface, written as the forms of the others are.
 template <class Self>
 class MSMQQueueForm : public DispatchForm<_MSMQQueue> {
- public:
-  HRESULT STDMETHODCALLTYPE raw_ReceiveEnable() noexcept final {
-    return answer([&] { self().ReceiveEnable(); });
-  }
-  HRESULT STDMETHODCALLTYPE raw_ReceiveDisable() noexcept final {
-    return answer([&] { self().ReceiveDisable(); });
-  }
-  HRESULT STDMETHODCALLTYPE raw_BeginTransaction(IMSMQTransaction** result) noexcept final {
-    return answer(result, [&] { return self().BeginTransaction(); });
-  }
-  HRESULT STDMETHODCALLTYPE get_Transaction(IMSMQTransaction** result) noexcept final {
-    return answer(result, [&] { return self().Transaction(); });
-  }
-  HRESULT STDMETHODCALLTYPE putref_Transaction(IMSMQTransaction* value) noexcept final {
-    return answer([&] { self().Transaction_Set(Ref<IMSMQTransaction>(value)); });
-  }
+  FORM_SELF
 
- private:
-  Self& self() noexcept { return static_cast<Self&>(*this); }
+ public:
+  FORM_METHOD(MSMQQueue, ReceiveEnable)
+  FORM_METHOD(MSMQQueue, ReceiveDisable)
+  FORM_FUNCTION(MSMQQueue, BeginTransaction)
+  FORM_GET(MSMQQueue, Transaction)
+  FORM_SET(MSMQQueue, Transaction)
 };
 
 // One named queue, or its journal. Its two handles, for sending and for receiving, are opened on first use;
