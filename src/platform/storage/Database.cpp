@@ -105,7 +105,7 @@ void Database::open(std::span<const std::string_view> migrations) {
   if (isFirst)
     inspectLog();
   else
-    mustMapWholeFile();
+    beforeReading();
   openHandle(file_.path.string());
   deadline_ = std::chrono::steady_clock::now() + ordinaryWait;
   if (isFirst) setStaleLogAside();
@@ -117,7 +117,7 @@ void Database::open(std::span<const std::string_view> migrations) {
   generation();                     // the engine opens its log and maps its index with the first read
   if (isFirst) log_ = index_ = {};  // an older store's have gone
   knowFiles();
-  mustMapWholeFile();
+  beforeReading();
   if (!sharing_) return;
   durability_.emplace(handle_.get(), file_, *sharing_);
   if (!isFirst) return;
@@ -248,6 +248,9 @@ void Database::checkDamage() {
 // One that was not there yet is known from now on.
 bool Database::Known::isSame() noexcept {
   struct stat now {};
+  return isSame(now);
+}
+bool Database::Known::isSame(struct stat& now) noexcept {
   const bool isThere = ::stat(path.c_str(), &now) == 0;
   if (status.st_ino == 0) {
     if (isThere) status = now;
@@ -256,7 +259,27 @@ bool Database::Known::isSame() noexcept {
   return isThere && now.st_ino == status.st_ino && now.st_dev == status.st_dev;
 }
 
+bool Database::Surroundings::areUnchanged() noexcept {
+  struct stat now {};
+  if (::stat(path.c_str(), &now) != 0) return false;
+  const bool isSame = isSettled && now.st_ino == status.st_ino && now.st_dev == status.st_dev &&
+                      now.st_mtim.tv_sec == status.st_mtim.tv_sec &&
+                      now.st_mtim.tv_nsec == status.st_mtim.tv_nsec;
+  if (isSame) return true;
+  using namespace std::chrono;
+  constexpr auto clockStep = milliseconds(50);  // time stamps have the clock's coarse steps
+  const auto changed = seconds(now.st_mtim.tv_sec) + nanoseconds(now.st_mtim.tv_nsec);
+  isSettled = system_clock::now().time_since_epoch() - changed > clockStep;
+  status = now;
+  return false;
+}
+
+bool Database::areFilesTheSame() noexcept {
+  return directory_.areUnchanged() || (store_.isSame() && log_.isSame());
+}
+
 void Database::knowFiles() {
+  directory_.path = file_.path.parent_path();
   for (auto [known, ending] :
        {std::pair(&store_, ""), std::pair(&log_, "-wal"), std::pair(&index_, "-shm")}) {
     known->path = beside(file_.path, ending);
@@ -268,7 +291,7 @@ void Database::knowFiles() {
 void Database::mustBeThere() {
   if (!sharing_)
     file_.fail(StoreFile::permissionDenied, u"the file cannot be written; check its permissions.");
-  if (!isLost_ && store_.isSame() && log_.isSame() && sharing_->isWhole()) return;
+  if (!isLost_ && areFilesTheSame() && sharing_->isWhole()) return mustMapWholeFile();
   isLost_ = true;
   file_.fail(E_FAIL,
              u"the file, its log or its lock file has been removed or replaced since this process opened it; "
@@ -278,17 +301,15 @@ void Database::mustBeThere() {
 // The engine reads its shared index through a mapping: where the file has been cut short, that would end the
 // process. Emptied, it is made anew from the log.
 void Database::mustMapWholeFile() {
-  if (!sharing_) return;  // whoever may not write cannot mend it either
-  if (!index_.isSame()) {
+  struct stat now {};
+  if (!index_.isSame(now)) {
     isLost_ = true;
     file_.fail(E_FAIL,
                u"its index \"" + shownPath(index_.path) +
                    u"\" has been removed or replaced since this process opened it; nothing was stored. "
                    u"Initialize the queue again, or restart the program.");
   }
-  struct stat now {};
-  if (::stat(index_.path.c_str(), &now) != 0) return;  // not made yet
-  sharing_->isWhole();
+  if (now.st_ino == 0) return;  // not made yet
   std::atomic<std::int64_t>& known = file_.state->indexBytes;
   if (now.st_size >= known) {
     known = now.st_size;
@@ -300,8 +321,16 @@ void Database::mustMapWholeFile() {
             u"Somebody has cut the file \"" + shownPath(index_.path) + u"\" short; it is made anew.");
 }
 
+void Database::beforeReading() {
+  if (sharing_ && sharing_->isWhole()) mustMapWholeFile();  // whoever may not write cannot mend it either
+}
+
 Statement Database::prepare(std::string_view sql) {
-  if (!inTransaction_) mustMapWholeFile();
+  if (!inTransaction_) beforeReading();
+  return cached(sql);
+}
+
+Statement Database::cached(std::string_view sql) {
   const auto found = statements_.find(sql);
   if (found != statements_.end()) return {found->second.get(), file_};
   sqlite3_stmt* statement = nullptr;

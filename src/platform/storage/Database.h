@@ -83,6 +83,15 @@ class Database {
     std::filesystem::path path;
     struct stat status {};
     bool isSame() noexcept;
+    bool isSame(struct stat& now) noexcept;
+  };
+  // The directory of the files, as it was when it was last found to hold the known ones. Names that come and go
+  // change its time stamp.
+  struct Surroundings {
+    std::filesystem::path path;
+    struct stat status {};
+    bool isSettled = false;  // a later change cannot have the same time stamp
+    bool areUnchanged() noexcept;
   };
 
   void open(std::span<const std::string_view> migrations);
@@ -94,8 +103,11 @@ class Database {
   void checkDamage();
   std::uint32_t generation();
   void knowFiles();
+  Statement cached(std::string_view sql);
+  bool areFilesTheSame() noexcept;
   void mustBeThere();
   void mustMapWholeFile();
+  void beforeReading();
   void beginLog();
   std::uint32_t generationInFile() const;
   void endTransaction() noexcept;
@@ -117,6 +129,7 @@ class Database {
   Known store_;
   Known log_;
   Known index_;
+  Surroundings directory_;
   std::chrono::steady_clock::time_point deadline_{};
   bool inTransaction_ = false;
   bool beginsLog_ = false;

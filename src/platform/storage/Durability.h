@@ -10,8 +10,8 @@ struct sqlite3;
 namespace CorvaneQueue::platform_layer {
 
 // The engine commits into the log without a sync; the log is synced after the turn of the writers has been
-// passed on, so that the next one works while the disk does. Who syncs does so for everybody who has
-// committed by then. Belongs to one session.
+// passed on, so that the next one works while the disk does. A sync serves everybody who has committed by its
+// beginning. Belongs to one session.
 class Durability {
  public:
   // The last three must outlive it.

@@ -71,7 +71,7 @@ void Database::begin(Purpose purpose, Limit limit) {
   constexpr auto forever = std::chrono::hours(24 * 365);
   deadline_ = deadline.value_or(std::chrono::steady_clock::now() + forever);
   try {
-    execute("BEGIN IMMEDIATE");
+    static_cast<void>(cached("BEGIN IMMEDIATE").step());
     inTransaction_ = true;
     if (sharing_->state().isLogMoved != 0) beginLog();
   } catch (...) {
