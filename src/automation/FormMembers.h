@@ -1,6 +1,6 @@
-// The members of a dual interface written once for every class that presents it: a line for each. A line makes
-// the vtable member's override, and the form that it calls, which calls the class's own member under the error
-// policy of the class. A class replaces a form by defining the member of that name.
+// The members of a dual interface written once for every class that presents it: a line for each. A line
+// makes the vtable member's override, and the form that it calls, which calls the class's own member under
+// the error policy of the class. A class replaces a form by defining the member of that name.
 //
 //   line                          overrides          form                calls
 //   FORM_GET(Queue, X)            get_X(result)      Queue_X_Get()       X()
@@ -39,35 +39,35 @@ decltype(auto) argument(P& parameter) {
   auto form() {                                                          \
     return self().reportedForm(procedure, [&] { return self().own(); }); \
   }
-#define FORM_1(member, form, own, procedure, a)                               \
+#define FORM_1(member, form, own, procedure, a)                                  \
   HRESULT STDMETHODCALLTYPE member(FORM_PARAMETER(member, 0) a) noexcept final { \
-    return answer([&] { return self().form(FORM_GIVEN(a)); });                \
-  }                                                                           \
-  auto form(FORM_ARGUMENT(member, 0) a) {                                     \
-    return self().reportedForm(procedure, [&] { return self().own(a); });     \
+    return answer([&] { return self().form(FORM_GIVEN(a)); });                   \
+  }                                                                              \
+  auto form(FORM_ARGUMENT(member, 0) a) {                                        \
+    return self().reportedForm(procedure, [&] { return self().own(a); });        \
   }
-#define FORM_2(member, form, own, procedure, a, b)                                      \
-  HRESULT STDMETHODCALLTYPE member(FORM_PARAMETER(member, 0) a,                         \
-                                   FORM_PARAMETER(member, 1) b) noexcept final {        \
-    return answer([&] { return self().form(FORM_GIVEN(a), FORM_GIVEN(b)); });           \
-  }                                                                                     \
-  auto form(FORM_ARGUMENT(member, 0) a, FORM_ARGUMENT(member, 1) b) {                   \
-    return self().reportedForm(procedure, [&] { return self().own(a, b); });            \
+#define FORM_2(member, form, own, procedure, a, b)                               \
+  HRESULT STDMETHODCALLTYPE member(FORM_PARAMETER(member, 0) a,                  \
+                                   FORM_PARAMETER(member, 1) b) noexcept final { \
+    return answer([&] { return self().form(FORM_GIVEN(a), FORM_GIVEN(b)); });    \
+  }                                                                              \
+  auto form(FORM_ARGUMENT(member, 0) a, FORM_ARGUMENT(member, 1) b) {            \
+    return self().reportedForm(procedure, [&] { return self().own(a, b); });     \
   }
-#define FORM_RESULT_0(member, form, own, procedure)                                \
+#define FORM_RESULT_0(member, form, own, procedure)                                   \
   HRESULT STDMETHODCALLTYPE member(FORM_PARAMETER(member, 0) result) noexcept final { \
-    return answer(result, [&] { return self().form(); });                          \
-  }                                                                                \
-  auto form() {                                                                    \
-    return self().reportedForm(procedure, [&] { return self().own(); });           \
+    return answer(result, [&] { return self().form(); });                             \
+  }                                                                                   \
+  auto form() {                                                                       \
+    return self().reportedForm(procedure, [&] { return self().own(); });              \
   }
-#define FORM_RESULT_1(member, form, own, procedure, a)                                  \
-  HRESULT STDMETHODCALLTYPE member(FORM_PARAMETER(member, 0) a,                         \
-                                   FORM_PARAMETER(member, 1) result) noexcept final {   \
-    return answer(result, [&] { return self().form(FORM_GIVEN(a)); });                  \
-  }                                                                                     \
-  auto form(FORM_ARGUMENT(member, 0) a) {                                               \
-    return self().reportedForm(procedure, [&] { return self().own(a); });               \
+#define FORM_RESULT_1(member, form, own, procedure, a)                                \
+  HRESULT STDMETHODCALLTYPE member(FORM_PARAMETER(member, 0) a,                       \
+                                   FORM_PARAMETER(member, 1) result) noexcept final { \
+    return answer(result, [&] { return self().form(FORM_GIVEN(a)); });                \
+  }                                                                                   \
+  auto form(FORM_ARGUMENT(member, 0) a) {                                             \
+    return self().reportedForm(procedure, [&] { return self().own(a); });             \
   }
 
 #define FORM_GET(kind, name) FORM_RESULT_0(get_##name, kind##_##name##_Get, name, u"" #kind "_" #name " Get")

@@ -12,10 +12,11 @@ namespace CorvaneQueue::platform_layer {
 
 namespace {
 using namespace std::chrono_literals;
-constexpr std::chrono::nanoseconds seldom = 2s;
-constexpr std::chrono::nanoseconds often = 250ms;
+// How long to wait before looking again without having been signalled.
+constexpr std::chrono::nanoseconds ordinarily = 2s;
+constexpr std::chrono::nanoseconds whileHeldUp = 250ms;
 // Without a watcher, of which a user has a limited number (fs.inotify.max_user_instances).
-constexpr std::chrono::nanoseconds blindly = 20ms;
+constexpr std::chrono::nanoseconds withoutSignals = 20ms;
 }  // namespace
 
 ArrivalSignals::ArrivalSignals(std::filesystem::path directory) : directory_(std::move(directory)) {}
@@ -75,7 +76,7 @@ bool ArrivalSignals::addWatch(std::int64_t box) {
 void ArrivalSignals::listen() {
   onSignal_ = Apartment::current().arm({watcher_.get(), [this] {
                                           takeSignals();
-                                          deliver(Whom::Signalled);
+                                          deliver(LookFor::Signalled);
                                         }});
 }
 
@@ -97,20 +98,20 @@ void ArrivalSignals::takeSignals() {
   }
 }
 
-std::chrono::nanoseconds ArrivalSignals::patience(bool isHeldUp) const noexcept {
-  if (watcher_.get() < 0) return blindly;
-  return isHeldUp ? often : seldom;
+std::chrono::nanoseconds ArrivalSignals::patience(Prospect seen) const noexcept {
+  if (watcher_.get() < 0) return withoutSignals;
+  return seen == Prospect::HeldUp ? whileHeldUp : ordinarily;
 }
 
 bool ArrivalSignals::wait(Waiter& waiter, Deadline deadline) {
-  bool isHeldUp = false;
-  if (waiter.isReady(isHeldUp)) return true;
+  Prospect seen = waiter.look();
+  if (seen == Prospect::Ready) return true;
   bool isWatched = false;
   while (true) {
     const auto now = std::chrono::steady_clock::now();
     if (deadline && *deadline <= now) return false;
     if (std::exchange(isWatched, true)) {
-      const std::chrono::nanoseconds longest = patience(isHeldUp);
+      const std::chrono::nanoseconds longest = patience(seen);
       const auto left = deadline ? std::min<std::chrono::nanoseconds>(*deadline - now, longest) : longest;
       timespec time{};
       time.tv_sec = std::chrono::duration_cast<std::chrono::seconds>(left).count();
@@ -128,8 +129,8 @@ bool ArrivalSignals::wait(Waiter& waiter, Deadline deadline) {
     } else {
       watch(waiter.box);  // before the last look, so that nothing comes unnoticed
     }
-    isHeldUp = false;
-    if (waiter.isReady(isHeldUp)) return true;
+    seen = waiter.look();
+    if (seen == Prospect::Ready) return true;
   }
 }
 
@@ -155,22 +156,22 @@ void ArrivalSignals::arm(const std::shared_ptr<Waiter>& waiter) {
                                     std::uint64_t expirations = 0;
                                     static_cast<void>(::read(timer_.get(), &expirations, sizeof expirations));
                                     due_.reset();
-                                    deliver(Whom::All);
+                                    deliver(LookFor::All);
                                   }});
-    onArming_ = Apartment::current().arm({-1, [this] { deliver(Whom::Signalled); }});
+    onArming_ = Apartment::current().arm({-1, [this] { deliver(LookFor::Signalled); }});
   }
   armed_.push_back(waiter);
   onArming_.wake();
-  lookAgainIn(patience(false));
+  lookAgainIn(patience(Prospect::Nothing));
 }
 
-void ArrivalSignals::deliver(Whom whom) {
+void ArrivalSignals::deliver(LookFor those) {
   std::erase_if(armed_, [](const auto& each) { return each.expired(); });
   std::vector<std::weak_ptr<Waiter>> signalled;  // who arms during a delivery waits for the next pump
   for (const auto& each : armed_) {
     const auto waiter = each.lock();
     if (!waiter) continue;
-    waiter->isSignalled = waiter->isSignalled || whom == Whom::All;
+    waiter->isSignalled = waiter->isSignalled || those == LookFor::All;
     if (waiter->isSignalled) signalled.push_back(each);
   }
   bool isAnyHeldUp = false;
@@ -179,23 +180,22 @@ void ArrivalSignals::deliver(Whom whom) {
     const auto isIt = [&](const auto& armed) { return armed.lock() == waiter; };
     // A delivery before may have let go of it, or pumped: then it has been looked at already.
     if (!waiter || std::ranges::none_of(armed_, isIt) || !std::exchange(waiter->isSignalled, false)) continue;
-    bool isHeldUp = false;
-    bool isReady = false;
+    Prospect seen = Prospect::Nothing;
     std::optional<Error> failure;
     try {
-      isReady = waiter->isReady(isHeldUp);
+      seen = waiter->look();
     } catch (...) {
       failure = Error::current();
     }
-    if (isReady || failure) {
+    if (seen == Prospect::Ready || failure) {
       std::erase_if(armed_, isIt);
       onArming_.wake();  // the delivery may pump, and wait for what the others bring
       if (const auto fail = waiter->fail; failure && fail) fail(*failure);
       if (const auto run = waiter->deliver; !failure && run) run();
     }
-    isAnyHeldUp = isAnyHeldUp || isHeldUp;
+    isAnyHeldUp = isAnyHeldUp || seen == Prospect::HeldUp;
   }
-  if (!armed_.empty()) lookAgainIn(patience(isAnyHeldUp));
+  if (!armed_.empty()) lookAgainIn(patience(isAnyHeldUp ? Prospect::HeldUp : Prospect::Nothing));
 }
 
 }  // namespace CorvaneQueue::platform_layer

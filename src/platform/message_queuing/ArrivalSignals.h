@@ -18,12 +18,18 @@
 
 namespace CorvaneQueue::platform_layer {
 
+// What there is for somebody who waits.
+enum class Prospect {
+  Nothing,
+  HeldUp,  // messages are there, but others hold them
+  Ready,
+};
+
 // Somebody who waits, in a call or with an armed notification.
 struct Waiter {
   std::int64_t box = 0;
-  // Whether there is something for it. `isHeldUp` tells that messages are there, but others hold them. Throws
-  // an Error when nothing can come any more.
-  std::function<bool(bool& isHeldUp)> isReady;
+  // Throws an Error when nothing can come any more.
+  std::function<Prospect()> look;
   // One of them is called once, inside Apartment::pump(), when there is something, or when it has failed.
   // Empty both to be left alone.
   std::function<void()> deliver;
@@ -54,10 +60,9 @@ class ArrivalSignals {
   bool addWatch(std::int64_t box);
   void listen();
   void takeSignals();
-  // Looks for those that were signalled, or for all.
-  enum class Whom { Signalled, All };
-  void deliver(Whom whom);
-  std::chrono::nanoseconds patience(bool isHeldUp) const noexcept;
+  enum class LookFor { Signalled, All };
+  void deliver(LookFor those);
+  std::chrono::nanoseconds patience(Prospect seen) const noexcept;
   void lookAgainIn(std::chrono::nanoseconds time) noexcept;
 
   std::filesystem::path directory_;

@@ -25,6 +25,10 @@ ArrivalSignals::Deadline deadlineOf(const VARIANT* timeout) {
   return std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
 }
 
+Prospect prospectOf(const Sight& sight) {
+  if (sight.message) return Prospect::Ready;
+  return sight.isHeldUp ? Prospect::HeldUp : Prospect::Nothing;
+}
 }  // namespace
 
 OpenQueue::OpenQueue(std::shared_ptr<QueueService> service, QueueRecord queue, LONG access, String formatName)
@@ -71,59 +75,59 @@ bool OpenQueue::attempt(const VARIANT* timeout, const Attempt& tried) {
   const auto deadline = deadlineOf(timeout);
   Waiter waiter;
   waiter.box = box_.number();
-  waiter.isReady = [&](bool& isHeldUp) {
-    if (tried(isHeldUp)) return true;
+  waiter.look = [&] {
+    const Prospect seen = tried();
+    if (seen == Prospect::Ready) return seen;
     service_->mustBeThere();  // nothing there: is the queue, and where we look for it?
     service_->find(queue_.id, queue_.address);
-    return false;
+    return seen;
   };
   return service_->signals().wait(waiter, deadline);
 }
 
-std::optional<MessageHeader> OpenQueue::visibleBehind(std::int64_t position, bool& isHeldUp) {
-  return service_->firstVisible(box_, position, isHeldUp, ahead_);
+Sight OpenQueue::visibleBehind(std::int64_t position) {
+  return service_->firstVisible(box_, position, ahead_);
 }
 
 // What the cursor stands on.
-std::optional<MessageHeader> OpenQueue::current(bool& isHeldUp) {
-  if (cursor_.state != Cursor::State::On) return visibleBehind(cursor_.position, isHeldUp);
+Sight OpenQueue::current() {
+  if (cursor_.state != Cursor::State::On) return visibleBehind(cursor_.position);
   auto header = service_->visibleAt(box_, cursor_.position);
   if (!header) alreadyReceived();
-  return header;
+  return {std::move(header)};
 }
 
-std::optional<MessageHeader> OpenQueue::next(bool& isHeldUp) {
-  if (cursor_.state == Cursor::State::On) return visibleBehind(cursor_.position, isHeldUp);
-  const auto standing = visibleBehind(cursor_.position, isHeldUp);
-  if (!standing) return std::nullopt;
-  return visibleBehind(standing->position, isHeldUp);
+Sight OpenQueue::next() {
+  if (cursor_.state == Cursor::State::On) return visibleBehind(cursor_.position);
+  auto standing = visibleBehind(cursor_.position);
+  return standing.message ? visibleBehind(standing.message->position) : standing;
 }
 
 Ref<IMSMQMessage> OpenQueue::peek(Of which, const VARIANT* wantBody, const VARIANT* timeout,
-                                  const std::function<std::optional<MessageHeader>(bool&)>& find) {
+                                  const std::function<Sight()>& find) {
   mustRead(u"Peeking");
   Ref<IMSMQMessage> message;
-  attempt(timeout, [&](bool& isHeldUp) {
-    while (auto header = find(isHeldUp)) {
+  attempt(timeout, [&] {
+    while (true) {
+      Sight sight = find();
+      if (!sight.message) return prospectOf(sight);
       std::shared_ptr<const Variant> body;
       if (wanted(wantBody) == QueueService::Body::Wanted) {
-        body = service_->body(box_, *header);
+        body = service_->body(box_, *sight.message);
         if (!body) continue;  // just received by somebody: look again
       }
-      if (which == Of::Cursor) cursor_ = {Cursor::State::On, header->position};
-      message = make<QueuedMessage>(box_, std::move(*header), std::move(body), service_->identity());
-      return true;
+      if (which == Of::Cursor) cursor_ = {Cursor::State::On, sight.message->position};
+      message = make<QueuedMessage>(box_, std::move(*sight.message), std::move(body), service_->identity());
+      return Prospect::Ready;
     }
-    return false;
   });
   return message;
 }
 
 HRESULT OpenQueue::raw_PeekCurrent(VARIANT*, VARIANT* WantBody, VARIANT* ReceiveTimeout,
                                    IMSMQMessage** result) noexcept {
-  return answer(result, [&] {
-    return peek(Of::Cursor, WantBody, ReceiveTimeout, [&](bool& isHeldUp) { return current(isHeldUp); });
-  });
+  return answer(result,
+                [&] { return peek(Of::Cursor, WantBody, ReceiveTimeout, [&] { return current(); }); });
 }
 
 HRESULT OpenQueue::raw_PeekNext(VARIANT*, VARIANT* WantBody, VARIANT* ReceiveTimeout,
@@ -133,15 +137,14 @@ HRESULT OpenQueue::raw_PeekNext(VARIANT*, VARIANT* WantBody, VARIANT* ReceiveTim
     if (cursor_.state == Cursor::State::BeforeFirst)
       queuingFailed(MQ_ERROR_ILLEGAL_CURSOR_ACTION,
                     u"PeekNext on " + shownName(queue_.address) + u" must follow a PeekCurrent.");
-    return peek(Of::Cursor, WantBody, ReceiveTimeout, [&](bool& isHeldUp) { return next(isHeldUp); });
+    return peek(Of::Cursor, WantBody, ReceiveTimeout, [&] { return next(); });
   });
 }
 
 HRESULT OpenQueue::raw_Peek(VARIANT*, VARIANT* WantBody, VARIANT* ReceiveTimeout,
                             IMSMQMessage** result) noexcept {
   return answer(result, [&] {
-    return peek(Of::Queue, WantBody, ReceiveTimeout,
-                [&](bool& isHeldUp) { return service_->firstVisible(box_, 0, isHeldUp); });
+    return peek(Of::Queue, WantBody, ReceiveTimeout, [&] { return service_->firstVisible(box_, 0); });
   });
 }
 
@@ -176,16 +179,15 @@ Ref<IMSMQMessage> OpenQueue::receive(Of which, const VARIANT* transaction, const
   const bool isExact = which == Of::Cursor && cursor_.state == Cursor::State::On;
   const std::int64_t position = which == Of::Cursor ? cursor_.position : 0;
   Ref<IMSMQMessage> message;
-  attempt(timeout, [&](bool& isHeldUp) {
-    auto received = service_->receive(box_, position,
-                                      isExact ? QueueService::Where::Exactly : QueueService::Where::Behind,
-                                      wanted(wantBody), work, isHeldUp);
-    if (!received && isExact) alreadyReceived();
-    if (!received) return false;
-    if (which == Of::Cursor) cursor_ = {Cursor::State::Behind, received->header.position};
-    message = make<QueuedMessage>(box_, std::move(received->header), std::move(received->body),
-                                  service_->identity());
-    return true;
+  attempt(timeout, [&] {
+    auto [sight, body] = service_->receive(
+        box_, position, isExact ? QueueService::Where::Exactly : QueueService::Where::Behind,
+        wanted(wantBody), work);
+    if (!sight.message && isExact) alreadyReceived();
+    if (!sight.message) return prospectOf(sight);
+    if (which == Of::Cursor) cursor_ = {Cursor::State::Behind, sight.message->position};
+    message = make<QueuedMessage>(box_, std::move(*sight.message), std::move(body), service_->identity());
+    return Prospect::Ready;
   });
   return message;
 }
@@ -206,12 +208,12 @@ HRESULT OpenQueue::raw_EnableNotification(IMSMQEvent* Event, VARIANT*, VARIANT*)
     const auto event = queryClass<QueueEvent>(Event);
     auto waiter = std::make_shared<Waiter>();
     waiter->box = box_.number();
-    waiter->isReady = [this](bool& isHeldUp) {
-      if (!isOpen_) return false;
+    waiter->look = [this] {
+      if (!isOpen_) return Prospect::Nothing;
       service_->mustBeThere();  // a store without a name may still have messages
-      if (service_->firstVisible(box_, 0, isHeldUp)) return true;
-      service_->find(queue_.id, queue_.address);
-      return false;
+      const Sight sight = service_->firstVisible(box_, 0);
+      if (!sight.message) service_->find(queue_.id, queue_.address);
+      return prospectOf(sight);
     };
     event->arm(Ref<IMSMQQueue>(this), shownName(queue_.address), waiter);
     service_->signals().arm(waiter);

@@ -45,18 +45,18 @@ class OpenQueue final : public Object<OpenQueue, DispatchForm<IMSMQQueue>, IMSMQ
     std::int64_t position = 0;
   };
   enum class Of { Cursor, Queue };
-  using Attempt = std::function<bool(bool& isHeldUp)>;
+  using Attempt = std::function<Prospect()>;
 
   void mustAllow(bool isAllowed, std::u16string_view what) const;
   void mustRead(std::u16string_view what) const { mustAllow(access_ != MQ_SEND_ACCESS, what); }
   // Tries until it succeeds or the time has passed.
   bool attempt(const VARIANT* timeout, const Attempt& attempt);
-  std::optional<MessageHeader> visibleBehind(std::int64_t position, bool& isHeldUp);
-  std::optional<MessageHeader> current(bool& isHeldUp);
-  std::optional<MessageHeader> next(bool& isHeldUp);
+  Sight visibleBehind(std::int64_t position);
+  Sight current();
+  Sight next();
   // `Of::Cursor` moves the cursor onto what is found.
   Ref<IMSMQMessage> peek(Of which, const VARIANT* wantBody, const VARIANT* timeout,
-                         const std::function<std::optional<MessageHeader>(bool&)>& find);
+                         const std::function<Sight()>& find);
   Ref<IMSMQMessage> receive(Of which, const VARIANT* transaction, const VARIANT* wantBody,
                             const VARIANT* timeout);
   [[noreturn]] void alreadyReceived() const;
@@ -68,7 +68,7 @@ class OpenQueue final : public Object<OpenQueue, DispatchForm<IMSMQQueue>, IMSMQ
   LONG access_;
   Ref<QueueInfo> info_;
   Cursor cursor_;
-  QueueService::ReadAhead ahead_;
+  ReadAhead ahead_;
   bool isOpen_ = true;
 };
 

@@ -2,8 +2,8 @@
 #pragma once
 
 #include "ArrivalSignals.h"
-#include "MessageLocks.h"
-#include "QueueStore.h"
+#include "MessageReader.h"
+#include "QueueFiles.h"
 
 #include <map>
 #include <set>
@@ -41,23 +41,21 @@ class QueueService {
   void update(const QueueRecord& queue, const std::function<void(QueueRecord& now)>& change);
   void remove(const QueueAddress& address);
 
-  // The first message behind a position that nobody holds; nothing when there is none (then
-  // `isHeldUp` tells whether others hold some).
-  std::optional<MessageHeader> firstVisible(Box box, std::int64_t after, bool& isHeldUp);
-  // Headers read ahead by one handle; valid as long as nothing was stored anywhere.
-  struct ReadAhead {
-    std::vector<MessageHeader> headers;
-    std::size_t next = 0;
-    std::uint64_t generation = 0;
-    std::optional<std::uint64_t> freeAt;  // the count of holds at which nobody held any of them
-    std::chrono::steady_clock::time_point readAt{};
-  };
-  std::optional<MessageHeader> firstVisible(Box box, std::int64_t after, bool& isHeldUp, ReadAhead& ahead);
+  // The first message behind a position that nobody holds, read ahead for a cursor or not.
+  Sight firstVisible(Box box, std::int64_t after) { return reader_.first(store(), box, after); }
+  Sight firstVisible(Box box, std::int64_t after, ReadAhead& ahead) {
+    return reader_.first(store(), box, after, ahead);
+  }
   // The message at that position, or nothing when it is gone or held by somebody.
-  std::optional<MessageHeader> visibleAt(Box box, std::int64_t position);
+  std::optional<MessageHeader> visibleAt(Box box, std::int64_t position) {
+    return reader_.at(store(), box, position);
+  }
   // The position of the first message of which that is the number (its lower 32 bits); nothing when it is not
   // there or held by somebody.
-  std::optional<std::int64_t> visibleWithNumber(Box box, std::uint32_t number);
+  std::optional<std::int64_t> visibleWithNumber(Box box, std::uint32_t number) {
+    const auto position = store().firstWithNumber(box, number);
+    return position && visibleAt(box, *position) ? position : std::nullopt;
+  }
   // Nothing when the message is gone meanwhile.
   std::shared_ptr<const Variant> body(Box box, const MessageHeader& header) {
     return store().body(box, header);
@@ -68,17 +66,16 @@ class QueueService {
   enum class Where { Behind, Exactly };
   enum class Body { Wanted, NotWanted };
   struct Received {
-    MessageHeader header;
+    Sight sight;  // with the message that was taken
     std::shared_ptr<const Variant> body;
   };
-  std::optional<Received> receive(Box box, std::int64_t position, Where where, Body wanted,
-                                  TransactionWork* transaction, bool& isHeldUp);
+  Received receive(Box box, std::int64_t position, Where where, Body wanted, TransactionWork* transaction);
   void send(const Outgoing& message);
   // Until the commit. Throws MQ_ERROR_INSUFFICIENT_RESOURCES over the quota, with what waits and what the
   // transaction keeps back.
   void keepBack(TransactionWork& work, Outgoing message, const QueueRecord& queue);
   // Changes with everything that is stored, by any process.
-  std::uint64_t generation() const noexcept;
+  std::uint64_t generation() const noexcept { return counts_.stored(); }
   // All of it, durable; or nothing, and the error: then the work can be tried again or aborted. A failed
   // sync is an error too, but everything is stored and the work is over.
   void commit(TransactionWork& work);
@@ -97,8 +94,6 @@ class QueueService {
              const std::function<void()>& onceStored);
   void prepare();
   void reconcileQueueFiles();
-  void writeQueueFile(const QueueRecord& queue);
-  std::filesystem::path queueFile(std::int64_t queue) const;
   std::unique_ptr<MessageLocks> newLocks();
   void closeGap(const TransactionWork& work, const Taken& next);
   void release(TransactionWork& work) noexcept;
@@ -109,21 +104,12 @@ class QueueService {
   struct stat openedStore_ {};  // of the store in it
   int process_;
   std::optional<QueueStore> store_;
-  MessageLocks looking_;    // never locks: sees the locks of all others
-  MessageLocks momentary_;  // of receives outside of transactions
+  QueueFiles files_;
+  SharedCounts counts_;
+  MessageReader reader_;
+  MessageLocks ownLocks_;  // of receives outside of transactions
   std::unique_ptr<MessageLocks> spareLocks_;
   ArrivalSignals signals_;
-  class SharedCounts;
-  std::shared_ptr<SharedCounts> counts_;
-  std::vector<MessageHeader> found_;
-  // The first message of a box, seen when nothing before it was held.
-  struct First {
-    Box box;
-    MessageHeader header;
-    std::uint64_t generation = 0;
-    std::chrono::steady_clock::time_point readAt{};
-  };
-  First first_;
   std::set<std::u16string> toldJournals_;
 };
 

@@ -20,8 +20,6 @@ constexpr const char* logLimit = "PRAGMA dbo.journal_size_limit = 16777216";
 
 bool isThere(const std::filesystem::path& file) noexcept { return ::access(file.c_str(), F_OK) == 0; }
 
-std::filesystem::path beside(std::filesystem::path file, const char* ending) { return file += ending; }
-
 // As the engine takes a file with parameters.
 std::string uriOf(const std::filesystem::path& file) {
   std::string uri = "file:";
@@ -45,6 +43,7 @@ void Database::check(int code, const char* tried) const {
 Database::Database(const std::filesystem::path& file, std::span<const std::string_view> migrations,
                    IfMissing ifMissing)
     : file_{file},
+      files_(file),
       process_(::getpid()),
       isStandIn_(ifMissing == IfMissing::ReadEmpty && !isThere(file)),
       sessions_(Sessions::ofProcess()),
@@ -79,7 +78,7 @@ Database::~Database() {
   if (sharing_) {
     constexpr auto patience = std::chrono::seconds(1);
     const bool isOurs = sharing_->syncers().take(std::chrono::steady_clock::now() + patience);
-    if (!isOurs || isLost_ || sharing_->state().isLogSuspect != 0)
+    if (!isOurs || files_.areLost() || sharing_->state().isLogSuspect != 0)
       sqlite3_db_config(handle_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
     handle_.reset();
     if (isOurs) sharing_->syncers().pass();
@@ -101,7 +100,7 @@ void Database::open(std::span<const std::string_view> migrations) {
     file_.state = &sharing_->state();
     if (!isThere(file_.path)) FileDescriptor(file_.path, O_RDWR | O_CREAT);
   }
-  knowFiles();
+  files_.know();
   if (isFirst)
     inspectLog();
   else
@@ -115,8 +114,8 @@ void Database::open(std::span<const std::string_view> migrations) {
                 : sharing_ ? Opener::Later
                            : Opener::Reader);
   generation();                     // the engine opens its log and maps its index with the first read
-  if (isFirst) log_ = index_ = {};  // an older store's have gone
-  knowFiles();
+  if (isFirst) files_.forgetLog();  // an older store's have gone
+  files_.know();
   beforeReading();
   if (!sharing_) return;
   durability_.emplace(handle_.get(), file_, *sharing_);
@@ -137,11 +136,7 @@ void Database::openHandle(const std::string& attached) {
   sqlite3_busy_handler(
       opened, [](void* self, int attempt) { return static_cast<Database*>(self)->onBusy(attempt); }, this);
   check(addFunctions(opened), "opening");
-  {
-    Statement attach = prepare("ATTACH DATABASE ?1 AS dbo");
-    attach.bindText(1, attached);
-    attach.step();
-  }
+  { execute("ATTACH DATABASE ?1 AS dbo", attached); }
   // Durability comes from sync() after a commit, outside the lock. The log keeps its size: writing over
   // it is faster than growing it.
   execute("PRAGMA dbo.synchronous = NORMAL");
@@ -224,9 +219,9 @@ void Database::setStaleLogAside() {
   handle_.reset();
   const std::filesystem::path kept = log.setAside("stale");
   std::error_code ignored;
-  std::filesystem::remove(beside(file_.path, "-shm"), ignored);
+  std::filesystem::remove(files_.index(), ignored);
   file_.state->framesInLog = 0;
-  log_.status = index_.status = {};
+  files_.forgetLog();
   warnInLog(
       u"Storage", u"Opening",
       u"The store \"" + shownPath(file_.path) +
@@ -243,86 +238,9 @@ void Database::checkDamage() {
   if (result.step() && result.text(0) == "ok") state.isDamaged = 0;
 }
 
-// ---- Files that somebody may touch
-
-// One that was not there yet is known from now on.
-bool Database::Known::isSame() noexcept {
-  struct stat now {};
-  return isSame(now);
-}
-bool Database::Known::isSame(struct stat& now) noexcept {
-  const bool isThere = ::stat(path.c_str(), &now) == 0;
-  if (status.st_ino == 0) {
-    if (isThere) status = now;
-    return true;
-  }
-  return isThere && now.st_ino == status.st_ino && now.st_dev == status.st_dev;
-}
-
-bool Database::Surroundings::areUnchanged() noexcept {
-  struct stat now {};
-  if (::stat(path.c_str(), &now) != 0) return false;
-  const bool isSame = isSettled && now.st_ino == status.st_ino && now.st_dev == status.st_dev &&
-                      now.st_mtim.tv_sec == status.st_mtim.tv_sec &&
-                      now.st_mtim.tv_nsec == status.st_mtim.tv_nsec;
-  if (isSame) return true;
-  using namespace std::chrono;
-  constexpr auto clockStep = milliseconds(50);  // time stamps have the clock's coarse steps
-  const auto changed = seconds(now.st_mtim.tv_sec) + nanoseconds(now.st_mtim.tv_nsec);
-  isSettled = system_clock::now().time_since_epoch() - changed > clockStep;
-  status = now;
-  return false;
-}
-
-bool Database::areFilesTheSame() noexcept {
-  return directory_.areUnchanged() || (store_.isSame() && log_.isSame());
-}
-
-void Database::knowFiles() {
-  directory_.path = file_.path.parent_path();
-  for (auto [known, ending] :
-       {std::pair(&store_, ""), std::pair(&log_, "-wal"), std::pair(&index_, "-shm")}) {
-    known->path = beside(file_.path, ending);
-    known->isSame();
-  }
-}
-
-// Whatever is written to a file without a name is lost.
-void Database::mustBeThere() {
-  if (!sharing_)
-    file_.fail(StoreFile::permissionDenied, u"the file cannot be written; check its permissions.");
-  if (!isLost_ && areFilesTheSame() && sharing_->isWhole()) return mustMapWholeFile();
-  isLost_ = true;
-  file_.fail(E_FAIL,
-             u"the file, its log or its lock file has been removed or replaced since this process opened it; "
-             u"nothing was stored. Initialize the queue again, or restart the program.");
-}
-
-// The engine reads its shared index through a mapping: where the file has been cut short, that would end the
-// process. Emptied, it is made anew from the log.
-void Database::mustMapWholeFile() {
-  struct stat now {};
-  if (!index_.isSame(now)) {
-    isLost_ = true;
-    file_.fail(E_FAIL,
-               u"its index \"" + shownPath(index_.path) +
-                   u"\" has been removed or replaced since this process opened it; nothing was stored. "
-                   u"Initialize the queue again, or restart the program.");
-  }
-  if (now.st_ino == 0) return;  // not made yet
-  std::atomic<std::int64_t>& known = file_.state->indexBytes;
-  if (now.st_size >= known) {
-    known = now.st_size;
-    return;
-  }
-  if (::truncate(index_.path.c_str(), 0) != 0 || ::truncate(index_.path.c_str(), known) != 0)
-    throwSystemError(u"Mending", index_.path);
-  warnInLog(u"Storage", u"Reading",
-            u"Somebody has cut the file \"" + shownPath(index_.path) + u"\" short; it is made anew.");
-}
-
 void Database::beforeReading() {
-  if (sharing_ && sharing_->isWhole()) mustMapWholeFile();  // whoever may not write cannot mend it either
+  if (sharing_ && sharing_->isWhole())
+    files_.mustMapWholeIndex(file_);  // whoever may not write cannot mend it either
 }
 
 Statement Database::prepare(std::string_view sql) {
@@ -341,12 +259,6 @@ Statement Database::cached(std::string_view sql) {
   if (statement == nullptr) file_.fail(StoreFile::statementError, u"the statement is empty.");
   statements_.emplace(std::string(sql), std::move(owned));
   return {statement, file_};
-}
-
-void Database::execute(std::string_view sql) {
-  Statement statement = prepare(sql);
-  while (statement.step()) {
-  }
 }
 
 }  // namespace CorvaneQueue::platform_layer

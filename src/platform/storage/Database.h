@@ -4,13 +4,12 @@
 #include "Durability.h"
 #include "Reserve.h"
 #include "Statement.h"
+#include "StoreFiles.h"
 
 #include <functional>
 #include <memory>
 #include <string>
 #include <unordered_map>
-
-#include <sys/stat.h>
 
 namespace CorvaneQueue::platform_layer {
 
@@ -32,7 +31,20 @@ class Database {
 
   // Of a cached statement: the text is prepared once.
   Statement prepare(std::string_view sql);
-  void execute(std::string_view sql);
+  // With its parameters, in order: numbers, texts and bytes, which must stay until the statement is done.
+  template <class... Values>
+  Statement rows(std::string_view sql, Values&&... values) {
+    Statement statement = prepare(sql);
+    statement.bindAll(std::forward<Values>(values)...);
+    return statement;
+  }
+  // The same, to its end.
+  template <class... Values>
+  void execute(std::string_view sql, const Values&... values) {
+    Statement statement = rows(sql, values...);
+    while (statement.step()) {
+    }
+  }
 
   enum class Purpose {
     Stores,  // refused when the disk is full but for the reserve, or the store is damaged
@@ -78,22 +90,6 @@ class Database {
       return std::hash<std::string_view>()(text);
     }
   };
-  // A file as it was when it was first looked at.
-  struct Known {
-    std::filesystem::path path;
-    struct stat status {};
-    bool isSame() noexcept;
-    bool isSame(struct stat& now) noexcept;
-  };
-  // The directory of the files, as it was when it was last found to hold the known ones. Names that come and go
-  // change its time stamp.
-  struct Surroundings {
-    std::filesystem::path path;
-    struct stat status {};
-    bool isSettled = false;  // a later change cannot have the same time stamp
-    bool areUnchanged() noexcept;
-  };
-
   void open(std::span<const std::string_view> migrations);
   void openHandle(const std::string& attached);
   void openStandIn(std::span<const std::string_view> migrations);
@@ -102,11 +98,7 @@ class Database {
   void setStaleLogAside();
   void checkDamage();
   std::uint32_t generation();
-  void knowFiles();
   Statement cached(std::string_view sql);
-  bool areFilesTheSame() noexcept;
-  void mustBeThere();
-  void mustMapWholeFile();
   void beforeReading();
   void beginLog();
   std::uint32_t generationInFile() const;
@@ -117,6 +109,7 @@ class Database {
   int onBusy(int attempt);
 
   StoreFile file_;
+  StoreFiles files_;
   int process_;
   bool isStandIn_ = false;
   std::shared_ptr<class Sessions> sessions_;
@@ -126,14 +119,9 @@ class Database {
       statements_;
   std::optional<Durability> durability_;
   Reserve reserve_;
-  Known store_;
-  Known log_;
-  Known index_;
-  Surroundings directory_;
   std::chrono::steady_clock::time_point deadline_{};
   bool inTransaction_ = false;
   bool beginsLog_ = false;
-  bool isLost_ = false;  // the files have been removed or replaced
 };
 
 }  // namespace CorvaneQueue::platform_layer

@@ -3,10 +3,13 @@
 
 #include "StoreErrors.h"
 
+#include <concepts>
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <string>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 
 struct sqlite3_stmt;
@@ -29,6 +32,13 @@ class Statement {
   void bind(int parameter, std::int64_t number);
   void bindText(int parameter, std::string_view bytes);
   void bindBlob(int parameter, std::span<const std::uint8_t> bytes);
+  template <class... Values>
+  void bindAll(Values&&... values) {
+    static_assert((!std::is_same_v<Values, std::string> && ...),
+                  "the text would be gone before the statement");
+    int parameter = 0;
+    (bindValue(++parameter, values), ...);
+  }
   // Whether there is a row.
   bool step();
   // Begins again, with the same parameters.
@@ -44,6 +54,12 @@ class Statement {
   std::span<const std::uint8_t> blob(int column) const;
 
  private:
+  template <std::integral Number>
+  void bindValue(int parameter, Number number) {
+    bind(parameter, static_cast<std::int64_t>(number));
+  }
+  void bindValue(int parameter, std::string_view text) { bindText(parameter, text); }
+  void bindValue(int parameter, std::span<const std::uint8_t> bytes) { bindBlob(parameter, bytes); }
   void check(int code, const char* tried) const;
   sqlite3_stmt* statement_;
   const StoreFile* file_;

@@ -31,7 +31,7 @@ int Database::onBusy(int attempt) {
 }
 
 bool Database::isUsable() const noexcept {
-  return process_ == ::getpid() && !isLost_ &&
+  return process_ == ::getpid() && !files_.areLost() &&
          (!inTransaction_ || sqlite3_get_autocommit(handle_.get()) == 0);
 }
 
@@ -53,7 +53,10 @@ void Database::mustTake(Purpose purpose) {
 }
 
 void Database::begin(Purpose purpose, Limit limit) {
-  mustBeThere();
+  if (!sharing_)
+    file_.fail(StoreFile::permissionDenied, u"the file cannot be written; check its permissions.");
+  files_.mustBeThere(file_, *sharing_);
+  files_.mustMapWholeIndex(file_);
   if (sessions_->isHeldByThread(file_.path))
     file_.fail(
         StoreFile::timeoutExpired,

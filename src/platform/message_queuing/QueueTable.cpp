@@ -1,0 +1,72 @@
+#include "QueueTable.h"
+
+#include "Text.h"
+
+#include <CorvaneQueue/MessageQueuing.h>
+
+namespace CorvaneQueue::platform_layer {
+
+namespace {
+constexpr const char* queueColumns =
+    "SELECT queueId, kind, name, isTransactional, isWorldReadable, keepsJournal, quota, journalQuota,"
+    " bytes, journalBytes FROM dbo.mqQueue";
+QueueRecord queueIn(const Statement& row) {
+  QueueRecord queue;
+  queue.id = row.integer(0);
+  queue.address.kind = row.integer(1) == 0 ? QueueKind::Public : QueueKind::Private;
+  queue.address.name = fromStored(row.text(2)).view();
+  queue.isTransactional = row.integer(3) != 0;
+  queue.isWorldReadable = row.integer(4) != 0;
+  queue.keepsJournal = row.integer(5) != 0;
+  queue.quota = static_cast<std::int32_t>(row.integer(6));
+  queue.journalQuota = static_cast<std::int32_t>(row.integer(7));
+  queue.bytes = row.integer(8);
+  queue.journalBytes = row.integer(9);
+  return queue;
+}
+}  // namespace
+
+std::optional<QueueRecord> QueueTable::find(const QueueAddress& address) {
+  const std::string name = toStored(address.name);
+  Statement row = database_.rows(std::string(queueColumns) + " WHERE kind = ?1 AND name = ?2",
+                                 static_cast<std::int64_t>(address.kind), name);
+  return row.step() ? std::optional(queueIn(row)) : std::nullopt;
+}
+
+std::optional<QueueRecord> QueueTable::find(std::int64_t queue) {
+  Statement row = database_.rows(std::string(queueColumns) + " WHERE queueId = ?1", queue);
+  return row.step() ? std::optional(queueIn(row)) : std::nullopt;
+}
+
+std::vector<QueueRecord> QueueTable::all() {
+  std::vector<QueueRecord> queues;
+  Statement row = database_.prepare(std::string(queueColumns) + " ORDER BY queueId");
+  while (row.step()) queues.push_back(queueIn(row));
+  return queues;
+}
+
+std::int64_t QueueTable::create(const QueueRecord& queue) {
+  if (find(queue.address))
+    queuingFailed(MQ_ERROR_QUEUE_EXISTS, u"The queue " + shownName(queue.address) + u" exists already.");
+  const std::string name = toStored(queue.address.name);
+  database_.execute(
+      "INSERT INTO dbo.mqQueue"
+      " (kind, name, isTransactional, isWorldReadable, keepsJournal, quota, journalQuota)"
+      " VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7)",
+      static_cast<std::int64_t>(queue.address.kind), name, queue.isTransactional, queue.isWorldReadable,
+      queue.keepsJournal, queue.quota, queue.journalQuota);
+  return find(queue.address)->id;
+}
+
+void QueueTable::setSettings(const QueueRecord& queue) {
+  database_.execute(
+      "UPDATE dbo.mqQueue SET keepsJournal = ?2, quota = ?3, journalQuota = ?4 WHERE queueId = ?1", queue.id,
+      queue.keepsJournal, queue.quota, queue.journalQuota);
+}
+
+void QueueTable::setBytes(const QueueRecord& queue) {
+  database_.execute("UPDATE dbo.mqQueue SET bytes = ?2, journalBytes = ?3 WHERE queueId = ?1", queue.id,
+                    queue.bytes, queue.journalBytes);
+}
+
+}  // namespace CorvaneQueue::platform_layer

@@ -1,0 +1,47 @@
+// The files of an open store, which somebody may remove, replace or cut short.
+#pragma once
+
+#include "StoreSharing.h"
+
+#include <sys/stat.h>
+
+namespace CorvaneQueue::platform_layer {
+
+// The store, its log and its index, as they were when they were first looked at. What is written to a file that
+// has lost its name is lost. Belongs to one session.
+class StoreFiles {
+ public:
+  explicit StoreFiles(const std::filesystem::path& store);
+
+  const std::filesystem::path& index() const noexcept { return index_.path; }
+  // Takes those that are there as the store's, as far as it has none of that kind yet.
+  void know() noexcept;
+  // The log and the index have gone, or been replaced by this session.
+  void forgetLog() noexcept { log_.status = index_.status = {}; }
+  // Throws an Error when one of them is no longer there; so does every later call.
+  void mustBeThere(const StoreFile& file, const StoreSharing& sharing);
+  // The engine reads its index through a mapping: where the file has been cut short, that would end the process.
+  // Emptied, it is made anew from the log. Throws an Error when it is no longer there.
+  void mustMapWholeIndex(const StoreFile& file);
+  bool areLost() const noexcept { return areLost_; }
+
+ private:
+  struct Known {
+    std::filesystem::path path;
+    struct stat status {};
+    // One that was not there yet is known from now on.
+    bool isSame(struct stat& now) noexcept;
+    bool isSame() noexcept;
+  };
+  bool isDirectoryUnchanged() noexcept;
+
+  std::filesystem::path directory_;
+  struct stat directoryStatus_ {};
+  bool isSettled_ = false;  // a later change of the directory cannot have the same time stamp
+  Known store_;
+  Known log_;
+  Known index_;
+  bool areLost_ = false;
+};
+
+}  // namespace CorvaneQueue::platform_layer
