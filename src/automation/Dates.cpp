@@ -1,32 +1,27 @@
 #include "Dates.h"
 
+#include <chrono>
 #include <cmath>
 
 namespace CorvaneQueue {
 
 namespace {
+using std::chrono::sys_days;
+using std::chrono::year_month_day;
+constexpr sys_days dayZero = std::chrono::year(1899) / 12 / 30;
 constexpr int secondsInDay = 86400;
-}
+}  // namespace
 
 std::int64_t dayNumber(int year, int month, int day) noexcept {
-  const int y = year - (month <= 2 ? 1 : 0);
-  const int era = (y >= 0 ? y : y - 399) / 400;
-  const int yearOfEra = y - era * 400;
-  const int dayOfYear = (153 * (month + (month > 2 ? -3 : 9)) + 2) / 5 + day - 1;
-  const int dayOfEra = yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear;
-  return std::int64_t{era} * 146097 + dayOfEra - 719468 + 25569;
+  const year_month_day date{std::chrono::year(year), std::chrono::month(static_cast<unsigned>(month)),
+                            std::chrono::day(static_cast<unsigned>(day))};
+  return (sys_days(date) - dayZero).count();
 }
 
 Civil civilOf(std::int64_t days) noexcept {
-  const std::int64_t z = days - 25569 + 719468;
-  const std::int64_t era = (z >= 0 ? z : z - 146096) / 146097;
-  const auto dayOfEra = static_cast<int>(z - era * 146097);
-  const int yearOfEra = (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
-  const int dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
-  const int shifted = (5 * dayOfYear + 2) / 153;
-  const int month = shifted + (shifted < 10 ? 3 : -9);
-  return {static_cast<int>(yearOfEra + era * 400) + (month <= 2 ? 1 : 0), month,
-          dayOfYear - (153 * shifted + 2) / 5 + 1};
+  const year_month_day date(dayZero + std::chrono::days(days));
+  return {static_cast<int>(date.year()), static_cast<int>(static_cast<unsigned>(date.month())),
+          static_cast<int>(static_cast<unsigned>(date.day()))};
 }
 
 Moment momentOf(Date date) noexcept {

@@ -46,7 +46,8 @@ Sight MessageReader::first(QueueStore& store, Box box, std::int64_t after, ReadA
     readAt = now;
     freeAt.reset();
     if (const std::uint64_t holds = counts_.held(); headers.size() > 1)
-      if (!locks_.heldByOther(box.number(), {headers.front().position, headers.back().position})) freeAt = holds;
+      if (!locks_.heldByOther(box.number(), {headers.front().position, headers.back().position}))
+        freeAt = holds;
   }
   if (next < headers.size() && (freeAt == counts_.held() || !isHeld(box, headers[next].position)))
     return {std::move(headers[next++])};  // its position stays

@@ -72,8 +72,9 @@ std::set<std::filesystem::path> QueueFiles::all() const {
 
 bool QueueFiles::areThoseOf(const std::vector<QueueRecord>& queues) const {
   const auto files = all();
-  return files.size() == queues.size() &&
-         std::ranges::all_of(queues, [&](const QueueRecord& queue) { return files.contains(fileOf(queue.id)); });
+  return files.size() == queues.size() && std::ranges::all_of(queues, [&](const QueueRecord& queue) {
+           return files.contains(fileOf(queue.id));
+         });
 }
 
 void QueueFiles::reconcile(const std::vector<QueueRecord>& queues) const {

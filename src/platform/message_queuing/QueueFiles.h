@@ -9,8 +9,8 @@
 
 namespace CorvaneQueue::platform_layer {
 
-// In a directory of the service, where what somebody else has put is left alone. The store knows best: whoever
-// changes a queue writes its file in the same transaction.
+// In a directory of the service, where what somebody else has put is left alone. The store knows best:
+// whoever changes a queue writes its file in the same transaction.
 class QueueFiles {
  public:
   // In the directory `lqs` of the storage, which must be there.

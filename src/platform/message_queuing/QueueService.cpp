@@ -8,7 +8,6 @@
 #include <CorvaneQueue/MessageQueuing.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <algorithm>
 
 namespace CorvaneQueue::platform_layer {
 
@@ -52,8 +51,10 @@ QueueService::QueueService(std::filesystem::path installation)
 void QueueService::prepare() {
   made(storage_ / "lqs");
   recordCodePage(installation_);
-  store();
-  reconcileQueueFiles();
+  // A process may die between the store and the files that tell of it.
+  if (!files_.areThoseOf(store().queues().all()))
+    write(
+        Database::Purpose::Frees, [&] { files_.reconcile(store().queues().all()); }, [] {});
   registerDirectory(installation_, storage_);
 }
 
@@ -108,13 +109,6 @@ void QueueService::write(Database::Purpose purpose, const std::function<void()>&
 }
 
 // ---- Queues
-
-// A process may die between the store and the files that tell of it.
-void QueueService::reconcileQueueFiles() {
-  if (files_.areThoseOf(store().queues().all())) return;
-  write(
-      Database::Purpose::Frees, [&] { files_.reconcile(store().queues().all()); }, [] {});
-}
 
 void QueueService::create(const QueueRecord& queue) {
   QueueRecord created = queue;

@@ -93,7 +93,6 @@ class QueueService {
   void write(Database::Purpose purpose, const std::function<void()>& work,
              const std::function<void()>& onceStored);
   void prepare();
-  void reconcileQueueFiles();
   std::unique_ptr<MessageLocks> newLocks();
   void closeGap(const TransactionWork& work, const Taken& next);
   void release(TransactionWork& work) noexcept;

@@ -16,8 +16,7 @@ bool isSameFile(const struct stat& left, const struct stat& right) noexcept {
   return left.st_ino == right.st_ino && left.st_dev == right.st_dev;
 }
 
-constexpr const char16_t* advice =
-    u"nothing was stored. Initialize the queue again, or restart the program.";
+constexpr const char16_t* advice = u"nothing was stored. Initialize the queue again, or restart the program.";
 
 }  // namespace
 
@@ -61,12 +60,13 @@ bool StoreFiles::isDirectoryUnchanged() noexcept {
 }
 
 void StoreFiles::mustBeThere(const StoreFile& file, const StoreSharing& sharing) {
-  if (!areLost_ && (isDirectoryUnchanged() || (store_.isSame() && log_.isSame())) && sharing.isWhole()) return;
+  if (!areLost_ && (isDirectoryUnchanged() || (store_.isSame() && log_.isSame())) && sharing.isWhole())
+    return;
   areLost_ = true;
-  file.fail(E_FAIL,
-            std::u16string(u"the file, its log or its lock file has been removed or replaced since this process "
-                           u"opened it; ") +
-                advice);
+  file.fail(E_FAIL, std::u16string(
+                        u"the file, its log or its lock file has been removed or replaced since this process "
+                        u"opened it; ") +
+                        advice);
 }
 
 void StoreFiles::mustMapWholeIndex(const StoreFile& file) {

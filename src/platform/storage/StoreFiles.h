@@ -7,8 +7,8 @@
 
 namespace CorvaneQueue::platform_layer {
 
-// The store, its log and its index, as they were when they were first looked at. What is written to a file that
-// has lost its name is lost. Belongs to one session.
+// The store, its log and its index, as they were when they were first looked at. What is written to a file
+// that has lost its name is lost. Belongs to one session.
 class StoreFiles {
  public:
   explicit StoreFiles(const std::filesystem::path& store);
@@ -20,8 +20,8 @@ class StoreFiles {
   void forgetLog() noexcept { log_.status = index_.status = {}; }
   // Throws an Error when one of them is no longer there; so does every later call.
   void mustBeThere(const StoreFile& file, const StoreSharing& sharing);
-  // The engine reads its index through a mapping: where the file has been cut short, that would end the process.
-  // Emptied, it is made anew from the log. Throws an Error when it is no longer there.
+  // The engine reads its index through a mapping: where the file has been cut short, that would end the
+  // process. Emptied, it is made anew from the log. Throws an Error when it is no longer there.
   void mustMapWholeIndex(const StoreFile& file);
   bool areLost() const noexcept { return areLost_; }
 
