@@ -1,33 +1,17 @@
 #include "MSMQQueue.h"
 
-#include "Lasting.h"
 #include "LateBound.h"
-#include "modCompress.h"
+#include "MessageBody.h"
 #include "Platform.h"
 #include "QueueCalls.h"
 #include "Text.h"
-
-#include <mutex>
-#include <set>
 
 namespace CorvaneQueue {
 
 namespace {
 constexpr std::int32_t purgeTimeout = 10;  // milliseconds
-constexpr std::int32_t compressedBody = 1;
 constexpr std::int32_t warningNumber = 100;
 constexpr const char16_t* arrivalProcedure = u"mobjMSMQQueueEvent_Arrived";
-
-// Whether no loss was told of that queue in this process.
-bool isFirstLoss(std::u16string_view queue) {
-  struct Told {
-    std::mutex mutex;
-    std::set<std::u16string> queues;
-  };
-  static Lasting<Told> told;
-  const std::lock_guard guard(told->mutex);
-  return told->queues.insert(foldCase(queue)).second;
-}
 }  // namespace
 
 MSMQQueue::MSMQQueue() : errors_(className, ErrorReports::Naming::InOneCall), utility_(make<MSMQUtility>()) {}
@@ -135,40 +119,9 @@ void MSMQQueue::Purge() {
   call<&IMSMQQueue::raw_Reset>(queue);
   const bool isInTransaction = isTransactional(queue);
   if (isInTransaction) BeginTransaction();
-  Variant wantDestinationQueue(false);
-  Variant wantBody(false);
-  Variant timeout(purgeTimeout);
-  Variant omitted = Variant::omitted();
-  for (Ref<IMSMQMessage> message;;) {
-    if (isInTransaction) {
-      TransactionByReference transaction(transaction_);
-      message = call<&IMSMQQueue::raw_ReceiveCurrent>(queue, transaction.argument(), wantDestinationQueue,
-                                                      wantBody, timeout);
-      transaction.takeBack();
-    } else {
-      message =
-          call<&IMSMQQueue::raw_ReceiveCurrent>(queue, omitted, wantDestinationQueue, wantBody, timeout);
-    }
-    if (!message) break;
+  while (receiveCurrent(queue, isInTransaction, MQ_NO_TRANSACTION, purgeTimeout)) {
   }
   if (isInTransaction) Commit();
-}
-
-void MSMQQueue::setBody(const Ref<IMSMQMessage>& message, const Variant& text, bool isCompressed) {
-  if (isCompressed) {
-    const Variant body = modCompress::Compress(text.get());
-    call<&IMSMQMessage::put_Body>(message, body);
-    call<&IMSMQMessage::put_AppSpecific>(message, compressedBody);
-  } else {
-    const auto [body, firstLost] = platform().system->toAnsi(BorrowedText(text.get()).view());
-    if (firstLost && isFirstLoss(name_))
-      errors_.warned(
-          u"SendDocument", warningNumber,
-          u"A document for the queue \"" + std::u16string(name_.view()) +
-              u"\" has characters that are not in the code page of the installation; \"?\" is stored "
-              u"in their place. This is told once a process and queue.");
-    call<&IMSMQMessage::put_Body>(message, body);
-  }
 }
 
 void MSMQQueue::SendDocument(StringRef RawDocument) {
@@ -176,7 +129,7 @@ void MSMQQueue::SendDocument(StringRef RawDocument) {
   call<&IMSMQMessage::put_Label>(message, CreateLabel());
   if (!isInitialized_) bind(String(name_), isJournal_);
   BSTR document = RawDocument.bstr();
-  setBody(message, Variant::reference(&document), compressMessages_);
+  setBody(message, Variant::reference(&document), form());
   send(message);
 }
 
@@ -185,16 +138,7 @@ void MSMQQueue::SendMessage(MSMQMessage& Message) {
   call<&IMSMQMessage::put_Label>(message, call<&IMSMQMessage::get_Label>(Message.QueueMessage()));
   if (!isInitialized_) bind(String(name_), isJournal_);
   Message.LoadBody();
-  const bool isSourceCompressed = Message.AppSpecific() == compressedBody;
-  const Variant source = call<&IMSMQMessage::get_Body>(Message.QueueMessage());
-  if (isSourceCompressed == compressMessages_) {
-    call<&IMSMQMessage::put_Body>(message, source);
-    if (compressMessages_) call<&IMSMQMessage::put_AppSpecific>(message, compressedBody);
-  } else if (isSourceCompressed) {
-    setBody(message, modCompress::Decompress(source.get()), false);
-  } else {
-    setBody(message, platform().system->fromAnsi(bytesOf(source.get())), true);
-  }
+  copyBody(Message.QueueMessage(), message, form());
   send(message);
 }
 
@@ -202,17 +146,35 @@ void MSMQQueue::send(const Ref<IMSMQMessage>& message) {
   call<&IMSMQMessage::put_Delivery>(message, MQMSG_DELIVERY_RECOVERABLE);
   const auto queue = SendQueue();
   IDispatch* const destination = queue.get();
-  if (!isTransactional(queue)) {
-    Variant omitted = Variant::omitted();
-    call<&IMSMQMessage::raw_Send>(message, destination, omitted);
-  } else if (!transaction_) {
-    Variant single(std::int32_t{MQ_SINGLE_MESSAGE});
-    call<&IMSMQMessage::raw_Send>(message, destination, single);
-  } else {
+  withTransaction(isTransactional(queue), MQ_SINGLE_MESSAGE, [&](Variant& transaction) {
+    call<&IMSMQMessage::raw_Send>(message, destination, transaction);
+  });
+}
+
+// The open transaction goes by reference: what the call leaves in the argument is the transaction from then
+// on.
+void MSMQQueue::withTransaction(bool isTransactional, std::int32_t withoutOne,
+                                const std::function<void(Variant& transaction)>& run) {
+  if (isTransactional && transaction_) {
     TransactionByReference transaction(transaction_);
-    call<&IMSMQMessage::raw_Send>(message, destination, transaction.argument());
+    run(transaction.argument());
     transaction.takeBack();
+  } else {
+    Variant none = isTransactional ? Variant(withoutOne) : Variant::omitted();
+    run(none);
   }
+}
+
+Ref<IMSMQMessage> MSMQQueue::receiveCurrent(const Ref<IMSMQQueue>& queue, bool isTransactional,
+                                            std::int32_t withoutOne, Variant timeout) {
+  Variant wantDestinationQueue(false);
+  Variant wantBody(false);
+  Ref<IMSMQMessage> message;
+  withTransaction(isTransactional, withoutOne, [&](Variant& transaction) {
+    message =
+        call<&IMSMQQueue::raw_ReceiveCurrent>(queue, transaction, wantDestinationQueue, wantBody, timeout);
+  });
+  return message;
 }
 
 Ref<MSMQMessage> MSMQQueue::ReceiveNext() { throw Error(100, u"CorvaneQueue.MSMQQueue", u"Not implemented"); }
@@ -291,10 +253,10 @@ void MSMQQueue::receiveOnArrival(Ref<IDispatch> queue) {
     Variant byReference;
     byReference.address()->vt = VT_I4 | VT_BYREF;
     byReference.address()->plVal = &timeout;
-    TransactionByReference transaction(transaction_);
-    answer = lateBoundInvoke(queue.get(), u"Receive",
-                             std::array{transaction.argument(), omitted, omitted, byReference});
-    transaction.takeBack();
+    withTransaction(true, MQ_NO_TRANSACTION, [&](Variant& transaction) {
+      answer =
+          lateBoundInvoke(queue.get(), u"Receive", std::array{transaction, omitted, omitted, byReference});
+    });
   } else {
     answer = lateBoundInvoke(queue.get(), u"Peek", std::array{omitted, omitted, Variant(arrivalTimeout)});
   }
@@ -357,20 +319,7 @@ void MSMQQueue::AcknowledgeMessage(const MSMQMessage& Message) {
   const auto queue = RecvQueue();
   call<&IMSMQQueue::raw_Reset>(queue);
   if (!moveOnto(queue, Message)) return;
-  Variant omitted = Variant::omitted();
-  Variant wantDestinationQueue(false);
-  Variant wantBody(false);
-  if (!isTransactional(queue)) {
-    call<&IMSMQQueue::raw_ReceiveCurrent>(queue, omitted, wantDestinationQueue, wantBody, omitted);
-  } else if (!transaction_) {
-    Variant none(std::int32_t{MQ_NO_TRANSACTION});
-    call<&IMSMQQueue::raw_ReceiveCurrent>(queue, none, wantDestinationQueue, wantBody, omitted);
-  } else {
-    TransactionByReference transaction(transaction_);
-    call<&IMSMQQueue::raw_ReceiveCurrent>(queue, transaction.argument(), wantDestinationQueue, wantBody,
-                                          omitted);
-    transaction.takeBack();
-  }
+  receiveCurrent(queue, isTransactional(queue), MQ_NO_TRANSACTION, Variant::omitted());
 }
 
 }  // namespace CorvaneQueue

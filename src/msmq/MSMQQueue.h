@@ -4,6 +4,7 @@
 #include "ConnectionPoint.h"
 #include "ErrorReports.h"
 #include "IQueue.h"
+#include "MessageBody.h"
 #include "MSMQJournal.h"
 #include "MSMQQueueInterface.h"
 #include "QueueForm.h"
@@ -127,7 +128,13 @@ class MSMQQueue final : public Object<MSMQQueue, QueueForm<MSMQQueue>, IQueueFor
   // The cursor of the handle, onto the message with the same identifier text; false when it is not there.
   bool moveOnto(const Ref<IMSMQQueue>& queue, const MSMQMessage& Message);
   void updateAndRefresh();
-  void setBody(const Ref<IMSMQMessage>& message, const Variant& text, bool isCompressed);
+  BodyForm form() { return {compressMessages_, name_, errors_}; }
+  // Runs a call with its transaction argument: the open transaction; without one `withoutOne` where the queue
+  // is transactional, and nothing where it is not.
+  void withTransaction(bool isTransactional, std::int32_t withoutOne,
+                       const std::function<void(Variant& transaction)>& run);
+  Ref<IMSMQMessage> receiveCurrent(const Ref<IMSMQQueue>& queue, bool isTransactional,
+                                   std::int32_t withoutOne, Variant timeout);
   void send(const Ref<IMSMQMessage>& message);
   // The notification of Message Queuing. Reports its errors and raises none.
   void arrived(const VARIANT& objQueue);
