@@ -14,8 +14,8 @@ struct Number {
   std::optional<std::int64_t> whole;
   bool isHexadecimal = false;
 };
-// Blanks around, one sign before or behind or parentheses for a negative, "$", thousands separators in the whole
-// part, a fraction, an exponent; "&H" and "&O" for other bases. Throws 13 or 6.
+// Blanks around, one sign before or behind or parentheses for a negative, "$", thousands separators in the
+// whole part, a fraction, an exponent; "&H" and "&O" for other bases. Throws 13 or 6.
 Number numberIn(std::u16string_view text);
 // Halves to the even neighbour. Throws 6.
 std::int64_t roundedWhole(double value);

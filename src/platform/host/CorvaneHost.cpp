@@ -7,7 +7,7 @@ namespace CorvaneQueue::platform_layer {
 
 namespace {
 
-Variant valueOr(std::unique_ptr<Variant> found, const Variant& byDefault) {
+Variant valueOr(std::optional<Variant> found, const Variant& byDefault) {
   return found ? std::move(*found) : byDefault;
 }
 

@@ -12,7 +12,7 @@ class InstallationFile {
  public:
   explicit InstallationFile(const char* name) noexcept : name_(name) {}
   std::shared_ptr<const TomlFile::Content> content() { return file_.content(path()); }
-  std::unique_ptr<Variant> read(const TomlFile::Address& address) { return file_.read(path(), address); }
+  std::optional<Variant> read(const TomlFile::Address& address) { return file_.read(path(), address); }
   void write(const TomlFile::Address& address, const Variant& value) { file_.write(path(), address, value); }
   void write(std::span<const TomlFile::Setting> settings) { file_.write(path(), settings); }
   void remove(std::span<const TomlFile::Address> addresses) { file_.remove(path(), addresses); }

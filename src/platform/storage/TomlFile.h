@@ -2,19 +2,16 @@
 #pragma once
 
 #include "Files.h"
-
-#include <CorvaneQueue/Variant.h>
+#include "TomlText.h"
 
 #include <chrono>
 #include <filesystem>
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <span>
 #include <string>
-#include <string_view>
-#include <unordered_map>
-#include <vector>
 
 #include <sys/stat.h>
 
@@ -24,24 +21,23 @@ namespace CorvaneQueue::platform_layer {
 // again only when it has changed. Names compare without regard to letter case.
 class TomlFile {
  public:
-  // The names of the tables from the outermost, then the key: {a, b, key} is `key` in `[a.b]`.
-  using Address = std::vector<std::u16string_view>;
+  using Address = TomlAddress;
 
   // What a file holds at one moment.
   class Content {
    public:
     // The value, or nothing when it is not set.
-    std::unique_ptr<Variant> at(const Address& address) const;
+    std::optional<Variant> at(const Address& address) const;
 
    private:
     friend class TomlFile;
-    std::unordered_map<std::u16string, Variant> values_;
+    TomlValues values_;
   };
   // The same object as long as the file does not change. Throws an Error that names file and line when the
   // file does not parse or nests tables more than 256 deep, and one that names the file when it is larger
   // than 16 MiB. A file that is not there is empty.
   std::shared_ptr<const Content> content(const std::string& file);
-  std::unique_ptr<Variant> read(const std::string& file, const Address& address) {
+  std::optional<Variant> read(const std::string& file, const Address& address) {
     return content(file)->at(address);
   }
   struct Setting {
