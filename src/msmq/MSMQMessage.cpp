@@ -1,18 +1,9 @@
 #include "MSMQMessage.h"
 
+#include "MessageSearch.h"
 #include "QueueCalls.h"
 
-#include <algorithm>
-
 namespace CorvaneQueue {
-
-namespace {
-bool isSame(const Ref<IMSMQMessage>& left, const Ref<IMSMQMessage>& right) {
-  const Variant leftId = call<&IMSMQMessage::get_Id>(left);
-  const Variant rightId = call<&IMSMQMessage::get_Id>(right);
-  return std::ranges::equal(bytesOf(leftId.get()), bytesOf(rightId.get()));
-}
-}  // namespace
 
 String MSMQMessage::ID() const { return utility_->IDToString(call<&IMSMQMessage::get_Id>(message_).get()); }
 std::int32_t MSMQMessage::AppSpecific() const { return call<&IMSMQMessage::get_AppSpecific>(message_); }
@@ -28,20 +19,11 @@ std::int32_t MSMQMessage::TimeToAcknowledge() const {
   return call<&IMSMQMessage::get_MaxTimeToReceive>(message_);
 }
 
-bool MSMQMessage::moveOntoMessage() {
-  if (const auto seek = tryQuery<IMSMQQueueSeek>(handle_.get()))
-    return call<&IMSMQQueueSeek::raw_SeekMessage>(seek, message_);
-  auto found = peek<&IMSMQQueue::raw_PeekCurrent>(handle_, false, false, arrivalTimeout);
-  while (found && !isSame(found, message_))
-    found = peek<&IMSMQQueue::raw_PeekNext>(handle_, false, false, arrivalTimeout);
-  return found != nullptr;
-}
-
 void MSMQMessage::LoadBody() {
   if (isBodyLoaded_) return;
   if (!handle_) handle_ = utility_->OpenQueue(name_, MQ_PEEK_ACCESS, isJournal_);
   call<&IMSMQQueue::raw_Reset>(handle_);
-  if (!moveOntoMessage()) return;
+  if (!moveOnto(handle_, message_)) return;
   message_ = peek<&IMSMQQueue::raw_PeekCurrent>(handle_, false, true, arrivalTimeout);
   isBodyLoaded_ = true;
 }

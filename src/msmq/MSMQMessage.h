@@ -38,8 +38,6 @@ class MSMQMessage final : public Object<MSMQMessage, MessageForm<MSMQMessage>, I
   void LoadBody();
 
  private:
-  // The cursor of the handle; false when the message is no longer there.
-  bool moveOntoMessage();
   Ref<MSMQUtility> utility_;
   Ref<IMSMQMessage> message_;
   String name_;

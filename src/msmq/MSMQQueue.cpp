@@ -2,6 +2,7 @@
 
 #include "LateBound.h"
 #include "MessageBody.h"
+#include "MessageSearch.h"
 #include "Platform.h"
 #include "QueueCalls.h"
 #include "Text.h"
@@ -57,8 +58,6 @@ void MSMQQueue::bind(const String& name, bool isJournal) {
   isInitialized_ = true;
 }
 
-// ---- Handles and settings
-
 const Ref<IMSMQQueue>& MSMQQueue::SendQueue() {
   if (!sendHandle_) sendHandle_ = utility_->OpenQueue(name_, MQ_SEND_ACCESS, isJournal_);
   return sendHandle_;
@@ -68,45 +67,36 @@ const Ref<IMSMQQueue>& MSMQQueue::RecvQueue() {
   return receiveHandle_;
 }
 
-bool MSMQQueue::isTransactional(const Ref<IMSMQQueue>& handle) {
-  return call<&IMSMQQueueInfo::get_IsTransactional>(call<&IMSMQQueue::get_QueueInfo>(handle));
-}
-
 // Stores what was changed, and lets the receive handle know.
 void MSMQQueue::updateAndRefresh() {
-  call<&IMSMQQueueInfo::raw_Update>(call<&IMSMQQueue::get_QueueInfo>(SendQueue()));
-  call<&IMSMQQueueInfo::raw_Refresh>(call<&IMSMQQueue::get_QueueInfo>(RecvQueue()));
+  call<&IMSMQQueueInfo::raw_Update>(infoOf(SendQueue()));
+  call<&IMSMQQueueInfo::raw_Refresh>(infoOf(RecvQueue()));
 }
 
-std::int32_t MSMQQueue::Quota() {
-  return call<&IMSMQQueueInfo::get_Quota>(call<&IMSMQQueue::get_QueueInfo>(SendQueue()));
-}
+std::int32_t MSMQQueue::Quota() { return call<&IMSMQQueueInfo::get_Quota>(infoOf(SendQueue())); }
 void MSMQQueue::Quota_Let(std::int32_t value) {
-  call<&IMSMQQueueInfo::put_Quota>(call<&IMSMQQueue::get_QueueInfo>(SendQueue()), value);
+  call<&IMSMQQueueInfo::put_Quota>(infoOf(SendQueue()), value);
   updateAndRefresh();
 }
 
 bool MSMQQueue::JournalEnabled() {
-  return call<&IMSMQQueueInfo::get_Journal>(call<&IMSMQQueue::get_QueueInfo>(SendQueue())) == MQ_JOURNAL;
+  return call<&IMSMQQueueInfo::get_Journal>(infoOf(SendQueue())) == MQ_JOURNAL;
 }
 void MSMQQueue::JournalEnabled_Let(bool value) {
-  call<&IMSMQQueueInfo::put_Journal>(call<&IMSMQQueue::get_QueueInfo>(SendQueue()),
-                                     value ? MQ_JOURNAL : MQ_JOURNAL_NONE);
+  call<&IMSMQQueueInfo::put_Journal>(infoOf(SendQueue()), value ? MQ_JOURNAL : MQ_JOURNAL_NONE);
   updateAndRefresh();
 }
 
 std::int32_t MSMQQueue::JournalQuota() {
-  return call<&IMSMQQueueInfo::get_JournalQuota>(call<&IMSMQQueue::get_QueueInfo>(SendQueue()));
+  return call<&IMSMQQueueInfo::get_JournalQuota>(infoOf(SendQueue()));
 }
 void MSMQQueue::JournalQuota_Let(std::int32_t value) {
-  const auto info = call<&IMSMQQueue::get_QueueInfo>(SendQueue());
+  const auto info = infoOf(SendQueue());
   const LONG held = call<&IMSMQQueueInfo::get_Journal>(info);
   call<&IMSMQQueueInfo::put_JournalQuota>(info, value);
   call<&IMSMQQueueInfo::put_Journal>(info, held);
   updateAndRefresh();
 }
-
-// ---- Messages
 
 bool MSMQQueue::IsEmpty() {
   call<&IMSMQQueue::raw_Reset>(RecvQueue());
@@ -153,31 +143,29 @@ void MSMQQueue::send(const Ref<IMSMQMessage>& message) {
 
 // The open transaction goes by reference: what the call leaves in the argument is the transaction from then
 // on.
-void MSMQQueue::withTransaction(bool isTransactional, std::int32_t withoutOne,
+void MSMQQueue::withTransaction(bool acceptsOne, std::int32_t withoutOne,
                                 const std::function<void(Variant& transaction)>& run) {
-  if (isTransactional && transaction_) {
+  if (acceptsOne && transaction_) {
     TransactionByReference transaction(transaction_);
     run(transaction.argument());
     transaction.takeBack();
   } else {
-    Variant none = isTransactional ? Variant(withoutOne) : Variant::omitted();
+    Variant none = acceptsOne ? Variant(withoutOne) : Variant::omitted();
     run(none);
   }
 }
 
-Ref<IMSMQMessage> MSMQQueue::receiveCurrent(const Ref<IMSMQQueue>& queue, bool isTransactional,
+Ref<IMSMQMessage> MSMQQueue::receiveCurrent(const Ref<IMSMQQueue>& queue, bool acceptsOne,
                                             std::int32_t withoutOne, Variant timeout) {
   Variant wantDestinationQueue(false);
   Variant wantBody(false);
   Ref<IMSMQMessage> message;
-  withTransaction(isTransactional, withoutOne, [&](Variant& transaction) {
+  withTransaction(acceptsOne, withoutOne, [&](Variant& transaction) {
     message =
         call<&IMSMQQueue::raw_ReceiveCurrent>(queue, transaction, wantDestinationQueue, wantBody, timeout);
   });
   return message;
 }
-
-Ref<MSMQMessage> MSMQQueue::ReceiveNext() { throw Error(100, u"CorvaneQueue.MSMQQueue", u"Not implemented"); }
 
 // ---- Transactions
 
@@ -302,23 +290,10 @@ void MSMQQueue::AcknowledgeDocument() {
   call<&IMSMQQueue::raw_EnableNotification>(queue, event_, omitted, omitted);
 }
 
-bool MSMQQueue::moveOnto(const Ref<IMSMQQueue>& queue, const MSMQMessage& Message) {
-  if (const auto seek = tryQuery<IMSMQQueueSeek>(queue.get()))
-    return call<&IMSMQQueueSeek::raw_SeekNumber>(seek, toInt32(Variant(Message.ID()).get()));
-  const auto isMeant = [&](const Ref<IMSMQMessage>& peeked) {
-    return utility_->IDToString(call<&IMSMQMessage::get_Id>(peeked).get()) == Message.ID();
-  };
-  auto peeked =
-      peek<&IMSMQQueue::raw_PeekCurrent>(queue, Variant::omitted(), Variant::omitted(), arrivalTimeout);
-  while (peeked && !isMeant(peeked))
-    peeked = peek<&IMSMQQueue::raw_PeekNext>(queue, Variant::omitted(), Variant::omitted(), arrivalTimeout);
-  return peeked != nullptr;
-}
-
 void MSMQQueue::AcknowledgeMessage(const MSMQMessage& Message) {
   const auto queue = RecvQueue();
   call<&IMSMQQueue::raw_Reset>(queue);
-  if (!moveOnto(queue, Message)) return;
+  if (!moveOnto(queue, *utility_, Message.ID())) return;
   receiveCurrent(queue, isTransactional(queue), MQ_NO_TRANSACTION, Variant::omitted());
 }
 

@@ -88,7 +88,7 @@ class MSMQQueue final : public Object<MSMQQueue, QueueForm<MSMQQueue>, IQueueFor
   void Commit();
   void Abort();
   // Not served: error 100 "Not implemented".
-  Ref<MSMQMessage> ReceiveNext();
+  Ref<MSMQMessage> ReceiveNext() { throw Error(100, u"CorvaneQueue.MSMQQueue", u"Not implemented"); }
 
   // For the classes of this folder.
   bool IsJournal() const noexcept { return isJournal_; }
@@ -124,14 +124,11 @@ class MSMQQueue final : public Object<MSMQQueue, QueueForm<MSMQQueue>, IQueueFor
 
  private:
   void bind(const String& name, bool isJournal);
-  static bool isTransactional(const Ref<IMSMQQueue>& handle);
-  // The cursor of the handle, onto the message with the same identifier text; false when it is not there.
-  bool moveOnto(const Ref<IMSMQQueue>& queue, const MSMQMessage& Message);
   void updateAndRefresh();
   BodyForm form() { return {compressMessages_, name_, errors_}; }
   // Runs a call with its transaction argument: the open transaction; without one `withoutOne` where the queue
   // is transactional, and nothing where it is not.
-  void withTransaction(bool isTransactional, std::int32_t withoutOne,
+  void withTransaction(bool acceptsOne, std::int32_t withoutOne,
                        const std::function<void(Variant& transaction)>& run);
   Ref<IMSMQMessage> receiveCurrent(const Ref<IMSMQQueue>& queue, bool isTransactional,
                                    std::int32_t withoutOne, Variant timeout);

@@ -15,6 +15,14 @@ Ref<IMSMQMessage> peek(const Ref<IMSMQQueue>& queue, Variant wantDestinationQueu
   return call<Member>(queue, wantDestinationQueue, wantBody, timeout);
 }
 
+inline Ref<IMSMQQueueInfo> infoOf(const Ref<IMSMQQueue>& queue) {
+  return call<&IMSMQQueue::get_QueueInfo>(queue);
+}
+
+inline bool isTransactional(const Ref<IMSMQQueue>& queue) {
+  return call<&IMSMQQueueInfo::get_IsTransactional>(infoOf(queue));
+}
+
 // The object that a variant holds or refers to, null for none. Throws 13 for anything else.
 inline IUnknown* objectIn(const VARIANT& value) {
   IUnknown* object = nullptr;

@@ -2,39 +2,13 @@
 // fails, and prints its results.
 #pragma once
 
-#include <CorvaneQueue/CorvaneQueue.h>
-#include <CorvaneQueue/findMessage.h>
+#include "Lookups.h"
+
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 namespace corvaneq {
-
-// A queue or a document that was named is not there.
-class NotThere : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
-// The operator said no.
-class Declined : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
-
-[[noreturn]] void refuse(const std::string& what);
-// A text from the command line; `what` names it in the error for one that is not UTF-8.
-CorvaneQueue::String argument(const char* what, const std::string& text);
-// The store is not the database store; one that is neither fails at the first use of a queue.
-bool usesMessageQueuing();
-// Whether the queue is there. Throws when that cannot be told.
-bool isThere(const std::string& queue);
-// Throws NotThere.
-void mustBeThere(const std::string& queue);
-// A queue to send to and receive from, there already or not.
-CorvaneQueue::Queue openQueue(const std::string& name);
-// A queue as the list of queues has it, with its messages and its journal. Throws NotThere.
-CorvaneQueue::Queue listedQueue(const std::string& name);
 
 struct RoutingOptions {
   std::string msgType;
@@ -54,7 +28,6 @@ struct ReceiveOptions {
 int receive(const std::string& queue, const ReceiveOptions& options);
 void acknowledge(const std::string& queue, const std::string& identifier);
 
-using CorvaneQueue::Among;
 void listMessages(const std::string& queue, Among among);
 void show(const std::string& queue, const std::string& identifier, Among among);
 // The named documents, or all when none is named; all of them or none.

@@ -6,19 +6,9 @@
 #include "Text.h"
 
 #include <CorvaneQueue/MessageQueuing.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace CorvaneQueue::platform_layer {
-
-namespace {
-
-const std::filesystem::path& made(const std::filesystem::path& directory) {
-  makeDirectory(directory);
-  return directory;
-}
-
-}  // namespace
 
 std::shared_ptr<QueueService> QueueService::current() {
   static Lasting<PerThread<std::weak_ptr<QueueService>>> services;
@@ -33,13 +23,13 @@ std::shared_ptr<QueueService> QueueService::current() {
 
 QueueService::QueueService(std::filesystem::path installation)
     : installation_(std::move(installation)),
-      storage_(made(installation_ / "msmq" / "storage")),
+      storage_(makeDirectory(installation_ / "msmq" / "storage")),
       process_(::getpid()),
       files_(storage_),
       counts_(storage_ / "generation"),
       reader_(storage_ / "messages.locks", counts_),
       ownLocks_(storage_ / "messages.locks"),
-      signals_(made(storage_ / "signals")) {
+      signals_(makeDirectory(storage_ / "signals")) {
   if (::stat(storage_.c_str(), &opened_) != 0) throwSystemError(u"Opening", storage_);
   try {
     prepare();
@@ -49,7 +39,7 @@ QueueService::QueueService(std::filesystem::path installation)
 }
 
 void QueueService::prepare() {
-  made(storage_ / "lqs");
+  makeDirectory(storage_ / "lqs");
   recordCodePage(installation_);
   // A process may die between the store and the files that tell of it.
   if (!files_.areThoseOf(store().queues().all()))

@@ -1,7 +1,7 @@
 #include "TomlText.h"
 
-#include "Text.h"
 #include "Files.h"
+#include "Text.h"
 #include "TomlNesting.h"
 
 #include <algorithm>
@@ -40,8 +40,7 @@ std::optional<Variant> valueOf(const toml::node& node) {
   if (const auto* text = node.as_string()) return Variant(fromUtf8(text->get()));
   if (const auto* number = node.as_integer()) {
     const std::int64_t value = number->get();
-    if (value >= INT32_MIN && value <= INT32_MAX)
-      return Variant(static_cast<std::int32_t>(value));
+    if (value >= INT32_MIN && value <= INT32_MAX) return Variant(static_cast<std::int32_t>(value));
     return Variant(value);
   }
   if (const auto* real = node.as_floating_point()) return Variant(real->get());
@@ -208,8 +207,8 @@ TomlValues valuesIn(std::string_view content, const std::filesystem::path& file)
   return values;
 }
 
-std::string withValue(const std::string& content, const std::filesystem::path& file, const TomlAddress& address,
-                      const Variant& value) {
+std::string withValue(const std::string& content, const std::filesystem::path& file,
+                      const TomlAddress& address, const Variant& value) {
   toml::table root = parsed(content, file);
   std::string changed = edited(content, root, address, value);
   // What was written must read back, whatever shape the file had.
@@ -223,8 +222,8 @@ std::string withValue(const std::string& content, const std::filesystem::path& f
   if (!readsBack())
     throw Error(E_FAIL, {},
                 u"The setting could not be written into \"" + shownPath(file) +
-                    u"\": write the table as \"[" +
-                    std::u16string(fromUtf8(headerText(address)).view()) + u"]\".");
+                    u"\": write the table as \"[" + std::u16string(fromUtf8(headerText(address)).view()) +
+                    u"]\".");
   return changed;
 }
 
@@ -260,9 +259,8 @@ std::string withoutValue(const std::string& content, const std::filesystem::path
   if (!isAsWanted())
     throw Error(E_FAIL, {},
                 u"The value \"" + std::u16string(address.back()) + u"\" of [" +
-                    std::u16string(fromUtf8(headerText(address)).view()) +
-                    u"] could not be removed from \"" + shownPath(file) +
-                    u"\": write it on a line of its own. Nothing was changed.");
+                    std::u16string(fromUtf8(headerText(address)).view()) + u"] could not be removed from \"" +
+                    shownPath(file) + u"\": write it on a line of its own. Nothing was changed.");
   return shortened;
 }
 

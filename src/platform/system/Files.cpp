@@ -47,10 +47,10 @@ void syncDirectory(const std::filesystem::path& directory) {
 
 }  // namespace
 
-void makeDirectory(const std::filesystem::path& directory) {
+const std::filesystem::path& makeDirectory(const std::filesystem::path& directory) {
   struct stat status {};
   if (::stat(directory.c_str(), &status) == 0) {
-    if (S_ISDIR(status.st_mode)) return;
+    if (S_ISDIR(status.st_mode)) return directory;
     errno = ENOTDIR;
     throwSystemError(u"Using the directory", directory);
   }
@@ -60,6 +60,7 @@ void makeDirectory(const std::filesystem::path& directory) {
     throwSystemError(u"Creating the directory", directory);
   ::chmod(directory.c_str(), 0700);  // an umask may have taken the owner's rights
   syncDirectory(above);
+  return directory;
 }
 
 namespace {

@@ -16,8 +16,8 @@ namespace CorvaneQueue::platform_layer {
 const std::filesystem::path& installationDirectory();
 
 // Makes the directory and those above it that are missing, for their owner alone; durable. Throws an Error
-// that names the directory.
-void makeDirectory(const std::filesystem::path& directory);
+// that names the directory, else returns it.
+const std::filesystem::path& makeDirectory(const std::filesystem::path& directory);
 
 // An open file that closes itself.
 class FileDescriptor {
