@@ -293,7 +293,7 @@ void MSMQQueue::AcknowledgeDocument() {
 void MSMQQueue::AcknowledgeMessage(const MSMQMessage& Message) {
   const auto queue = RecvQueue();
   call<&IMSMQQueue::raw_Reset>(queue);
-  if (!moveOnto(queue, *utility_, Message.ID())) return;
+  if (!moveOnto(queue, *utility_, Message)) return;
   receiveCurrent(queue, isTransactional(queue), MQ_NO_TRANSACTION, Variant::omitted());
 }
 

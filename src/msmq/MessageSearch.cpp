@@ -33,11 +33,11 @@ bool moveOnto(const Ref<IMSMQQueue>& handle, const Ref<IMSMQMessage>& message) {
                    [&](const auto& peeked) { return isSame(peeked, message); });
 }
 
-bool moveOnto(const Ref<IMSMQQueue>& handle, MSMQUtility& utility, const String& identifier) {
+bool moveOnto(const Ref<IMSMQQueue>& handle, MSMQUtility& utility, const MSMQMessage& message) {
   if (const auto seek = tryQuery<IMSMQQueueSeek>(handle.get()))
-    return call<&IMSMQQueueSeek::raw_SeekNumber>(seek, toInt32(Variant(identifier).get()));
+    return call<&IMSMQQueueSeek::raw_SeekNumber>(seek, toInt32(Variant(message.ID()).get()));
   return peekUntil(handle, Variant::omitted(), Variant::omitted(), [&](const auto& peeked) {
-    return utility.IDToString(call<&IMSMQMessage::get_Id>(peeked).get()) == identifier;
+    return utility.IDToString(call<&IMSMQMessage::get_Id>(peeked).get()) == message.ID();
   });
 }
 

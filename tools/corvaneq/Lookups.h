@@ -40,7 +40,7 @@ using CorvaneQueue::Among;
 CorvaneQueue::Messages messagesOf(const CorvaneQueue::Queue& queue, Among among);
 // By identifier. Throws NotThere.
 CorvaneQueue::Message find(const std::string& queue, const std::string& identifier, Among among);
-std::vector<CorvaneQueue::Message> findAll(const std::string& queue, const std::vector<std::string>& identifiers,
-                                           Among among);
+std::vector<CorvaneQueue::Message> findAll(const std::string& queue,
+                                           const std::vector<std::string>& identifiers, Among among);
 
 }  // namespace corvaneq
