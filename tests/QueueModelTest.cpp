@@ -4,343 +4,330 @@
 #include "Installation.h"
 #include "Queuing.h"
 
+#include <algorithm>
+#include <array>
 #include <deque>
+#include <numeric>
 #include <random>
 
 namespace {
 
 using namespace queuing;
 
-struct ModelMessage {
-  long place;  // in its box; grows with arrival
-  std::string body;
-  int holder;  // transaction, -1 for nobody
-};
-struct ModelBox {
-  std::deque<ModelMessage> messages;
-  std::size_t bytes() const {
-    std::size_t sum = 0;
-    for (const auto& message : messages) sum += message.body.size();
-    return sum;
-  }
-  const ModelMessage* visibleBehind(long place) const {
-    for (const auto& message : messages)
-      if (message.place > place && message.holder < 0) return &message;
-    return nullptr;
-  }
-  const ModelMessage* visibleAt(long place) const {
-    for (const auto& message : messages)
-      if (message.place == place && message.holder < 0) return &message;
-    return nullptr;
-  }
-};
-struct ModelQueue {
-  bool isTransactional = false;
-  bool keepsJournal = false;
-  long quota = -1;
-  long journalQuota = -1;
-  ModelBox boxes[2];  // waiting, journal
-  long lastPlace = 0;
+constexpr unsigned queueCount = 2;   // the first one is transactional
+constexpr unsigned handleCount = 6;  // two of each queue, one of each journal
+constexpr unsigned transactionCount = 2;
+constexpr unsigned single = transactionCount;  // instead of a transaction: this message alone
+constexpr unsigned none = single + 1;          // or no transaction
 
-  bool fits(std::size_t more) const {
-    return quota < 0 || boxes[0].bytes() + more <= static_cast<std::size_t>(quota) * 1024;
+// Members answer as those of the service, or throw an error of the same number.
+class Model {
+ public:
+  Model() {
+    queues_[0].isTransactional = true;
+    for (unsigned i = 0; i < handleCount; ++i) handles_[i] = {i % queueCount, i / queueCount / 2};
   }
-  void put(const std::string& body) { boxes[0].messages.push_back({++lastPlace, body, -1}); }
-  void take(int box, long place) {
-    auto& messages = boxes[box].messages;
-    for (auto at = messages.begin(); at != messages.end(); ++at) {
-      if (at->place != place) continue;
-      ModelMessage taken = *at;
-      messages.erase(at);
-      if (box == 0 && keepsJournal) boxes[1].messages.push_back({++lastPlace, taken.body, -1});
-      break;
+  void send(unsigned queue, const std::string& body, unsigned transaction) {
+    Queue& to = queues_[queue];
+    if (to.isTransactional != (transaction != none)) refuse(MQ_ERROR_TRANSACTION_USAGE);
+    if (transaction >= transactionCount) return to.put(body);
+    auto& sent = transactions_[transaction].sent;
+    std::size_t size = body.size();
+    for (const auto& [other, kept] : sent) size += other == queue ? kept.size() : 0;
+    to.admit(size);
+    sent.emplace_back(queue, body);
+  }
+  std::string receive(unsigned which, bool isAtCursor, unsigned transaction) {
+    Handle& handle = handles_[which];
+    if (transaction != none && !queues_[handle.queue].isTransactional) refuse(MQ_ERROR_TRANSACTION_USAGE);
+    Message* const found = isAtCursor ? current(handle) : box(handle).visibleBehind(0);
+    if (found == nullptr) return "(none)";
+    const Message message = *found;
+    if (isAtCursor) handle.state = Handle::Behind, handle.place = message.place;
+    if (transaction == none) {
+      queues_[handle.queue].take(handle.box, message.place);
+    } else {
+      found->holder = transaction;
+      transactions_[transaction].taken.push_back({handle.queue, handle.box, message.place});
     }
-    trim();
+    return message.body;
   }
-  void trim() {
-    while (journalQuota >= 0 && boxes[1].bytes() > static_cast<std::size_t>(journalQuota) * 1024)
-      boxes[1].messages.pop_front();
+  void reset(unsigned which) {
+    handles_[which].state = Handle::BeforeFirst;
+    handles_[which].place = 0;
   }
-};
-struct ModelTransaction {
-  bool isOpen = false;
+  std::string peek(unsigned which) {
+    const Message* const first = box(handles_[which]).visibleBehind(0);
+    return first == nullptr ? "(none)" : first->body;
+  }
+  std::string peekCurrent(unsigned which) { return standOn(handles_[which], current(handles_[which])); }
+  std::string peekNext(unsigned which) {
+    Handle& handle = handles_[which];
+    if (handle.state == Handle::BeforeFirst) refuse(MQ_ERROR_ILLEGAL_CURSOR_ACTION);
+    const Message* next = box(handle).visibleBehind(handle.place);
+    if (handle.state == Handle::Behind && next != nullptr) next = box(handle).visibleBehind(next->place);
+    return standOn(handle, next);
+  }
+  bool isOpen(unsigned transaction) const { return transactions_[transaction].isOpen; }
+  void begin(unsigned transaction) { transactions_[transaction].isOpen = true; }
+  void commit(unsigned which) {
+    auto after = queues_;
+    for (const auto& [queue, box, place] : transactions_[which].taken) after[queue].take(box, place);
+    for (const auto& [queue, body] : transactions_[which].sent) after[queue].put(body);
+    queues_ = after;
+    transactions_[which] = {};
+  }
+  void abort(unsigned which) {
+    for (const auto& [queue, box, place] : transactions_[which].taken)
+      for (Message& message : queues_[queue].boxes[box].messages)
+        if (message.place == place) message.holder = none;
+    transactions_[which] = {};
+  }
+  void set(unsigned queue, bool keepsJournal, LONG quota, LONG journalQuota) {
+    queues_[queue].keepsJournal = keepsJournal;
+    queues_[queue].quota = quota;
+    queues_[queue].journalQuota = journalQuota;
+    queues_[queue].trim();
+  }
+  std::vector<std::string> visible(unsigned queue, unsigned box) const {
+    std::vector<std::string> bodies;
+    for (const Message& message : queues_[queue].boxes[box].messages)
+      if (message.holder == none) bodies.push_back(message.body);
+    return bodies;
+  }
+
+ private:
+  struct Message {
+    long place;  // in its box; grows with arrival
+    std::string body;
+    unsigned holder = none;  // transaction
+  };
+  struct Box {
+    std::deque<Message> messages;
+    bool holdsMoreThan(LONG quota, std::size_t more = 0) const {
+      for (const Message& message : messages) more += message.body.size();
+      return quota >= 0 && more > static_cast<std::size_t>(quota) * 1024;
+    }
+    Message* visibleBehind(long place) {
+      for (Message& message : messages)
+        if (message.place > place && message.holder == none) return &message;
+      return nullptr;
+    }
+  };
+  struct Queue {
+    bool isTransactional = false;
+    bool keepsJournal = false;
+    LONG quota = -1;
+    LONG journalQuota = -1;
+    std::array<Box, 2> boxes;  // waiting, journal
+    long lastPlace = 0;
+
+    void admit(std::size_t size) const {
+      if (boxes[0].holdsMoreThan(quota, size)) refuse(MQ_ERROR_INSUFFICIENT_RESOURCES);
+    }
+    void put(const std::string& body) {
+      admit(body.size());
+      boxes[0].messages.push_back({++lastPlace, body});
+    }
+    void take(unsigned box, long place) {
+      auto& messages = boxes[box].messages;
+      const auto taken = std::ranges::find(messages, place, &Message::place);
+      if (taken == messages.end()) return;  // trimmed meanwhile
+      if (box == 0 && keepsJournal) boxes[1].messages.push_back({++lastPlace, taken->body});
+      messages.erase(taken);
+      trim();
+    }
+    void trim() {
+      while (boxes[1].holdsMoreThan(journalQuota)) boxes[1].messages.pop_front();
+    }
+  };
   struct Taken {
-    int queue, box;
+    unsigned queue, box;
     long place;
   };
-  std::vector<Taken> taken;
-  std::vector<std::pair<int, std::string>> sent;
-};
-struct ModelHandle {
-  int queue, box;
-  enum class State { BeforeFirst, On, Behind } state = State::BeforeFirst;
-  long place = 0;
-};
+  struct Transaction {
+    bool isOpen = false;
+    std::vector<Taken> taken;
+    std::vector<std::pair<unsigned, std::string>> sent;
+  };
+  struct Handle {
+    unsigned queue, box;
+    enum { BeforeFirst, On, Behind } state = BeforeFirst;
+    long place = 0;
+  };
 
-constexpr int queueCount = 2;
-constexpr int handleCount = 6;  // two of each queue, one of each journal
-constexpr int transactionCount = 2;
+  [[noreturn]] static void refuse(HRESULT number) { throw Error(number, u"", u""); }
+  Box& box(const Handle& handle) { return queues_[handle.queue].boxes[handle.box]; }
+  Message* current(const Handle& handle) {
+    if (handle.state != Handle::On) return box(handle).visibleBehind(handle.place);
+    Message* const found = box(handle).visibleBehind(handle.place - 1);
+    if (found == nullptr || found->place != handle.place) refuse(MQ_ERROR_MESSAGE_ALREADY_RECEIVED);
+    return found;
+  }
+  static std::string standOn(Handle& handle, const Message* message) {
+    if (message == nullptr) return "(none)";
+    handle.state = Handle::On;
+    handle.place = message->place;
+    return message->body;
+  }
+
+  std::array<Queue, queueCount> queues_;
+  std::array<Handle, handleCount> handles_;
+  std::array<Transaction, transactionCount> transactions_;
+};
 
 class Schedule {
  public:
   explicit Schedule(unsigned seed) : random_(seed) {
-    for (int i = 0; i < queueCount; ++i) {
-      model_.emplace_back().isTransactional = i == 0;
-      createQueue(path(i), i == 0 ? Transactional::Yes : Transactional::No);
-      senders_.push_back(open(path(i), MQ_SEND_ACCESS));
+    for (unsigned queue = 0; queue < queueCount; ++queue) {
+      createQueue(paths[queue], queue == 0 ? Transactional::Yes : Transactional::No);
+      senders_.push_back(open(paths[queue], MQ_SEND_ACCESS));
     }
-    for (int i = 0; i < handleCount; ++i) {
-      const int queue = i % queueCount;
-      const int box = i >= 2 * queueCount ? 1 : 0;
-      handles_.push_back({queue, box, ModelHandle::State::BeforeFirst, 0});
-      receivers_.push_back(
-          openFormat(u"DIRECT=OS:" + path(queue) + (box == 1 ? u";JOURNAL" : u""), MQ_RECEIVE_ACCESS));
-    }
-    transactions_.resize(transactionCount);
-    real_.resize(transactionCount);
+    for (unsigned i = 0; i < handleCount; ++i)
+      receivers_.push_back(openFormat(formatOf(i % queueCount, i / queueCount / 2), MQ_RECEIVE_ACCESS));
   }
 
-  // Does one random step on both sides; what each says.
   struct Answers {
     std::string operation, model, service;
   };
+  // Does one random step on both sides.
   Answers step() {
-    const int what = pick(100);
-    if (what < 30) return sending();
-    if (what < 48) return receiving();
-    if (what < 76) return browsing();
-    if (what < 94) return transacting();
+    const unsigned chance = pick(100);
+    if (chance < 30) return sending();
+    if (chance < 48) return receiving();
+    if (chance < 76) return browsing();
+    if (chance < 94) return transacting();
     return settings();
   }
-  // What is visible everywhere.
   Answers everything() {
     Answers answers{"all that is visible", "", ""};
-    for (int queue = 0; queue < queueCount; ++queue)
-      for (int box = 0; box < 2; ++box) {
-        for (const auto& message : model_[at(queue)].boxes[box].messages)
-          if (message.holder < 0) answers.model += message.body + ",";
-        for (const std::string& body : bodies(u"DIRECT=OS:" + path(queue) + (box == 1 ? u";JOURNAL" : u"")))
-          answers.service += body + ",";
+    for (unsigned queue = 0; queue < queueCount; ++queue)
+      for (unsigned box = 0; box < 2; ++box) {
+        for (const std::string& body : model_.visible(queue, box)) answers.model += body + ",";
+        for (const std::string& body : bodies(formatOf(queue, box))) answers.service += body + ",";
       }
     return answers;
   }
 
  private:
-  static std::size_t at(int index) { return static_cast<std::size_t>(index); }
-  static std::u16string path(int queue) { return queue == 0 ? u".\\PRIVATE$\\Model" : u".\\Plain"; }
-  int pick(int count) { return static_cast<int>(random_() % static_cast<unsigned>(count)); }
+  static constexpr const char16_t* paths[] = {u".\\PRIVATE$\\Model", u".\\Plain"};
+  static std::u16string formatOf(unsigned queue, unsigned box) {
+    return std::u16string(u"DIRECT=OS:") + paths[queue] + (box == 1 ? u";JOURNAL" : u"");
+  }
+  unsigned pick(unsigned count) { return static_cast<unsigned>(random_() % count); }
+  // A transaction that is not open counts as none.
+  unsigned pickTransaction(unsigned count) {
+    const unsigned picked = pick(count);
+    return picked < transactionCount && !model_.isOpen(picked) ? none : picked;
+  }
+  In argument(unsigned transaction) const {
+    return transaction == none ? In() : transaction == single ? alone() : In(transactions_[transaction]);
+  }
+
   template <class Work>
   static std::string answerOf(Work&& work) {
     try {
-      return work();
+      if constexpr (std::is_void_v<decltype(work())>)
+        return work(), "done";
+      else
+        return work();
     } catch (const Error& error) {
       return "error " + std::to_string(error.number());
     }
   }
-  static std::string errorText(HRESULT number) { return "error " + std::to_string(number); }
+  template <class OfModel, class OfService>
+  static Answers both(const std::string& operation, OfModel&& ofModel, OfService&& ofService) {
+    return {operation, answerOf(ofModel), answerOf(ofService)};
+  }
 
   Answers sending() {
-    const int queue = pick(queueCount);
-    const int given = pick(transactionCount + 2);  // a transaction, one alone, none
-    const std::string body =
-        std::to_string(++sent_) + std::string(at(pick(5) == 0 ? pick(900) : pick(20)), '.');
-    ModelQueue& model = model_[at(queue)];
-    Answers answers{"send to " + std::to_string(queue) + " in " + std::to_string(given), "sent", ""};
-    In transaction = given < transactionCount ? argument(given) : given == transactionCount ? alone() : In();
-    const bool isInTransaction = given < transactionCount && transactions_[at(given)].isOpen;
-    const bool hasTransaction = isInTransaction || given == transactionCount;
-    if (model.isTransactional != hasTransaction) {
-      answers.model = errorText(MQ_ERROR_TRANSACTION_USAGE);
-    } else if (isInTransaction) {
-      std::size_t size = body.size();
-      for (const auto& [other, kept] : transactions_[at(given)].sent)
-        if (other == queue) size += kept.size();
-      if (model.fits(size))
-        transactions_[at(given)].sent.emplace_back(queue, body);
-      else
-        answers.model = errorText(MQ_ERROR_INSUFFICIENT_RESOURCES);
-    } else if (model.fits(body.size())) {
-      model.put(body);
-    } else {
-      answers.model = errorText(MQ_ERROR_INSUFFICIENT_RESOURCES);
-    }
-    answers.service = answerOf([&] { return send(senders_[at(queue)], body, transaction), "sent"; });
-    return answers;
+    const unsigned queue = pick(queueCount);
+    const unsigned given = pickTransaction(transactionCount + 2);
+    const std::string body = std::to_string(++sent_) + std::string(pick(5) == 0 ? pick(900) : pick(20), '.');
+    return both(
+        "send to " + std::to_string(queue) + " in " + std::to_string(given),
+        [&] { model_.send(queue, body, given); }, [&] { send(senders_[queue], body, argument(given)); });
   }
-  // A transaction that is not open counts as none.
-  In argument(int transaction) {
-    return transactions_[at(transaction)].isOpen ? In(real_[at(transaction)]) : In();
-  }
-
   Answers receiving() {
-    const int which = pick(handleCount);
+    const unsigned which = pick(handleCount);
     const bool isAtCursor = pick(2) == 0;
-    const int given = pick(transactionCount + 1);
-    ModelHandle& handle = handles_[at(which)];
-    ModelQueue& queue = model_[at(handle.queue)];
-    const bool isInTransaction = given < transactionCount && transactions_[at(given)].isOpen;
-    Answers answers{std::string(isAtCursor ? "receive current" : "receive") + " with " +
-                        std::to_string(which) + " in " + std::to_string(given),
-                    "(none)", ""};
-    if (isInTransaction && !queue.isTransactional) {
-      answers.model = errorText(MQ_ERROR_TRANSACTION_USAGE);
-    } else {
-      const bool isExact = isAtCursor && handle.state == ModelHandle::State::On;
-      const ModelMessage* found = isExact
-                                      ? queue.boxes[handle.box].visibleAt(handle.place)
-                                      : queue.boxes[handle.box].visibleBehind(isAtCursor ? handle.place : 0);
-      if (found != nullptr) {
-        answers.model = found->body;
-        const long place = found->place;
-        if (isAtCursor) handle.state = ModelHandle::State::Behind, handle.place = place;
-        if (isInTransaction) {
-          const_cast<ModelMessage*>(found)->holder = given;
-          transactions_[at(given)].taken.push_back({handle.queue, handle.box, place});
-        } else {
-          queue.take(handle.box, place);
-        }
-      } else if (isExact) {
-        answers.model = errorText(MQ_ERROR_MESSAGE_ALREADY_RECEIVED);
-      }
-    }
-    In transaction = isInTransaction ? argument(given) : In();
-    answers.service = answerOf([&] {
-      return bodyOf(isAtCursor ? receiveCurrent(receivers_[at(which)], transaction)
-                               : receive(receivers_[at(which)], transaction));
-    });
-    return answers;
+    const unsigned picked = pickTransaction(transactionCount + 1);
+    const unsigned given = picked == single ? none : picked;
+    return both((isAtCursor ? "receive current with " : "receive with ") + std::to_string(which) + " in " +
+                    std::to_string(given),
+                [&] { return model_.receive(which, isAtCursor, given); },
+                [&] {
+                  return bodyOf(isAtCursor ? receiveCurrent(receivers_[which], argument(given))
+                                           : receive(receivers_[which], argument(given)));
+                });
   }
-
   Answers browsing() {
-    const int which = pick(handleCount);
-    ModelHandle& handle = handles_[at(which)];
-    const ModelBox& box = model_[at(handle.queue)].boxes[handle.box];
-    const auto& queue = receivers_[at(which)];
-    using State = ModelHandle::State;
-    const auto found = [&](const ModelMessage* message) {
-      if (message == nullptr) return std::string("(none)");
-      handle.state = State::On;
-      handle.place = message->place;
-      return message->body;
-    };
+    const unsigned which = pick(handleCount);
+    const std::string number = " " + std::to_string(which);
+    const auto& queue = receivers_[which];
     switch (pick(5)) {
       case 0:
-        handle.state = State::BeforeFirst;
-        handle.place = 0;
-        return {"reset " + std::to_string(which), "", answerOf([&] { return reset(queue), ""; })};
-      case 1: {
-        const ModelMessage* message = box.visibleBehind(0);
-        return {"peek " + std::to_string(which), message == nullptr ? "(none)" : message->body,
-                answerOf([&] { return bodyOf(peek(queue)); })};
-      }
-      case 2: {
-        Answers answers{"peek current " + std::to_string(which), "", ""};
-        if (handle.state == State::On && box.visibleAt(handle.place) == nullptr)
-          answers.model = errorText(MQ_ERROR_MESSAGE_ALREADY_RECEIVED);
-        else
-          answers.model = found(handle.state == State::On ? box.visibleAt(handle.place)
-                                                          : box.visibleBehind(handle.place));
-        answers.service = answerOf([&] { return bodyOf(peekCurrent(queue)); });
-        return answers;
-      }
-      default: {
-        Answers answers{"peek next " + std::to_string(which), "", ""};
-        if (handle.state == State::BeforeFirst) {
-          answers.model = errorText(MQ_ERROR_ILLEGAL_CURSOR_ACTION);
-        } else {
-          const ModelMessage* next = box.visibleBehind(handle.place);
-          if (handle.state == State::Behind && next != nullptr) next = box.visibleBehind(next->place);
-          answers.model = found(next);
-        }
-        answers.service = answerOf([&] { return bodyOf(peekNext(queue)); });
-        return answers;
-      }
+        return both(
+            "reset" + number, [&] { model_.reset(which); }, [&] { reset(queue); });
+      case 1:
+        return both(
+            "peek" + number, [&] { return model_.peek(which); }, [&] { return bodyOf(peek(queue)); });
+      case 2:
+        return both(
+            "peek current" + number, [&] { return model_.peekCurrent(which); },
+            [&] { return bodyOf(peekCurrent(queue)); });
+      default:
+        return both(
+            "peek next" + number, [&] { return model_.peekNext(which); },
+            [&] { return bodyOf(peekNext(queue)); });
     }
   }
-
   Answers transacting() {
-    const int which = pick(transactionCount);
-    ModelTransaction& model = transactions_[at(which)];
-    Ref<IMSMQTransaction>& real = real_[at(which)];
-    if (!model.isOpen) {
-      model.isOpen = true;
-      real = begin();
-      return {"begin", "", ""};
-    }
-    const int what = pick(8);
+    const unsigned which = pick(transactionCount);
+    const std::string number = " " + std::to_string(which);
+    auto& real = transactions_[which];
+    if (!model_.isOpen(which))
+      return both(
+          "begin" + number, [&] { model_.begin(which); }, [&] { real = begin(); });
+    const unsigned what = pick(8);
     if (what < 3) return {"go on", "", ""};
-    if (what < 6) {
-      Answers answers{"commit " + std::to_string(which), "committed", ""};
-      const auto before = model_;
-      for (const auto& [queue, box, place] : model.taken) model_[at(queue)].take(box, place);
-      for (const auto& [queue, body] : model.sent) {
-        if (model_[at(queue)].fits(body.size())) {
-          model_[at(queue)].put(body);
-          continue;
-        }
-        answers.model = errorText(MQ_ERROR_INSUFFICIENT_RESOURCES);
-        model_ = before;
-        break;
-      }
-      answers.service = answerOf([&] { return commit(real), "committed"; });
-      if (answers.model == "committed") model = {};
-      return answers;
-    }
-    release(which);
-    if (what == 6) return {"abort " + std::to_string(which), "", answerOf([&] { return abort(real), ""; })};
-    real = nullptr;  // forgotten
-    return {"forget " + std::to_string(which), "", ""};
+    if (what < 6)
+      return both(
+          "commit" + number, [&] { model_.commit(which); }, [&] { commit(real); });
+    if (what == 6)
+      return both(
+          "abort" + number, [&] { model_.abort(which); }, [&] { abort(real); });
+    return both(
+        "forget" + number, [&] { model_.abort(which); }, [&] { real = nullptr; });
   }
-  void release(int which) {
-    for (const auto& [queue, box, place] : transactions_[at(which)].taken)
-      for (auto& message : model_[at(queue)].boxes[box].messages)
-        if (message.place == place) message.holder = -1;
-    transactions_[at(which)] = {};
-  }
-
   Answers settings() {
-    const int queue = pick(queueCount);
-    ModelQueue& model = model_[at(queue)];
-    model.keepsJournal = pick(3) > 0;
-    model.quota = pick(2) == 0 ? -1 : pick(12);
-    model.journalQuota = pick(2) == 0 ? -1 : pick(6);
-    model.trim();
-    return {"settings of " + std::to_string(queue), "", answerOf([&] {
-              const auto info = settingsOf(senders_[at(queue)]);
-              call<&IMSMQQueueInfo::put_Journal>(info, model.keepsJournal ? MQ_JOURNAL : MQ_JOURNAL_NONE);
-              call<&IMSMQQueueInfo::put_Quota>(info, static_cast<LONG>(model.quota));
-              call<&IMSMQQueueInfo::put_JournalQuota>(info, static_cast<LONG>(model.journalQuota));
-              call<&IMSMQQueueInfo::raw_Update>(info);
-              return "";
-            })};
+    const unsigned queue = pick(queueCount);
+    const bool keepsJournal = pick(3) > 0;
+    const LONG quota = pick(2) == 0 ? -1 : static_cast<LONG>(pick(12));
+    const LONG journalQuota = pick(2) == 0 ? -1 : static_cast<LONG>(pick(6));
+    return both(
+        "settings of " + std::to_string(queue), [&] { model_.set(queue, keepsJournal, quota, journalQuota); },
+        [&] { set(settingsOf(senders_[queue]), keepsJournal, quota, journalQuota); });
   }
 
   std::mt19937 random_;
-  std::vector<ModelQueue> model_;
-  std::vector<ModelTransaction> transactions_;
-  std::vector<ModelHandle> handles_;
-  std::vector<Ref<IMSMQQueue>> senders_;
-  std::vector<Ref<IMSMQQueue>> receivers_;
-  std::vector<Ref<IMSMQTransaction>> real_;
+  Model model_;
+  std::vector<Ref<IMSMQQueue>> senders_, receivers_;
+  std::array<Ref<IMSMQTransaction>, transactionCount> transactions_;
   int sent_ = 0;
 };
 
 void runSchedule(unsigned seed) {
-  constexpr int steps = 2000;
   if (std::filesystem::exists("/dev/shm")) setenv("TMPDIR", "/dev/shm", 1);  // nothing here is about the disk
   const Installation home;
   Schedule schedule(seed);
   std::deque<std::string> trail;
-  for (int step = 0; step < steps; ++step) {
+  for (int step = 0; step < 2000; ++step) {
     const auto [operation, model, service] = step % 250 == 249 ? schedule.everything() : schedule.step();
-    trail.push_back(operation + " -> " + service.substr(0, 60));
+    trail.push_back(operation + " -> " + service.substr(0, 60) + "\n");
     if (trail.size() > 25) trail.pop_front();
-    if (model == service) continue;
-    std::string last;
-    for (const std::string& line : trail) last += line + "\n";
-    FAIL() << "CORVANE_SEED=" << seed << ", step " << step << ": " << operation << "\nmodel:   " << model
-           << "\nservice: " << service << "\nthe last steps:\n"
-           << last;
+    ASSERT_EQ(model, service) << "CORVANE_SEED=" << seed << ", step " << step << "; the last steps:\n"
+                              << std::accumulate(trail.begin(), trail.end(), std::string());
   }
 }
 

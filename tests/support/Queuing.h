@@ -130,6 +130,13 @@ inline std::vector<std::string> bodies(std::u16string_view formatName) {
 inline Ref<IMSMQQueueInfo> settingsOf(const Ref<IMSMQQueue>& queue) {
   return call<&IMSMQQueue::get_QueueInfo>(queue);
 }
+// Quotas are in kilobytes; -1 is none.
+inline void set(const Ref<IMSMQQueueInfo>& info, bool keepsJournal, LONG quota = -1, LONG journalQuota = -1) {
+  call<&IMSMQQueueInfo::put_Journal>(info, keepsJournal ? MQ_JOURNAL : MQ_JOURNAL_NONE);
+  call<&IMSMQQueueInfo::put_Quota>(info, quota);
+  call<&IMSMQQueueInfo::put_JournalQuota>(info, journalQuota);
+  call<&IMSMQQueueInfo::raw_Update>(info);
+}
 
 // An event object and the handler of its notification Arrived(Queue, Cursor).
 class ArrivalEvent {
