@@ -6,13 +6,14 @@
 #include "Stores.h"
 
 #include <gmock/gmock.h>
-
-#include <memory>
+#include <set>
 
 namespace {
 
 using namespace queuing;
-using Texts = std::vector<std::string>;
+using stores::Store;
+using stores::Texts;
+using ::testing::HasSubstr;
 constexpr const char16_t* orders = u".\\PRIVATE$\\Orders";
 constexpr const char16_t* ordersFormat = u"DIRECT=OS:.\\PRIVATE$\\Orders";
 constexpr const char16_t* doneFormat = u"DIRECT=OS:.\\Done";
@@ -42,95 +43,80 @@ void prepare() {
   send(sender, "2");
 }
 
-struct Operation {
-  const char* name;
-  std::function<void()> run;
-};
-const Operation operations[] = {
-    {"create", [] { createQueue(u".\\Done"); }},
-    {"send", [] { send(open(orders, MQ_SEND_ACCESS), "3"); }},
-    {"receive", [] { receive(open(orders, MQ_RECEIVE_ACCESS)); }},
-    {"transaction",
-     [] {
-       const auto work = begin();
-       receive(open(orders, MQ_RECEIVE_ACCESS), work);
-       send(open(orders, MQ_SEND_ACCESS), "3", work);
-       send(open(orders, MQ_SEND_ACCESS), "4", work);
-       commit(work);
-     }},
-    {"settings",
-     [] {
-       const auto info = infoOf(orders);
-       call<&IMSMQQueueInfo::put_Quota>(info, 7);
-       call<&IMSMQQueueInfo::raw_Update>(info);
-     }},
-    {"delete", [] { call<&IMSMQQueueInfo::raw_Delete>(infoOf(orders)); }},
+class QueueFaults : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    if (std::filesystem::exists("/dev/shm")) setenv("TMPDIR", "/dev/shm", 1);
+  }
 };
 
-TEST(QueueFaults, EachCallMayFailOnce) {
-  if (std::filesystem::exists("/dev/shm")) setenv("TMPDIR", "/dev/shm", 1);
-  for (const Operation& operation : operations) {
-    std::string before;
-    std::string after;
+TEST_F(QueueFaults, EachCallMayFailOnce) {
+  const std::pair<const char*, std::function<void()>> operations[] = {
+      {"create", [] { createQueue(u".\\Done"); }},
+      {"send", [] { send(open(orders, MQ_SEND_ACCESS), "3"); }},
+      {"receive", [] { receive(open(orders, MQ_RECEIVE_ACCESS)); }},
+      {"transaction",
+       [] {
+         const auto work = begin();
+         receive(open(orders, MQ_RECEIVE_ACCESS), work);
+         for (const char* text : {"3", "4"}) send(open(orders, MQ_SEND_ACCESS), text, work);
+         commit(work);
+       }},
+      {"settings", [] { set(infoOf(orders), false, 7); }},
+      {"delete", [] { call<&IMSMQQueueInfo::raw_Delete>(infoOf(orders)); }},
+  };
+  for (const auto& [name, run] : operations) {
+    std::string before, after;
     {
       const Installation home;
       prepare();
       before = state();
-      operation.run();
+      run();
       after = state();
     }
     int failed = 0;
     for (long call = 1;; ++call) {
-      SCOPED_TRACE(std::string(operation.name) + ", call " + std::to_string(call));
+      SCOPED_TRACE(std::string(name) + ", call " + std::to_string(call));
       const Installation home;
       prepare();
-      faults::arm(call);
-      const auto error = errorOf(operation.run);
-      const bool wasHit = faults::hasFired;
-      faults::disarm();
-      if (!wasHit) {
-        EXPECT_FALSE(error) << error->what();
-        break;
-      }
+      std::optional<Error> error;
+      const bool wasHit = faults::whileFailing(call, [&] { error = errorOf(run); });
       const std::string found = state();
       if (error) {
         ++failed;
-        EXPECT_TRUE(found == before || found == after) << error->what() << "\n" << found;
+        EXPECT_TRUE(wasHit && (found == before || found == after)) << error->what() << "\n" << found;
         EXPECT_FALSE(error->description().empty());
       } else {
         EXPECT_EQ(found, after);
       }
+      if (!wasHit) break;
       // What follows works: the store is sound.
       createQueue(u".\\Sound");
       send(open(u".\\Sound", MQ_SEND_ACCESS), "x");
       EXPECT_EQ(bodyOf(receive(open(u".\\Sound", MQ_RECEIVE_ACCESS))), "x");
     }
-    EXPECT_GT(failed, 3) << operation.name;
+    EXPECT_GT(failed, 3) << name;
   }
 }
 
-TEST(QueueFaults, AfterAFailedCommitNothingIsDoneTwice) {
-  if (std::filesystem::exists("/dev/shm")) setenv("TMPDIR", "/dev/shm", 1);
-  for (long call = 1;; ++call) {
+TEST_F(QueueFaults, AfterAFailedCommitNothingIsDoneTwice) {
+  for (long call = 1, wasHit = true; wasHit; ++call) {
     SCOPED_TRACE("call " + std::to_string(call));
     const Installation home;
     prepare();
     const auto work = begin();
     receive(open(orders, MQ_RECEIVE_ACCESS), work);
     send(open(orders, MQ_SEND_ACCESS), "3", work);
-    faults::arm(call);
-    const auto error = errorOf([&] { commit(work); });
-    const bool wasHit = faults::hasFired;
-    faults::disarm();
+    std::optional<Error> error;
+    wasHit = faults::whileFailing(call, [&] { error = errorOf([&] { commit(work); }); });
     if (error) commit(work);
     EXPECT_EQ(bodies(ordersFormat), (Texts{"2", "3"}));
-    if (!wasHit) break;
   }
 }
 
 // Whether what is in the log survives is not known then: it is over, and nobody else is told that something
 // is durable until the log has been written anew.
-TEST(QueueFaults, WithoutSyncsNothingIsReportedAsDurable) {
+TEST_F(QueueFaults, WithoutSyncsNothingIsReportedAsDurable) {
   const Installation home;
   prepare();
   const auto sender = open(orders, MQ_SEND_ACCESS);
@@ -145,88 +131,24 @@ TEST(QueueFaults, WithoutSyncsNothingIsReportedAsDurable) {
   const auto refused = errorOf([&] { send(sender, "refused"); });
   faults::doSyncsFail = false;
   ASSERT_TRUE(refused);
-  EXPECT_THAT(refused->what(), testing::HasSubstr("Nothing was stored"));
+  EXPECT_THAT(refused->what(), HasSubstr("Nothing was stored"));
   EXPECT_EQ(bodies(ordersFormat), (Texts{"2", "3", "4"}));
   send(sender, "5");
   EXPECT_EQ(bodies(ordersFormat), (Texts{"2", "3", "4", "5"}));
 }
 
-TEST(QueueFaults, OnAFullDiskOnlySendingStops) {
-  const Installation home;
-  createQueue(orders);
-  const auto sender = open(orders, MQ_SEND_ACCESS);
-  const auto receiver = open(orders, MQ_RECEIVE_ACCESS);
-  const std::string body(4000, 'x');
-  for (int turn = 0; turn < 2; ++turn) {  // it may happen again
-    for (int i = 0; i < 300; ++i) send(sender, body);
-    faults::room() = 20'000;
-    int sent = 300;
-    const auto error = errorOf([&] {
-      for (; sent < 5000; ++sent) send(sender, body);
-    });
-    ASSERT_TRUE(error);
-    EXPECT_NE(std::string(error->what()).find("the disk is full"), std::string::npos) << error->what();
-    EXPECT_EQ(static_cast<int>(bodies(ordersFormat).size()), sent);
-    for (int i = 0; i < 100; ++i) EXPECT_EQ(bodyOf(receive(receiver)), body);
-    reset(receiver);
-    const auto purge = begin();
-    int purged = 0;
-    while (receiveCurrent(receiver, purge)) ++purged;
-    commit(purge);
-    EXPECT_EQ(purged, sent - 100);
-    EXPECT_EQ(bodies(ordersFormat), Texts{});
-    faults::room() = -1;
-  }
-  send(sender, "again");
-  EXPECT_EQ(bodies(ordersFormat), Texts{"again"});
-}
-
-TEST(QueueFaults, OnAFullDiskTheDatabaseStoreIsEmptiedToo) {
-  const Installation home(stores::settingsOf(stores::Store::Database));
-  const auto queue = stores::openQueue(stores::Store::Database, "Orders");
-  const std::string body(4000, 'x');
-  for (int turn = 0; turn < 2; ++turn) {
-    queue->SendDocument(body);
-    faults::room() = 20'000;
-    int sent = 1;
-    const auto error = errorOf([&] {
-      for (; sent < 5000; ++sent) queue->SendDocument(body);
-    });
-    ASSERT_TRUE(error);
-    EXPECT_THAT(error->what(), testing::HasSubstr("the disk is full; nothing was stored"));
-    stores::Receiver documents(stores::Store::Database, queue);
-    for (int i = 0; i < sent / 2; ++i) EXPECT_EQ(documents.take(), body);
-    queue->Purge();
-    EXPECT_TRUE(queue->IsEmpty());
-    stores::listed("Orders")->Journal()->Purge();
-    faults::room() = -1;
-  }
-  queue->SendDocument("again");
-  EXPECT_EQ(stores::waiting("Orders"), stores::Texts{"again"});
-}
-
-TEST(QueueFaults, AFlippedBitNeverMakesAWrongBody) {
-  if (std::filesystem::exists("/dev/shm")) setenv("TMPDIR", "/dev/shm", 1);
+TEST_F(QueueFaults, AFlippedBitNeverMakesAWrongBody) {
   const Installation home;
   const auto file = home.file("msmq/storage/queues.db");
   std::set<std::string> sent;
-  {
-    createQueue(orders);
-    const auto sender = open(orders, MQ_SEND_ACCESS);
-    for (int i = 0; i < 6; ++i) {
-      const std::string body = "body " + std::to_string(i) + std::string(40, static_cast<char>('a' + i));
-      send(sender, body, alone(), fromUtf8("label " + std::to_string(i)));
-      sent.insert(body);
-    }
+  createQueue(orders);
+  for (const char letter : {'a', 'b', 'c', 'd', 'e', 'f'}) {
+    sent.insert(std::string(40, letter));
+    send(open(orders, MQ_SEND_ACCESS), std::string(40, letter), alone(), u"label");
   }
-  // Closing has moved everything into the file itself.
-  std::string whole;
-  {
-    std::ifstream stream(file, std::ios::binary);
-    whole.assign(std::istreambuf_iterator<char>(stream), {});
-  }
+  const std::string whole = home.read("msmq/storage/queues.db");  // closing has moved everything into it
   ASSERT_GT(whole.size(), 4096u);
-  std::size_t last = whole.find_last_not_of('\0');
+  const std::size_t last = whole.find_last_not_of('\0');
   int errors = 0;
   const std::size_t step = std::max<std::size_t>(1, last / 1500);  // of all bits, evenly spread
   for (std::size_t at = 0; at <= last; at += step) {
@@ -234,16 +156,48 @@ TEST(QueueFaults, AFlippedBitNeverMakesAWrongBody) {
     damaged[at] = static_cast<char>(damaged[at] ^ (1 << (at / step % 8)));
     for (const char* tail : {"-wal", "-shm"}) std::filesystem::remove(file.string() + tail);
     std::ofstream(file, std::ios::binary | std::ios::trunc) << damaged;
-    try {
+    const auto error = errorOf([&] {
       const auto receiver = open(orders, MQ_RECEIVE_ACCESS);
-      while (const auto message = receive(receiver, In(MQ_NO_TRANSACTION)))
+      while (const auto message = receive(receiver))
         EXPECT_TRUE(sent.contains(bodyOf(message))) << "bit at " << at << ": " << bodyOf(message);
-    } catch (const Error& error) {
-      ++errors;
-      EXPECT_FALSE(error.description().empty());
-    }
+    });
+    errors += error ? 1 : 0;
+    EXPECT_FALSE(error && error->description().empty());
   }
   EXPECT_GT(errors, 30);
+}
+
+class FullDisk : public ::testing::TestWithParam<Store> {};
+INSTANTIATE_TEST_SUITE_P(Stores, FullDisk, ::testing::Values(Store::Database, Store::MessageQueuing),
+                         [](const auto& each) { return stores::nameOf(each.param); });
+
+TEST_P(FullDisk, StopsOnlySending) {
+  using namespace stores;
+  const Installation home(stores::settingsOf(GetParam()));
+  const auto queue = openQueue(GetParam(), "Orders");
+  const std::string body(4000, 'x');
+  for (int turn = 0; turn < 2; ++turn) {  // it may happen again
+    std::size_t sent = 0;
+    const auto sendUpTo = [&](std::size_t count) {
+      for (; sent < count; ++sent) queue->SendDocument(body);
+    };
+    sendUpTo(300);
+    faults::room() = 20'000;
+    const auto error = errorOf([&] { sendUpTo(5000); });
+    ASSERT_TRUE(error);
+    EXPECT_THAT(error->what(), HasSubstr("the disk is full; nothing was stored"));
+    EXPECT_EQ(waiting("Orders").size(), sent);
+    {
+      Receiver documents(GetParam(), openQueue(GetParam(), "Orders"));
+      for (int i = 0; i < 150; ++i) EXPECT_EQ(documents.take(5s), body);
+    }
+    queue->Purge();
+    EXPECT_TRUE(queue->IsEmpty());
+    listed("Orders")->Journal()->Purge();
+    faults::room() = -1;
+  }
+  queue->SendDocument("again");
+  EXPECT_EQ(waiting("Orders"), Texts{"again"});
 }
 
 }  // namespace
