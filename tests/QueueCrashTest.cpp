@@ -11,6 +11,7 @@
 #include <csignal>
 #include <map>
 #include <random>
+#include <set>
 #include <sstream>
 
 namespace {
@@ -22,10 +23,10 @@ constexpr int tokenCount = 300;
 constexpr std::size_t mostInABundle = 3;
 constexpr unsigned workerCount = 4;
 
-// What is in the memory of all processes.
+// In the memory of all processes.
 struct Shared {
-  std::atomic<int> commits;
-  char atRisk[workerCount][64];  // the body that dies with a worker; "?": one that it does not know
+  std::atomic<unsigned> commits;
+  char atRisk[workerCount][64];  // the body that would die with a worker
 };
 
 std::vector<std::string> tokensIn(const std::string& body) {
@@ -69,26 +70,22 @@ class Worker {
     commit(work);
     ++commits_;
   }
-  // Outside of a transaction, the first message or one further behind.
+  // Outside of a transaction, a message at the cursor.
   void putBack(const Ref<IMSMQQueue>& from, const Ref<IMSMQQueue>& back) {
-    std::string body = "?";
-    const bool isAtCursor = random_() % 2 == 0;
-    if (isAtCursor) {
-      auto message = peekCurrent(from);
-      for (unsigned skip = random_() % 4; message && skip > 0; --skip) message = peekNext(from);
-      body = bodyOf(message);
-    }
+    auto message = peekCurrent(from);
+    for (unsigned skip = random_() % 4; message && skip > 0; --skip) message = peekNext(from);
+    if (!message) return;
+    const std::string body = bodyOf(message);
     body.copy(atRisk_, body.size());
-    try {
-      const auto message = isAtCursor ? receiveCurrent(from, In(MQ_NO_TRANSACTION)) : receive(from);
-      if (message) send(back, bodyOf(message));
-    } catch (const Error& error) {
-      if (error.number() != MQ_ERROR_MESSAGE_ALREADY_RECEIVED) throw;
-    }
+    const auto error = errorOf([&] { receiveCurrent(from, In(MQ_NO_TRANSACTION)); });
+    if (!error)
+      send(back, body);
+    else if (error->number() != MQ_ERROR_MESSAGE_ALREADY_RECEIVED)
+      throw *error;
     std::fill_n(atRisk_, sizeof Shared::atRisk[0], '\0');
   }
 
-  std::atomic<int>& commits_;
+  std::atomic<unsigned>& commits_;
   char* atRisk_;
   std::mt19937 random_;
   std::vector<Ref<IMSMQQueue>> senders_, receivers_;
@@ -110,13 +107,13 @@ TEST(QueueCrash, LosesDoublesAndHalvesNothing) {
   };
   std::vector<pid_t> workers;
   for (unsigned number = 0; number < workerCount; ++number) workers.push_back(start(number, number));
-  std::map<std::string, int> mayBeLost;
+  std::set<std::string> mayBeLost;
   for (unsigned kill = 0; kill < kills + workerCount; ++kill) {
     usleep(static_cast<useconds_t>(random() % 40'000));
     const unsigned number = kill < kills ? random() % workerCount : kill - kills;
     ::kill(workers[number], SIGKILL);
     ASSERT_EQ(endOf(workers[number]), SIGKILL) << "a worker gave up";
-    for (const auto& token : tokensIn(shared.atRisk[number])) ++mayBeLost[token];
+    for (const auto& token : tokensIn(shared.atRisk[number])) mayBeLost.insert(token);
     std::ranges::fill(shared.atRisk[number], '\0');
     if (kill < kills) workers[number] = start(number, workerCount + kill);
   }
@@ -125,16 +122,12 @@ TEST(QueueCrash, LosesDoublesAndHalvesNothing) {
   for (const char16_t* path : paths)
     for (const auto& body : bodies(std::u16string(u"DIRECT=OS:") + path))
       for (const auto& token : tokensIn(body)) ++found[token];
-  std::size_t lost = 0;
   for (int i = 0; i < tokenCount; ++i) {
     const std::string token = std::to_string(i);
-    EXPECT_LE(found[token], 1) << token << " is doubled";
-    if (found[token] == 0 && !mayBeLost.contains(token)) ++lost;
+    const int times = found.contains(token) ? found[token] : 0;
+    EXPECT_TRUE(times == 1 || (times == 0 && mayBeLost.contains(token))) << token << ": " << times;
   }
-  EXPECT_EQ(found.size(), tokenCount) << "there is what was never sent";
-  EXPECT_LE(lost, static_cast<std::size_t>(mayBeLost["?"]) * mostInABundle);
-  EXPECT_GT(shared.commits, 0);
-  std::printf("%d commits, %zu tokens lost outside of transactions\n", shared.commits.load(), lost);
+  EXPECT_GT(shared.commits, kills);
 }
 
 }  // namespace

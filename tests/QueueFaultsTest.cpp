@@ -22,25 +22,20 @@ constexpr const char16_t* doneFormat = u"DIRECT=OS:.\\Done";
 std::string state() {
   std::string seen;
   for (const char16_t* format : {ordersFormat, doneFormat}) {
-    seen += "[";
-    try {
+    const auto error = errorOf([&] {
       for (const std::string& body : bodies(format)) seen += body + ",";
       const auto info = settingsOf(openFormat(format, MQ_PEEK_ACCESS));
-      seen += "quota " + std::to_string(call<&IMSMQQueueInfo::get_Quota>(info));
-    } catch (const Error& error) {
-      if (error.number() != MQ_ERROR_QUEUE_NOT_FOUND) throw;
-      seen += "not there";
-    }
-    seen += "]";
+      seen += "quota " + std::to_string(call<&IMSMQQueueInfo::get_Quota>(info)) + ";";
+    });
+    if (error && error->number() != MQ_ERROR_QUEUE_NOT_FOUND) throw *error;
+    if (error) seen += "not there;";
   }
   return seen;
 }
 
 void prepare() {
   createQueue(orders);
-  const auto sender = open(orders, MQ_SEND_ACCESS);
-  send(sender, "1");
-  send(sender, "2");
+  for (const char* text : {"1", "2"}) send(open(orders, MQ_SEND_ACCESS), text);
 }
 
 class QueueFaults : public ::testing::Test {

@@ -52,10 +52,7 @@ class Model {
     }
     return message.body;
   }
-  void reset(unsigned which) {
-    handles_[which].state = Handle::BeforeFirst;
-    handles_[which].place = 0;
-  }
+  void reset(unsigned which) { handles_[which] = {handles_[which].queue, handles_[which].box}; }
   std::string peek(unsigned which) {
     const Message* const first = box(handles_[which]).visibleBehind(0);
     return first == nullptr ? "(none)" : first->body;
@@ -78,11 +75,13 @@ class Model {
     transactions_[which] = {};
   }
   void abort(unsigned which) {
-    for (const auto& [queue, box, place] : transactions_[which].taken)
-      for (Message& message : queues_[queue].boxes[box].messages)
-        if (message.place == place) message.holder = none;
+    for (Queue& queue : queues_)
+      for (Box& box : queue.boxes)
+        for (Message& message : box.messages)
+          if (message.holder == which) message.holder = none;
     transactions_[which] = {};
   }
+  void forget(unsigned which) { abort(which); }
   void set(unsigned queue, bool keepsJournal, LONG quota, LONG journalQuota) {
     queues_[queue].keepsJournal = keepsJournal;
     queues_[queue].quota = quota;
@@ -176,9 +175,10 @@ class Model {
   std::array<Transaction, transactionCount> transactions_;
 };
 
-class Schedule {
+// The members of the model, of the service.
+class Service {
  public:
-  explicit Schedule(unsigned seed) : random_(seed) {
+  Service() {
     for (unsigned queue = 0; queue < queueCount; ++queue) {
       createQueue(paths[queue], queue == 0 ? Transactional::Yes : Transactional::No);
       senders_.push_back(open(paths[queue], MQ_SEND_ACCESS));
@@ -186,134 +186,112 @@ class Schedule {
     for (unsigned i = 0; i < handleCount; ++i)
       receivers_.push_back(openFormat(formatOf(i % queueCount, i / queueCount / 2), MQ_RECEIVE_ACCESS));
   }
-
-  struct Answers {
-    std::string operation, model, service;
-  };
-  // Does one random step on both sides.
-  Answers step() {
-    const unsigned chance = pick(100);
-    if (chance < 30) return sending();
-    if (chance < 48) return receiving();
-    if (chance < 76) return browsing();
-    if (chance < 94) return transacting();
-    return settings();
+  void send(unsigned queue, const std::string& body, unsigned transaction) {
+    queuing::send(senders_[queue], body, argument(transaction));
   }
-  Answers everything() {
-    Answers answers{"all that is visible", "", ""};
-    for (unsigned queue = 0; queue < queueCount; ++queue)
-      for (unsigned box = 0; box < 2; ++box) {
-        for (const std::string& body : model_.visible(queue, box)) answers.model += body + ",";
-        for (const std::string& body : bodies(formatOf(queue, box))) answers.service += body + ",";
-      }
-    return answers;
+  std::string receive(unsigned handle, bool isAtCursor, unsigned transaction) {
+    const auto& queue = receivers_[handle];
+    return bodyOf(isAtCursor ? receiveCurrent(queue, argument(transaction))
+                             : queuing::receive(queue, argument(transaction)));
   }
+  void reset(unsigned handle) { queuing::reset(receivers_[handle]); }
+  std::string peek(unsigned handle) { return bodyOf(queuing::peek(receivers_[handle])); }
+  std::string peekCurrent(unsigned handle) { return bodyOf(queuing::peekCurrent(receivers_[handle])); }
+  std::string peekNext(unsigned handle) { return bodyOf(queuing::peekNext(receivers_[handle])); }
+  void begin(unsigned transaction) { transactions_[transaction] = queuing::begin(); }
+  void commit(unsigned transaction) { queuing::commit(transactions_[transaction]); }
+  void abort(unsigned transaction) { queuing::abort(transactions_[transaction]); }
+  void forget(unsigned transaction) { transactions_[transaction] = nullptr; }
+  void set(unsigned queue, bool keepsJournal, LONG quota, LONG journalQuota) {
+    queuing::set(settingsOf(senders_[queue]), keepsJournal, quota, journalQuota);
+  }
+  std::vector<std::string> visible(unsigned queue, unsigned box) { return bodies(formatOf(queue, box)); }
 
  private:
   static constexpr const char16_t* paths[] = {u".\\PRIVATE$\\Model", u".\\Plain"};
   static std::u16string formatOf(unsigned queue, unsigned box) {
     return std::u16string(u"DIRECT=OS:") + paths[queue] + (box == 1 ? u";JOURNAL" : u"");
   }
-  unsigned pick(unsigned count) { return static_cast<unsigned>(random_() % count); }
-  // A transaction that is not open counts as none.
-  unsigned pickTransaction(unsigned count) {
-    const unsigned picked = pick(count);
-    return picked < transactionCount && !model_.isOpen(picked) ? none : picked;
-  }
   In argument(unsigned transaction) const {
     return transaction == none ? In() : transaction == single ? alone() : In(transactions_[transaction]);
   }
 
-  template <class Work>
-  static std::string answerOf(Work&& work) {
+  std::vector<Ref<IMSMQQueue>> senders_, receivers_;
+  std::array<Ref<IMSMQTransaction>, transactionCount> transactions_;
+};
+
+class Schedule {
+ public:
+  explicit Schedule(unsigned seed) : random_(seed) {}
+
+  struct Answers {
+    std::string operation, model, service;
+  };
+  // Does one random step on both sides.
+  Answers step() {
+    const unsigned chance = pick(100), queue = pick(queueCount), handle = pick(handleCount);
+    const unsigned transaction = pick(transactionCount);
+    const bool isOpen = model_.isOpen(transaction);
+    const unsigned given = isOpen && pick(2) == 0 ? transaction : none;
+    const std::string with = " with " + std::to_string(handle) + " in " + std::to_string(given);
+    if (chance < 32) {
+      const unsigned sentIn = given == none && pick(2) == 0 ? single : given;
+      const std::string body =
+          std::to_string(++sent_) + std::string(pick(5) == 0 ? pick(900) : pick(20), '.');
+      return both("send to " + std::to_string(queue) + " in " + std::to_string(sentIn),
+                  [&](auto& side) { side.send(queue, body, sentIn); });
+    }
+    if (chance < 41)
+      return both("receive" + with, [&](auto& side) { return side.receive(handle, false, given); });
+    if (chance < 50)
+      return both("receive current" + with, [&](auto& side) { return side.receive(handle, true, given); });
+    if (chance < 56) return both("reset" + with, [&](auto& side) { side.reset(handle); });
+    if (chance < 61) return both("peek" + with, [&](auto& side) { return side.peek(handle); });
+    if (chance < 67) return both("peek current" + with, [&](auto& side) { return side.peekCurrent(handle); });
+    if (chance < 78) return both("peek next" + with, [&](auto& side) { return side.peekNext(handle); });
+    if (chance < 84) {
+      const bool keepsJournal = pick(3) > 0;
+      const LONG quota = pick(2) == 0 ? -1 : static_cast<LONG>(pick(12));
+      const LONG journalQuota = pick(2) == 0 ? -1 : static_cast<LONG>(pick(6));
+      return both("settings of " + std::to_string(queue),
+                  [&](auto& side) { side.set(queue, keepsJournal, quota, journalQuota); });
+    }
+    const std::string number = " " + std::to_string(transaction);
+    if (!isOpen) return both("begin" + number, [&](auto& side) { side.begin(transaction); });
+    if (chance < 93) return both("commit" + number, [&](auto& side) { side.commit(transaction); });
+    if (chance < 97) return both("abort" + number, [&](auto& side) { side.abort(transaction); });
+    return both("forget" + number, [&](auto& side) { side.forget(transaction); });
+  }
+  Answers everything() {
+    return both("all that is visible", [](auto& side) {
+      std::string all;
+      for (unsigned box = 0; box < 2 * queueCount; ++box)
+        for (const std::string& body : side.visible(box % queueCount, box / queueCount)) all += body + ",";
+      return all;
+    });
+  }
+
+ private:
+  unsigned pick(unsigned count) { return static_cast<unsigned>(random_() % count); }
+  template <class Step>
+  Answers both(const std::string& operation, Step&& step) {
+    return {operation, answerOf(step, model_), answerOf(step, service_)};
+  }
+  template <class Step, class Side>
+  static std::string answerOf(Step&& step, Side& side) {
     try {
-      if constexpr (std::is_void_v<decltype(work())>)
-        return work(), "done";
+      if constexpr (std::is_void_v<decltype(step(side))>)
+        return step(side), "done";
       else
-        return work();
+        return step(side);
     } catch (const Error& error) {
       return "error " + std::to_string(error.number());
     }
   }
-  template <class OfModel, class OfService>
-  static Answers both(const std::string& operation, OfModel&& ofModel, OfService&& ofService) {
-    return {operation, answerOf(ofModel), answerOf(ofService)};
-  }
-
-  Answers sending() {
-    const unsigned queue = pick(queueCount);
-    const unsigned given = pickTransaction(transactionCount + 2);
-    const std::string body = std::to_string(++sent_) + std::string(pick(5) == 0 ? pick(900) : pick(20), '.');
-    return both(
-        "send to " + std::to_string(queue) + " in " + std::to_string(given),
-        [&] { model_.send(queue, body, given); }, [&] { send(senders_[queue], body, argument(given)); });
-  }
-  Answers receiving() {
-    const unsigned which = pick(handleCount);
-    const bool isAtCursor = pick(2) == 0;
-    const unsigned picked = pickTransaction(transactionCount + 1);
-    const unsigned given = picked == single ? none : picked;
-    return both((isAtCursor ? "receive current with " : "receive with ") + std::to_string(which) + " in " +
-                    std::to_string(given),
-                [&] { return model_.receive(which, isAtCursor, given); },
-                [&] {
-                  return bodyOf(isAtCursor ? receiveCurrent(receivers_[which], argument(given))
-                                           : receive(receivers_[which], argument(given)));
-                });
-  }
-  Answers browsing() {
-    const unsigned which = pick(handleCount);
-    const std::string number = " " + std::to_string(which);
-    const auto& queue = receivers_[which];
-    switch (pick(5)) {
-      case 0:
-        return both(
-            "reset" + number, [&] { model_.reset(which); }, [&] { reset(queue); });
-      case 1:
-        return both(
-            "peek" + number, [&] { return model_.peek(which); }, [&] { return bodyOf(peek(queue)); });
-      case 2:
-        return both(
-            "peek current" + number, [&] { return model_.peekCurrent(which); },
-            [&] { return bodyOf(peekCurrent(queue)); });
-      default:
-        return both(
-            "peek next" + number, [&] { return model_.peekNext(which); },
-            [&] { return bodyOf(peekNext(queue)); });
-    }
-  }
-  Answers transacting() {
-    const unsigned which = pick(transactionCount);
-    const std::string number = " " + std::to_string(which);
-    auto& real = transactions_[which];
-    if (!model_.isOpen(which))
-      return both(
-          "begin" + number, [&] { model_.begin(which); }, [&] { real = begin(); });
-    const unsigned what = pick(8);
-    if (what < 3) return {"go on", "", ""};
-    if (what < 6)
-      return both(
-          "commit" + number, [&] { model_.commit(which); }, [&] { commit(real); });
-    if (what == 6)
-      return both(
-          "abort" + number, [&] { model_.abort(which); }, [&] { abort(real); });
-    return both(
-        "forget" + number, [&] { model_.abort(which); }, [&] { real = nullptr; });
-  }
-  Answers settings() {
-    const unsigned queue = pick(queueCount);
-    const bool keepsJournal = pick(3) > 0;
-    const LONG quota = pick(2) == 0 ? -1 : static_cast<LONG>(pick(12));
-    const LONG journalQuota = pick(2) == 0 ? -1 : static_cast<LONG>(pick(6));
-    return both(
-        "settings of " + std::to_string(queue), [&] { model_.set(queue, keepsJournal, quota, journalQuota); },
-        [&] { set(settingsOf(senders_[queue]), keepsJournal, quota, journalQuota); });
-  }
 
   std::mt19937 random_;
   Model model_;
-  std::vector<Ref<IMSMQQueue>> senders_, receivers_;
-  std::array<Ref<IMSMQTransaction>, transactionCount> transactions_;
+  Service service_;
   int sent_ = 0;
 };
 

@@ -23,13 +23,14 @@ inline void createQueue(std::u16string_view path, Transactional transactional = 
   Variant isWorldReadable(true);
   call<&IMSMQQueueInfo::raw_Create>(infoOf(path), isTransactional, isWorldReadable);
 }
+inline Ref<IMSMQQueue> open(const Ref<IMSMQQueueInfo>& info, LONG access) {
+  return query<IMSMQQueue>(call<&IMSMQQueueInfo::raw_Open>(info, access, MQ_DENY_NONE).get());
+}
+inline Ref<IMSMQQueue> open(std::u16string_view path, LONG access) { return open(infoOf(path), access); }
 inline Ref<IMSMQQueue> openFormat(std::u16string_view formatName, LONG access) {
   const auto info = create<IMSMQQueueInfo>(u"MSMQ.MSMQQueueInfo");
   call<&IMSMQQueueInfo::put_FormatName>(info, formatName);
-  return query<IMSMQQueue>(call<&IMSMQQueueInfo::raw_Open>(info, access, MQ_DENY_NONE).get());
-}
-inline Ref<IMSMQQueue> open(std::u16string_view path, LONG access) {
-  return query<IMSMQQueue>(call<&IMSMQQueueInfo::raw_Open>(infoOf(path), access, MQ_DENY_NONE).get());
+  return open(info, access);
 }
 
 inline Ref<IMSMQTransaction> begin() {
@@ -77,28 +78,28 @@ inline void send(const Ref<IMSMQQueue>& queue, std::string_view body, In transac
   call<&IMSMQMessage::raw_Send>(messageOf(body, label), destination, transaction.argument());
 }
 
-inline std::string bodyOf(const Ref<IMSMQMessage>& message) {
-  if (!message) return "(none)";
-  const Variant body = call<&IMSMQMessage::get_Body>(message);
-  const auto bytes = bytesOf(body.get());
+inline std::string textOf(const Variant& value) {
+  const auto bytes = bytesOf(value.get());
   return {bytes.begin(), bytes.end()};
 }
-inline std::vector<std::uint8_t> idOf(const Ref<IMSMQMessage>& message) {
-  const Variant id = call<&IMSMQMessage::get_Id>(message);
-  const auto bytes = bytesOf(id.get());
-  return {bytes.begin(), bytes.end()};
+inline std::string bodyOf(const Ref<IMSMQMessage>& message) {
+  return message ? textOf(call<&IMSMQMessage::get_Body>(message)) : "(none)";
+}
+inline std::string idOf(const Ref<IMSMQMessage>& message) {
+  return textOf(call<&IMSMQMessage::get_Id>(message));
 }
 
-inline Ref<IMSMQMessage> receive(const Ref<IMSMQQueue>& queue, In transaction = In(), LONG timeout = 0) {
+template <auto Member>
+Ref<IMSMQMessage> receiveWith(const Ref<IMSMQQueue>& queue, In& transaction, LONG timeout) {
   Variant omitted = Variant::omitted();
   Variant milliseconds(timeout);
-  return call<&IMSMQQueue::raw_Receive>(queue, transaction.argument(), omitted, omitted, milliseconds);
+  return call<Member>(queue, transaction.argument(), omitted, omitted, milliseconds);
 }
-inline Ref<IMSMQMessage> receiveCurrent(const Ref<IMSMQQueue>& queue, In transaction = In(),
-                                        LONG timeout = 0) {
-  Variant omitted = Variant::omitted();
-  Variant milliseconds(timeout);
-  return call<&IMSMQQueue::raw_ReceiveCurrent>(queue, transaction.argument(), omitted, omitted, milliseconds);
+inline Ref<IMSMQMessage> receive(const Ref<IMSMQQueue>& queue, In transaction = In(), LONG timeout = 0) {
+  return receiveWith<&IMSMQQueue::raw_Receive>(queue, transaction, timeout);
+}
+inline Ref<IMSMQMessage> receiveCurrent(const Ref<IMSMQQueue>& queue, In transaction = In()) {
+  return receiveWith<&IMSMQQueue::raw_ReceiveCurrent>(queue, transaction, 0);
 }
 template <auto Member>
 Ref<IMSMQMessage> peekWith(const Ref<IMSMQQueue>& queue, LONG timeout, bool wantBody) {
@@ -110,11 +111,11 @@ Ref<IMSMQMessage> peekWith(const Ref<IMSMQQueue>& queue, LONG timeout, bool want
 inline Ref<IMSMQMessage> peek(const Ref<IMSMQQueue>& queue, LONG timeout = 0, bool wantBody = true) {
   return peekWith<&IMSMQQueue::raw_Peek>(queue, timeout, wantBody);
 }
-inline Ref<IMSMQMessage> peekCurrent(const Ref<IMSMQQueue>& queue, LONG timeout = 0, bool wantBody = true) {
-  return peekWith<&IMSMQQueue::raw_PeekCurrent>(queue, timeout, wantBody);
+inline Ref<IMSMQMessage> peekCurrent(const Ref<IMSMQQueue>& queue, LONG timeout = 0) {
+  return peekWith<&IMSMQQueue::raw_PeekCurrent>(queue, timeout, true);
 }
-inline Ref<IMSMQMessage> peekNext(const Ref<IMSMQQueue>& queue, LONG timeout = 0, bool wantBody = true) {
-  return peekWith<&IMSMQQueue::raw_PeekNext>(queue, timeout, wantBody);
+inline Ref<IMSMQMessage> peekNext(const Ref<IMSMQQueue>& queue) {
+  return peekWith<&IMSMQQueue::raw_PeekNext>(queue, 0, true);
 }
 inline void reset(const Ref<IMSMQQueue>& queue) { call<&IMSMQQueue::raw_Reset>(queue); }
 
