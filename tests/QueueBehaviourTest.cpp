@@ -104,6 +104,14 @@ TEST_P(QueueBehaviour, MessagesAreCopiedAndDeletedByOperators) {
   EXPECT_THAT(journaled("From"), ElementsAre("one", "two"));
   EXPECT_THAT(waiting("To"), ElementsAre("one", "two"));
   expectError(ErrorNumber::ObjectNotSet, u"SendMessage", "", [&] { from->SendMessage(Message()); });
+  const auto other = GetParam() == Store::Database ? Store::MessageQueuing : Store::Database;
+  create<Utility>()->QueueStoreType(nameOf(other));
+  EXPECT_EQ(create<Queues>()->Count(), 0);
+  const auto foreign = openQueue(other, "To");
+  const auto message = messages->Item(1);
+  expectError(ErrorNumber::TypeMismatch, u"SendMessage", "", [&] { foreign->SendMessage(message); });
+  expectError(ErrorNumber::TypeMismatch, u"AcknowledgeMessage", "",
+              [&] { foreign->AcknowledgeMessage(message); });
 }
 
 TEST_P(QueueBehaviour, PurgingQueueAndJournalAreTwoThings) {

@@ -34,6 +34,13 @@ std::vector<std::string> tokensIn(const std::string& body) {
   return {std::istream_iterator<std::string>(words), {}};
 }
 
+// One that somebody else has taken for good has none.
+std::string wholeBodyOf(const Ref<IMSMQMessage>& message) {
+  const std::string body = bodyOf(message);
+  if (tokensIn(body).empty()) throw std::runtime_error("a message without its body");
+  return body;
+}
+
 class Worker {
  public:
   Worker(Shared& shared, unsigned number, unsigned seed)
@@ -47,7 +54,7 @@ class Worker {
     while (true) {
       const unsigned from = random_() % 2;
       reset(receivers_[from]);
-      if (random_() % 4 == 0)
+      if (random_() % 12 == 0)
         putBack(receivers_[from], senders_[from]);
       else
         carry(receivers_[from], senders_[1 - from], random_() % 20 == 0 ? tokenCount : random_() % 4);
@@ -62,7 +69,7 @@ class Worker {
     std::string bundle;
     for (unsigned i = 0; i < count; ++i)
       if (const auto message = isAtCursor ? receiveCurrent(from, work) : receive(from, work))
-        bundle += bodyOf(message) + " ";
+        bundle += wholeBodyOf(message) + " ";
     auto tokens = tokensIn(bundle);
     if (!tokens.empty() && tokens.size() <= mostInABundle) tokens = {bundle};
     for (const std::string& body : tokens) send(to, body, work);
@@ -77,7 +84,10 @@ class Worker {
     if (!message) return;
     const std::string body = bodyOf(message);
     body.copy(atRisk_, body.size());
-    const auto error = errorOf([&] { receiveCurrent(from, In(MQ_NO_TRANSACTION)); });
+    const auto error = errorOf([&] {
+      if (wholeBodyOf(receiveCurrent(from, In(MQ_NO_TRANSACTION))) != body)
+        throw std::runtime_error("not the message at the cursor");
+    });
     if (!error)
       send(back, body);
     else if (error->number() != MQ_ERROR_MESSAGE_ALREADY_RECEIVED)

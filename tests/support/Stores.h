@@ -31,12 +31,12 @@ inline Queue openQueue(Store store, const Text& name) {
 }
 inline Queue listed(const Text& name) { return create<Queues>()->Item(name); }
 
+// The documents that wait, read.
 inline Messages browsed(const Text& name) {
   auto messages = listed(name)->Messages();
   messages->Refresh();
   return messages;
 }
-
 inline Texts bodies(const Messages& messages) {
   messages->Refresh();
   Texts found;
