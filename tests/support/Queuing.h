@@ -111,11 +111,11 @@ Ref<IMSMQMessage> peekWith(const Ref<IMSMQQueue>& queue, LONG timeout, bool want
 inline Ref<IMSMQMessage> peek(const Ref<IMSMQQueue>& queue, LONG timeout = 0, bool wantBody = true) {
   return peekWith<&IMSMQQueue::raw_Peek>(queue, timeout, wantBody);
 }
-inline Ref<IMSMQMessage> peekCurrent(const Ref<IMSMQQueue>& queue, LONG timeout = 0) {
-  return peekWith<&IMSMQQueue::raw_PeekCurrent>(queue, timeout, true);
+inline Ref<IMSMQMessage> peekCurrent(const Ref<IMSMQQueue>& queue, LONG timeout = 0, bool wantBody = true) {
+  return peekWith<&IMSMQQueue::raw_PeekCurrent>(queue, timeout, wantBody);
 }
-inline Ref<IMSMQMessage> peekNext(const Ref<IMSMQQueue>& queue) {
-  return peekWith<&IMSMQQueue::raw_PeekNext>(queue, 0, true);
+inline Ref<IMSMQMessage> peekNext(const Ref<IMSMQQueue>& queue, LONG timeout = 0, bool wantBody = true) {
+  return peekWith<&IMSMQQueue::raw_PeekNext>(queue, timeout, wantBody);
 }
 inline void reset(const Ref<IMSMQQueue>& queue) { call<&IMSMQQueue::raw_Reset>(queue); }
 
