@@ -2,11 +2,11 @@
 // cuts: CORVANE_CUTS=5000
 #include "DiskHistory.h"
 #include "Expect.h"
+#include "Processes.h"
 #include "Queuing.h"
 #include "Stores.h"
 
 #include <gmock/gmock.h>
-#include <sys/wait.h>
 #include <set>
 
 namespace {
@@ -37,21 +37,8 @@ class PowerCut : public TestWithParam<Store> {
   // Each in a process of its own; they fail when they throw.
   static void run(const std::vector<std::function<void()>>& bodies) {
     std::vector<pid_t> children;
-    for (const auto& body : bodies) {
-      children.push_back(fork());
-      if (children.back() != 0) continue;
-      try {
-        body();
-        _exit(0);
-      } catch (const std::exception& error) {
-        std::fprintf(stderr, "%s\n", error.what());
-        _exit(1);
-      }
-    }
-    for (const pid_t child : children) {
-      int status = 0;
-      EXPECT_TRUE(waitpid(child, &status, 0) == child && status == 0);
-    }
+    for (const auto& body : bodies) children.push_back(inProcess(body));
+    for (const pid_t child : children) EXPECT_TRUE(succeeded(child));
   }
 
   // What is done is told before and, in capitals, afterwards: (s)ends and (a)cknowledgements of documents,

@@ -1,12 +1,12 @@
 // Stores in the hands of operators: copied and put back, damaged, read by others, cut short.
 #include "Expect.h"
+#include "Processes.h"
 #include "Stores.h"
 
 #include <CorvaneQueue/storeCheck.h>
 #include <gmock/gmock.h>
 #include <grp.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <csignal>
 
 namespace {
@@ -17,26 +17,17 @@ namespace fs = std::filesystem;
 
 class StoreCare : public TestWithParam<Store> {
  protected:
+  // What a process sends that is killed then, or ends.
   enum class End { Orderly, Killed };
-  // Sends documents in a process of its own.
   void send(const std::string& name, int count, End end = End::Orderly) {
-    const pid_t child = fork();
-    if (child == 0) {
-      try {
-        auto queue = openQueue(GetParam(), "Orders");
-        for (int i = 0; i < count; ++i) queue->SendDocument(name + std::to_string(i));
-        if (end == End::Killed) raise(SIGKILL);
-        queue = {};
-      } catch (const std::exception& error) {
-        std::fprintf(stderr, "%s\n", error.what());
-        _exit(1);
-      }
-      _exit(0);
-    }
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    ASSERT_EQ(end == End::Killed ? WIFSIGNALED(status) : status == 0, true);
+    const int status = endOf(inProcess([&] {
+      const auto queue = openQueue(GetParam(), "Orders");
+      for (int i = 0; i < count; ++i) queue->SendDocument(name + std::to_string(i));
+      if (end == End::Killed) raise(SIGKILL);
+    }));
+    ASSERT_EQ(status, end == End::Killed ? SIGKILL : 0);
   }
+  void useHome(const fs::path& directory) const { setenv("CORVANE_HOME", directory.c_str(), 1); }
   fs::path store() const {
     return home.file(GetParam() == Store::Database ? "messages.db" : "msmq/storage/queues.db");
   }
@@ -73,11 +64,12 @@ TEST_P(StoreCare, ACopyIsNotMixedWithTheLogOfAProcessThatWasKilled) {
   send("c", 3, End::Killed);
   ASSERT_GT(fs::file_size(log()), 0u);
   // Without a copy the log is taken up.
-  fs::copy(home.directory(), home.directory().string() + "-moved", fs::copy_options::recursive);
-  setenv("CORVANE_HOME", (home.directory().string() + "-moved").c_str(), 1);
+  const fs::path moved = home.directory().string() + "-moved";
+  fs::copy(home.directory(), moved, fs::copy_options::recursive);
+  useHome(moved);
   EXPECT_EQ(waiting("Orders").size(), 9u);
-  fs::remove_all(home.directory().string() + "-moved");
-  setenv("CORVANE_HOME", home.directory().c_str(), 1);
+  fs::remove_all(moved);
+  useHome(home.directory());
 
   fs::copy_file(home.file("copy"), store(), fs::copy_options::overwrite_existing);
   EXPECT_THAT(waiting("Orders"), ElementsAre("a0", "a1", "a2"));
@@ -132,30 +124,23 @@ TEST_P(StoreCare, ACopyThatMayOnlyBeReadIsBrowsed) {
   send("a", 3);
   const fs::path copy = home.directory().string() + "-copy";
   fs::copy(home.directory(), copy, fs::copy_options::recursive);
-  for (const auto& entry : fs::recursive_directory_iterator(copy))
-    fs::permissions(entry, static_cast<fs::perms>(fs::is_directory(entry) ? 0555 : 0444));
-  fs::permissions(copy, static_cast<fs::perms>(0555));
-  const pid_t child = fork();
-  if (child == 0) {
-    setenv("CORVANE_HOME", copy.c_str(), 1);
+  const auto permit = [&](int directories, int files) {
+    fs::permissions(copy, static_cast<fs::perms>(directories));
+    for (const auto& entry : fs::recursive_directory_iterator(copy))
+      fs::permissions(entry, static_cast<fs::perms>(fs::is_directory(entry) ? directories : files));
+  };
+  permit(0555, 0444);
+  EXPECT_TRUE(succeeded(inProcess([&] {
+    useHome(copy);
     constexpr uid_t nobody = 65534;  // permissions do not hold the superuser
     if (geteuid() == 0 && (setgroups(0, nullptr) != 0 || setgid(nobody) != 0 || setuid(nobody) != 0))
-      _exit(2);
+      throw std::runtime_error("still the superuser");
     const auto refused = errorOf([&] { create<Queues>()->Item("Orders")->SendDocument("x"); });
-    const bool isTold = refused && std::string(refused->what()).find("permission") != std::string::npos;
-    if (!isTold && refused) std::fprintf(stderr, "%s\n", refused->what());
-    const auto error = errorOf([&] {
-      if (waiting("Orders") != Texts{"a0", "a1", "a2"}) throw std::runtime_error("not all are there");
-    });
-    if (error) std::fprintf(stderr, "%s\n", error->what());
-    _exit(isTold && !error ? 0 : 1);
-  }
-  int status = 0;
-  waitpid(child, &status, 0);
-  EXPECT_EQ(status, 0);
-  for (const auto& entry : fs::recursive_directory_iterator(copy))
-    if (fs::is_directory(entry)) fs::permissions(entry, static_cast<fs::perms>(0755));
-  fs::permissions(copy, static_cast<fs::perms>(0755));
+    if (!refused || std::string(refused->what()).find("permission") == std::string::npos)
+      throw std::runtime_error(refused ? refused->what() : "not refused");
+    if (waiting("Orders") != Texts{"a0", "a1", "a2"}) throw std::runtime_error("not all are there");
+  })));
+  permit(0755, 0644);
   fs::remove_all(copy);
 }
 
@@ -163,9 +148,7 @@ TEST_P(StoreCare, LookingMakesNoFile) {
   EXPECT_EQ(create<Queues>()->Count(), 0);
   EXPECT_FALSE(create<Queues>()->Exists("Orders"));
   EXPECT_FALSE(checkStore(StoreCheck::Thorough).isThere);
-  std::vector<std::string> names;
-  for (const auto& entry : fs::directory_iterator(home.directory())) names.push_back(entry.path().filename());
-  EXPECT_THAT(names, ElementsAre("settings.toml"));
+  EXPECT_EQ(std::distance(fs::recursive_directory_iterator(home.directory()), {}), 1);  // the settings
 }
 
 TEST_P(StoreCare, SharedFilesThatAreCutShortEndNoProcess) {

@@ -1,22 +1,28 @@
-// The message store as a file: its schema, damage, a full disk, and transactions between sessions.
+// The message store as a file: its schema, damage, and transactions between sessions.
 #include "Database.h"
 #include "DbQueue.h"
 #include "DbQueues.h"
 #include "EmbeddedPlatform.h"
 #include "Expect.h"
 #include "Installation.h"
+#include "Processes.h"
 #include "SqliteStore.h"
 
 #include <gmock/gmock.h>
-#include <grp.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 #include <csignal>
 
 namespace CorvaneQueue {
 
 namespace {
+
+using platform_layer::Database;
+using ::testing::HasSubstr;
+
+// Waits until it has stopped itself.
+bool hasStopped(pid_t process) {
+  int status = 0;
+  return waitpid(process, &status, WUNTRACED) == process && WIFSTOPPED(status);
+}
 
 class StoreFile : public ::testing::Test {
  protected:
@@ -30,36 +36,33 @@ class StoreFile : public ::testing::Test {
     const auto message = queue->ReceiveNext();
     return message ? toUtf8(message->bodyText()) : "";
   }
-  std::filesystem::path file() const { return home.file("messages.db"); }
   static std::int32_t count(const Ref<DbQueue>& queue) {
     queue->Messages()->Refresh();
     return queue->Messages()->Count();
   }
+  std::filesystem::path file() const { return home.file("messages.db"); }
+  void writeFile(const std::string& content) const {
+    for (const char* tail : {"-wal", "-shm", "-journal"}) std::filesystem::remove(file().string() + tail);
+    std::ofstream(file(), std::ios::binary) << content;
+  }
 
+  static constexpr auto limit = std::chrono::seconds(1);
+  static constexpr auto timedOut = static_cast<std::int32_t>(0x80040E31u);
+  std::span<const std::string_view> migrations = store::sqliteStore().migrations;
   Installation home;
   platform_layer::EmbeddedPlatform embedded{store::sqliteStore()};
   ScopedPlatform door{embedded.door()};
 };
 
 TEST_F(StoreFile, RefusesANewerSchemaADamagedFileAndOtherDatabases) {
-  {
-    platform_layer::Database newer(file(), store::sqliteStore().migrations);
-    newer.execute("PRAGMA dbo.user_version = 77");
-  }
+  Database(file(), migrations).execute("PRAGMA dbo.user_version = 77");
   expectError(E_FAIL, u"SendDocument", "schema version 77, and this library knows 2",
               [&] { send(queue(), u"x"); });
-  const auto writeFile = [&](const std::string& content) {
-    for (const char* tail : {"", "-wal", "-shm"}) std::filesystem::remove(file().string() + tail);
-    std::ofstream(file(), std::ios::binary) << content;
-  };
   writeFile(std::string(10000, 'x'));
   expectError(E_FAIL, nullptr, "is not a message store", [&] { send(queue(), u"x"); });
-  {
-    writeFile("");
-    constexpr std::string_view foreign[] = {"CREATE TABLE dbo.theirs (x)"};
-    platform_layer::Database theirs(file(), foreign);
-    theirs.execute("PRAGMA dbo.user_version = 0");
-  }
+  writeFile("");
+  constexpr std::string_view foreign[] = {"CREATE TABLE dbo.theirs (x)"};
+  Database(file(), foreign).execute("PRAGMA dbo.user_version = 0");
   expectError(E_FAIL, nullptr, "some other program", [&] { send(queue(), u"x"); });
   EXPECT_TRUE(std::filesystem::exists(file()));
 }
@@ -68,84 +71,12 @@ TEST_F(StoreFile, ReportsDamageInsteadOfWrongDocuments) {
   {
     const auto orders = queue();
     for (int i = 0; i < 200; ++i) send(orders, std::u16string(500, u'a'));
-    platform_layer::Database checkpoint(file(), store::sqliteStore().migrations);
-    checkpoint.execute("PRAGMA dbo.wal_checkpoint(TRUNCATE)");
+    Database(file(), migrations).execute("PRAGMA dbo.wal_checkpoint(TRUNCATE)");
   }
-  std::filesystem::remove(home.file("messages.db-wal"));
-  const auto size = std::filesystem::file_size(file());
-  {
-    std::fstream stream(file(), std::ios::in | std::ios::out | std::ios::binary);
-    for (std::uintmax_t page = 8192; page < size; page += 4096) {
-      stream.seekp(static_cast<std::streamoff>(page));
-      stream << std::string(16, '\xFF');
-    }
-  }
-  expectError(E_FAIL, nullptr, "damaged", [&] {
-    const auto orders = queue();
-    orders->Messages()->Refresh();
-  });
-}
-
-TEST_F(StoreFile, AFailedWriteStoresNothingAndTheStoreStaysSound) {
-  const pid_t child = fork();
-  if (child == 0) {  // the file size limit stands for a full disk
-    std::signal(SIGXFSZ, SIG_IGN);
-    const auto writer = queue();
-    send(writer, u"before");
-    const rlimit limit{1 << 20, 1 << 20};
-    setrlimit(RLIMIT_FSIZE, &limit);
-    int sent = 1;
-    const auto error = errorOf([&] {
-      for (; sent < 1000; ++sent) send(writer, std::u16string(20000, u'x'));
-    });
-    const bool stillThere = count(writer) == sent;
-    // A client's transaction that cannot be committed is over, and says so.
-    writer->BeginTransaction();
-    const auto again = errorOf([&] {
-      send(writer, std::u16string(2000000, u'y'));
-      writer->Commit();
-    });
-    writer->Abort();
-    _exit(error && error->number() == E_FAIL && sent > 1 && stillThere && again && count(writer) == sent ? 0
-                                                                                                         : 1);
-  }
-  int status = 0;
-  waitpid(child, &status, 0);
-  EXPECT_EQ(status, 0);
-  const auto orders = queue();
-  EXPECT_GT(count(orders), 1);
-  EXPECT_EQ(next(orders), "before");
-  send(orders, u"after");
-}
-
-TEST_F(StoreFile, ThatCannotBeWrittenCanStillBeBrowsed) {
-  send(queue(), u"there");  // and is closed again
-  const auto readOnly = [&] {
-    const auto reader = queue();
-    const auto error = errorOf([&] { send(reader, u"refused"); });
-    return error && std::string(error->what()).find("cannot be written") != std::string::npos &&
-           count(reader) == 1;
-  };
-  if (geteuid() != 0) {
-    std::filesystem::permissions(file(), std::filesystem::perms::owner_read);
-    std::filesystem::permissions(home.file("messages.db-lock"), std::filesystem::perms::owner_read);
-    EXPECT_TRUE(readOnly());
-    return;
-  }
-  // Permissions do not hold the superuser: somebody else tries.
-  for (const auto& entry : std::filesystem::directory_iterator(home.directory()))
-    std::filesystem::permissions(entry, std::filesystem::perms::all & ~std::filesystem::perms::others_write &
-                                            ~std::filesystem::perms::group_write);
-  std::filesystem::permissions(home.directory(), static_cast<std::filesystem::perms>(0755));
-  const pid_t child = fork();
-  if (child == 0) {
-    constexpr uid_t nobody = 65534;
-    const bool changed = setgroups(0, nullptr) == 0 && setgid(nobody) == 0 && setuid(nobody) == 0;
-    _exit(changed && readOnly() ? 0 : 1);
-  }
-  int status = 0;
-  waitpid(child, &status, 0);
-  EXPECT_EQ(status, 0);
+  std::string content = home.read("messages.db");
+  for (std::size_t page = 8192; page < content.size(); page += 4096) content.replace(page, 16, 16, '\xFF');
+  writeFile(content);
+  expectError(E_FAIL, nullptr, "damaged", [&] { count(queue()); });
 }
 
 TEST_F(StoreFile, TransactionsKeepTheirWorkToThemselves) {
@@ -155,7 +86,7 @@ TEST_F(StoreFile, TransactionsKeepTheirWorkToThemselves) {
   send(one, u"inside");
   EXPECT_EQ(next(one), "inside");
   EXPECT_EQ(next(two), "");
-  expectError(static_cast<std::int32_t>(0x80040E31u), u"SendDocument", "another queue object of this thread",
+  expectError(timedOut, u"SendDocument", "another queue object of this thread",
               [&] { send(two, u"waits in vain"); });
   one->Abort();
   EXPECT_TRUE(one->IsEmpty());
@@ -181,13 +112,6 @@ TEST_F(StoreFile, TransactionsKeepTheirWorkToThemselves) {
   send(one, u"there");
   EXPECT_EQ(count(one), 1);
   EXPECT_EQ(count(two), 2);
-  // Released without an end: nothing of it stays.
-  {
-    const auto lost = queue();
-    lost->BeginTransaction();
-    send(lost, u"lost");
-  }
-  EXPECT_EQ(count(two), 2);
 }
 
 TEST_F(StoreFile, AReceiveInATransactionHoldsItsDocumentAndStopsNobody) {
@@ -195,18 +119,12 @@ TEST_F(StoreFile, AReceiveInATransactionHoldsItsDocumentAndStopsNobody) {
     const auto orders = queue();
     for (const char16_t* text : {u"first", u"second", u"third"}) send(orders, text);
   }
-  int held[2];
-  ASSERT_EQ(pipe(held), 0);
-  const pid_t holder = fork();
-  if (holder == 0) {
+  const pid_t holder = inProcess([&] {
     const auto orders = queue();
     orders->BeginTransaction();
-    const std::string received = next(orders);
-    _exit(write(held[1], received.data(), 5) == 5 ? pause() : 1);
-  }
-  char text[6] = {};
-  ASSERT_EQ(read(held[0], text, 5), 5);
-  EXPECT_STREQ(text, "first");
+    if (next(orders) == "first") raise(SIGSTOP);
+  });
+  ASSERT_TRUE(hasStopped(holder));
   const auto orders = queue();
   const auto archive = queue(u"Archive");
   EXPECT_EQ(next(orders), "second");
@@ -215,8 +133,7 @@ TEST_F(StoreFile, AReceiveInATransactionHoldsItsDocumentAndStopsNobody) {
   EXPECT_EQ(next(orders), "second");  // its own is not skipped
   send(archive, u"second");           // what is received is sent on before it is acknowledged
   orders->AcknowledgeMessage(*second);
-  expectError(static_cast<std::int32_t>(0x80040E31u), u"SendDocument", "then acknowledge and commit",
-              [&] { send(archive, u"in vain"); });
+  expectError(timedOut, u"SendDocument", "then acknowledge and commit", [&] { send(archive, u"in vain"); });
   EXPECT_EQ(next(orders), "third");
   orders->Commit();
   EXPECT_EQ(count(orders), 2);
@@ -224,47 +141,33 @@ TEST_F(StoreFile, AReceiveInATransactionHoldsItsDocumentAndStopsNobody) {
   EXPECT_EQ(next(orders), "");
   EXPECT_EQ(count(orders), 1);
   kill(holder, SIGKILL);
-  waitpid(holder, nullptr, 0);
+  endOf(holder);
   EXPECT_EQ(next(orders), "first");
 }
 
 TEST_F(StoreFile, WhoWaitsForAStoppedWriterInVainIsToldItsName) {
-  using platform_layer::Database;
-  constexpr auto limit = std::chrono::seconds(1);
-  int begun[2];
-  ASSERT_EQ(pipe(begun), 0);
-  const pid_t writer = fork();
-  if (writer == 0) {
-    Database store(file(), store::sqliteStore().migrations);
+  const pid_t writer = inProcess([&] {
+    Database store(file(), migrations);
     store.begin(Database::Purpose::Stores, limit);
-    if (write(begun[1], "b", 1) != 1) _exit(1);
     raise(SIGSTOP);
     store.commit();
-    _exit(0);
-  }
-  char signal = 0;
-  ASSERT_EQ(read(begun[0], &signal, 1), 1);
-  Database store(file(), store::sqliteStore().migrations);
+  });
+  ASSERT_TRUE(hasStopped(writer));
+  Database store(file(), migrations);
   const auto error = errorOf([&] { store.begin(Database::Purpose::Stores, limit); });
   ASSERT_TRUE(error);
-  EXPECT_THAT(error->what(),
-              testing::HasSubstr("process " + std::to_string(writer) + " has been writing since"));
-  int status = 0;
-  ASSERT_EQ(waitpid(writer, &status, WUNTRACED), writer);
+  EXPECT_THAT(error->what(), HasSubstr("process " + std::to_string(writer) + " has been writing since"));
   kill(writer, SIGCONT);
-  ASSERT_EQ(waitpid(writer, &status, 0), writer);
-  EXPECT_EQ(status, 0);
+  EXPECT_TRUE(succeeded(writer));
   store.begin(Database::Purpose::Stores, limit);
   store.rollback();
 }
 
 // Written by the first version of the schema.
 TEST_F(StoreFile, AnOlderStoreIsBroughtUpToDateWheneverThatIsKilled) {
-  const auto definition = store::sqliteStore();
-  std::string older;
   {
-    platform_layer::Database store(file(), definition.migrations.first(1));
-    store.write(platform_layer::Database::Purpose::Stores, {}, [&] {
+    Database store(file(), migrations.first(1));
+    store.write(Database::Purpose::Stores, {}, [&] {
       store.execute("INSERT INTO dbo.mdqMessageType VALUES (1, 'idoc', 'Orders')");
       store.execute(
           "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 300)"
@@ -272,19 +175,14 @@ TEST_F(StoreFile, AnOlderStoreIsBroughtUpToDateWheneverThatIsKilled) {
       store.execute("INSERT INTO dbo.mdqWaiting SELECT 1, MessageID FROM dbo.mdqDocument");
     });
   }
-  older = home.read("messages.db");
-  for (int delay = 0; delay < 40; ++delay) {
-    for (const char* tail : {"-wal", "-shm", "-journal"}) std::filesystem::remove(file().string() + tail);
-    std::ofstream(file(), std::ios::binary | std::ios::trunc) << older;
-    const pid_t child = fork();
-    if (child == 0) {
-      next(queue());
-      _exit(0);
-    }
-    usleep(static_cast<useconds_t>(delay) * 300);
+  const std::string older = home.read("messages.db");
+  for (useconds_t delay = 0; delay < 12000; delay += 300) {
+    writeFile(older);
+    const pid_t child = inProcess([&] { next(queue()); });
+    usleep(delay);
     kill(child, SIGKILL);
-    waitpid(child, nullptr, 0);
-    ASSERT_EQ(count(queue()), 300) << "killed after " << delay * 300 << " us";
+    endOf(child);
+    ASSERT_EQ(count(queue()), 300) << "killed after " << delay << " us";
   }
   const auto orders = queue();
   const auto report = embedded.check(u"db", StoreCheck::Thorough);
@@ -303,15 +201,14 @@ TEST_F(StoreFile, ADamagedDocumentIsListedButItsBodyIsNotHandedOut) {
   const auto at = content.find("to be damaged");
   ASSERT_NE(at, std::string::npos);
   content[at] = 'T';
-  std::ofstream(file(), std::ios::binary | std::ios::trunc) << content;
-
+  writeFile(content);
   const auto orders = queue();
   EXPECT_EQ(count(orders), 3);
   const auto damaged = orders->Messages()->Item(Variant(std::int32_t{2}).get());
   expectError(E_FAIL, nullptr, "document 2 is damaged", [&] { damaged->Body(); });
   const auto report = embedded.check(u"db", StoreCheck::Thorough);
   ASSERT_EQ(report.findings.size(), 1u);
-  EXPECT_THAT(toUtf8(report.findings[0]), testing::HasSubstr("document 2"));
+  EXPECT_THAT(toUtf8(report.findings[0]), HasSubstr("document 2"));
   orders->AcknowledgeDocument(String(u"1"));
   expectError(E_FAIL, u"ReceiveNext", "delete the document", [&] { next(orders); });
   orders->AcknowledgeMessage(*damaged);
@@ -331,18 +228,15 @@ TEST_F(StoreFile, AForkedProcessDoesNotTouchItsParentsSession) {
   const auto orders = queue();
   orders->BeginTransaction();
   send(orders, u"parent");
-  const pid_t child = fork();
-  if (child == 0) {
-    const auto inherited = errorOf([&] { send(orders, u"child"); });
-    const auto opened = errorOf([&] { send(queue(), u"child"); });
-    _exit(inherited && std::string(inherited->what()).find("lost") != std::string::npos && opened &&
-                  std::string(opened->what()).find("forked") != std::string::npos
-              ? 0
-              : 1);
-  }
-  int status = 0;
-  waitpid(child, &status, 0);
-  EXPECT_EQ(status, 0);
+  EXPECT_TRUE(succeeded(inProcess([&] {
+    const auto expectRefusal = [](const char* part, auto&& body) {
+      const auto error = errorOf(body);
+      if (!error || std::string(error->what()).find(part) == std::string::npos)
+        throw std::runtime_error(error ? error->what() : std::string("not refused as ") + part);
+    };
+    expectRefusal("lost", [&] { send(orders, u"child"); });
+    expectRefusal("forked", [&] { send(queue(), u"child"); });
+  })));
   orders->Commit();
   EXPECT_EQ(count(orders), 1);
 }
@@ -350,20 +244,16 @@ TEST_F(StoreFile, AForkedProcessDoesNotTouchItsParentsSession) {
 TEST_F(StoreFile, ManyProcessesMayBeTheFirst) {
   for (int round = 0; round < 10; ++round) {
     for (const char* tail : {"", "-wal", "-shm"}) std::filesystem::remove(file().string() + tail);
-    for (int i = 0; i < 6; ++i)
-      if (fork() == 0) _exit(errorOf([&] { send(queue(), u"first"); }) ? 1 : 0);
-    for (int status = 0; wait(&status) > 0;) EXPECT_EQ(status, 0);
+    pid_t children[6];
+    for (pid_t& child : children) child = inProcess([&] { send(queue(), u"first"); });
+    for (const pid_t child : children) EXPECT_TRUE(succeeded(child));
     EXPECT_EQ(count(queue()), 6);
   }
 }
 
 TEST_F(StoreFile, RowsOfOtherMessageTypesAreInvisible) {
-  {
-    platform_layer::Database database(file(), store::sqliteStore().migrations);
-    database.begin(platform_layer::Database::Purpose::Stores, std::chrono::seconds(1));
-    database.execute("INSERT INTO dbo.mdqMessageType (Name, Queue) VALUES ('other', 'Hidden')");
-    database.commit();
-  }
+  Database(file(), migrations)
+      .execute("INSERT INTO dbo.mdqMessageType (Name, Queue) VALUES ('other', 'Hidden')");
   const auto queues = make<DbQueues>();
   queues->Refresh();
   EXPECT_EQ(queues->Count(), 0);
