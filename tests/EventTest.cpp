@@ -18,47 +18,46 @@ namespace {
 
 TEST(Events, ReachASnapshotOfTheSinksByReference) {
   const auto point = make<ConnectionPoint>(iidOf<__Sample>, nullptr);
-  DWORD first = 0;
-  DWORD second = 0;
+  DWORD first = 0, second = 0;
   int secondCalls = 0;
-  const EventKind sample{iidOf<__Sample>, 7, 1};
-  const auto sinkOf = [&](EventHandler handler) {
-    return Ref<IDispatch>::adopt(new detail::EventSink(sample, std::move(handler)));
+  const auto advise = [&](EventHandler handler, DWORD& cookie) {
+    const EventKind kind{iidOf<__Sample>, 7, 1};
+    const auto sink = Ref<IDispatch>::adopt(new detail::EventSink(kind, std::move(handler)));
+    EXPECT_EQ(point->Advise(sink.get(), &cookie), S_OK);
   };
-  const auto changing = sinkOf([&](std::span<VARIANT> arguments) {
-    SysFreeString(*arguments[0].pbstrVal);
-    *arguments[0].pbstrVal = SysAllocString(u"changed");
+  const auto changing = [&](std::span<VARIANT> arguments) {
+    SysFreeString(std::exchange(*arguments[0].pbstrVal, SysAllocString(u"changed")));
     point->Unadvise(second);  // still called this time: the snapshot has it
     throw Error(1, {}, {});   // and a failing sink stops nobody
-  });
-  const auto counting = sinkOf([&](std::span<VARIANT> arguments) {
-    EXPECT_EQ(StringRef(*arguments[0].pbstrVal).view(), u"changed");
-    ++secondCalls;
-  });
-  EXPECT_EQ(point->Advise(changing.get(), &first), S_OK);
-  EXPECT_EQ(point->Advise(counting.get(), &second), S_OK);
+  };
+  advise(changing, first);
+  advise(
+      [&](std::span<VARIANT> arguments) {
+        EXPECT_EQ(StringRef(*arguments[0].pbstrVal).view(), u"changed");
+        ++secondCalls;
+      },
+      second);
   EXPECT_NE(first, second);
-  BSTR text = SysAllocString(u"text");
-  VARIANT argument = Variant::reference(&text).detach();
-  point->fire(7, {&argument, 1});
-  point->fire(7, {&argument, 1});
+  String text(u"text");
+  VARIANT argument = Variant::reference(text.address()).detach();
+  for (int i = 0; i < 2; ++i) point->fire(7, {&argument, 1});
   EXPECT_EQ(secondCalls, 1);
-  SysFreeString(text);
   EXPECT_EQ(point->Unadvise(second), CONNECT_E_NOCONNECTION);
   EXPECT_EQ(point->Advise(static_cast<IConnectionPoint*>(point.get()), &second), CONNECT_E_CANNOTCONNECT);
   EXPECT_EQ(point->Advise(nullptr, &second), E_POINTER);
 }
 
 TEST(Apartments, DeliverOnlyInsidePumpAndOnlyWhatIsArmed) {
+  using namespace std::chrono_literals;
   const int descriptor = eventfd(0, 0);
   int delivered = 0;
+  const auto deliver = [&] {
+    eventfd_t count;
+    eventfd_read(descriptor, &count);
+    ++delivered;
+  };
   auto& apartment = Apartment::current();
-  Apartment::Armed armed = apartment.arm({descriptor, [&] {
-                                            eventfd_t count;
-                                            eventfd_read(descriptor, &count);
-                                            ++delivered;
-                                          }});
-  using namespace std::chrono_literals;
+  Apartment::Armed armed = apartment.arm({descriptor, deliver});
   EXPECT_EQ(apartment.pump(0ms), 0);
   eventfd_write(descriptor, 1);
   EXPECT_EQ(delivered, 0);

@@ -3,35 +3,41 @@
 #include "EmbeddedPlatform.h"
 #include "Expect.h"
 #include "Installation.h"
+#include "Processes.h"
 #include "QueryText.h"
 #include "SqliteStore.h"
 #include "Text.h"
-
-#include <sys/wait.h>
-#include <unistd.h>
-#include <thread>
 
 namespace CorvaneQueue::platform_layer {
 
 namespace {
 
-std::string settingText(TomlFile& file, const Installation& home, const TomlFile::Address& address) {
-  const auto value = file.read(home.file("settings.toml"), address);
-  return value ? std::to_string(value->type()) + " " + toUtf8(toString(value->get())) : "none";
-}
-
-TEST(Settings, AreTypedAndSeenAtOnce) {
-  const Installation home("");
+class Settings : public ::testing::Test {
+ protected:
+  // A number for the type, and the text.
+  std::string read(const TomlFile::Address& address) {
+    const auto value = file.read(path, address);
+    return value ? std::to_string(value->type()) + " " + toUtf8(toString(value->get())) : "none";
+  }
+  void write(const TomlFile::Address& address, const Variant& value) { file.write(path, address, value); }
+  template <class Body>
+  void expectRefusal(const std::string& part, Body&& body) const {
+    const std::string before = home.read("settings.toml");
+    expectError(E_FAIL, nullptr, part, body);
+    EXPECT_EQ(home.read("settings.toml"), before);
+  }
+  Installation home{""};
+  const std::filesystem::path path = home.file("settings.toml");
   TomlFile file;
-  const auto read = [&](const TomlFile::Address& address) { return settingText(file, home, address); };
+};
+
+TEST_F(Settings, AreTypedAndSeenAtOnce) {
   EXPECT_EQ(read({u"Configuration", u"Global", u"QueueStoreType"}), "none");
   home.writeSettings(
       "[Configuration.Global]\nQueueStoreType = \"db\"\nUsesPublicQueues = 0 # private\n"
-      "[Components.OrdersQueue.OrdersQueue]\nCompressMessages = 1\n[Platform]\nCodePage = \"1\"\nList = "
-      "[1]\n");
+      "[Platform]\nCodePage = \"1\"\nList = [1]\n");
   EXPECT_EQ(read({u"configuration", u"GLOBAL", u"queuestoretype"}), "8 db");
   EXPECT_EQ(read({u"Configuration", u"Global", u"UsesPublicQueues"}), "3 0");
-  EXPECT_EQ(read({u"Components", u"OrdersQueue", u"OrdersQueue", u"CompressMessages"}), "3 1");
   EXPECT_EQ(read({u"Platform", u"CodePage"}), "8 1");
   EXPECT_EQ(read({u"Platform", u"List"}), "none");
   for (int i = 0; i < 200; ++i) {  // same size, same tick of the clock
@@ -40,42 +46,38 @@ TEST(Settings, AreTypedAndSeenAtOnce) {
   }
 }
 
-TEST(Settings, KeepEverythingElseOfTheFileWhenOneIsWritten) {
-  const Installation home(
+TEST_F(Settings, KeepEverythingElseOfTheFileWhenOneIsWritten) {
+  home.writeSettings(
       "# by hand, äöü\n[Configuration.Global]  # global\nQueueStoreType = \"msmq\"   # store\nOther = 1.5\n\n"
       "[\"odd name\".x]\nk = true");
-  TomlFile file;
-  const auto path = home.file("settings.toml");
-  file.write(path, {u"Configuration", u"Global", u"QueueStoreType"}, u"db");
-  file.write(path, {u"Configuration", u"Global", u"UsesPublicQueues"}, std::int32_t{-1});
-  file.write(path, {u"Odd Name", u"X", u"new \"key\""}, u"a\"b\\c\n\u00e9");
-  file.write(path, {u"Fresh", u"Section", u"k"}, true);
+  write({u"Configuration", u"Global", u"QueueStoreType"}, u"db");
+  write({u"Configuration", u"Global", u"UsesPublicQueues"}, std::int32_t{-1});
+  write({u"Odd Name", u"X", u"new \"key\""}, u"a\"b\\c\n\u00e9");
+  write({u"Fresh", u"Section", u"k"}, true);
   EXPECT_EQ(home.read("settings.toml"),
             "# by hand, äöü\n[Configuration.Global]  # global\nUsesPublicQueues = -1\n"
             "QueueStoreType = \"db\"   # store\nOther = 1.5\n\n"
             "[\"odd name\".x]\n\"new \\\"key\\\"\" = \"a\\\"b\\\\c\\u000Aé\"\nk = true\n\n[Fresh.Section]\nk "
             "= true\n");
-  EXPECT_EQ(settingText(file, home, {u"odd name", u"x", u"new \"key\""}), "8 a\"b\\c\né");
-  EXPECT_EQ(errorNumber([&] { file.write(path, {u"A", u"B", u"c"}, String(std::u16string(1, 0xD800))); }), 5);
+  EXPECT_EQ(read({u"odd name", u"x", u"new \"key\""}), "8 a\"b\\c\né");
+  EXPECT_EQ(errorNumber([&] { write({u"A", u"B", u"c"}, String(std::u16string(1, 0xD800))); }), 5);
 }
 
-TEST(Settings, ThatDoNotParseAreNamedAndNeverDestroyed) {
-  const std::string broken = "[Configuration.Global]\nQueueStoreType = db\n";
-  const Installation home(broken);
-  TomlFile file;
-  const auto path = home.file("settings.toml");
-  const auto line = [&](auto&& body) {
-    expectError(E_FAIL, nullptr, "settings.toml\" does not parse: line 2", body);
-  };
-  line([&] { file.read(path, {u"A", u"B", u"c"}); });
-  line([&] { file.write(path, {u"A", u"B", u"c"}, true); });
-  EXPECT_EQ(home.read("settings.toml"), broken);
+TEST_F(Settings, ThatDoNotParseOrCannotBePlacedAreNamedAndNeverDestroyed) {
+  home.writeSettings("[Configuration.Global]\nQueueStoreType = db\n");
+  const std::string line2 = "settings.toml\" does not parse: line 2";
+  expectRefusal(line2, [&] { read({u"A", u"B", u"c"}); });
+  expectRefusal(line2, [&] { write({u"A", u"B", u"c"}, true); });
+  home.writeSettings("Configuration = 3\n");
+  expectRefusal("write the table as \"[Configuration.Global]\"", [&] {
+    write({u"Configuration", u"Global", u"k"}, true);
+  });
+  std::filesystem::remove(path);
+  std::filesystem::create_directory(path);
+  expectRefusal("Is a directory", [&] { read({u"A", u"k"}); });
 }
 
-TEST(Settings, ThatAreNestedWithoutEndAreRefusedBeforeTheyAreParsed) {
-  const Installation home("");
-  TomlFile file;
-  const auto path = home.file("settings.toml");
+TEST_F(Settings, ThatAreNestedWithoutEndAreRefusedBeforeTheyAreParsed) {
   const auto repeated = [](const std::string& part, int times) {
     std::string text;
     for (int i = 0; i < times; ++i) text += part;
@@ -89,56 +91,29 @@ TEST(Settings, ThatAreNestedWithoutEndAreRefusedBeforeTheyAreParsed) {
         repeated("a = [{ a" + repeated(".a", 200) + " = [\n", 250)}) {
     home.writeSettings("# first\nx = \"\"\"a\nb\"\"\"\n" + deep + "\n");
     const std::string line = deep.find('\n') == std::string::npos ? "line 4: " : "line ";
-    expectError(E_FAIL, nullptr, "settings.toml\" does not parse: " + line, [&] { file.read(path, {u"a"}); });
-    expectError(E_FAIL, nullptr, "nested more than 256 deep", [&] { file.write(path, {u"b"}, true); });
+    expectRefusal("settings.toml\" does not parse: " + line, [&] { read({u"a"}); });
+    expectRefusal("nested more than 256 deep", [&] { write({u"b"}, true); });
   }
   const std::string dots = repeated(".", 300);  // in a name, a comment or a text they nest nothing
   home.writeSettings("# " + dots + "\n[A.\"" + dots + "\\\"\".b]\nk = '''" + dots + "\n" + dots + "'''\n" +
                      repeated("# [.\n", 300));
-  EXPECT_EQ(settingText(file, home, {u"A", String(fromUtf8(dots + "\"")), u"b", u"k"}),
-            "8 " + dots + "\n" + dots);
+  EXPECT_EQ(read({u"A", String(fromUtf8(dots + "\"")), u"b", u"k"}), "8 " + dots + "\n" + dots);
   home.writeSettings("[A]\n" + repeated("# filler\n", (16 << 20) / 9 + 1));
-  expectError(E_FAIL, nullptr, "larger than 16 MiB", [&] { file.read(path, {u"A", u"k"}); });
+  expectRefusal("larger than 16 MiB", [&] { read({u"A", u"k"}); });
 }
 
-TEST(Settings, ThatCannotBePlacedAreRefused) {
-  const std::string odd = "Configuration = 3\n";
-  const Installation home(odd);
-  TomlFile file;
-  expectError(E_FAIL, nullptr, "write the table as \"[Configuration.Global]\"", [&] {
-    file.write(home.file("settings.toml"), {u"Configuration", u"Global", u"k"}, true);
-  });
-  EXPECT_EQ(home.read("settings.toml"), odd);
-  std::filesystem::remove(home.file("settings.toml"));
-  std::filesystem::create_directory(home.file("settings.toml"));
-  expectError(E_FAIL, nullptr, "Is a directory", [&] {
-    file.read(home.file("settings.toml"), {u"A", u"k"});
-  });
-}
-
-TEST(Settings, LoseNoConcurrentWrite) {
-  const Installation home("");
-  constexpr int writers = 4;
+TEST_F(Settings, LoseNoConcurrentWrite) {
   constexpr int keys = 25;
-  for (int writer = 0; writer < writers; ++writer)
-    if (fork() == 0) {
-      TomlFile file;
-      for (int key = 0; key < keys; ++key)
-        file.write(home.file("settings.toml"),
-                   {u"W", String(std::u16string(1, static_cast<char16_t>(u'a' + writer))),
-                    String(u"k" + decimal(key))},
-                   key);
-      _exit(0);
-    }
-  int status = 0;
-  while (wait(&status) > 0) EXPECT_EQ(status, 0);
-  TomlFile file;
-  for (int writer = 0; writer < writers; ++writer)
+  const std::u16string sections[] = {u"a", u"b", u"c", u"d"};
+  std::vector<pid_t> writers;
+  for (const auto& section : sections)
+    writers.push_back(inProcess([&] {
+      for (int key = 0; key < keys; ++key) write({u"W", section, u"k" + decimal(key)}, key);
+    }));
+  for (const pid_t writer : writers) EXPECT_TRUE(succeeded(writer));
+  for (const auto& section : sections)
     for (int key = 0; key < keys; ++key)
-      EXPECT_EQ(
-          settingText(file, home,
-                      {u"W", std::u16string(1, static_cast<char16_t>(u'a' + writer)), u"k" + decimal(key)}),
-          "3 " + std::to_string(key));
+      EXPECT_EQ(read({u"W", section, u"k" + decimal(key)}), "3 " + std::to_string(key));
 }
 
 class HostTest : public ::testing::Test {
@@ -152,25 +127,24 @@ TEST_F(HostTest, RecordsReportsAndRaisesThem) {
   const auto trace = host.createProcessTrace();
   const Variant held = call<&_ProcessTrace::raw_ClassTrace>(trace, u"Library", u"Class");
   const auto handler = call<&_ClassTrace::get_ExceptionHandler>(query<_ClassTrace>(held.get().pdispVal));
+  const auto report = [&](bool raises, LONG level, LONG number, const char16_t* procedure) {
+    call<&_ExceptionHandler::raw_Report>(handler, raises, level, number, procedure);
+  };
   call<&_ExceptionHandler::raw_TakeError>(handler, 7, u"inner", u"line one\nline \"two\"");
-  expectError(8, u"Member Get", "line one",
-              [&] { call<&_ExceptionHandler::raw_Report>(handler, true, 1, 8, u"Member Get"); });
+  expectError(8, u"Member Get", "line one", [&] { report(true, 1, 8, u"Member Get"); });
   call<&_ExceptionHandler::put_Description>(handler, u"only a warning");
-  call<&_ExceptionHandler::raw_Report>(handler, false, 2, 100, u"Arrived");
+  report(false, 2, 100, u"Arrived");
   const std::string log = home.read("log/corvane.log");
   EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 2);
-  EXPECT_NE(log.find("Library.Class \"Member Get\" error 8 \"inner\" \"line one line \\\"two\\\"\"\n"),
-            std::string::npos)
-      << log;
-  EXPECT_NE(log.find("Library.Class \"Arrived\" warning 100 \"\" \"only a warning\"\n"), std::string::npos)
-      << log;
-}
-
-TEST_F(HostTest, ALogThatCannotBeWrittenHidesNothing) {
+  for (const char* line : {"Library.Class \"Member Get\" error 8 \"inner\" \"line one line \\\"two\\\"\"\n",
+                           "Library.Class \"Arrived\" warning 100 \"\" \"only a warning\"\n"})
+    EXPECT_NE(log.find(line), std::string::npos) << log;
+  // A log that cannot be written hides nothing.
+  std::filesystem::remove_all(home.file("log"));
   std::ofstream(home.file("log")) << "in the way";
-  const auto handler = host.createExceptionHandler();
-  call<&_ExceptionHandler::put_Description>(handler, u"told");
-  expectError(5, u"P", "told", [&] { call<&_ExceptionHandler::raw_Report>(handler, true, 1, 5, u"P"); });
+  const auto standard = host.createExceptionHandler();
+  call<&_ExceptionHandler::put_Description>(standard, u"told");
+  expectError(5, u"P", "told", [&] { call<&_ExceptionHandler::raw_Report>(standard, true, 1, 5, u"P"); });
 }
 
 TEST_F(HostTest, ReportsTheOperatingSystemOfTheSettings) {
