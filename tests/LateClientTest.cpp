@@ -51,71 +51,41 @@ void with(const std::filesystem::path& file, Use&& use) {
   library = nullptr;
 }
 
-// A variant that ends itself.
-struct Value {
+// A variant that ends itself. Of an object nothing is known but the names of its members.
+class Value {
+ public:
   VARIANT raw{};
   Value() = default;
   Value(int number) { raw.vt = VT_I4, raw.lVal = number; }
   Value(bool truth) { raw.vt = VT_BOOL, raw.boolVal = truth ? VARIANT_TRUE : VARIANT_FALSE; }
-  Value(const char16_t* text) : Value(std::u16string(text)) {}
-  Value(const std::u16string& text) {
-    raw.vt = VT_BSTR;
-    raw.bstrVal = library->sysAllocStringLen(text.data(), static_cast<UINT>(text.size()));
+  Value(const char16_t* text) {
+    const auto length = std::char_traits<char16_t>::length(text);
+    raw.vt = VT_BSTR, raw.bstrVal = library->sysAllocStringLen(text, static_cast<UINT>(length));
   }
-  static Value bytes(std::string_view content) {
-    Value value;
-    value.raw.vt = VT_ARRAY | VT_UI1;
-    value.raw.parray = library->makeArray(VT_UI1, 0, static_cast<ULONG>(content.size()));
-    content.copy(static_cast<char*>(value.raw.parray->pvData), content.size());
-    return value;
+  Value(std::string_view bytes) {
+    raw.vt = VT_ARRAY | VT_UI1, raw.parray = library->makeArray(VT_UI1, 0, static_cast<ULONG>(bytes.size()));
+    bytes.copy(static_cast<char*>(raw.parray->pvData), bytes.size());
   }
   static Value omitted() {
     Value value;
     value.raw.vt = VT_ERROR, value.raw.scode = DISP_E_PARAMNOTFOUND;
     return value;
   }
-  Value(Value&& other) noexcept : raw(std::exchange(other.raw, VARIANT{})) {}
-  Value& operator=(Value&& other) noexcept {
-    std::swap(raw, other.raw);
-    return *this;
+  static Value create(const char16_t* name) {
+    CLSID identity{};
+    EXPECT_EQ(library->classOf(name, &identity), S_OK);
+    Value value;
+    value.raw.vt = VT_DISPATCH;
+    EXPECT_EQ(library->createInstance(identity, nullptr, CLSCTX_INPROC_SERVER, IID_IDispatch,
+                                      reinterpret_cast<void**>(&value.raw.pdispVal)),
+              S_OK);
+    return value;
   }
+  Value(Value&& other) noexcept : raw(std::exchange(other.raw, VARIANT{})) {}
   ~Value() { library->variantClear(&raw); }
   std::u16string text() const {
     EXPECT_EQ(raw.vt, VT_BSTR);
     return raw.vt == VT_BSTR ? std::u16string(raw.bstrVal, library->sysStringLen(raw.bstrVal)) : u"?";
-  }
-};
-
-struct Release {
-  void operator()(IUnknown* object) const { object->Release(); }
-};
-struct Outcome {
-  HRESULT result = S_OK;  // the error's own when the member has failed
-  Value value;
-  std::u16string source;
-};
-
-// An object of which nothing is known but the names of its members.
-class Object {
- public:
-  static Object create(const char16_t* name) {
-    CLSID identity{};
-    EXPECT_EQ(library->classOf(name, &identity), S_OK);
-    void* object = nullptr;
-    EXPECT_EQ(library->createInstance(identity, nullptr, CLSCTX_INPROC_SERVER, IID_IDispatch, &object), S_OK);
-    return Object(static_cast<IDispatch*>(object));
-  }
-  static Object in(Value value) {
-    EXPECT_EQ(value.raw.vt, VT_DISPATCH);
-    return Object(std::exchange(value.raw, VARIANT{}).pdispVal);
-  }
-  explicit operator bool() const { return object_ != nullptr; }
-  Value value() const {
-    Value result;
-    result.raw.vt = VT_DISPATCH;
-    result.raw.pdispVal = object_.get();
-    object_->AddRef();
-    return result;
   }
 
   DISPID idOf(std::u16string name) const {
@@ -123,65 +93,68 @@ class Object {
       if (name[i] >= u'a' && name[i] <= u'z') name[i] = static_cast<char16_t>(name[i] - 32);
     LPOLESTR names[] = {name.data()};
     DISPID id = DISPID_UNKNOWN;
-    EXPECT_EQ(object_->GetIDsOfNames(IID_NULL, names, 1, 1033, &id), S_OK);
+    EXPECT_EQ(raw.pdispVal->GetIDsOfNames(IID_NULL, names, 1, 1033, &id), S_OK);
     return id;
   }
-  Outcome invoke(WORD flags, DISPID id, std::vector<VARIANT> arguments) const {
+  // The result of the call, or the error's own when the member has failed.
+  HRESULT invoke(WORD flags, DISPID id, std::vector<VARIANT> arguments, Value* value = nullptr,
+                 std::u16string* source = nullptr) const {
     std::ranges::reverse(arguments);
     DISPID putId = DISPID_PROPERTYPUT;
     const bool isPut = (flags & (DISPATCH_PROPERTYPUT | DISPATCH_PROPERTYPUTREF)) != 0;
     DISPPARAMS parameters{arguments.data(), isPut ? &putId : nullptr, static_cast<UINT>(arguments.size()),
                           isPut ? 1u : 0u};
-    Outcome outcome;
     EXCEPINFO exception{};
-    outcome.result =
-        object_->Invoke(id, IID_NULL, 1033, flags, &parameters, &outcome.value.raw, &exception, nullptr);
-    if (outcome.result == DISP_E_EXCEPTION) outcome.result = exception.scode;
-    if (exception.bstrSource != nullptr) outcome.source = exception.bstrSource;
+    const HRESULT result =
+        raw.pdispVal->Invoke(id, IID_NULL, 1033, flags, &parameters, value != nullptr ? &value->raw : nullptr,
+                             &exception, nullptr);
+    if (source != nullptr && exception.bstrSource != nullptr) *source = exception.bstrSource;
     for (BSTR text : {exception.bstrSource, exception.bstrDescription, exception.bstrHelpFile})
       library->sysFreeString(text);
-    return outcome;
+    return result == DISP_E_EXCEPTION ? exception.scode : result;
   }
   template <class... A>
-  Outcome tried(WORD flags, const char16_t* name, A&&... arguments) const {
-    return invoke(flags, idOf(name), {arguments.raw...});
+  HRESULT tried(WORD flags, const char16_t* name, const A&... arguments) const {
+    return invoke(flags, idOf(name), {static_cast<const Value&>(arguments).raw...});
   }
   template <class... A>
-  Value get(const char16_t* name, A&&... arguments) const {
+  Value get(const char16_t* name, const A&... arguments) const {
     return done(DISPATCH_PROPERTYGET, name, arguments...);
   }
   template <class... A>
-  Value call(const char16_t* name, A&&... arguments) const {
+  Value call(const char16_t* name, const A&... arguments) const {
     return done(DISPATCH_METHOD, name, arguments...);
   }
-  void let(const char16_t* name, Value value) const { done(DISPATCH_PROPERTYPUT, name, value); }
-  void set(const char16_t* name, Value value) const { done(DISPATCH_PROPERTYPUTREF, name, value); }
+  void let(const char16_t* name, const Value& value) const { done(DISPATCH_PROPERTYPUT, name, value); }
+  void set(const char16_t* name, const Value& value) const { done(DISPATCH_PROPERTYPUTREF, name, value); }
 
  private:
-  explicit Object(IDispatch* object) : object_(object) {}
   template <class... A>
-  Value done(WORD flags, const char16_t* name, A&&... arguments) const {
-    Outcome outcome = tried(flags, name, arguments...);
-    EXPECT_EQ(outcome.result, S_OK) << std::string(name, name + std::char_traits<char16_t>::length(name));
-    return std::move(outcome.value);
+  Value done(WORD flags, const std::u16string& name, const A&... arguments) const {
+    Value value;
+    EXPECT_EQ(invoke(flags, idOf(name), {static_cast<const Value&>(arguments).raw...}, &value), S_OK)
+        << std::string(name.begin(), name.end());
+    return value;
   }
-  std::unique_ptr<IDispatch, Release> object_;
 };
 
 constexpr HRESULT numbered(int number) { return static_cast<HRESULT>(0x800A0000u + unsigned(number)); }
 
 // The bodies of a collection, by For Each.
 using Texts = std::vector<std::u16string>;
-Texts bodies(const Object& messages) {
-  Texts found;
+Texts bodies(const Value& messages) {
   const Value unknown = messages.get(u"NewEnum");
   EXPECT_EQ(unknown.raw.vt, VT_UNKNOWN);
-  void* raw = nullptr;
-  EXPECT_EQ(unknown.raw.punkVal->QueryInterface(IID_IEnumVARIANT, &raw), S_OK);
-  const std::unique_ptr<IEnumVARIANT, Release> enumerator(static_cast<IEnumVARIANT*>(raw));
-  Value element;
-  while (enumerator->Next(1, &element.raw, nullptr) == S_OK)
-    found.push_back(Object::in(std::exchange(element, Value())).get(u"Body").text());
+  IEnumVARIANT* enumerator = nullptr;
+  EXPECT_EQ(unknown.raw.punkVal->QueryInterface(IID_IEnumVARIANT, reinterpret_cast<void**>(&enumerator)),
+            S_OK);
+  Texts found;
+  for (bool isMore = true; isMore;) {
+    Value element;
+    isMore = enumerator->Next(1, &element.raw, nullptr) == S_OK;
+    if (isMore) found.push_back(element.get(u"Body").text());
+  }
+  enumerator->Release();
   return found;
 }
 
@@ -237,32 +210,31 @@ TEST(LateClient, FindsEveryDescribedMemberByNameAndKind) {
   const Installation home;
   with(CORVANE_LIBRARY, [] { EXPECT_EQ(library->registerServer(), S_OK); });
   with(registeredServer(home), [] {
-    std::map<std::string, Object> objects;
-    const auto keep = [&](const char* interface, Object object) -> const Object& {
+    std::map<std::string, Value> objects;
+    const auto keep = [&](const char* interface, Value object) -> const Value& {
       return objects.emplace(interface, std::move(object)).first->second;
     };
-    const auto& trace = keep("_ProcessTrace", Object::create(u"corvanesys.PROCESSTRACE"));
-    const auto& traced =
-        keep("_ClassTrace", Object::in(trace.call(u"ClassTrace", Value(u"Library"), Value(u"Class"))));
-    keep("_ExceptionHandler", Object::in(traced.get(u"ExceptionHandler")));
-    keep("IMSMQMessage", Object::create(u"MSMQ.MSMQMessage"));
-    keep("_Utility", Object::create(u"CorvaneQueue.Utility"));
-    const auto& queues = keep("_Queues", Object::create(u"CorvaneQueue.Queues"));
-    const auto& queue = keep("_Queue", Object::in(queues.call(u"Add", Value(u"Orders"))));
-    queue.call(u"SendDocument", Value(u"text"));
-    keep("_Journal", Object::in(queue.get(u"Journal")));
-    const auto& messages = keep("_Messages", Object::in(queue.get(u"Messages")));
+    const auto& trace = keep("_ProcessTrace", Value::create(u"corvanesys.PROCESSTRACE"));
+    const auto& traced = keep("_ClassTrace", trace.call(u"ClassTrace", u"Library", u"Class"));
+    keep("_ExceptionHandler", traced.get(u"ExceptionHandler"));
+    keep("IMSMQMessage", Value::create(u"MSMQ.MSMQMessage"));
+    keep("_Utility", Value::create(u"CorvaneQueue.Utility"));
+    const auto& queues = keep("_Queues", Value::create(u"CorvaneQueue.Queues"));
+    const auto& queue = keep("_Queue", queues.call(u"Add", u"Orders"));
+    queue.call(u"SendDocument", u"text");
+    keep("_Journal", queue.get(u"Journal"));
+    const auto& messages = keep("_Messages", queue.get(u"Messages"));
     messages.call(u"Refresh");
-    keep("_Message", Object::in(messages.get(u"Item", Value(1))));
+    keep("_Message", messages.get(u"Item", 1));
 
     const auto members = describedMembers();
     EXPECT_GT(members.size(), 80u);
     for (const auto& [interface, name, flags, id, parameters] : members) {
       SCOPED_TRACE(interface + "." + name);
-      const Object& object = objects.at(interface);
+      const Value& object = objects.at(interface);
       EXPECT_EQ(object.idOf({name.begin(), name.end()}), id);
       const std::vector<VARIANT> oneTooMany(static_cast<std::size_t>(parameters + 1));
-      EXPECT_EQ(object.invoke(flags, id, oneTooMany).result, DISP_E_BADPARAMCOUNT);
+      EXPECT_EQ(object.invoke(flags, id, oneTooMany), DISP_E_BADPARAMCOUNT);
     }
   });
 }
@@ -270,44 +242,45 @@ TEST(LateClient, FindsEveryDescribedMemberByNameAndKind) {
 TEST(LateClient, CallsMembersOfEveryShape) {
   const Installation home;
   with(CORVANE_LIBRARY, [] {
-    const auto utility = Object::create(u"CorvaneQueue.Utility");
+    const auto utility = Value::create(u"CorvaneQueue.Utility");
     utility.let(u"UsesPublicQueues", 0);  // a number where a truth belongs
     EXPECT_EQ(utility.get(u"UsesPublicQueues").raw.boolVal, VARIANT_FALSE);
-    EXPECT_EQ(utility.call(u"FormatQueuePathName", Value(u"Orders")).text(), u".\\PRIVATE$\\Orders");
-    EXPECT_EQ(utility.call(u"IDToString", Value::bytes({"\x39\x30\0\0", 4})).text(), u"0000012345");
-    const auto trace = Object::create(u"CorvaneSYS.ProcessTrace");
-    utility.call(u"Initialize", trace.value());
+    EXPECT_EQ(utility.call(u"FormatQueuePathName", u"Orders").text(), u".\\PRIVATE$\\Orders");
+    EXPECT_EQ(utility.call(u"IDToString", std::string_view("\x39\x30\0\0", 4)).text(), u"0000012345");
+    const auto trace = Value::create(u"CorvaneSYS.ProcessTrace");
+    utility.call(u"Initialize", trace);
     // An object of the library where a Message Queuing message belongs.
-    EXPECT_EQ(utility.tried(DISPATCH_METHOD, u"GetBody", trace.value()).result, DISP_E_TYPEMISMATCH);
+    EXPECT_EQ(utility.tried(DISPATCH_METHOD, u"GetBody", trace), DISP_E_TYPEMISMATCH);
 
-    const auto queue = Object::create(u"CorvaneQueue.Queue");
+    const auto queue = Value::create(u"CorvaneQueue.Queue");
     // An object where text belongs; one with a default member would stand for that.
-    EXPECT_EQ(queue.tried(DISPATCH_METHOD, u"Initialize", trace.value(), Value(false)).result,
-              DISP_E_TYPEMISMATCH);
-    queue.call(u"Initialize", Value(u"Orders"), Value(false));
+    EXPECT_EQ(queue.tried(DISPATCH_METHOD, u"Initialize", trace, false), DISP_E_TYPEMISMATCH);
+    queue.call(u"Initialize", u"Orders", false);
     EXPECT_EQ(queue.get(u"Journal").raw.pdispVal, nullptr);
     queue.let(u"MsgID", 1);
-    for (const char16_t* text : {u"first", u"second"}) queue.call(u"SendDocument", Value(text));
+    for (const char16_t* text : {u"first", u"second"}) queue.call(u"SendDocument", text);
     EXPECT_EQ(queue.call(u"BeginTransaction").raw.vt, VT_I4);
-    const auto message = Object::in(queue.call(u"ReceiveNext"));
+    const auto message = queue.call(u"ReceiveNext");
     EXPECT_EQ(message.get(u"Label").text(), u"MsgID: <1> ");
     EXPECT_EQ(message.get(u"BodyLength").raw.lVal, 5);
     EXPECT_EQ(message.get(u"SentTime").raw.vt, VT_DATE);
-    queue.call(u"AcknowledgeMessage", message.value());
+    queue.call(u"AcknowledgeMessage", message);
     queue.call(u"Commit");
-    const auto failed = queue.tried(DISPATCH_PROPERTYPUT, u"Quota", Value(1));
-    EXPECT_EQ(failed.result, numbered(100));
-    EXPECT_EQ(failed.source, u"Quota Let");
-    EXPECT_EQ(queue.tried(DISPATCH_PROPERTYPUTREF, u"Transaction", queue.value()).result, E_NOTIMPL);
+    std::u16string source;
+    const Value one(1);
+    EXPECT_EQ(queue.invoke(DISPATCH_PROPERTYPUT, queue.idOf(u"Quota"), {one.raw}, nullptr, &source),
+              numbered(100));
+    EXPECT_EQ(source, u"Quota Let");
+    EXPECT_EQ(queue.tried(DISPATCH_PROPERTYPUTREF, u"Transaction", queue), E_NOTIMPL);
 
-    const auto listed = Object::in(Object::create(u"CorvaneQueue.Queues").get(u"Item", Value(u"orders")));
-    const auto messages = Object::in(listed.get(u"Messages"));
+    const auto listed = Value::create(u"CorvaneQueue.Queues").get(u"Item", u"orders");
+    const auto messages = listed.get(u"Messages");
     messages.call(u"Refresh");
     EXPECT_EQ(bodies(messages), Texts{u"second"});
-    messages.call(u"Remove", Value(u"0000000000000000002"));
+    messages.call(u"Remove", u"0000000000000000002");
     EXPECT_EQ(messages.get(u"Count").raw.lVal, 0);
-    queue.set(u"Messages", messages.value());
-    EXPECT_EQ(queue.get(u"Messages").raw.pdispVal, messages.value().raw.pdispVal);
+    queue.set(u"Messages", messages);
+    EXPECT_EQ(queue.get(u"Messages").raw.pdispVal, messages.raw.pdispVal);
   });
 }
 
@@ -315,14 +288,14 @@ TEST(LateClient, CallsMembersOfEveryShape) {
 TEST(LateClient, DrivesMessageQueuingByName) {
   const Installation home("");
   with(CORVANE_LIBRARY, [] {
-    const auto info = Object::create(u"MSMQ.MSMQQueueInfo");
+    const auto info = Value::create(u"MSMQ.MSMQQueueInfo");
     info.let(u"PathName", u".\\Late");
-    info.call(u"Create", Value(true), Value(true));
+    info.call(u"Create", true, true);
     EXPECT_EQ(info.get(u"IsTransactional").raw.boolVal, VARIANT_TRUE);
-    const auto queue = Object::in(info.call(u"Open", Value(1), Value(0)));
-    const auto dispenser = Object::create(u"MSMQ.MSMQCoordinatedTransactionDispenser");
-    const auto work = Object::in(dispenser.call(u"BeginTransaction"));
-    const std::pair<const Object*, std::vector<const char16_t*>> published[] = {
+    const auto queue = info.call(u"Open", 1, 0);
+    const auto dispenser = Value::create(u"MSMQ.MSMQCoordinatedTransactionDispenser");
+    const auto work = dispenser.call(u"BeginTransaction");
+    const std::pair<const Value*, std::vector<const char16_t*>> published[] = {
         {&info,
          {u"PathName", u"FormatName", u"IsTransactional", u"Quota", u"Journal", u"JournalQuota", u"Create",
           u"Delete", u"Open", u"Update", u"Refresh"}},
@@ -334,17 +307,17 @@ TEST(LateClient, DrivesMessageQueuingByName) {
       for (std::size_t i = 0; i < names.size(); ++i)
         EXPECT_EQ(object->idOf(names[i]), static_cast<DISPID>(i + 1));
 
-    const auto message = Object::create(u"MSMQ.MSMQMessage");
-    message.let(u"Body", Value::bytes("abc"));
-    message.call(u"Send", Object::in(info.call(u"Open", Value(2), Value(0))).value(), Value(3));
+    const auto message = Value::create(u"MSMQ.MSMQMessage");
+    message.let(u"Body", std::string_view("abc"));
+    message.call(u"Send", info.call(u"Open", 2, 0), 3);
     const auto receive = [&] {
       const auto leftOut = Value::omitted();
-      return Object::in(queue.call(u"Receive", work.value(), leftOut, leftOut, Value(0)));
+      return queue.call(u"Receive", work, leftOut, leftOut, 0);
     };
     EXPECT_EQ(receive().get(u"Body").raw.vt, VT_ARRAY | VT_UI1);
-    EXPECT_FALSE(receive());
+    EXPECT_EQ(receive().raw.pdispVal, nullptr);
     work.call(u"Commit");
-    queue.call(u"EnableNotification", Object::create(u"MSMQ.MSMQEvent").value());
+    queue.call(u"EnableNotification", Value::create(u"MSMQ.MSMQEvent"));
   });
 }
 
@@ -398,12 +371,12 @@ TEST(LateClient, ReloadsWithoutLeaking) {
   const auto useOnce = [] {
     with(CORVANE_LIBRARY, [] {
       {
-        const auto queue = Object::create(u"CorvaneQueue.Queue");
-        queue.call(u"Initialize", Value(u"Orders"), Value(false));
-        queue.call(u"SendDocument", Value(u"text"));
-        const auto message = Object::in(queue.call(u"ReceiveNext"));
+        const auto queue = Value::create(u"CorvaneQueue.Queue");
+        queue.call(u"Initialize", u"Orders", false);
+        queue.call(u"SendDocument", u"text");
+        const auto message = queue.call(u"ReceiveNext");
         queue.call(u"AcknowledgeDocument", message.get(u"ID"));
-        EXPECT_EQ(queue.tried(DISPATCH_PROPERTYGET, u"Quota").result, numbered(100));
+        EXPECT_EQ(queue.tried(DISPATCH_PROPERTYGET, u"Quota"), numbered(100));
         EXPECT_EQ(library->canUnloadNow(), S_FALSE);
       }
       EXPECT_EQ(library->canUnloadNow(), S_OK);

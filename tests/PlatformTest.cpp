@@ -74,7 +74,7 @@ TEST_F(Settings, ThatDoNotParseOrCannotBePlacedAreNamedAndNeverDestroyed) {
   });
   std::filesystem::remove(path);
   std::filesystem::create_directory(path);
-  expectRefusal("Is a directory", [&] { read({u"A", u"k"}); });
+  expectError(E_FAIL, nullptr, "Is a directory", [&] { read({u"A", u"k"}); });
 }
 
 TEST_F(Settings, ThatAreNestedWithoutEndAreRefusedBeforeTheyAreParsed) {
