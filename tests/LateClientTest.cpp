@@ -193,23 +193,21 @@ std::vector<Described> describedMembers() {
   return members;
 }
 
-// The server file that the registry names for a class.
-std::string registeredServer(const Installation& home) {
+// The text that the registry has for the key that ends like that.
+std::string registered(const Installation& home, const std::string& key) {
   const std::string registry = home.read("registry.toml");
-  std::smatch found;
-  const std::regex name(R"(\[ClassesRoot\."CorvaneQueue\.Queue\\\\Clsid"\]\n"" = "(\{[-0-9A-F]+\})\")");
-  if (!std::regex_search(registry, found, name)) return "the name is not registered";
-  const std::string key = "[ClassesRoot.\"CLSID\\\\" + found[1].str() + "\\\\InprocServer32\"]";
-  const auto at = registry.find(key);
-  if (at == std::string::npos) return "the class is not registered";
-  const std::string rest = registry.substr(at + key.size());
-  return std::regex_search(rest, found, std::regex(R"(\n"" = "([^"]*)\")")) ? found[1].str() : rest;
+  const std::string assigned = "\n\"\" = \"";
+  const auto at = registry.find(assigned, registry.find(key + "\"]"));
+  if (at == std::string::npos) throw std::runtime_error("not registered: " + key);
+  const auto begin = at + assigned.size();
+  return registry.substr(begin, registry.find('"', begin) - begin);
 }
 
 TEST(LateClient, FindsEveryDescribedMemberByNameAndKind) {
   const Installation home;
   with(CORVANE_LIBRARY, [] { EXPECT_EQ(library->registerServer(), S_OK); });
-  with(registeredServer(home), [] {
+  const std::string identity = registered(home, "[ClassesRoot.\"CorvaneQueue.Queue\\\\Clsid");
+  with(registered(home, "CLSID\\\\" + identity + "\\\\InprocServer32"), [] {
     std::map<std::string, Value> objects;
     const auto keep = [&](const char* interface, Value object) -> const Value& {
       return objects.emplace(interface, std::move(object)).first->second;
@@ -342,9 +340,7 @@ TEST(LateClient, RegistersAndRemovesItsOwnAlone) {
     EXPECT_EQ(library->registerServer(), S_OK);
   });
   const std::string ofTheOriginal = registry();
-  std::smatch found;
-  ASSERT_TRUE(std::regex_search(ofTheOriginal, found, std::regex(R"(linux64"\]\n"" = "([^"]*)\")")));
-  const std::string types = found[1];
+  const std::string types = registered(home, "linux64");
   EXPECT_EQ(textOf(types), textOf(GOLDEN_FILE));
   with(copy, [&] {
     EXPECT_EQ(library->registerServer(), E_FAIL);  // no type library beside it
