@@ -89,6 +89,7 @@ class Value {
   }
 
   DISPID idOf(std::u16string name) const {
+    if (raw.vt != VT_DISPATCH || raw.pdispVal == nullptr) throw std::runtime_error("no object");
     for (std::size_t i = 1; i < name.size(); i += 2)  // letter case does not count
       if (name[i] >= u'a' && name[i] <= u'z') name[i] = static_cast<char16_t>(name[i] - 32);
     LPOLESTR names[] = {name.data()};
