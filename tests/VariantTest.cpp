@@ -89,10 +89,11 @@ TEST(Variants, ConvertByThePlatformsRules) {
       {3e6, VT_DATE, "!6"},
       {Variant::bytes({}), VT_I4, "!13"},
   };
-  for (const auto& [from, to, expected] : conversions) {
+  for (const auto& conversion : conversions) {
     std::string found;
-    const auto error = errorOf([&] { found = textOf(from.as(to)); });
-    EXPECT_EQ(error ? "!" + std::to_string(error->number()) : found, expected) << "to type " << to;
+    const auto error = errorOf([&] { found = textOf(conversion.from.as(conversion.to)); });
+    if (error) found = "!" + std::to_string(error->number());
+    EXPECT_EQ(found, conversion.expected) << "to type " << conversion.to;
   }
 }
 
