@@ -1,5 +1,6 @@
 #include "Database.h"
 
+#include "Boot.h"
 #include "EngineFiles.h"
 #include "Functions.h"
 #include "Log.h"
@@ -174,12 +175,16 @@ void Database::inspectLog() {
   const LogFile log(file_.path);
   const LogContent content = log.read();
   StoreState& state = *file_.state;
+  // What stands behind all that was ever committed is the rest of a commit whose process was killed in it.
+  const std::uint64_t boot = bootNumber();
+  const bool isAllThere = boot != 0 && state.boot == boot && content.frames >= state.framesInLog;
+  state.boot = boot;
   state.framesInLog = content.frames;
   state.indexBytes = 0;
   state.hasReserve = 0;
   state.isLogMoved = 1;
-  state.lostTransactions = content.transactionsBehind;
-  if (content.transactionsBehind == 0) return;
+  state.lostTransactions = isAllThere ? 0 : content.transactionsBehind;
+  if (state.lostTransactions == 0) return;
   const std::filesystem::path kept = log.copyAside("damaged");
   warnInLog(
       u"Storage", u"Opening",

@@ -36,6 +36,8 @@ struct StoreState {
   std::atomic<std::uint32_t> isDamaged;
   // Transactions behind a damaged place of the log, which are lost.
   std::atomic<std::uint32_t> lostTransactions;
+  // The start of the machine that all of this is of (bootNumber).
+  std::atomic<std::uint64_t> boot;
 };
 static_assert(std::atomic<std::uint64_t>::is_always_lock_free);
 
