@@ -16,6 +16,8 @@
 
 namespace {
 
+using namespace CorvaneQueue;
+
 struct Library {
   explicit Library(const std::string& file) : handle(dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL)) {
     if (handle == nullptr) throw std::runtime_error(dlerror());
@@ -31,14 +33,20 @@ struct Library {
     return found;
   }
   void* handle;
-  decltype(&::SysAllocStringLen) sysAllocStringLen = find<decltype(::SysAllocStringLen)>("SysAllocStringLen");
-  decltype(&::SysFreeString) sysFreeString = find<decltype(::SysFreeString)>("SysFreeString");
-  decltype(&::SysStringLen) sysStringLen = find<decltype(::SysStringLen)>("SysStringLen");
-  decltype(&::VariantClear) variantClear = find<decltype(::VariantClear)>("VariantClear");
-  decltype(&::CLSIDFromProgID) classOf = find<decltype(::CLSIDFromProgID)>("CLSIDFromProgID");
-  decltype(&::CoCreateInstance) createInstance = find<decltype(::CoCreateInstance)>("CoCreateInstance");
-  decltype(&::SafeArrayCreateVector) makeArray =
-      find<decltype(::SafeArrayCreateVector)>("SafeArrayCreateVector");
+  decltype(&CorvaneQueue::SysAllocStringLen) sysAllocStringLen =
+      find<decltype(CorvaneQueue::SysAllocStringLen)>("SysAllocStringLen");
+  decltype(&CorvaneQueue::SysFreeString) sysFreeString =
+      find<decltype(CorvaneQueue::SysFreeString)>("SysFreeString");
+  decltype(&CorvaneQueue::SysStringLen) sysStringLen =
+      find<decltype(CorvaneQueue::SysStringLen)>("SysStringLen");
+  decltype(&CorvaneQueue::VariantClear) variantClear =
+      find<decltype(CorvaneQueue::VariantClear)>("VariantClear");
+  decltype(&CorvaneQueue::CLSIDFromProgID) classOf =
+      find<decltype(CorvaneQueue::CLSIDFromProgID)>("CLSIDFromProgID");
+  decltype(&CorvaneQueue::CoCreateInstance) createInstance =
+      find<decltype(CorvaneQueue::CoCreateInstance)>("CoCreateInstance");
+  decltype(&CorvaneQueue::SafeArrayCreateVector) makeArray =
+      find<decltype(CorvaneQueue::SafeArrayCreateVector)>("SafeArrayCreateVector");
   HRESULT (*registerServer)() = find<HRESULT()>("DllRegisterServer");
   HRESULT (*unregisterServer)() = find<HRESULT()>("DllUnregisterServer");
   HRESULT (*canUnloadNow)() = find<HRESULT()>("DllCanUnloadNow");

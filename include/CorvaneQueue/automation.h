@@ -1,6 +1,6 @@
 // The platform's automation types and functions. Under Windows they come from the platform's own
 // headers; elsewhere this header declares just the names in use, with the platform's widths,
-// layouts and slot order, and the library supplies the functions.
+// layouts and slot order, in the library's own namespace, and the library supplies the functions.
 #pragma once
 
 #ifdef _WIN32
@@ -17,6 +17,8 @@
 
 #define STDMETHODCALLTYPE
 #define CORVANE_API __attribute__((visibility("default")))
+
+namespace CorvaneQueue {
 
 using BYTE = std::uint8_t;
 using WORD = std::uint16_t;
@@ -308,5 +310,7 @@ inline constexpr DWORD CLSCTX_INPROC_SERVER = 1;
 
 static_assert(sizeof(VARIANT) == 24 || sizeof(void*) == 4);
 static_assert(offsetof(SAFEARRAY, pvData) == 16 || sizeof(void*) == 4);
+
+}  // namespace CorvaneQueue
 
 #endif

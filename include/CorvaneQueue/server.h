@@ -3,6 +3,8 @@
 
 #include <CorvaneQueue/automation.h>
 
+namespace CorvaneQueue {
+
 extern "C" {
 
 // The class object of a creatable class. CLASS_E_CLASSNOTAVAILABLE for any other identity.
@@ -20,4 +22,6 @@ CORVANE_API HRESULT DllRegisterServer() noexcept;
 // when the one beside this file is entered. What others entered stays, another copy of this library
 // included. Not being registered is no error.
 CORVANE_API HRESULT DllUnregisterServer() noexcept;
-}
+}  // extern "C"
+
+}  // namespace CorvaneQueue

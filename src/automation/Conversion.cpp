@@ -150,11 +150,8 @@ HRESULT resultOf(const Error& failure) noexcept {
 
 }  // namespace
 
-}  // namespace CorvaneQueue
-
 extern "C" HRESULT VariantChangeType(VARIANTARG* target, const VARIANTARG* source, USHORT flags,
                                      VARTYPE type) noexcept {
-  using namespace CorvaneQueue;
   VARIANT plain;
   VariantInit(&plain);
   HRESULT result = S_OK;
@@ -202,3 +199,5 @@ extern "C" HRESULT VariantChangeType(VARIANTARG* target, const VARIANTARG* sourc
   VariantClear(&plain);
   return result;
 }
+
+}  // namespace CorvaneQueue

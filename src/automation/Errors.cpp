@@ -193,8 +193,6 @@ std::atomic<long>& liveObjects() noexcept {
   return count;
 }
 
-}  // namespace CorvaneQueue
-
 extern "C" {
 
 HRESULT SetErrorInfo(ULONG, IErrorInfo* information) noexcept {
@@ -223,3 +221,5 @@ HRESULT GetErrorInfo(ULONG, IErrorInfo** information) noexcept {
 }
 
 }  // extern "C"
+
+}  // namespace CorvaneQueue

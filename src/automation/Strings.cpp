@@ -9,6 +9,7 @@ namespace {
 constexpr std::size_t headerSize = 8;
 }  // namespace
 
+namespace CorvaneQueue {
 extern "C" {
 
 BSTR SysAllocStringLen(const OLECHAR* text, UINT length) noexcept {
@@ -42,8 +43,6 @@ UINT SysStringByteLen(BSTR text) noexcept {
 UINT SysStringLen(BSTR text) noexcept { return SysStringByteLen(text) / static_cast<UINT>(sizeof(OLECHAR)); }
 
 }  // extern "C"
-
-namespace CorvaneQueue {
 
 String fromUtf8(std::string_view text) {
   String result = String::ofLength(utf16Length(text));

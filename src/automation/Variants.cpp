@@ -2,6 +2,8 @@
 
 #include <cstdlib>
 
+namespace CorvaneQueue {
+
 namespace {
 
 constexpr bool isObject(VARTYPE type) { return type == VT_DISPATCH || type == VT_UNKNOWN; }
@@ -152,8 +154,6 @@ HRESULT VariantCopyInd(VARIANT* target, const VARIANTARG* source) noexcept {
 }
 
 }  // extern "C"
-
-namespace CorvaneQueue {
 
 std::span<const std::uint8_t> bytesOf(const VARIANT& value) {
   const VARIANT* held = &value;

@@ -119,8 +119,7 @@ void removeOwn() {
 
 }  // namespace CorvaneQueue
 
-using namespace CorvaneQueue;
-
+namespace CorvaneQueue {
 extern "C" {
 
 HRESULT DllRegisterServer() noexcept {
@@ -138,3 +137,5 @@ HRESULT DllUnregisterServer() noexcept {
 }
 
 }  // extern "C"
+
+}  // namespace CorvaneQueue

@@ -59,8 +59,7 @@ platform_layer::EmbeddedPlatform& embeddedPlatform() { return door->embedded; }
 
 }  // namespace CorvaneQueue
 
-using namespace CorvaneQueue;
-
+namespace CorvaneQueue {
 extern "C" {
 
 HRESULT DllGetClassObject(REFCLSID identity, REFIID iid, void** object) noexcept {
@@ -106,3 +105,5 @@ HRESULT CoCreateInstance(REFCLSID identity, IUnknown* outer, DWORD, REFIID iid, 
 }
 
 }  // extern "C"
+
+}  // namespace CorvaneQueue
