@@ -53,6 +53,9 @@ void expectSlots() {
 
 // Late binding and vtable agree: the tables stand in interface order.
 TEST(Interfaces, HaveTheirMembersInTheOrderOfTheTables) {
+#ifdef __SANITIZE_ADDRESS__
+  GTEST_SKIP() << "the sanitizers take an object that is a bare table for damaged";
+#endif
   expectSlots<_Queue, _Queues, _Messages, _Message, _Journal, _Utility, IQueue, IQueues, IMessages, IMessage,
               IJournal, IUtility, _MSMQQueue, _ExceptionHandler, _ClassTrace, _ProcessTrace, IMSMQQueueInfo,
               IMSMQQueue, IMSMQMessage, IMSMQTransaction, IMSMQCoordinatedTransactionDispenser, IMSMQEvent>();

@@ -24,7 +24,9 @@ using BYTE = std::uint8_t;
 using WORD = std::uint16_t;
 using USHORT = std::uint16_t;
 using SHORT = std::int16_t;
+#ifndef BOOL  // a macro of other libraries, for the same type
 using BOOL = std::int32_t;
+#endif
 using INT = std::int32_t;
 using UINT = std::uint32_t;
 using LONG = std::int32_t;
@@ -46,8 +48,6 @@ using LCID = DWORD;
 
 inline constexpr VARIANT_BOOL VARIANT_TRUE = -1;
 inline constexpr VARIANT_BOOL VARIANT_FALSE = 0;
-inline constexpr BOOL TRUE = 1;
-inline constexpr BOOL FALSE = 0;
 
 struct GUID {
   std::uint32_t Data1;

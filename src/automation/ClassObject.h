@@ -26,7 +26,7 @@ class ClassObject final : public Object<ClassObject, IClassFactory> {
     return FAILED(created) ? created : found;
   }
   HRESULT STDMETHODCALLTYPE LockServer(BOOL lock) noexcept final {
-    liveObjects() += lock != FALSE ? 1 : -1;
+    liveObjects() += lock != 0 ? 1 : -1;
     return S_OK;
   }
 
