@@ -31,9 +31,13 @@ inline std::string shown(const VARIANT& value) {
     default: return reference + text;
   }
 }
+inline std::string shown(const std::string& text) { return text; }
+inline std::string shown(std::u16string_view text) { return toUtf8(text); }
+inline std::string shown(BSTR text) { return toUtf8(StringRef(text)); }
+inline std::string shown(long long number) { return std::to_string(number); }
 
 struct Recorder {
-  std::vector<std::string> calls;
+  std::string transcript;                              // a call a line
   std::map<std::string, Variant> settings;             // by key
   std::string failing;                                 // the call that starts with this fails with 4711
   std::deque<std::pair<std::string, LONG>> failures;   // the same once each, in order, with these numbers
@@ -60,13 +64,17 @@ struct Recorder {
   std::function<void(const Ref<IDispatch>& queue)> arriveFrom;
   Ref<IMSMQMessage> sent;
 
-  std::optional<String> text(const std::string& name) const {
+  String text(const std::string& name, std::u16string_view byDefault = {}) const {
     const auto found = texts.find(name);
-    return found == texts.end() ? std::nullopt : std::optional(found->second);
+    return found == texts.end() ? String(byDefault) : found->second;
   }
 
-  void note(const std::string& call) {
-    calls.push_back(call);
+  // Notes a call: its name and its arguments. It fails as a test has prepared.
+  template <class... Arguments>
+  void note(const std::string& name, const Arguments&... arguments) {
+    std::string call = name;
+    ((call += " " + shown(arguments)), ...);
+    transcript += call + "\n";
     if (!failures.empty() && call.starts_with(failures.front().first)) {
       const LONG number = failures.front().second;
       failures.pop_front();
@@ -74,14 +82,29 @@ struct Recorder {
     }
     if (!failing.empty() && call.starts_with(failing)) throw Error(4711, u"door", u"The door failed.");
   }
-  // The calls so far, forgotten.
-  std::vector<std::string> take() { return std::exchange(calls, {}); }
-  std::vector<std::string> take(const std::string& part) {
-    std::vector<std::string> found;
-    for (const auto& call : std::exchange(calls, {}))
-      if (call.find(part) != std::string::npos) found.push_back(call);
-    return found;
+};
+
+// The base of what notes the calls of its members.
+class Recording {
+ protected:
+  explicit Recording(Recorder& noting, std::string name = {}) : recorder(noting), name_(std::move(name)) {}
+  // What is noted begins with the object's name.
+  template <class... Arguments>
+  HRESULT noted(const std::string& name, const Arguments&... arguments) {
+    return answer([&] { recorder.note(name_ + name, arguments...); });
   }
+  // An answer, of which nothing is noted.
+  template <class Result, class Value>
+  static HRESULT gives(Result* result, const Value& value) {
+    return answer(result, [&] { return value; });
+  }
+  // Both.
+  template <class Result, class Value>
+  HRESULT notedGives(Result* result, const Value& value, const std::string& name) {
+    return answer(result, [&] { return recorder.note(name_ + name), value; });
+  }
+  Recorder& recorder;
+  const std::string name_;
 };
 
 }  // namespace CorvaneQueue

@@ -2,100 +2,87 @@
 // a test wants it to.
 #pragma once
 
+#include "Expect.h"
 #include "Object.h"
 #include "Platform.h"
 #include "RecordingQueuing.h"
+#include "ZstdCompression.h"
 
+#include <CorvaneQueue/Queue.h>
+
+#include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
 
 namespace CorvaneQueue {
 
-class RecordingHandler final : public Object<RecordingHandler, DispatchForm<_ExceptionHandler>> {
+class RecordingHandler final : public Object<RecordingHandler, DispatchForm<_ExceptionHandler>>, Recording {
  public:
-  RecordingHandler(Recorder& recorder, std::string name) : recorder_(recorder), name_(std::move(name)) {}
-  HRESULT STDMETHODCALLTYPE put_ComponentName(BSTR value) noexcept final { return note("component", value); }
-  HRESULT STDMETHODCALLTYPE put_ClassName(BSTR value) noexcept final { return note("class", value); }
-  HRESULT STDMETHODCALLTYPE raw_SetNames(BSTR component, BSTR className) noexcept final {
-    return answer([&] {
-      recorder_.note(name_ + " names " + toUtf8(StringRef(component)) + " " + toUtf8(StringRef(className)));
-    });
-  }
-  HRESULT STDMETHODCALLTYPE put_Description(BSTR value) noexcept final {
+  RecordingHandler(Recorder& noting, std::string name) : Recording(noting, std::move(name)) {}
+  HRESULT put_ComponentName(BSTR value) noexcept final { return noted(" component", value); }
+  HRESULT put_ClassName(BSTR value) noexcept final { return noted(" class", value); }
+  HRESULT raw_SetNames(BSTR component, BSTR name) noexcept final { return noted(" names", component, name); }
+  HRESULT put_Description(BSTR value) noexcept final {
     description_ = String(StringRef(value));
-    return note("description", value);
+    return noted(" description", value);
   }
-  HRESULT STDMETHODCALLTYPE raw_TakeError(LONG number, BSTR source, BSTR description) noexcept final {
-    return answer([&] {
-      description_ = String(StringRef(description));
-      recorder_.note(name_ + " take " + std::to_string(number) + " " + toUtf8(StringRef(source)));
-    });
+  HRESULT raw_TakeError(LONG number, BSTR source, BSTR description) noexcept final {
+    description_ = String(StringRef(description));
+    return noted(" take", number, shown(source) + ":", description);
   }
-  HRESULT STDMETHODCALLTYPE raw_Report(VARIANT_BOOL raise, LONG level, LONG number,
-                                       BSTR procedure) noexcept final {
-    return answer([&] {
-      recorder_.note(name_ + " report " + (raise ? "raise " : "keep ") + std::to_string(level) + " " +
-                     std::to_string(number) + " " + toUtf8(StringRef(procedure)));
-      if (recorder_.onReport) recorder_.onReport();
-      if (raise && recorder_.raises) throw Error(number, String(StringRef(procedure)), description_);
+  HRESULT raw_Report(VARIANT_BOOL raise, LONG level, LONG number, BSTR procedure) noexcept final {
+    return CorvaneQueue::answer([&] {
+      recorder.note(name_ + " report", raise ? "raise" : "keep", level, number, procedure);
+      if (recorder.onReport) recorder.onReport();
+      if (raise && recorder.raises) throw Error(number, String(StringRef(procedure)), description_);
     });
   }
 
  private:
-  HRESULT note(const char* what, BSTR value) {
-    return answer([&] { recorder_.note(name_ + " " + what + " " + toUtf8(StringRef(value))); });
-  }
-  Recorder& recorder_;
-  std::string name_;
   String description_;
 };
 
 class RecordingTrace final
-    : public Object<RecordingTrace, DispatchForm<_ProcessTrace>, DispatchForm<_ClassTrace>> {
+    : public Object<RecordingTrace, DispatchForm<_ProcessTrace>, DispatchForm<_ClassTrace>>,
+      Recording {
  public:
-  explicit RecordingTrace(Recorder& recorder) : recorder_(recorder) {}
-  HRESULT STDMETHODCALLTYPE raw_ClassTrace(BSTR library, BSTR className, VARIANT* result) noexcept final {
+  explicit RecordingTrace(Recorder& noting) : Recording(noting) {}
+  HRESULT raw_ClassTrace(BSTR library, BSTR className, VARIANT* result) noexcept final {
     return CorvaneQueue::answer(result, [&] {
-      recorder_.note("trace " + toUtf8(StringRef(library)) + " " + toUtf8(StringRef(className)));
+      recorder.note("trace", library, className);
       return Variant(asDispatch(Ref<RecordingTrace>(this)));
     });
   }
-  HRESULT STDMETHODCALLTYPE get_ExceptionHandler(_ExceptionHandler** result) noexcept final {
-    return CorvaneQueue::answer(result, [&] { return make<RecordingHandler>(recorder_, "traced"); });
+  HRESULT get_ExceptionHandler(_ExceptionHandler** result) noexcept final {
+    return gives(result, make<RecordingHandler>(recorder, "traced"));
   }
-
- private:
-  Recorder& recorder_;
 };
 
 class RecordingSettings final : public ConfigurationSettings,
                                 public ComponentSettings,
-                                public RegistryAccess {
+                                public RegistryAccess,
+                                Recording {
  public:
-  explicit RecordingSettings(Recorder& recorder) : recorder_(recorder) {}
-  void Application(std::u16string_view name) override { note("application ", name); }
-  void Section(std::u16string_view name) override { note("section ", name); }
-  void FirstLevel(std::u16string_view name) override { note("first ", name); }
-  void SecondLevel(std::u16string_view name) override { note("second ", name); }
-  void Root(RegistryRoot root) override { recorder_.note("root " + std::to_string(static_cast<int>(root))); }
+  explicit RecordingSettings(Recorder& noting) : Recording(noting) {}
+  void Application(std::u16string_view name) override { recorder.note("application", name); }
+  void Section(std::u16string_view name) override { recorder.note("section", name); }
+  void FirstLevel(std::u16string_view name) override { recorder.note("first", name); }
+  void SecondLevel(std::u16string_view name) override { recorder.note("second", name); }
+  void Root(RegistryRoot root) override { recorder.note("root", static_cast<int>(root)); }
   Variant Read(std::u16string_view key, const Variant& byDefault) override {
-    recorder_.note("read " + toUtf8(key) + " " + shown(byDefault.get()));
-    const auto found = recorder_.settings.find(toUtf8(key));
-    return found == recorder_.settings.end() ? byDefault : found->second;
+    recorder.note("read", key, byDefault.get());
+    const auto found = recorder.settings.find(toUtf8(key));
+    return found == recorder.settings.end() ? byDefault : found->second;
   }
   void Write(std::u16string_view key, const Variant& value) override {
-    recorder_.note("write " + toUtf8(key) + " " + shown(value.get()));
-    recorder_.settings[toUtf8(key)] = value;
+    recorder.note("write", key, value.get());
+    recorder.settings[toUtf8(key)] = value;
   }
   String Read(std::u16string_view key, std::u16string_view name, std::u16string_view byDefault) override {
-    recorder_.note("registry " + toUtf8(key) + " " + toUtf8(name) + " \"" + toUtf8(byDefault) + "\"");
-    return recorder_.text("registry").value_or(String(byDefault));
+    recorder.note("registry", key, name, "\"" + toUtf8(byDefault) + "\"");
+    return recorder.text("registry", byDefault);
   }
-
- private:
-  void note(const char* what, std::u16string_view name) { recorder_.note(what + toUtf8(name)); }
-  Recorder& recorder_;
 };
 
 class PreparedRows final : public Recordset {
@@ -108,97 +95,82 @@ class PreparedRows final : public Recordset {
   Variant Field(std::int32_t position) override {
     return rows_.at(current_).at(static_cast<std::size_t>(position));
   }
+  static std::unique_ptr<Recordset> next(Recorder& recorder) {
+    if (recorder.answersNoRecordset) return nullptr;
+    if (recorder.rows.empty()) recorder.rows.emplace_back();
+    auto rows = std::make_unique<PreparedRows>(std::move(recorder.rows.front()));
+    recorder.rows.pop_front();
+    return rows;
+  }
 
  private:
   std::vector<std::vector<Variant>> rows_;
   std::size_t current_ = 0;
 };
 
-class RecordingConnection final : public Connection {
+class RecordingConnection final : public Connection, Recording {
  public:
-  explicit RecordingConnection(Recorder& recorder) : recorder_(recorder) {}
-  ObjectStateEnum State() const override { return recorder_.connectionState; }
-  std::int32_t BeginTrans() override {
-    recorder_.note("BeginTrans");
-    return ++level_;
-  }
-  void CommitTrans() override {
-    recorder_.note("CommitTrans");
-    --level_;
-  }
-  void RollbackTrans() override {
-    recorder_.note("RollbackTrans");
-    --level_;
-  }
+  explicit RecordingConnection(Recorder& noting) : Recording(noting) {}
+  ObjectStateEnum State() const override { return recorder.connectionState; }
+  std::int32_t BeginTrans() override { return changed("BeginTrans", 1); }
+  void CommitTrans() override { changed("CommitTrans", -1); }
+  void RollbackTrans() override { changed("RollbackTrans", -1); }
 
  private:
-  Recorder& recorder_;
+  std::int32_t changed(const char* call, int by) { return recorder.note(call), level_ += by; }
   std::int32_t level_ = 0;
 };
 
-inline std::unique_ptr<Recordset> nextRows(Recorder& recorder) {
-  if (recorder.answersNoRecordset) return nullptr;
-  std::vector<std::vector<Variant>> rows;
-  if (!recorder.rows.empty()) {
-    rows = std::move(recorder.rows.front());
-    recorder.rows.pop_front();
-  }
-  return std::make_unique<PreparedRows>(std::move(rows));
-}
-
-class RecordingCommand final : public Command {
+class RecordingCommand final : public Command, Recording {
  public:
-  explicit RecordingCommand(Recorder& recorder) : recorder_(recorder) {}
+  explicit RecordingCommand(Recorder& noting) : Recording(noting) {}
   void ActiveConnection(std::shared_ptr<Connection> connection) override {
-    recorder_.note(connection ? "ActiveConnection" : "ActiveConnection none");
+    recorder.note(connection ? "ActiveConnection" : "ActiveConnection none");
   }
-  void CommandType(CommandTypeEnum type) override { recorder_.note("CommandType " + std::to_string(type)); }
-  void CommandText(std::u16string_view text) override { recorder_.note("CommandText " + toUtf8(text)); }
-  void CommandTimeout(std::int32_t seconds) override {
-    recorder_.note("CommandTimeout " + std::to_string(seconds));
-  }
-  void Append(Parameter parameter) override {
-    recorder_.note("Append " + toUtf8(parameter.Name) + " " + std::to_string(parameter.Type) + " " +
-                   std::to_string(parameter.Direction) + " " + std::to_string(parameter.Size) + " " +
-                   shown(parameter.Value.get()));
-    parameters_.push_back(std::move(parameter));
+  void CommandType(CommandTypeEnum type) override { recorder.note("CommandType", type); }
+  void CommandText(std::u16string_view text) override { recorder.note("CommandText", text); }
+  void CommandTimeout(std::int32_t seconds) override { recorder.note("CommandTimeout", seconds); }
+  void Append(Parameter one) override {
+    recorder.note("Append", one.Name, one.Type, one.Direction, one.Size, one.Value.get());
+    parameters_.push_back(std::move(one));
   }
   const Parameter& At(std::size_t position) const override { return parameters_.at(position); }
   std::unique_ptr<Recordset> Execute(std::int32_t options) override {
-    recorder_.note("Execute " + std::to_string(options));
+    recorder.note("Execute", options);
     for (Parameter& parameter : parameters_)
       if (parameter.Direction == adParamOutput) parameter.Value = std::int64_t{42};
-    return nextRows(recorder_);
+    return PreparedRows::next(recorder);
   }
 
  private:
-  Recorder& recorder_;
   std::vector<Parameter> parameters_;
 };
 
-class RecordingDatabase final : public DatabaseConnection {
+class RecordingDatabase final : public DatabaseConnection, Recording {
  public:
-  explicit RecordingDatabase(Recorder& recorder)
-      : recorder_(recorder), connection_(std::make_shared<RecordingConnection>(recorder)) {}
+  explicit RecordingDatabase(Recorder& noting) : Recording(noting) {}
   std::shared_ptr<CorvaneQueue::Connection> Connection() override { return connection_; }
   std::unique_ptr<Recordset> OpenRecordset(std::u16string_view query, std::int32_t& cursorType) override {
-    recorder_.note("OpenRecordset " + std::to_string(cursorType) + " " + toUtf8(query));
-    return nextRows(recorder_);
+    recorder.note("OpenRecordset", cursorType, query);
+    return PreparedRows::next(recorder);
   }
 
  private:
-  Recorder& recorder_;
-  std::shared_ptr<RecordingConnection> connection_;
+  std::shared_ptr<RecordingConnection> connection_ = std::make_shared<RecordingConnection>(recorder);
 };
 
 class RecordingPlatform final : HostServices, MessageQueuing, DatabaseAccess, OperatingSystem {
  public:
-  // Compression is the installed one's: nothing when there is none.
-  explicit RecordingPlatform(Compression* compression = nullptr)
-      : scope_({this, this, this, compression, this}) {}
+  // Compression is the installed one's.
+  explicit RecordingPlatform(Compression* compression) : scope_({this, this, this, compression, this}) {}
   Recorder recorder;
 
  private:
+  template <class Made>
+  Ref<Made> noted(const char* name) {
+    recorder.note(name);
+    return make<Made>(recorder);
+  }
   Ref<_ExceptionHandler> createExceptionHandler() override {
     return make<RecordingHandler>(recorder, "default");
   }
@@ -216,65 +188,107 @@ class RecordingPlatform final : HostServices, MessageQueuing, DatabaseAccess, Op
     recorder.note("new DatabaseConnection");
     return std::make_unique<RecordingDatabase>(recorder);
   }
-  Ref<IMSMQQueueInfo> createQueueInfo() override {
-    recorder.note("new MSMQQueueInfo");
-    return make<RecordingQueueInfo>(recorder, "");
-  }
-  Ref<IMSMQMessage> createMessage() override {
-    recorder.note("new MSMQMessage");
-    return make<RecordingMessage>(recorder);
-  }
-  Ref<IMSMQEvent> createEvent() override {
-    recorder.note("new MSMQEvent");
-    return make<RecordingEvent>(recorder);
-  }
+  Ref<IMSMQQueueInfo> createQueueInfo() override { return noted<RecordingQueueInfo>("new MSMQQueueInfo"); }
+  Ref<IMSMQMessage> createMessage() override { return noted<RecordingMessage>("new MSMQMessage"); }
+  Ref<IMSMQEvent> createEvent() override { return noted<RecordingEvent>("new MSMQEvent"); }
   Ref<IMSMQCoordinatedTransactionDispenser> createTransactionDispenser() override {
-    recorder.note("new MSMQCoordinatedTransactionDispenser");
-    return make<RecordingDispenser>(recorder);
+    return noted<RecordingDispenser>("new MSMQCoordinatedTransactionDispenser");
   }
   std::unique_ptr<Command> createCommand() override { return std::make_unique<RecordingCommand>(recorder); }
-  bool GetVersionEx(OSVersion& record) override {
-    record = recorder.version;
-    return true;
-  }
+  bool GetVersionEx(OSVersion& record) override { return record = recorder.version, true; }
   SystemTime GetSystemTime() override { return recorder.now; }
   std::optional<String> readRegistry(std::u16string_view key, std::u16string_view name,
                                      bool is64BitView) override {
-    recorder.note("registry " + toUtf8(key) + " " + toUtf8(name) + (is64BitView ? " 64" : ""));
-    return recorder.text("registry");
+    recorder.note("registry", key, toUtf8(name) + (is64BitView ? " 64" : ""));
+    return recorder.texts.contains("registry") ? std::optional(recorder.text("registry")) : std::nullopt;
   }
-  String environmentVariable(std::u16string_view name) override {
-    return recorder.text(toUtf8(name)).value_or(String());
-  }
-  String systemDirectory() override { return recorder.text("system directory").value_or(u"S:\\"); }
+  String environmentVariable(std::u16string_view name) override { return recorder.text(toUtf8(name)); }
+  String systemDirectory() override { return recorder.text("system directory", u"S:\\"); }
   String windowsDirectory() override { return u"W:"; }
   std::vector<String> listFiles(std::u16string_view pattern) override {
-    recorder.note("list " + toUtf8(pattern));
+    recorder.note("list", pattern);
     return recorder.files;
   }
   String readInitialisationFile(std::u16string_view file, std::u16string_view section,
                                 std::u16string_view key) override {
-    recorder.note("key " + toUtf8(file) + " " + toUtf8(section) + " " + toUtf8(key));
+    recorder.note("key", file, section, key);
     const std::string path = toUtf8(file);
-    return recorder.text(path.substr(path.rfind('\\') + 1) + " " + toUtf8(key)).value_or(String());
+    return recorder.text(path.substr(path.rfind('\\') + 1) + " " + toUtf8(key));
   }
   std::optional<String> readClassesValue(std::u16string_view, std::u16string_view) override { return {}; }
   void setClassesValues(std::span<const ClassesValue>) override {}
   void deleteClassesValues(std::span<const ClassesValue>) override {}
   TimeZoneId GetTimeZoneInformation(std::int32_t& bias) override {
-    bias = recorder.bias;
-    return recorder.zone;
+    return bias = recorder.bias, recorder.zone;
   }
   AnsiText toAnsi(std::u16string_view text) override {
-    recorder.note("toAnsi");
+    recorder.note("toAnsi", text);
     return {Variant::bytes(std::vector<std::uint8_t>(text.begin(), text.end())), std::nullopt};
   }
   String fromAnsi(std::span<const std::uint8_t> bytes) override {
-    recorder.note("fromAnsi");
-    return String(std::u16string(bytes.begin(), bytes.end()));
+    const std::u16string text(bytes.begin(), bytes.end());
+    recorder.note("fromAnsi", text);
+    return String(text);
   }
 
   ScopedPlatform scope_;
+};
+
+// A test behind this door. What it recorded is compared with the golden transcript of its name.
+class RecordingTest : public ::testing::Test {
+ protected:
+  // Says in the transcript what follows, or what a call came to.
+  void step(const std::string& text) { recorder.transcript += "-- " + text + "\n"; }
+  template <class Body>
+  void fails(Body&& body) {
+    const auto error = errorOf(body);
+    step(error ? "error " + shown(error->number()) + " of " + toUtf8(error->source()) + ": " + error->what()
+               : "no error");
+  }
+  Ref<RecordingMessage> message(std::uint8_t number, std::string_view text = "text") {
+    const auto made = make<RecordingMessage>(recorder);
+    made->id.resize(20);
+    made->id[16] = number;
+    made->label = u"Msg Type: <ORDER> ";
+    made->body = Variant::bytes({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
+    return made;
+  }
+  // The next message that is peeked or received.
+  Ref<RecordingMessage> prepared(std::uint8_t number, std::string_view text = "text") {
+    const auto made = message(number, text);
+    recorder.messages.push_back(made);
+    return made;
+  }
+  // Subscribes to the queue; what arrives stands in the transcript.
+  template <class Source, class Queue>
+  Subscription listening(const Ref<Queue>& to) {
+    return {static_cast<_Queue*>(to.get()), arrivalKind<Source>, [this](std::span<VARIANT> arguments) {
+              step("arrived: " + shown(arguments[1]) + " " + shown(arguments[0]));
+              if (handle) handle(arguments);
+            }};
+  }
+  // A client that writes into the document by reference.
+  static void change(VARIANT& document) {
+    SysFreeString(*document.pbstrVal);
+    *document.pbstrVal = SysAllocString(u"changed");
+  }
+  void TearDown() override {
+    const auto* test = ::testing::UnitTest::GetInstance()->current_test_info();
+    const auto golden =
+        std::string(GOLDEN_DIRECTORY) + "/" + test->test_suite_name() + "." + test->name() + ".txt";
+    if (std::getenv("CORVANE_WRITE_GOLDEN") != nullptr) std::ofstream(golden) << recorder.transcript;
+    std::ifstream stream(golden);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(stream), {}), recorder.transcript)
+        << "If the change is meant: run this test once with CORVANE_WRITE_GOLDEN=1 and review the file.";
+  }
+
+ private:
+  platform_layer::ZstdCompression compression_;
+  RecordingPlatform door_{&compression_};
+
+ protected:
+  Recorder& recorder = door_.recorder;
+  std::function<void(std::span<VARIANT> arguments)> handle;
 };
 
 }  // namespace CorvaneQueue

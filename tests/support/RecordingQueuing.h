@@ -8,23 +8,16 @@
 
 namespace CorvaneQueue {
 
-class RecordingTransaction final : public Object<RecordingTransaction, DispatchForm<IMSMQTransaction>> {
+class RecordingTransaction final : public Object<RecordingTransaction, DispatchForm<IMSMQTransaction>>,
+                                   Recording {
  public:
-  explicit RecordingTransaction(Recorder& recorder) : number(++recorder.transactions), recorder_(recorder) {}
-  HRESULT STDMETHODCALLTYPE raw_Commit(VARIANT* a, VARIANT* b, VARIANT* c) noexcept final {
-    return answer([&] { recorder_.note(named("Commit") + shown(*a) + " " + shown(*b) + " " + shown(*c)); });
+  explicit RecordingTransaction(Recorder& noting) : Recording(noting), number(++noting.transactions) {}
+  HRESULT raw_Commit(VARIANT* a, VARIANT* b, VARIANT* c) noexcept final {
+    return noted("Commit", number, *a, *b, *c);
   }
-  HRESULT STDMETHODCALLTYPE raw_Abort(VARIANT* a, VARIANT* b) noexcept final {
-    return answer([&] { recorder_.note(named("Abort") + shown(*a) + " " + shown(*b)); });
-  }
-  HRESULT STDMETHODCALLTYPE get_Transaction(LONG* result) noexcept final {
-    return answer(result, [&] { return 1000 + number; });
-  }
+  HRESULT raw_Abort(VARIANT* a, VARIANT* b) noexcept final { return noted("Abort", number, *a, *b); }
+  HRESULT get_Transaction(LONG* result) noexcept final { return gives(result, 1000 + number); }
   const int number;
-
- private:
-  std::string named(const char* call) const { return call + (" " + std::to_string(number) + " "); }
-  Recorder& recorder_;
 };
 
 // A transaction argument; one by reference may be replaced.
@@ -40,222 +33,198 @@ inline std::string shownTransaction(Recorder& recorder, VARIANT& argument) {
 }
 
 class RecordingDispenser final
-    : public Object<RecordingDispenser, DispatchForm<IMSMQCoordinatedTransactionDispenser>> {
+    : public Object<RecordingDispenser, DispatchForm<IMSMQCoordinatedTransactionDispenser>>,
+      Recording {
  public:
-  explicit RecordingDispenser(Recorder& recorder) : recorder_(recorder) {}
-  HRESULT STDMETHODCALLTYPE raw_BeginTransaction(IMSMQTransaction** result) noexcept final {
-    return answer(result, [&] {
-      recorder_.note("BeginTransaction");
-      return make<RecordingTransaction>(recorder_);
+  explicit RecordingDispenser(Recorder& noting) : Recording(noting) {}
+  HRESULT raw_BeginTransaction(IMSMQTransaction** result) noexcept final {
+    return CorvaneQueue::answer(result, [&] {
+      recorder.note("BeginTransaction");
+      return make<RecordingTransaction>(recorder);
     });
   }
-
- private:
-  Recorder& recorder_;
 };
 
-class RecordingQueueInfo final : public Object<RecordingQueueInfo, DispatchForm<IMSMQQueueInfo>> {
+class RecordingQueueInfo final : public Object<RecordingQueueInfo, DispatchForm<IMSMQQueueInfo>>, Recording {
  public:
-  RecordingQueueInfo(Recorder& recorder, std::string handle, String name = {})
-      : recorder_(recorder), handle_(std::move(handle)), name_(std::move(name)) {}
-  HRESULT STDMETHODCALLTYPE get_PathName(BSTR* result) noexcept final { return get_FormatName(result); }
-  HRESULT STDMETHODCALLTYPE put_PathName(BSTR value) noexcept final { return named("PathName ", value); }
-  HRESULT STDMETHODCALLTYPE get_FormatName(BSTR* result) noexcept final {
-    return answer(result, [&] { return name_; });
+  explicit RecordingQueueInfo(Recorder& noting, std::string handle = {}, String name = {})
+      : Recording(noting, std::move(handle)), queue_(std::move(name)) {}
+  HRESULT get_PathName(BSTR* result) noexcept final { return gives(result, queue_); }
+  HRESULT put_PathName(BSTR value) noexcept final { return named("PathName", value); }
+  HRESULT get_FormatName(BSTR* result) noexcept final { return gives(result, queue_); }
+  HRESULT put_FormatName(BSTR value) noexcept final { return named("FormatName", value); }
+  HRESULT get_IsTransactional(VARIANT_BOOL* result) noexcept final {
+    return notedGives(result, recorder.isTransactional, "IsTransactional");
   }
-  HRESULT STDMETHODCALLTYPE put_FormatName(BSTR value) noexcept final { return named("FormatName ", value); }
-  HRESULT STDMETHODCALLTYPE get_IsTransactional(VARIANT_BOOL* result) noexcept final {
-    return answer(result, [&] {
-      recorder_.note(handle_ + "IsTransactional");
-      return recorder_.isTransactional;
-    });
+  HRESULT get_Quota(LONG* result) noexcept final { return notedGives(result, recorder.quota, "Quota"); }
+  HRESULT put_Quota(LONG value) noexcept final { return noted("Quota =", value); }
+  HRESULT get_Journal(LONG* result) noexcept final { return notedGives(result, recorder.journal, "Journal"); }
+  HRESULT put_Journal(LONG value) noexcept final { return noted("Journal =", value); }
+  HRESULT get_JournalQuota(LONG* result) noexcept final {
+    return notedGives(result, recorder.quota, "JournalQuota");
   }
-  HRESULT STDMETHODCALLTYPE get_Quota(LONG* result) noexcept final {
-    return got("Quota", recorder_.quota, result);
+  HRESULT put_JournalQuota(LONG value) noexcept final { return noted("JournalQuota =", value); }
+  HRESULT raw_Create(VARIANT* isTransactional, VARIANT* isWorldReadable) noexcept final {
+    return noted("Create", *isTransactional, *isWorldReadable);
   }
-  HRESULT STDMETHODCALLTYPE put_Quota(LONG value) noexcept final { return put("Quota", value); }
-  HRESULT STDMETHODCALLTYPE get_Journal(LONG* result) noexcept final {
-    return got("Journal", recorder_.journal, result);
-  }
-  HRESULT STDMETHODCALLTYPE put_Journal(LONG value) noexcept final { return put("Journal", value); }
-  HRESULT STDMETHODCALLTYPE get_JournalQuota(LONG* result) noexcept final {
-    return got("JournalQuota", recorder_.quota, result);
-  }
-  HRESULT STDMETHODCALLTYPE put_JournalQuota(LONG value) noexcept final { return put("JournalQuota", value); }
-  HRESULT STDMETHODCALLTYPE raw_Create(VARIANT* isTransactional, VARIANT* isWorldReadable) noexcept final {
-    return noted("Create " + shown(*isTransactional) + " " + shown(*isWorldReadable));
-  }
-  HRESULT STDMETHODCALLTYPE raw_Delete() noexcept final { return noted("Delete"); }
-  HRESULT STDMETHODCALLTYPE raw_Open(LONG access, LONG share, IDispatch** result) noexcept final;
-  HRESULT STDMETHODCALLTYPE raw_Update() noexcept final { return noted("Update"); }
-  HRESULT STDMETHODCALLTYPE raw_Refresh() noexcept final { return noted("Refresh"); }
+  HRESULT raw_Delete() noexcept final { return noted("Delete"); }
+  HRESULT raw_Open(LONG access, LONG share, IDispatch** result) noexcept final;
+  HRESULT raw_Update() noexcept final { return noted("Update"); }
+  HRESULT raw_Refresh() noexcept final { return noted("Refresh"); }
 
  private:
-  HRESULT noted(const std::string& call) {
-    return answer([&] { recorder_.note(handle_ + call); });
-  }
-  HRESULT got(const char* name, LONG value, LONG* result) {
-    return answer(result, [&] {
-      recorder_.note(handle_ + name);
-      return value;
-    });
-  }
-  HRESULT put(const char* name, LONG value) { return noted(name + (" = " + std::to_string(value))); }
   HRESULT named(const char* what, BSTR value) {
-    return answer([&] {
-      name_ = String(StringRef(value));
-      recorder_.note(what + toUtf8(name_));
-    });
+    queue_ = String(StringRef(value));
+    return noted(what, value);
   }
-  Recorder& recorder_;
-  std::string handle_;
-  String name_;
+  String queue_;
 };
 
-class RecordingQueue final : public Object<RecordingQueue, DispatchForm<IMSMQQueue>> {
+class RecordingQueue final : public Object<RecordingQueue, DispatchForm<IMSMQQueue>>, Recording {
  public:
-  RecordingQueue(Recorder& recorder, std::string handle, String name)
-      : recorder_(recorder), handle_(std::move(handle)), name_(std::move(name)) {}
-  HRESULT STDMETHODCALLTYPE get_QueueInfo(IMSMQQueueInfo** result) noexcept final {
-    return answer(result, [&] { return make<RecordingQueueInfo>(recorder_, handle_, name_); });
+  RecordingQueue(Recorder& noting, std::string handle, String name)
+      : Recording(noting, std::move(handle)), queue_(std::move(name)) {}
+  HRESULT get_QueueInfo(IMSMQQueueInfo** result) noexcept final {
+    return gives(result, make<RecordingQueueInfo>(recorder, name_, queue_));
   }
-  HRESULT STDMETHODCALLTYPE raw_Reset() noexcept final {
-    return answer([&] { recorder_.note(handle_ + "Reset"); });
+  HRESULT raw_Reset() noexcept final { return noted("Reset"); }
+  HRESULT raw_Close() noexcept final { return noted("Close"); }
+  HRESULT raw_PeekCurrent(VARIANT* a, VARIANT* b, VARIANT* c, IMSMQMessage** result) noexcept final {
+    return next("PeekCurrent", result, {a, b, c});
   }
-  HRESULT STDMETHODCALLTYPE raw_Close() noexcept final {
-    return answer([&] { recorder_.note(handle_ + "Close"); });
+  HRESULT raw_PeekNext(VARIANT* a, VARIANT* b, VARIANT* c, IMSMQMessage** result) noexcept final {
+    return next("PeekNext", result, {a, b, c});
   }
-  HRESULT STDMETHODCALLTYPE raw_PeekCurrent(VARIANT* destination, VARIANT* body, VARIANT* timeout,
-                                            IMSMQMessage** result) noexcept final {
-    return next("PeekCurrent", result, {destination, body, timeout});
+  HRESULT raw_Peek(VARIANT* a, VARIANT* b, VARIANT* c, IMSMQMessage** result) noexcept final {
+    return next("Peek", result, {a, b, c});
   }
-  HRESULT STDMETHODCALLTYPE raw_PeekNext(VARIANT* destination, VARIANT* body, VARIANT* timeout,
-                                         IMSMQMessage** result) noexcept final {
-    return next("PeekNext", result, {destination, body, timeout});
+  HRESULT raw_Receive(VARIANT* a, VARIANT* b, VARIANT* c, VARIANT* d, IMSMQMessage** result) noexcept final {
+    return next("Receive", result, {a, b, c, d});
   }
-  HRESULT STDMETHODCALLTYPE raw_Peek(VARIANT* destination, VARIANT* body, VARIANT* timeout,
-                                     IMSMQMessage** result) noexcept final {
-    return next("Peek", result, {destination, body, timeout});
+  HRESULT raw_ReceiveCurrent(VARIANT* a, VARIANT* b, VARIANT* c, VARIANT* d,
+                             IMSMQMessage** result) noexcept final {
+    return next("ReceiveCurrent", result, {a, b, c, d});
   }
-  HRESULT STDMETHODCALLTYPE raw_Receive(VARIANT* transaction, VARIANT* destination, VARIANT* body,
-                                        VARIANT* timeout, IMSMQMessage** result) noexcept final {
-    return next("Receive", result, {transaction, destination, body, timeout});
-  }
-  HRESULT STDMETHODCALLTYPE raw_ReceiveCurrent(VARIANT* transaction, VARIANT* destination, VARIANT* body,
-                                               VARIANT* timeout, IMSMQMessage** result) noexcept final {
-    return next("ReceiveCurrent", result, {transaction, destination, body, timeout});
-  }
-  HRESULT STDMETHODCALLTYPE raw_EnableNotification(IMSMQEvent* event, VARIANT* cursor,
-                                                   VARIANT* timeout) noexcept final;
+  HRESULT raw_EnableNotification(IMSMQEvent* event, VARIANT* cursor, VARIANT* timeout) noexcept final;
 
  private:
-  HRESULT next(const char* name, IMSMQMessage** result, std::vector<VARIANT*> arguments) {
-    return answer(result, [&] {
-      std::string call = handle_ + name;
-      for (VARIANT* argument : arguments) call += " " + shownTransaction(recorder_, *argument);
-      recorder_.note(call);
-      if (recorder_.messages.empty()) return Ref<IMSMQMessage>();
-      auto message = std::move(recorder_.messages.front());
-      recorder_.messages.pop_front();
+  HRESULT next(const char* name, IMSMQMessage** result, std::initializer_list<VARIANT*> arguments) {
+    return CorvaneQueue::answer(result, [&] {
+      std::string call = name_ + name;
+      for (VARIANT* argument : arguments) call += " " + shownTransaction(recorder, *argument);
+      recorder.note(call);
+      if (recorder.messages.empty()) return Ref<IMSMQMessage>();
+      auto message = std::move(recorder.messages.front());
+      recorder.messages.pop_front();
       return message;
     });
   }
-  Recorder& recorder_;
-  std::string handle_;
-  String name_;
+  String queue_;
 };
 
 inline HRESULT RecordingQueueInfo::raw_Open(LONG access, LONG share, IDispatch** result) noexcept {
-  return answer(result, [&] {
-    recorder_.note("Open " + std::to_string(access) + " " + std::to_string(share));
+  return CorvaneQueue::answer(result, [&] {
+    recorder.note("Open", access, share);
     const char* handle = access == MQ_SEND_ACCESS      ? "send "
                          : access == MQ_RECEIVE_ACCESS ? "receive "
                                                        : "peek ";
-    return asDispatch(make<RecordingQueue>(recorder_, handle, name_));
+    return asDispatch(make<RecordingQueue>(recorder, handle, queue_));
   });
 }
 
 class RecordingEvent final
-    : public Object<RecordingEvent, DispatchForm<IMSMQEvent>, EventSource<_DMSMQEventEvents>> {
+    : public Object<RecordingEvent, DispatchForm<IMSMQEvent>, EventSource<_DMSMQEventEvents>>,
+      Recording {
  public:
-  explicit RecordingEvent(Recorder& recorder) : recorder_(recorder) {}
+  explicit RecordingEvent(Recorder& noting) : Recording(noting) {}
   // The recorder's `arrive` notifies of this queue from now on, `arriveFrom` of any other.
   void arm(Ref<IDispatch> queue) {
-    recorder_.arriveFrom = [kept = Ref<RecordingEvent>(this)](const Ref<IDispatch>& from) {
+    recorder.arriveFrom = [kept = Ref<RecordingEvent>(this)](const Ref<IDispatch>& from) {
       VARIANT arguments[] = {Variant(std::int32_t{0}).detach(), Variant(from).detach()};
       kept->fire(msmqArrivedId, arguments);
       VariantClear(&arguments[1]);
     };
-    recorder_.arrive = [this, queue = std::move(queue)] { recorder_.arriveFrom(queue); };
+    recorder.arrive = [from = recorder.arriveFrom, queue = std::move(queue)] { from(queue); };
   }
-
- private:
-  Recorder& recorder_;
 };
 
 inline HRESULT RecordingQueue::raw_EnableNotification(IMSMQEvent* event, VARIANT* cursor,
                                                       VARIANT* timeout) noexcept {
-  return answer([&] {
-    recorder_.note(handle_ + "EnableNotification " + shown(*cursor) + " " + shown(*timeout));
-    static_cast<RecordingEvent*>(event)->arm(asDispatch(Ref<RecordingQueue>(this)));
-  });
+  const HRESULT done = noted("EnableNotification", *cursor, *timeout);
+  if (SUCCEEDED(done)) static_cast<RecordingEvent*>(event)->arm(asDispatch(Ref<RecordingQueue>(this)));
+  return done;
 }
 
 // Notes what is written to it; what is read stays unnoted.
-class RecordingMessage final : public Object<RecordingMessage, DispatchForm<IMSMQMessage>> {
+class RecordingMessage final : public Object<RecordingMessage, DispatchForm<IMSMQMessage>>, Recording {
  public:
-  explicit RecordingMessage(Recorder& recorder) : recorder_(recorder) {}
-  HRESULT STDMETHODCALLTYPE get_Label(BSTR* result) noexcept final {
-    return answer(result, [&] { return label; });
+  explicit RecordingMessage(Recorder& noting) : Recording(noting) {}
+  HRESULT get_Label(BSTR* result) noexcept final { return gives(result, label); }
+  HRESULT put_Label(BSTR value) noexcept final { return noted("Label = \"" + shown(value) + "\""); }
+  HRESULT get_Body(VARIANT* result) noexcept final { return gives(result, body); }
+  HRESULT put_Body(VARIANT value) noexcept final {
+    body = Variant(value);
+    return noted("Body");
   }
-  HRESULT STDMETHODCALLTYPE put_Label(BSTR value) noexcept final {
-    return answer([&] { recorder_.note("Label = " + toUtf8(StringRef(value))); });
+  HRESULT get_AppSpecific(LONG* result) noexcept final { return gives(result, appSpecific); }
+  HRESULT put_AppSpecific(LONG value) noexcept final { return noted("AppSpecific =", value); }
+  HRESULT get_Delivery(LONG*) noexcept final { return E_NOTIMPL; }
+  HRESULT put_Delivery(LONG value) noexcept final { return noted("Delivery =", value); }
+  HRESULT get_Id(VARIANT* result) noexcept final { return gives(result, Variant::bytes(id)); }
+  HRESULT get_BodyLength(LONG* result) noexcept final { return gives(result, 5); }
+  HRESULT get_SentTime(VARIANT* result) noexcept final {
+    return gives(result, Variant(u"2026-11-22 10:30:00"));
   }
-  HRESULT STDMETHODCALLTYPE get_Body(VARIANT* result) noexcept final {
-    return answer(result, [&] { return body; });
-  }
-  HRESULT STDMETHODCALLTYPE put_Body(VARIANT value) noexcept final {
-    return answer([&] {
-      body = Variant(value);
-      recorder_.note("Body");
-    });
-  }
-  HRESULT STDMETHODCALLTYPE get_AppSpecific(LONG* result) noexcept final {
-    return answer(result, [&] { return appSpecific; });
-  }
-  HRESULT STDMETHODCALLTYPE put_AppSpecific(LONG value) noexcept final {
-    return answer([&] { recorder_.note("AppSpecific = " + std::to_string(value)); });
-  }
-  HRESULT STDMETHODCALLTYPE get_Delivery(LONG*) noexcept final { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE put_Delivery(LONG value) noexcept final {
-    return answer([&] { recorder_.note("Delivery = " + std::to_string(value)); });
-  }
-  HRESULT STDMETHODCALLTYPE get_Id(VARIANT* result) noexcept final {
-    return answer(result, [&] { return Variant::bytes(id); });
-  }
-  HRESULT STDMETHODCALLTYPE get_BodyLength(LONG* result) noexcept final {
-    return answer(result, [&] { return LONG{5}; });
-  }
-  HRESULT STDMETHODCALLTYPE get_SentTime(VARIANT* result) noexcept final {
-    return answer(result, [&] { return Variant(u"2026-11-22 10:30:00"); });
-  }
-  HRESULT STDMETHODCALLTYPE get_ArrivedTime(VARIANT* result) noexcept final { return get_SentTime(result); }
-  HRESULT STDMETHODCALLTYPE get_MaxTimeToReceive(LONG* result) noexcept final {
-    return answer(result, [&] { return LONG{-1}; });
-  }
-  HRESULT STDMETHODCALLTYPE raw_Send(IDispatch*, VARIANT* transaction) noexcept final {
-    return answer([&] {
-      recorder_.note("Send " + shownTransaction(recorder_, *transaction));
-      recorder_.sent = Ref<IMSMQMessage>(this);
-    });
+  HRESULT get_ArrivedTime(VARIANT* result) noexcept final { return get_SentTime(result); }
+  HRESULT get_MaxTimeToReceive(LONG* result) noexcept final { return gives(result, -1); }
+  HRESULT raw_Send(IDispatch*, VARIANT* transaction) noexcept final {
+    const HRESULT done = noted("Send", shownTransaction(recorder, *transaction));
+    if (SUCCEEDED(done)) recorder.sent = Ref<IMSMQMessage>(this);
+    return done;
   }
   String label;
   Variant body;
   LONG appSpecific = 0;
   std::vector<std::uint8_t> id;
+};
+
+// Messages and queues of other makers, of which nothing is known but names.
+struct INamed : IDispatch {
+  virtual HRESULT get_AppSpecific(LONG* result) noexcept = 0;
+  virtual HRESULT get_Body(VARIANT* result) noexcept = 0;
+  virtual HRESULT get_QueueInfo(IDispatch** result) noexcept = 0;
+  virtual HRESULT get_IsTransactional(VARIANT* result) noexcept = 0;
+  virtual HRESULT raw_Peek(VARIANT* a, VARIANT* b, VARIANT* timeout, IDispatch** result) noexcept = 0;
+};
+template <>
+struct InterfaceTraits<INamed> {
+  static constexpr IID iid = {7, 7, 7, {7}};
+  static constexpr const char16_t* name = u"INamed";
+  static constexpr std::array table{
+      get<&INamed::get_AppSpecific>(1, u"AppSpecific"), get<&INamed::get_Body>(2, u"Body"),
+      get<&INamed::get_QueueInfo>(3, u"QueueInfo"), get<&INamed::get_IsTransactional>(4, u"IsTransactional"),
+      function<&INamed::raw_Peek>(5, u"Peek").optional(3)};
+  static constexpr std::span<const Member> members = table;
+};
+
+// As a queue it answers null to IsTransactional, and its message is this one.
+class NamedObject final : public Object<NamedObject, DispatchForm<INamed>>, Recording {
+ public:
+  NamedObject(Recorder& noting, Ref<RecordingMessage> message)
+      : Recording(noting), message_(std::move(message)) {}
+  HRESULT get_AppSpecific(LONG* result) noexcept final { return message_->get_AppSpecific(result); }
+  HRESULT get_Body(VARIANT* result) noexcept final { return message_->get_Body(result); }
+  HRESULT get_QueueInfo(IDispatch** result) noexcept final {
+    return gives(result, asDispatch(Ref<NamedObject>(this)));
+  }
+  HRESULT get_IsTransactional(VARIANT* result) noexcept final { return result->vt = VT_NULL, S_OK; }
+  HRESULT raw_Peek(VARIANT*, VARIANT*, VARIANT* timeout, IDispatch** result) noexcept final {
+    recorder.note("named Peek", *timeout);
+    return gives(result, asDispatch(message_));
+  }
 
  private:
-  Recorder& recorder_;
+  Ref<RecordingMessage> message_;
 };
 
 }  // namespace CorvaneQueue
