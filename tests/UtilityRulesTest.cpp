@@ -14,8 +14,8 @@ class UtilityTest : public RecordingTest {
 };
 
 TEST_F(UtilityTest, ReadsAndWritesSettingsThroughANewObjectEachTime) {
-  EXPECT_EQ(utility->QueueStoreType(), u"msmq");
-  EXPECT_TRUE(utility->UsesPublicQueues());
+  step("is", utility->QueueStoreType());
+  step("is", utility->UsesPublicQueues());
   utility->UsesPublicQueues_Let(false);
   utility->UsesPublicQueues_Let(true);
   utility->QueueStoreType_Let(String(u"DB"));
@@ -28,42 +28,25 @@ TEST_F(UtilityTest, ReadsAndWritesSettingsThroughANewObjectEachTime) {
 }
 
 TEST_F(UtilityTest, TurnsIdentifiersIntoDecimals) {
-  const auto text = [&](std::vector<std::uint8_t> bytes) {
-    return toUtf8(utility->IDToString(Variant::bytes(bytes).get()));
-  };
-  EXPECT_EQ(text({7, 7, 0x39, 0x30, 0, 0}), "0000012345");
-  EXPECT_EQ(text({0xFF, 0xFF, 0xFF, 0xFF}), "-0000000001");
-  EXPECT_EQ(text({0, 0, 0, 0x80}), "-2147483648");
-  fails([&] { text({1, 2, 3}); });
-  fails([&] { utility->IDToString(Variant(u"1234").get()); });
+  const auto shows = [&](const Variant& id) { fails([&] { step("is", utility->IDToString(id.get())); }); };
+  using Bytes = std::vector<std::uint8_t>;
+  for (const Bytes& id :
+       {Bytes{7, 7, 0x39, 0x30, 0, 0}, Bytes{0xFF, 0xFF, 0xFF, 0xFF}, Bytes{0, 0, 0, 0x80}, Bytes{1, 2, 3}})
+    shows(Variant::bytes(id));
+  shows(u"1234");
 }
 
 TEST_F(UtilityTest, CutsAndFormsQueueNames) {
-  const std::pair<const char16_t*, const char16_t*> cuts[] = {{u"HOST\\private$\\Orders", u"Orders"},
-                                                              {u"HOST\\Orders", u"Orders"},
-                                                              {u"Orders", u"Orders"},
-                                                              {u"A\\PRIVATE$\\B\\C", u"B\\C"},
-                                                              {u"host\\", u""},
-                                                              {u"", u""}};
-  for (const auto& [path, name] : cuts) EXPECT_EQ(utility->ParseQueuePathName(String(path)), name);
-  struct Row {
-    const char16_t* prefix;
-    bool isPublic;
-    const char16_t* path;
-    const char16_t* format;
-  };
-  const Row rows[] = {{nullptr, true, u".\\Orders", u"DIRECT=OS:.\\Orders"},
-                      {nullptr, false, u".\\PRIVATE$\\Orders", u"DIRECT=OS:.\\PRIVATE$\\Orders"},
-                      {u"DIRECT=TCP:10.1.2.3", true, u"10.1.2.3\\Orders", u"DIRECT=TCP:10.1.2.3\\Orders"},
-                      {u"LOCAL", false, u"\\PRIVATE$\\Orders", u"LOCAL\\PRIVATE$\\Orders"},
-                      {u"X:h\\rest", true, u"h\\Orders", u"X:h\\rest\\Orders"}};
-  for (const Row& row : rows) {
-    recorder.settings.clear();
-    if (row.prefix != nullptr) recorder.settings["queueFormatNamePrefix"] = row.prefix;
-    recorder.settings["UsesPublicQueues"] = std::int32_t{row.isPublic ? -1 : 0};
-    EXPECT_EQ(utility->FormatQueuePathName(String(u"Orders")), row.path);
-    EXPECT_EQ(utility->FormatQueueFormatName(String(u"Orders")), row.format);
-  }
+  for (const char16_t* path :
+       {u"HOST\\private$\\Orders", u"HOST\\Orders", u"Orders", u"A\\PRIVATE$\\B\\C", u"host\\", u""})
+    step("\"" + toUtf8(path) + "\" is cut to", Variant(utility->ParseQueuePathName(String(path))).get());
+  for (const char16_t* prefix : {u"", u"DIRECT=TCP:10.1.2.3", u"LOCAL", u"X:h\\rest"})
+    for (const bool isPublic : {true, false}) {
+      if (*prefix != 0) recorder.settings["queueFormatNamePrefix"] = prefix;
+      recorder.settings["UsesPublicQueues"] = std::int32_t{isPublic ? -1 : 0};
+      step("path", utility->FormatQueuePathName(String(u"Orders")));
+      step("format", utility->FormatQueueFormatName(String(u"Orders")));
+    }
 }
 
 TEST_F(UtilityTest, CreatesQueuesInTheConfiguredStore) {
@@ -78,11 +61,11 @@ TEST_F(UtilityTest, CreatesQueuesInTheConfiguredStore) {
 }
 
 TEST_F(UtilityTest, ProbesWhatMessageQueuingSupports) {
-  EXPECT_TRUE(utility->SupportsPublicQueues());
+  step("public:", utility->SupportsPublicQueues());
   recorder.failing = "Create";
-  EXPECT_FALSE(utility->SupportsPrivateQueues());
+  step("private, when creating fails:", utility->SupportsPrivateQueues());
   recorder.failing = "Delete";
-  EXPECT_TRUE(utility->SupportsPrivateQueues());
+  step("private, when deleting fails:", utility->SupportsPrivateQueues());
   recorder.failing = "PathName";
   fails([&] { utility->SupportsPublicQueues(); });
 }
@@ -110,16 +93,15 @@ TEST_F(UtilityTest, TheJournalOfAMissingQueueIsOpenedWhoeverCreatesTheQueue) {
 
 TEST_F(UtilityTest, ReadsBodiesByTheirMark) {
   const auto database = make<DbUtility>();
-  const auto body = [&](LONG mark, Variant content) {
-    const auto marked = message(1);
-    marked->appSpecific = mark;
-    marked->body = std::move(content);
-    return toUtf8(toString(database->GetBody(asDispatch(make<NamedObject>(recorder, marked))).get()));
+  const auto body = [&](LONG mark, const Variant& content) {
+    const auto marked =
+        make<NamedObject>(recorder, NamedObject::Members{{u"AppSpecific", mark}, {u"Body", content}});
+    step("is", database->GetBody(marked).get());
   };
-  const std::uint8_t plain[] = {'a', 'b'};
-  EXPECT_EQ(body(1, modCompress::Compress(Variant(u"Grüße").get())), "Grüße");
-  EXPECT_EQ(body(2, Variant::bytes(plain)), "ab");
-  fails([&] { body(1, Variant::bytes(plain)); });
+  const Variant plain = Variant::bytes(std::array<std::uint8_t, 2>{'a', 'b'});
+  body(1, modCompress::Compress(Variant(u"Grüße").get()));
+  body(2, plain);
+  fails([&] { body(1, plain); });
   fails([&] { database->GetBody(asDispatch(make<RecordingQueueInfo>(recorder))); });
   fails([&] { database->GetBody(nullptr); });
 }

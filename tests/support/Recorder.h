@@ -34,7 +34,19 @@ inline std::string shown(const VARIANT& value) {
 inline std::string shown(const std::string& text) { return text; }
 inline std::string shown(std::u16string_view text) { return toUtf8(text); }
 inline std::string shown(BSTR text) { return toUtf8(StringRef(text)); }
-inline std::string shown(long long number) { return std::to_string(number); }
+template <class T>
+requires std::is_arithmetic_v<T> || std::is_enum_v<T>
+std::string shown(T value) {
+  if constexpr (std::is_same_v<T, bool>)
+    return value ? "yes" : "no";
+  else
+    return std::to_string(value);
+}
+inline std::string shown(Date date) { return shown(Variant(date).get()); }
+template <class T>
+std::string shown(const Ref<T>& object) {
+  return object ? "object" : "none";
+}
 
 struct Recorder {
   std::string transcript;                              // a call a line
@@ -84,11 +96,12 @@ struct Recorder {
   }
 };
 
-// The base of what notes the calls of its members.
+// The base of what notes the calls of its members. A noted name begins with the object's own.
 class Recording {
- protected:
+ public:
   explicit Recording(Recorder& noting, std::string name = {}) : recorder(noting), name_(std::move(name)) {}
-  // What is noted begins with the object's name.
+
+ protected:
   template <class... Arguments>
   HRESULT noted(const std::string& name, const Arguments&... arguments) {
     return answer([&] { recorder.note(name_ + name, arguments...); });
@@ -100,7 +113,7 @@ class Recording {
   }
   // Both.
   template <class Result, class Value>
-  HRESULT notedGives(Result* result, const Value& value, const std::string& name) {
+  HRESULT notes(const std::string& name, Result* result, const Value& value) {
     return answer(result, [&] { return recorder.note(name_ + name), value; });
   }
   Recorder& recorder;

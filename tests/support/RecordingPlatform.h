@@ -11,15 +11,12 @@
 #include <CorvaneQueue/Queue.h>
 
 #include <fstream>
-#include <memory>
-#include <string>
-#include <vector>
 
 namespace CorvaneQueue {
 
 class RecordingHandler final : public Object<RecordingHandler, DispatchForm<_ExceptionHandler>>, Recording {
  public:
-  RecordingHandler(Recorder& noting, std::string name) : Recording(noting, std::move(name)) {}
+  explicit RecordingHandler(Recorder& noting, std::string name = "default") : Recording(noting, name) {}
   HRESULT put_ComponentName(BSTR value) noexcept final { return noted(" component", value); }
   HRESULT put_ClassName(BSTR value) noexcept final { return noted(" class", value); }
   HRESULT raw_SetNames(BSTR component, BSTR name) noexcept final { return noted(" names", component, name); }
@@ -47,7 +44,7 @@ class RecordingTrace final
     : public Object<RecordingTrace, DispatchForm<_ProcessTrace>, DispatchForm<_ClassTrace>>,
       Recording {
  public:
-  explicit RecordingTrace(Recorder& noting) : Recording(noting) {}
+  using Recording::Recording;
   HRESULT raw_ClassTrace(BSTR library, BSTR className, VARIANT* result) noexcept final {
     return CorvaneQueue::answer(result, [&] {
       recorder.note("trace", library, className);
@@ -64,7 +61,7 @@ class RecordingSettings final : public ConfigurationSettings,
                                 public RegistryAccess,
                                 Recording {
  public:
-  explicit RecordingSettings(Recorder& noting) : Recording(noting) {}
+  using Recording::Recording;
   void Application(std::u16string_view name) override { recorder.note("application", name); }
   void Section(std::u16string_view name) override { recorder.note("section", name); }
   void FirstLevel(std::u16string_view name) override { recorder.note("first", name); }
@@ -110,7 +107,7 @@ class PreparedRows final : public Recordset {
 
 class RecordingConnection final : public Connection, Recording {
  public:
-  explicit RecordingConnection(Recorder& noting) : Recording(noting) {}
+  using Recording::Recording;
   ObjectStateEnum State() const override { return recorder.connectionState; }
   std::int32_t BeginTrans() override { return changed("BeginTrans", 1); }
   void CommitTrans() override { changed("CommitTrans", -1); }
@@ -123,7 +120,7 @@ class RecordingConnection final : public Connection, Recording {
 
 class RecordingCommand final : public Command, Recording {
  public:
-  explicit RecordingCommand(Recorder& noting) : Recording(noting) {}
+  using Recording::Recording;
   void ActiveConnection(std::shared_ptr<Connection> connection) override {
     recorder.note(connection ? "ActiveConnection" : "ActiveConnection none");
   }
@@ -148,7 +145,7 @@ class RecordingCommand final : public Command, Recording {
 
 class RecordingDatabase final : public DatabaseConnection, Recording {
  public:
-  explicit RecordingDatabase(Recorder& noting) : Recording(noting) {}
+  using Recording::Recording;
   std::shared_ptr<CorvaneQueue::Connection> Connection() override { return connection_; }
   std::unique_ptr<Recordset> OpenRecordset(std::u16string_view query, std::int32_t& cursorType) override {
     recorder.note("OpenRecordset", cursorType, query);
@@ -171,19 +168,12 @@ class RecordingPlatform final : HostServices, MessageQueuing, DatabaseAccess, Op
     recorder.note(name);
     return make<Made>(recorder);
   }
-  Ref<_ExceptionHandler> createExceptionHandler() override {
-    return make<RecordingHandler>(recorder, "default");
-  }
+  std::unique_ptr<RecordingSettings> settings() { return std::make_unique<RecordingSettings>(recorder); }
+  Ref<_ExceptionHandler> createExceptionHandler() override { return make<RecordingHandler>(recorder); }
   Ref<_ProcessTrace> createProcessTrace() override { return make<RecordingTrace>(recorder); }
-  std::unique_ptr<ConfigurationSettings> createConfigurationSettings() override {
-    return std::make_unique<RecordingSettings>(recorder);
-  }
-  std::unique_ptr<ComponentSettings> createComponentSettings() override {
-    return std::make_unique<RecordingSettings>(recorder);
-  }
-  std::unique_ptr<RegistryAccess> createRegistryAccess() override {
-    return std::make_unique<RecordingSettings>(recorder);
-  }
+  std::unique_ptr<ConfigurationSettings> createConfigurationSettings() override { return settings(); }
+  std::unique_ptr<ComponentSettings> createComponentSettings() override { return settings(); }
+  std::unique_ptr<RegistryAccess> createRegistryAccess() override { return settings(); }
   std::unique_ptr<DatabaseConnection> createDatabaseConnection() override {
     recorder.note("new DatabaseConnection");
     return std::make_unique<RecordingDatabase>(recorder);
@@ -238,12 +228,17 @@ class RecordingPlatform final : HostServices, MessageQueuing, DatabaseAccess, Op
 class RecordingTest : public ::testing::Test {
  protected:
   // Says in the transcript what follows, or what a call came to.
-  void step(const std::string& text) { recorder.transcript += "-- " + text + "\n"; }
+  template <class... Values>
+  void step(const std::string& text, const Values&... values) {
+    recorder.transcript += "-- " + text;
+    ((recorder.transcript += " " + shown(values)), ...);
+    recorder.transcript += "\n";
+  }
   template <class Body>
   void fails(Body&& body) {
     const auto error = errorOf(body);
-    step(error ? "error " + shown(error->number()) + " of " + toUtf8(error->source()) + ": " + error->what()
-               : "no error");
+    if (!error) return step("no error");
+    step("error", error->number(), "of " + toUtf8(error->source()) + ": " + error->what());
   }
   Ref<RecordingMessage> message(std::uint8_t number, std::string_view text = "text") {
     const auto made = make<RecordingMessage>(recorder);
@@ -263,7 +258,7 @@ class RecordingTest : public ::testing::Test {
   template <class Source, class Queue>
   Subscription listening(const Ref<Queue>& to) {
     return {static_cast<_Queue*>(to.get()), arrivalKind<Source>, [this](std::span<VARIANT> arguments) {
-              step("arrived: " + shown(arguments[1]) + " " + shown(arguments[0]));
+              step("arrived:", arguments[1], arguments[0]);
               if (handle) handle(arguments);
             }};
   }
@@ -272,7 +267,8 @@ class RecordingTest : public ::testing::Test {
     SysFreeString(*document.pbstrVal);
     *document.pbstrVal = SysAllocString(u"changed");
   }
-  void TearDown() override {
+  // At the very end: what members of the test do at theirs is in the transcript.
+  ~RecordingTest() override {
     const auto* test = ::testing::UnitTest::GetInstance()->current_test_info();
     const auto golden =
         std::string(GOLDEN_DIRECTORY) + "/" + test->test_suite_name() + "." + test->name() + ".txt";

@@ -36,7 +36,7 @@ class RecordingDispenser final
     : public Object<RecordingDispenser, DispatchForm<IMSMQCoordinatedTransactionDispenser>>,
       Recording {
  public:
-  explicit RecordingDispenser(Recorder& noting) : Recording(noting) {}
+  using Recording::Recording;
   HRESULT raw_BeginTransaction(IMSMQTransaction** result) noexcept final {
     return CorvaneQueue::answer(result, [&] {
       recorder.note("BeginTransaction");
@@ -54,14 +54,14 @@ class RecordingQueueInfo final : public Object<RecordingQueueInfo, DispatchForm<
   HRESULT get_FormatName(BSTR* result) noexcept final { return gives(result, queue_); }
   HRESULT put_FormatName(BSTR value) noexcept final { return named("FormatName", value); }
   HRESULT get_IsTransactional(VARIANT_BOOL* result) noexcept final {
-    return notedGives(result, recorder.isTransactional, "IsTransactional");
+    return notes("IsTransactional", result, recorder.isTransactional);
   }
-  HRESULT get_Quota(LONG* result) noexcept final { return notedGives(result, recorder.quota, "Quota"); }
+  HRESULT get_Quota(LONG* result) noexcept final { return notes("Quota", result, recorder.quota); }
   HRESULT put_Quota(LONG value) noexcept final { return noted("Quota =", value); }
-  HRESULT get_Journal(LONG* result) noexcept final { return notedGives(result, recorder.journal, "Journal"); }
+  HRESULT get_Journal(LONG* result) noexcept final { return notes("Journal", result, recorder.journal); }
   HRESULT put_Journal(LONG value) noexcept final { return noted("Journal =", value); }
   HRESULT get_JournalQuota(LONG* result) noexcept final {
-    return notedGives(result, recorder.quota, "JournalQuota");
+    return notes("JournalQuota", result, recorder.quota);
   }
   HRESULT put_JournalQuota(LONG value) noexcept final { return noted("JournalQuota =", value); }
   HRESULT raw_Create(VARIANT* isTransactional, VARIANT* isWorldReadable) noexcept final {
@@ -89,22 +89,19 @@ class RecordingQueue final : public Object<RecordingQueue, DispatchForm<IMSMQQue
   }
   HRESULT raw_Reset() noexcept final { return noted("Reset"); }
   HRESULT raw_Close() noexcept final { return noted("Close"); }
-  HRESULT raw_PeekCurrent(VARIANT* a, VARIANT* b, VARIANT* c, IMSMQMessage** result) noexcept final {
-    return next("PeekCurrent", result, {a, b, c});
+#define PEEKS(name)                                                                              \
+  HRESULT raw_##name(VARIANT* a, VARIANT* b, VARIANT* c, IMSMQMessage** result) noexcept final { \
+    return next(#name, result, {a, b, c});                                                       \
   }
-  HRESULT raw_PeekNext(VARIANT* a, VARIANT* b, VARIANT* c, IMSMQMessage** result) noexcept final {
-    return next("PeekNext", result, {a, b, c});
+#define RECEIVES(name)                                                                                       \
+  HRESULT raw_##name(VARIANT* a, VARIANT* b, VARIANT* c, VARIANT* d, IMSMQMessage** result) noexcept final { \
+    return next(#name, result, {a, b, c, d});                                                                \
   }
-  HRESULT raw_Peek(VARIANT* a, VARIANT* b, VARIANT* c, IMSMQMessage** result) noexcept final {
-    return next("Peek", result, {a, b, c});
-  }
-  HRESULT raw_Receive(VARIANT* a, VARIANT* b, VARIANT* c, VARIANT* d, IMSMQMessage** result) noexcept final {
-    return next("Receive", result, {a, b, c, d});
-  }
-  HRESULT raw_ReceiveCurrent(VARIANT* a, VARIANT* b, VARIANT* c, VARIANT* d,
-                             IMSMQMessage** result) noexcept final {
-    return next("ReceiveCurrent", result, {a, b, c, d});
-  }
+  PEEKS(PeekCurrent)
+  PEEKS(PeekNext)
+  PEEKS(Peek)
+  RECEIVES(Receive)
+  RECEIVES(ReceiveCurrent)
   HRESULT raw_EnableNotification(IMSMQEvent* event, VARIANT* cursor, VARIANT* timeout) noexcept final;
 
  private:
@@ -136,7 +133,7 @@ class RecordingEvent final
     : public Object<RecordingEvent, DispatchForm<IMSMQEvent>, EventSource<_DMSMQEventEvents>>,
       Recording {
  public:
-  explicit RecordingEvent(Recorder& noting) : Recording(noting) {}
+  using Recording::Recording;
   // The recorder's `arrive` notifies of this queue from now on, `arriveFrom` of any other.
   void arm(Ref<IDispatch> queue) {
     recorder.arriveFrom = [kept = Ref<RecordingEvent>(this)](const Ref<IDispatch>& from) {
@@ -158,7 +155,7 @@ inline HRESULT RecordingQueue::raw_EnableNotification(IMSMQEvent* event, VARIANT
 // Notes what is written to it; what is read stays unnoted.
 class RecordingMessage final : public Object<RecordingMessage, DispatchForm<IMSMQMessage>>, Recording {
  public:
-  explicit RecordingMessage(Recorder& noting) : Recording(noting) {}
+  using Recording::Recording;
   HRESULT get_Label(BSTR* result) noexcept final { return gives(result, label); }
   HRESULT put_Label(BSTR value) noexcept final { return noted("Label = \"" + shown(value) + "\""); }
   HRESULT get_Body(VARIANT* result) noexcept final { return gives(result, body); }
@@ -188,43 +185,28 @@ class RecordingMessage final : public Object<RecordingMessage, DispatchForm<IMSM
   std::vector<std::uint8_t> id;
 };
 
-// Messages and queues of other makers, of which nothing is known but names.
-struct INamed : IDispatch {
-  virtual HRESULT get_AppSpecific(LONG* result) noexcept = 0;
-  virtual HRESULT get_Body(VARIANT* result) noexcept = 0;
-  virtual HRESULT get_QueueInfo(IDispatch** result) noexcept = 0;
-  virtual HRESULT get_IsTransactional(VARIANT* result) noexcept = 0;
-  virtual HRESULT raw_Peek(VARIANT* a, VARIANT* b, VARIANT* timeout, IDispatch** result) noexcept = 0;
-};
-template <>
-struct InterfaceTraits<INamed> {
-  static constexpr IID iid = {7, 7, 7, {7}};
-  static constexpr const char16_t* name = u"INamed";
-  static constexpr std::array table{
-      get<&INamed::get_AppSpecific>(1, u"AppSpecific"), get<&INamed::get_Body>(2, u"Body"),
-      get<&INamed::get_QueueInfo>(3, u"QueueInfo"), get<&INamed::get_IsTransactional>(4, u"IsTransactional"),
-      function<&INamed::raw_Peek>(5, u"Peek").optional(3)};
-  static constexpr std::span<const Member> members = table;
-};
-
-// As a queue it answers null to IsTransactional, and its message is this one.
-class NamedObject final : public Object<NamedObject, DispatchForm<INamed>>, Recording {
+// An object of another maker, of which nothing is known but names: each answers what stands beside it.
+class NamedObject final : public Object<NamedObject, IDispatch>, Recording {
  public:
-  NamedObject(Recorder& noting, Ref<RecordingMessage> message)
-      : Recording(noting), message_(std::move(message)) {}
-  HRESULT get_AppSpecific(LONG* result) noexcept final { return message_->get_AppSpecific(result); }
-  HRESULT get_Body(VARIANT* result) noexcept final { return message_->get_Body(result); }
-  HRESULT get_QueueInfo(IDispatch** result) noexcept final {
-    return gives(result, asDispatch(Ref<NamedObject>(this)));
+  using Members = std::vector<std::pair<std::u16string, Variant>>;
+  NamedObject(Recorder& noting, Members members) : Recording(noting), members_(std::move(members)) {}
+  HRESULT GetTypeInfoCount(UINT*) noexcept final { return E_NOTIMPL; }
+  HRESULT GetTypeInfo(UINT, LCID, ITypeInfo**) noexcept final { return E_NOTIMPL; }
+  HRESULT GetIDsOfNames(REFIID, LPOLESTR* names, UINT, LCID, DISPID* ids) noexcept final {
+    for (*ids = 0; *ids < static_cast<DISPID>(members_.size()); ++*ids)
+      if (members_[static_cast<std::size_t>(*ids)].first == *names) return S_OK;
+    return DISP_E_UNKNOWNNAME;
   }
-  HRESULT get_IsTransactional(VARIANT* result) noexcept final { return result->vt = VT_NULL, S_OK; }
-  HRESULT raw_Peek(VARIANT*, VARIANT*, VARIANT* timeout, IDispatch** result) noexcept final {
-    recorder.note("named Peek", *timeout);
-    return gives(result, asDispatch(message_));
+  HRESULT Invoke(DISPID id, REFIID, LCID, WORD, DISPPARAMS* given, VARIANT* result, EXCEPINFO*,
+                 UINT*) noexcept final {
+    const auto& [name, value] = members_[static_cast<std::size_t>(id)];
+    std::string call = "named " + toUtf8(name);
+    for (UINT i = given->cArgs; i > 0; --i) call += " " + shown(given->rgvarg[i - 1]);
+    return recorder.note(call), VariantCopy(result, &value.get());
   }
 
  private:
-  Ref<RecordingMessage> message_;
+  Members members_;
 };
 
 }  // namespace CorvaneQueue
