@@ -9,10 +9,9 @@ namespace {
 
 class StoreCalls : public RecordingTest {
  protected:
-  Ref<DbQueue> queue(const char16_t* name, bool isJournal = false) {
-    const auto made = make<DbQueue>();
+  Stepwise<DbQueue> queue(const char16_t* name, bool isJournal = false) {
+    const auto made = stepwise<DbQueue>();
     made->Initialize(String(name), isJournal);
-    step("the queue is there");
     return made;
   }
   static std::vector<Variant> document(std::int64_t id, const char16_t* body) {
@@ -28,7 +27,7 @@ TEST_F(StoreCalls, SendingStoresInATransactionOfItsOwn) {
   step("the client's transaction is", orders->BeginTransaction());
   step("the same again", orders->BeginTransaction());
   orders->SendDocument(String(u"more"));
-  step("ended once");
+  // ended once
   orders->Commit();
   orders->Commit();
   orders->Abort();
@@ -37,7 +36,7 @@ TEST_F(StoreCalls, SendingStoresInATransactionOfItsOwn) {
 TEST_F(StoreCalls, AFailedStoreIsRolledBackAndReportedAtEveryLevel) {
   const auto orders = queue(u"Orders");
   recorder.failing = "Execute";
-  fails([&] { call<&IQueue::raw_SendDocument>(Ref<IQueue>(orders), u"text"); });
+  fails([&] { call<&IQueue::raw_SendDocument>(Ref<IQueue>(orders.get()), u"text"); });
   orders->BeginTransaction();
   fails([&] { orders->SendDocument(String(u"text")); });
 }
@@ -59,7 +58,7 @@ TEST_F(StoreCalls, ReceivingAcknowledgingAndCounting) {
 
 TEST_F(StoreCalls, PurgingQueueAndJournal) {
   queue(u"Orders")->Purge();
-  const auto journal = make<DbJournal>();
+  const auto journal = stepwise<DbJournal>();
   journal->Initialize(String(u"Orders"));
   journal->Purge();
   const auto asJournal = queue(u"Orders", true);
@@ -71,7 +70,7 @@ TEST_F(StoreCalls, PurgingQueueAndJournal) {
 TEST_F(StoreCalls, ListingWaitingAndAcknowledged) {
   recorder.bias = -60;
   const auto orders = queue(u"O'Brien");
-  const auto messages = orders->Messages();
+  const auto messages = stepwise(orders->Messages());
   EXPECT_EQ(messages.get(), orders->Messages().get());
   EXPECT_EQ(messages->Count(), 0);
   const auto lists = [&](const Variant& key) {
@@ -86,7 +85,7 @@ TEST_F(StoreCalls, ListingWaitingAndAcknowledged) {
 }
 
 TEST_F(StoreCalls, QueuesListTestAndCreate) {
-  const auto queues = make<DbQueues>();
+  const auto queues = stepwise<DbQueues>();
   recorder.rows.push_back({{std::int64_t{1}, u"idoc", u"Orders"}, {std::int64_t{2}, u"idoc", u"ORDERS"}});
   fails([&] { queues->Refresh(); });
   step("what came before the failure stays:", queues->Count());
@@ -97,7 +96,7 @@ TEST_F(StoreCalls, QueuesListTestAndCreate) {
 }
 
 TEST_F(StoreCalls, InitializeReadsTheSettingOfItsQueue) {
-  const auto orders = make<DbQueue>();
+  const auto orders = stepwise<DbQueue>();
   step("its name at first:", orders->Name());
   for (const Variant& value : {Variant(std::int32_t{1}), Variant(std::int32_t{2}), Variant(std::int32_t{0}),
                                Variant(u"1"), Variant(1.4), Variant(true)}) {
@@ -110,7 +109,7 @@ TEST_F(StoreCalls, InitializeReadsTheSettingOfItsQueue) {
 TEST_F(StoreCalls, ALostConnectionIsReplacedButNotInsideATransaction) {
   const auto orders = queue(u"Orders");
   orders->IsEmpty();
-  step("lost");
+  // lost
   recorder.connectionState = adStateClosed;
   orders->IsEmpty();
   recorder.connectionState = adStateOpen;
@@ -124,9 +123,7 @@ TEST_F(StoreCalls, ALostConnectionIsReplacedButNotInsideATransaction) {
 TEST_F(StoreCalls, AFailedCommitEndsTheTransaction) {
   const auto orders = queue(u"Orders");
   orders->BeginTransaction();
-  recorder.failing = "CommitTrans";
-  fails([&] { orders->Commit(); });
-  recorder.failing.clear();
+  failsAt("CommitTrans", [&] { orders->Commit(); });
   orders->Abort();  // nothing is open any more
   step("begun:", orders->BeginTransaction());
 }
@@ -142,8 +139,8 @@ TEST_F(StoreCalls, AHandlerThatDoesNotRaiseLeavesEmptyResults) {
 
 TEST_F(StoreCalls, UnsupportedAndNotImplementedMembersNameThemselves) {
   const auto orders = queue(u"Orders");
-  const Ref<_Queue> outer = orders;
-  fails([&] { call<&IQueue::get_Quota>(Ref<IQueue>(orders)); });
+  const Ref<_Queue> outer(orders.get());
+  fails([&] { call<&IQueue::get_Quota>(Ref<IQueue>(orders.get())); });
   fails([&] { call<&_Queue::put_JournalEnabled>(outer, true); });
   fails([&] { call<&_Queue::raw_ReceiveEnable>(outer); });
   fails([&] { call<&_Queue::get_Transaction>(outer); });

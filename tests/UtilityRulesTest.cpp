@@ -10,7 +10,7 @@ namespace {
 
 class UtilityTest : public RecordingTest {
  protected:
-  Ref<facade::Utility> utility = make<facade::Utility>();
+  Stepwise<facade::Utility> utility = stepwise<facade::Utility>();
 };
 
 TEST_F(UtilityTest, ReadsAndWritesSettingsThroughANewObjectEachTime) {
@@ -56,8 +56,7 @@ TEST_F(UtilityTest, CreatesQueuesInTheConfiguredStore) {
     utility->CreateQueue(String(u"Orders"));
   }
   recorder.settings.clear();
-  recorder.failing = "Create";
-  fails([&] { utility->CreateQueue(String(u"Orders")); });
+  failsAt("Create", [&] { utility->CreateQueue(String(u"Orders")); });
 }
 
 TEST_F(UtilityTest, ProbesWhatMessageQueuingSupports) {
@@ -66,8 +65,7 @@ TEST_F(UtilityTest, ProbesWhatMessageQueuingSupports) {
   step("private, when creating fails:", utility->SupportsPrivateQueues());
   recorder.failing = "Delete";
   step("private, when deleting fails:", utility->SupportsPrivateQueues());
-  recorder.failing = "PathName";
-  fails([&] { utility->SupportsPublicQueues(); });
+  failsAt("PathName", [&] { utility->SupportsPublicQueues(); });
 }
 
 TEST_F(UtilityTest, OpensQueuesByFormatNameOrPathName) {
@@ -80,15 +78,13 @@ TEST_F(UtilityTest, TheJournalOfAMissingQueueIsOpenedWhoeverCreatesTheQueue) {
   const auto opens = [&](bool isJournal) { utility->OpenQueue(String(u"Q"), MQ_PEEK_ACCESS, isJournal); };
   recorder.failures = {{"Open", MQ_ERROR_QUEUE_NOT_FOUND}};
   opens(true);
-  step("somebody is faster");
+  // somebody is faster
   recorder.failures = {{"Open", MQ_ERROR_QUEUE_NOT_FOUND}, {"Create", MQ_ERROR_QUEUE_EXISTS}};
   opens(true);
-  step("any other failure of the creation is one, and so is that of the second opening");
-  recorder.failing = "Create";
+  // any other failure of the creation is one, and so is that of the second opening
   recorder.failures = {{"Open", MQ_ERROR_QUEUE_NOT_FOUND}};
-  fails([&] { opens(true); });
-  recorder.failing = "Open";
-  fails([&] { opens(false); });
+  failsAt("Create", [&] { opens(true); });
+  failsAt("Open", [&] { opens(false); });
 }
 
 TEST_F(UtilityTest, ReadsBodiesByTheirMark) {

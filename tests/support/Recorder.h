@@ -4,6 +4,7 @@
 #include "DatabaseAccess.h"
 #include "OperatingSystem.h"
 
+#include <CorvaneQueue/call.h>
 #include <CorvaneQueue/MessageQueuing.h>
 
 #include <deque>
@@ -15,14 +16,26 @@
 
 namespace CorvaneQueue {
 
+inline std::string shown(const Ref<IMSMQTransaction>& object) {
+  if (!object) return "none";
+  return "transaction " + std::to_string(call<&IMSMQTransaction::get_Transaction>(object));
+}
+template <class T>
+std::string shown(const Ref<T>& object) {
+  return object ? "object" : "none";
+}
 inline std::string shown(const VARIANT& value) {
   const auto type = static_cast<VARTYPE>(value.vt & ~VT_BYREF);
+  const std::string reference = (value.vt & VT_BYREF) != 0 ? "&" : "";
   if (value.vt == (VT_ERROR)) return "omitted";
-  if (type == VT_DISPATCH) return "object";
+  if (type == VT_DISPATCH) {
+    const auto transaction =
+        tryQuery<IMSMQTransaction>(reference.empty() ? value.pdispVal : *value.ppdispVal);
+    return reference + (transaction ? shown(transaction) : "object");
+  }
   if (type == VT_EMPTY) return "empty";
   if ((type & VT_ARRAY) != 0) return "bytes";
   const std::string text = toUtf8(toString(value));
-  const std::string reference = (value.vt & VT_BYREF) != 0 ? "&" : "";
   switch (type) {
     case VT_BSTR: return reference + "\"" + text + "\"";
     case VT_I2: return reference + "int16 " + text;
@@ -35,18 +48,13 @@ inline std::string shown(const std::string& text) { return text; }
 inline std::string shown(std::u16string_view text) { return toUtf8(text); }
 inline std::string shown(BSTR text) { return toUtf8(StringRef(text)); }
 template <class T>
-requires std::is_arithmetic_v<T> || std::is_enum_v<T>
-std::string shown(T value) {
+requires std::is_arithmetic_v<T> || std::is_enum_v<T> std::string shown(T value) {
   if constexpr (std::is_same_v<T, bool>)
     return value ? "yes" : "no";
   else
     return std::to_string(value);
 }
 inline std::string shown(Date date) { return shown(Variant(date).get()); }
-template <class T>
-std::string shown(const Ref<T>& object) {
-  return object ? "object" : "none";
-}
 
 struct Recorder {
   std::string transcript;                              // a call a line
@@ -112,12 +120,16 @@ class Recording {
     return answer(result, [&] { return value; });
   }
   // Both.
-  template <class Result, class Value>
-  HRESULT notes(const std::string& name, Result* result, const Value& value) {
-    return answer(result, [&] { return recorder.note(name_ + name), value; });
+  template <class Result, class Value, class... Arguments>
+  HRESULT notes(Result* result, const Value& value, const std::string& name, const Arguments&... arguments) {
+    return answer(result, [&] { return recorder.note(name_ + name, arguments...), value; });
   }
   Recorder& recorder;
   const std::string name_;
 };
+
+// A member in a line.
+#define MEMBER(signature, ...) \
+  HRESULT signature noexcept final { return __VA_ARGS__; }
 
 }  // namespace CorvaneQueue

@@ -45,15 +45,11 @@ class RecordingTrace final
       Recording {
  public:
   using Recording::Recording;
-  HRESULT raw_ClassTrace(BSTR library, BSTR className, VARIANT* result) noexcept final {
-    return CorvaneQueue::answer(result, [&] {
-      recorder.note("trace", library, className);
-      return Variant(asDispatch(Ref<RecordingTrace>(this)));
-    });
+  HRESULT raw_ClassTrace(BSTR library, BSTR name, VARIANT* result) noexcept final {
+    return notes(result, Variant(asDispatch(Ref<RecordingTrace>(this))), "trace", library, name);
   }
-  HRESULT get_ExceptionHandler(_ExceptionHandler** result) noexcept final {
-    return gives(result, make<RecordingHandler>(recorder, "traced"));
-  }
+  MEMBER(get_ExceptionHandler(_ExceptionHandler** result),
+         gives(result, make<RecordingHandler>(recorder, "traced")))
 };
 
 class RecordingSettings final : public ConfigurationSettings,
@@ -224,6 +220,21 @@ class RecordingPlatform final : HostServices, MessageQueuing, DatabaseAccess, Op
   ScopedPlatform scope_;
 };
 
+// An object of which every use by the test has a place of its own in the transcript.
+template <class T>
+class Stepwise {
+ public:
+  Stepwise(Recorder& recorder, Ref<T> object) : recorder_(&recorder), object_(std::move(object)) {}
+  T* get() const { return object_.get(); }
+  T& operator*() const { return *object_; }
+  T* operator->() const { return recorder_->transcript += "--\n", object_.get(); }
+  operator const Ref<T>&() const { return object_; }
+
+ private:
+  Recorder* recorder_;
+  Ref<T> object_;
+};
+
 // A test behind this door. What it recorded is compared with the golden transcript of its name.
 class RecordingTest : public ::testing::Test {
  protected:
@@ -240,16 +251,27 @@ class RecordingTest : public ::testing::Test {
     if (!error) return step("no error");
     step("error", error->number(), "of " + toUtf8(error->source()) + ": " + error->what());
   }
-  Ref<RecordingMessage> message(std::uint8_t number, std::string_view text = "text") {
+  // The same when the outward call that starts with this fails.
+  template <class Body>
+  void failsAt(const char* outward, Body&& body) {
+    recorder.failing = outward;
+    fails(body);
+    recorder.failing.clear();
+  }
+  template <class T>
+  Stepwise<T> stepwise(Ref<T> object = make<T>()) {
+    return {recorder, std::move(object)};
+  }
+  Ref<RecordingMessage> message(int number, std::string_view text = "text") {
     const auto made = make<RecordingMessage>(recorder);
     made->id.resize(20);
-    made->id[16] = number;
+    made->id[16] = static_cast<std::uint8_t>(number);
     made->label = u"Msg Type: <ORDER> ";
     made->body = Variant::bytes({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
     return made;
   }
   // The next message that is peeked or received.
-  Ref<RecordingMessage> prepared(std::uint8_t number, std::string_view text = "text") {
+  Ref<RecordingMessage> prepared(int number, std::string_view text = "text") {
     const auto made = message(number, text);
     recorder.messages.push_back(made);
     return made;

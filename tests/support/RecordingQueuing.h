@@ -12,24 +12,20 @@ class RecordingTransaction final : public Object<RecordingTransaction, DispatchF
                                    Recording {
  public:
   explicit RecordingTransaction(Recorder& noting) : Recording(noting), number(++noting.transactions) {}
-  HRESULT raw_Commit(VARIANT* a, VARIANT* b, VARIANT* c) noexcept final {
-    return noted("Commit", number, *a, *b, *c);
-  }
+  MEMBER(raw_Commit(VARIANT* a, VARIANT* b, VARIANT* c), noted("Commit", number, *a, *b, *c))
   HRESULT raw_Abort(VARIANT* a, VARIANT* b) noexcept final { return noted("Abort", number, *a, *b); }
-  HRESULT get_Transaction(LONG* result) noexcept final { return gives(result, 1000 + number); }
+  HRESULT get_Transaction(LONG* result) noexcept final { return gives(result, number); }
   const int number;
 };
 
 // A transaction argument; one by reference may be replaced.
 inline std::string shownTransaction(Recorder& recorder, VARIANT& argument) {
-  if (argument.vt != (VT_DISPATCH | VT_BYREF)) return shown(argument);
-  const auto given = query<IMSMQTransaction>(*argument.ppdispVal);
-  const LONG number = call<&IMSMQTransaction::get_Transaction>(given) - 1000;
-  if (recorder.handedBack) {
+  const std::string text = shown(argument);
+  if (argument.vt == (VT_DISPATCH | VT_BYREF) && recorder.handedBack) {
     (*argument.ppdispVal)->Release();
     *argument.ppdispVal = std::exchange(recorder.handedBack, nullptr).detach();
   }
-  return "&transaction " + std::to_string(number);
+  return text;
 }
 
 class RecordingDispenser final
@@ -38,10 +34,7 @@ class RecordingDispenser final
  public:
   using Recording::Recording;
   HRESULT raw_BeginTransaction(IMSMQTransaction** result) noexcept final {
-    return CorvaneQueue::answer(result, [&] {
-      recorder.note("BeginTransaction");
-      return make<RecordingTransaction>(recorder);
-    });
+    return notes(result, make<RecordingTransaction>(recorder), "BeginTransaction");
   }
 };
 
@@ -54,15 +47,13 @@ class RecordingQueueInfo final : public Object<RecordingQueueInfo, DispatchForm<
   HRESULT get_FormatName(BSTR* result) noexcept final { return gives(result, queue_); }
   HRESULT put_FormatName(BSTR value) noexcept final { return named("FormatName", value); }
   HRESULT get_IsTransactional(VARIANT_BOOL* result) noexcept final {
-    return notes("IsTransactional", result, recorder.isTransactional);
+    return notes(result, recorder.isTransactional, "IsTransactional");
   }
-  HRESULT get_Quota(LONG* result) noexcept final { return notes("Quota", result, recorder.quota); }
+  HRESULT get_Quota(LONG* result) noexcept final { return notes(result, recorder.quota, "Quota"); }
   HRESULT put_Quota(LONG value) noexcept final { return noted("Quota =", value); }
-  HRESULT get_Journal(LONG* result) noexcept final { return notes("Journal", result, recorder.journal); }
+  HRESULT get_Journal(LONG* result) noexcept final { return notes(result, recorder.journal, "Journal"); }
   HRESULT put_Journal(LONG value) noexcept final { return noted("Journal =", value); }
-  HRESULT get_JournalQuota(LONG* result) noexcept final {
-    return notes("JournalQuota", result, recorder.quota);
-  }
+  MEMBER(get_JournalQuota(LONG* result), notes(result, recorder.quota, "JournalQuota"))
   HRESULT put_JournalQuota(LONG value) noexcept final { return noted("JournalQuota =", value); }
   HRESULT raw_Create(VARIANT* isTransactional, VARIANT* isWorldReadable) noexcept final {
     return noted("Create", *isTransactional, *isWorldReadable);
@@ -89,19 +80,14 @@ class RecordingQueue final : public Object<RecordingQueue, DispatchForm<IMSMQQue
   }
   HRESULT raw_Reset() noexcept final { return noted("Reset"); }
   HRESULT raw_Close() noexcept final { return noted("Close"); }
-#define PEEKS(name)                                                                              \
-  HRESULT raw_##name(VARIANT* a, VARIANT* b, VARIANT* c, IMSMQMessage** result) noexcept final { \
-    return next(#name, result, {a, b, c});                                                       \
-  }
-#define RECEIVES(name)                                                                                       \
-  HRESULT raw_##name(VARIANT* a, VARIANT* b, VARIANT* c, VARIANT* d, IMSMQMessage** result) noexcept final { \
-    return next(#name, result, {a, b, c, d});                                                                \
-  }
-  PEEKS(PeekCurrent)
-  PEEKS(PeekNext)
-  PEEKS(Peek)
-  RECEIVES(Receive)
-  RECEIVES(ReceiveCurrent)
+  MEMBER(raw_PeekCurrent(VARIANT* a, VARIANT* b, VARIANT* c, IMSMQMessage** r),
+         next("PeekCurrent", r, {a, b, c}))
+  MEMBER(raw_PeekNext(VARIANT* a, VARIANT* b, VARIANT* c, IMSMQMessage** r), next("PeekNext", r, {a, b, c}))
+  MEMBER(raw_Peek(VARIANT* a, VARIANT* b, VARIANT* c, IMSMQMessage** r), next("Peek", r, {a, b, c}))
+  MEMBER(raw_Receive(VARIANT* a, VARIANT* b, VARIANT* c, VARIANT* d, IMSMQMessage** r),
+         next("Receive", r, {a, b, c, d}))
+  MEMBER(raw_ReceiveCurrent(VARIANT* a, VARIANT* b, VARIANT* c, VARIANT* d, IMSMQMessage** r),
+         next("ReceiveCurrent", r, {a, b, c, d}))
   HRESULT raw_EnableNotification(IMSMQEvent* event, VARIANT* cursor, VARIANT* timeout) noexcept final;
 
  private:
@@ -120,13 +106,10 @@ class RecordingQueue final : public Object<RecordingQueue, DispatchForm<IMSMQQue
 };
 
 inline HRESULT RecordingQueueInfo::raw_Open(LONG access, LONG share, IDispatch** result) noexcept {
-  return CorvaneQueue::answer(result, [&] {
-    recorder.note("Open", access, share);
-    const char* handle = access == MQ_SEND_ACCESS      ? "send "
-                         : access == MQ_RECEIVE_ACCESS ? "receive "
-                                                       : "peek ";
-    return asDispatch(make<RecordingQueue>(recorder, handle, queue_));
-  });
+  static const std::map<LONG, const char*> handles = {
+      {MQ_SEND_ACCESS, "send "}, {MQ_RECEIVE_ACCESS, "receive "}, {MQ_PEEK_ACCESS, "peek "}};
+  const auto queue = make<RecordingQueue>(recorder, handles.at(access), queue_);
+  return notes(result, asDispatch(queue), "Open", access, share);
 }
 
 class RecordingEvent final
@@ -138,6 +121,7 @@ class RecordingEvent final
   void arm(Ref<IDispatch> queue) {
     recorder.arriveFrom = [kept = Ref<RecordingEvent>(this)](const Ref<IDispatch>& from) {
       VARIANT arguments[] = {Variant(std::int32_t{0}).detach(), Variant(from).detach()};
+      kept->recorder.transcript += "-- notified\n";
       kept->fire(msmqArrivedId, arguments);
       VariantClear(&arguments[1]);
     };
@@ -169,9 +153,7 @@ class RecordingMessage final : public Object<RecordingMessage, DispatchForm<IMSM
   HRESULT put_Delivery(LONG value) noexcept final { return noted("Delivery =", value); }
   HRESULT get_Id(VARIANT* result) noexcept final { return gives(result, Variant::bytes(id)); }
   HRESULT get_BodyLength(LONG* result) noexcept final { return gives(result, 5); }
-  HRESULT get_SentTime(VARIANT* result) noexcept final {
-    return gives(result, Variant(u"2026-11-22 10:30:00"));
-  }
+  MEMBER(get_SentTime(VARIANT* result), gives(result, Variant(u"2026-11-22 10:30:00")))
   HRESULT get_ArrivedTime(VARIANT* result) noexcept final { return get_SentTime(result); }
   HRESULT get_MaxTimeToReceive(LONG* result) noexcept final { return gives(result, -1); }
   HRESULT raw_Send(IDispatch*, VARIANT* transaction) noexcept final {
