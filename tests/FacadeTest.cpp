@@ -13,10 +13,7 @@ namespace {
 // A back end of neither store. It does nothing, but has no quota.
 class OtherQueue final : public Object<OtherQueue, IQueueForm<OtherQueue>>, public RoutedQueue, Recording {
   struct Nothing {
-    template <class... Arguments>
-    int operator()(const Arguments&...) const {
-      return 0;
-    }
+    int operator()(const auto&...) const { return 0; }
   };
 
  public:
@@ -54,7 +51,7 @@ TEST_F(FacadeTest, AnUnknownStoreTypeFailsAtEveryLevelItPasses) {
   recorder.settings["QueueStoreType"] = u"MSMQ";
   queue->Initialize(String(u"M"), false);
   fails([&] { queue->ReceiveNext(); });  // of that store
-  // a queue that has a back end keeps it
+  // A queue that has a back end keeps it.
   recorder.settings["QueueStoreType"] = u"db";
   queue->Initialize(String(u"Q"), false);
   recorder.settings["QueueStoreType"] = u"oracle";
@@ -89,7 +86,7 @@ TEST_F(FacadeTest, KeepsWhatIsAssignedAndAbortsAtItsEnd) {
   EXPECT_EQ(queue->Messages().get(), Ref<_Messages>(messages).get());
   queue->BeginTransaction();
   recorder.failing = "RollbackTrans";  // which is nobody's any more
-  queue = stepwise<facade::Queue>(nullptr);
+  queue = nullptr;
 }
 
 // The facade's, a back end's and the utility's; none, before or after, changes nothing.
@@ -134,7 +131,7 @@ TEST_F(FacadeTest, ItsEndKeepsAnErrorThatIsOnItsWay) {
 }
 
 TEST_F(FacadeTest, RelaysArrivalsByReference) {
-  const auto client = listening<__Queue, facade::Queue>(queue);
+  const auto client = listening<__Queue>(queue);
   const auto attached = [&] {
     const auto backEnd = make<MSMQQueue>();
     queue->attach(backEnd);
@@ -149,12 +146,12 @@ TEST_F(FacadeTest, RelaysArrivalsByReference) {
   EXPECT_EQ(first->LastDocument(), u"changed");
 
   const auto second = attached();
-  // the old back end is no longer heard
+  // The old back end is no longer heard.
   prepared(1);
   arriveAtTheFirst();
   EXPECT_EQ(first->LastDocument(), u"text");
-  // a client may let the queue go in its handler
-  handle = [&](std::span<VARIANT>) { queue = stepwise<facade::Queue>(nullptr); };
+  // A client may let the queue go in its handler.
+  handle = [&](std::span<VARIANT>) { queue = nullptr; };
   for (const int number : {43, 44}) {
     prepared(number);
     recorder.arrive();

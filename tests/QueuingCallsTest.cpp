@@ -18,7 +18,7 @@ class QueuingCalls : public RecordingTest {
     return made;
   }
   Stepwise<MSMQQueue> orders = queue();
-  Subscription client = listening<__MSMQQueue, MSMQQueue>(orders);
+  Subscription client = listening<__MSMQQueue>(orders);
   // A message of the store that stands for one with this number.
   Ref<MSMQMessage> chosen(int number) {
     const auto made = make<MSMQMessage>();
@@ -42,10 +42,10 @@ TEST_F(QueuingCalls, SendingInitialisesOpensAndSends) {
   orders->MsgType_Let(String(u"ORDER"));
   orders->SendDocument(String(u"text"));
   sends(false);
-  // to a transactional queue
+  // To a transactional queue.
   recorder.isTransactional = true;
   orders->SendDocument(String(u"alone"));
-  // in a transaction, which is replaced
+  // In a transaction, which is replaced.
   orders->BeginTransaction();
   recorder.handedBack = make<RecordingTransaction>(recorder);
   orders->SendDocument(String(u"inside"));
@@ -54,8 +54,7 @@ TEST_F(QueuingCalls, SendingInitialisesOpensAndSends) {
 }
 
 TEST_F(QueuingCalls, OnlyTheNumber1TurnsCompressionOn) {
-  for (const Variant& value :
-       {Variant(std::int32_t{1}), Variant(std::int32_t{0}), Variant(std::int32_t{2}), Variant(u"1")}) {
+  for (const Variant& value : std::vector<Variant>{1, 0, 2, u"1"}) {
     recorder.settings["CompressMessages"] = value;
     orders = queue();
     orders->SendDocument(String(u"text"));
@@ -74,7 +73,6 @@ TEST_F(QueuingCalls, CopyingKeepsOrChangesTheCompression) {
       const auto whole = prepared(7);  // and read with its body
       whole->appSpecific = isSourceCompressed ? 1 : 0;
       if (isSourceCompressed) whole->body = modCompress::Compress(Variant(u"text").get());
-      // copied
       orders->SendMessage(*source);
       sends(compresses);
     }
@@ -83,7 +81,7 @@ TEST_F(QueuingCalls, CopyingKeepsOrChangesTheCompression) {
 TEST_F(QueuingCalls, SettingsGoToTheSendHandleAndAreReadBackByTheOther) {
   orders->IsEmpty();
   orders->Quota();
-  // set
+  // Set.
   orders->Quota_Let(5);
   orders->QueueSize_Let(6);
   orders->JournalEnabled_Let(true);
@@ -105,7 +103,7 @@ TEST_F(QueuingCalls, LookingAndPurging) {
   orders->Purge();
   recorder.isTransactional = true;
   orders->BeginTransaction();
-  // purged in a transaction of its own
+  // Purged in a transaction of its own.
   prepared(1);
   orders->Purge();
   step("transaction:", orders->Transaction());
@@ -123,7 +121,7 @@ TEST_F(QueuingCalls, OneTransactionAtATime) {
   orders->Queue_Transaction_Set(transaction.get());
   step("has", orders->Queue_Transaction_Get().get());
   recorder.failing = "Abort";  // nobody hears of it
-  orders = stepwise<MSMQQueue>(nullptr);
+  orders = nullptr;
 }
 
 TEST_F(QueuingCalls, AnArrivalIsReceivedAnnouncedAndCommitted) {
@@ -137,31 +135,31 @@ TEST_F(QueuingCalls, AnArrivalIsReceivedAnnouncedAndCommitted) {
   arrives(42);
   step("is now", orders->LastDocument(), orders->MsgType(), orders->Object());
   orders->IQueue_AcknowledgeDocument(String(u"ignored"));
-  // nothing is pending
+  // Nothing is pending.
   orders->AcknowledgeDocument();
-  // given up by arming again: it stays in the transaction, which the next one joins
+  // Given up by arming again: it stays in the transaction, which the next one joins.
   arrives(43);
   orders->ReceiveEnable();
-  // nothing is pending
+  // Nothing is pending.
   orders->AcknowledgeDocument();
   recorder.handedBack = make<RecordingTransaction>(recorder);
   arrives(44);
   step("has", orders->Transaction());
   orders->Commit();  // by the client, before it acknowledges
-  // acknowledged
+  // Acknowledged.
   orders->AcknowledgeDocument();
 }
 
 TEST_F(QueuingCalls, OutsideATransactionAnArrivalIsPeekedAndReceivedAtItsAcknowledgement) {
   orders->ReceiveEnable();
   arrives(42);
-  // acknowledged
+  // Acknowledged.
   orders->AcknowledgeDocument();
-  // a failing acknowledgement: no longer pending, and not armed
+  // A failing acknowledgement: no longer pending, and not armed.
   arrives(43);
   failsAt("receive Receive", [&] { orders->AcknowledgeDocument(); });
   orders->AcknowledgeDocument();
-  // disarmed with a document pending
+  // Disarmed with a document pending.
   orders->ReceiveEnable();
   arrives(44);
   orders->BeginTransaction();
@@ -176,10 +174,10 @@ TEST_F(QueuingCalls, TheNotifiedQueueIsKnownByNamesAlone) {
   orders->ReceiveEnable();
   VARIANT null{};
   null.vt = VT_NULL;
-  using Members = NamedObject::Members;
-  const Ref<IDispatch> information =
-      make<NamedObject>(recorder, Members{{u"IsTransactional", Variant(null)}});
-  const Members members = {{u"QueueInfo", information}, {u"Peek", asDispatch(message(42))}};
+  const NamedObject::Members information = {{u"IsTransactional", Variant(null)}};
+  const NamedObject::Members members = {
+      {u"QueueInfo", Ref<IDispatch>(make<NamedObject>(recorder, information))},
+      {u"Peek", asDispatch(message(42))}};
   recorder.arriveFrom(make<NamedObject>(recorder, members));
   step("transaction:", orders->Transaction());
 }
@@ -187,21 +185,21 @@ TEST_F(QueuingCalls, TheNotifiedQueueIsKnownByNamesAlone) {
 TEST_F(QueuingCalls, ArrivalsThatFailAreReportedAndNotAnnounced) {
   recorder.isTransactional = true;
   orders->ReceiveEnable();
-  // somebody else was faster
+  // Somebody else was faster.
   recorder.arrive();
   step("transaction:", orders->Transaction());
-  // a body that does not decompress: it stays in the transaction, pending, and nothing is armed
+  // A body that does not decompress: it stays in the transaction, pending, and nothing is armed.
   prepared(42)->appSpecific = 1;
   recorder.arrive();
   orders->AcknowledgeDocument();
-  // a label with an element that does not end
+  // A label with an element that does not end.
   prepared(43)->label = u"Msg Type: <ORDER";
   recorder.arrive();
-  // another message is removed meanwhile: this one stays pending
+  // Another message is removed meanwhile: this one stays pending.
   orders->AcknowledgeMessage(*chosen(0));
   orders->AcknowledgeDocument();
   recorder.failing = "receive Receive";
-  // nothing is taken, and nothing to acknowledge
+  // Nothing is taken, and nothing to acknowledge.
   recorder.arrive();
   orders->AcknowledgeDocument();
 }
@@ -213,11 +211,11 @@ TEST_F(QueuingCalls, InitializingAgainLetsGoOfTheQueueBefore) {
   orders->SendDocument(String(u"inside"));  // which initialises, but not anew
   failsAt("Abort", [&] { orders->Initialize(String(u"Other"), false); });
   step("it is", orders->Name());
-  client = listening<__MSMQQueue, MSMQQueue>(orders);
+  client = listening<__MSMQQueue>(orders);
   orders->ReceiveEnable();
   arrives(42);
   orders->Initialize(String(u"Other"), false);  // handles are let go of without a call
-  // nothing to end
+  // Nothing to end.
   orders->AcknowledgeDocument();
   orders->Commit();
   arrives(43);
@@ -237,14 +235,14 @@ TEST_F(QueuingCalls, AClientsHandlerMayThrowAcknowledgeAndInitializeAgain) {
     arrives(42);
   }
   orders->ReceiveEnable();
-  // let go in its handler
-  handle = [&](std::span<VARIANT>) { orders = stepwise<MSMQQueue>(nullptr); };
+  // Let go in its handler.
+  handle = [&](std::span<VARIANT>) { orders = nullptr; };
   arrives(43);
 }
 
 TEST_F(QueuingCalls, DeletingOneMessageByItsIdentifier) {
   orders->IsEmpty();
-  // not there
+  // Not there.
   orders->AcknowledgeMessage(*chosen(42));
   const auto found = [&](const char* where) {
     step(where);
@@ -280,7 +278,7 @@ TEST_F(QueuingCalls, ACursorPeeksWithoutBodiesAndAMessageFetchesItsOwnOnce) {
   messages->Remove(Variant(u"0000000001").get());
   step("left:", messages->Count());
   fails([&] { messages->Item(Variant(u"0000000001").get()); });
-  // identifiers that end alike
+  // Identifiers that end alike.
   for (const int number : {3, 4, 3}) prepared(number);
   fails([&] { messages->Refresh(); });
   step("left:", messages->Count());
@@ -293,7 +291,7 @@ TEST_F(QueuingCalls, AJournalHasItsOwnQueueAndCursor) {
   step("its journal:", journal->Journal());
   journal->Quota();
   orders->Journal()->Messages()->Refresh();
-  // purged
+  // Purged.
   orders->Journal()->Purge();
 }
 
@@ -369,7 +367,7 @@ TEST_F(QueueFiles, AreFilteredByKindAndCut) {
   step("found:", queues->Item(Variant(u"HIDDEN").get())->Name());
   queues->Remove(Variant(u"hidden").get());
   step("left without a call:", queues->Count());
-  // two queues of one name, and a number that is none: the list has what stands before them
+  // Two queues of one name, and a number that is none: the list has what stands before them.
   recorder.settings["UsesPublicQueues"] = true;
   file(u"7", u"ORDERS");
   fails([&] { queues->Refresh(); });
@@ -394,9 +392,7 @@ TEST_F(QueueFiles, StandInTheDirectoryThatTheSystemNames) {
   recorder.texts["registry"] = u"D:\\msmq";
   file(u"1", u"orders");
   looksAnew("an old system, whose queues are called by their path names");
-  recorder.version.platformId = 1;
-  const std::pair<std::int32_t, std::int32_t> unexpected[] = {{2, 3}, {1, 4}, {1, 10}};
-  for (const auto& [platformId, majorVersion] : unexpected) {
+  for (const auto& [platformId, majorVersion] : {std::pair(2, 3), std::pair(1, 4), std::pair(1, 10)}) {
     recorder.version.platformId = platformId;
     recorder.version.majorVersion = majorVersion;
     queues = stepwise<MSMQQueues>();
@@ -404,7 +400,7 @@ TEST_F(QueueFiles, StandInTheDirectoryThatTheSystemNames) {
     fails([&] { queues->Refresh(); });
     step("left:", queues->Count());
   }
-  // a queue of platform 1
+  // A queue of platform 1.
   make<MSMQUtility>()->OpenQueue(String(u"Q"), MQ_PEEK_ACCESS, false);
 }
 

@@ -27,7 +27,7 @@ TEST_F(StoreCalls, SendingStoresInATransactionOfItsOwn) {
   step("the client's transaction is", orders->BeginTransaction());
   step("the same again", orders->BeginTransaction());
   orders->SendDocument(String(u"more"));
-  // ended once
+  // Ended once.
   orders->Commit();
   orders->Commit();
   orders->Abort();
@@ -98,8 +98,7 @@ TEST_F(StoreCalls, QueuesListTestAndCreate) {
 TEST_F(StoreCalls, InitializeReadsTheSettingOfItsQueue) {
   const auto orders = stepwise<DbQueue>();
   step("its name at first:", orders->Name());
-  for (const Variant& value : {Variant(std::int32_t{1}), Variant(std::int32_t{2}), Variant(std::int32_t{0}),
-                               Variant(u"1"), Variant(1.4), Variant(true)}) {
+  for (const Variant& value : std::vector<Variant>{1, 2, 0, u"1", 1.4, true}) {
     recorder.settings["CompressMessages"] = value;
     orders->Initialize(String(u"Orders"), true);
     step("compresses:", orders->CompressMessages());
@@ -109,7 +108,7 @@ TEST_F(StoreCalls, InitializeReadsTheSettingOfItsQueue) {
 TEST_F(StoreCalls, ALostConnectionIsReplacedButNotInsideATransaction) {
   const auto orders = queue(u"Orders");
   orders->IsEmpty();
-  // lost
+  // Lost.
   recorder.connectionState = adStateClosed;
   orders->IsEmpty();
   recorder.connectionState = adStateOpen;

@@ -78,10 +78,10 @@ TEST_F(UtilityTest, TheJournalOfAMissingQueueIsOpenedWhoeverCreatesTheQueue) {
   const auto opens = [&](bool isJournal) { utility->OpenQueue(String(u"Q"), MQ_PEEK_ACCESS, isJournal); };
   recorder.failures = {{"Open", MQ_ERROR_QUEUE_NOT_FOUND}};
   opens(true);
-  // somebody is faster
+  // Somebody is faster.
   recorder.failures = {{"Open", MQ_ERROR_QUEUE_NOT_FOUND}, {"Create", MQ_ERROR_QUEUE_EXISTS}};
   opens(true);
-  // any other failure of the creation is one, and so is that of the second opening
+  // Any other failure of the creation is one, and so is that of the second opening.
   recorder.failures = {{"Open", MQ_ERROR_QUEUE_NOT_FOUND}};
   failsAt("Create", [&] { opens(true); });
   failsAt("Open", [&] { opens(false); });

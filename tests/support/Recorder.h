@@ -90,8 +90,7 @@ struct Recorder {
   }
 
   // Notes a call: its name and its arguments. It fails as a test has prepared.
-  template <class... Arguments>
-  void note(const std::string& name, const Arguments&... arguments) {
+  void note(const std::string& name, const auto&... arguments) {
     std::string call = name;
     ((call += " " + shown(arguments)), ...);
     transcript += call + "\n";
@@ -110,18 +109,15 @@ class Recording {
   explicit Recording(Recorder& noting, std::string name = {}) : recorder(noting), name_(std::move(name)) {}
 
  protected:
-  template <class... Arguments>
-  HRESULT noted(const std::string& name, const Arguments&... arguments) {
+  HRESULT noted(const std::string& name, const auto&... arguments) {
     return answer([&] { recorder.note(name_ + name, arguments...); });
   }
   // An answer, of which nothing is noted.
-  template <class Result, class Value>
-  static HRESULT gives(Result* result, const Value& value) {
+  static HRESULT gives(auto* result, const auto& value) {
     return answer(result, [&] { return value; });
   }
   // Both.
-  template <class Result, class Value, class... Arguments>
-  HRESULT notes(Result* result, const Value& value, const std::string& name, const Arguments&... arguments) {
+  HRESULT notes(auto* result, const auto& value, const std::string& name, const auto&... arguments) {
     return answer(result, [&] { return recorder.note(name_ + name, arguments...), value; });
   }
   Recorder& recorder;

@@ -229,6 +229,7 @@ class Stepwise {
   T& operator*() const { return *object_; }
   T* operator->() const { return recorder_->transcript += "--\n", object_.get(); }
   operator const Ref<T>&() const { return object_; }
+  Stepwise& operator=(std::nullptr_t) { return object_ = nullptr, *this; }
 
  private:
   Recorder* recorder_;
@@ -239,21 +240,18 @@ class Stepwise {
 class RecordingTest : public ::testing::Test {
  protected:
   // Says in the transcript what follows, or what a call came to.
-  template <class... Values>
-  void step(const std::string& text, const Values&... values) {
+  void step(const std::string& text, const auto&... values) {
     recorder.transcript += "-- " + text;
     ((recorder.transcript += " " + shown(values)), ...);
     recorder.transcript += "\n";
   }
-  template <class Body>
-  void fails(Body&& body) {
+  void fails(const auto& body) {
     const auto error = errorOf(body);
     if (!error) return step("no error");
     step("error", error->number(), "of " + toUtf8(error->source()) + ": " + error->what());
   }
   // The same when the outward call that starts with this fails.
-  template <class Body>
-  void failsAt(const char* outward, Body&& body) {
+  void failsAt(const char* outward, const auto& body) {
     recorder.failing = outward;
     fails(body);
     recorder.failing.clear();
@@ -277,8 +275,8 @@ class RecordingTest : public ::testing::Test {
     return made;
   }
   // Subscribes to the queue; what arrives stands in the transcript.
-  template <class Source, class Queue>
-  Subscription listening(const Ref<Queue>& to) {
+  template <class Source>
+  Subscription listening(const auto& to) {
     return {static_cast<_Queue*>(to.get()), arrivalKind<Source>, [this](std::span<VARIANT> arguments) {
               step("arrived:", arguments[1], arguments[0]);
               if (handle) handle(arguments);
