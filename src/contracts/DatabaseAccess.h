@@ -52,9 +52,11 @@ class Recordset {
   virtual void MoveFirst() = 0;
   virtual void MoveNext() = 0;
   virtual bool EndOfFile() const = 0;
-  // Text, date-time and whole numbers (64 bits). A text is given away, not copied: read it once. Throws
-  // when there is no current row or field, for a null, and for the body of a document that is damaged.
+  // Text, date-time and whole numbers (64 bits). Throws when there is no current row or field, for a null,
+  // and for the body of a document that is damaged.
   virtual Variant Field(std::int32_t position) = 0;
+  // The same without a copy: the field is null afterwards.
+  virtual Variant TakeField(std::int32_t position) = 0;
 };
 
 class Command {

@@ -128,7 +128,7 @@ Ref<DbMessage> DbQueue::ReceiveNext() {
     return make<DbMessage>(
         toString(records->Field(store::columnID)), toString(records->Field(store::columnDescription)),
         toDate(records->Field(store::columnCreated).get()), toString(records->Field(store::columnType)),
-        toString(records->Field(store::columnBody)));
+        toString(records->TakeField(store::columnBody)));
   });
 }
 

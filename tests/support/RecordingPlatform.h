@@ -88,6 +88,7 @@ class PreparedRows final : public Recordset {
   Variant Field(std::int32_t position) override {
     return rows_.at(current_).at(static_cast<std::size_t>(position));
   }
+  Variant TakeField(std::int32_t position) override { return Field(position); }
   static std::unique_ptr<Recordset> next(Recorder& recorder) {
     if (recorder.answersNoRecordset) return nullptr;
     if (recorder.rows.empty()) recorder.rows.emplace_back();

@@ -4,6 +4,7 @@
 #include "Database.h"
 #include "DatabaseAccess.h"
 
+#include <utility>
 #include <vector>
 
 namespace CorvaneQueue::platform_layer {
@@ -18,9 +19,12 @@ class Rows final : public Recordset {
   void MoveFirst() override { current_ = 0; }
   void MoveNext() override;
   bool EndOfFile() const override { return current_ >= rowCount_; }
-  Variant Field(std::int32_t position) override;
+  Variant Field(std::int32_t position) override { return cell(position); }
+  Variant TakeField(std::int32_t position) override { return std::exchange(cell(position), Variant()); }
 
  private:
+  Variant& cell(std::int32_t position);
+
   std::size_t columnCount_;
   std::size_t rowCount_ = 0;
   std::size_t current_ = 0;
