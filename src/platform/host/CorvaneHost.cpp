@@ -33,16 +33,16 @@ class StoredConfiguration final : public ConfigurationSettings {
 class StoredComponent final : public ComponentSettings {
  public:
   explicit StoredComponent(InstallationFile& settings) noexcept : settings_(settings) {}
-  void FirstLevel(std::u16string_view name) override { first_ = name; }
-  void SecondLevel(std::u16string_view name) override { second_ = name; }
+  void FirstLevel(std::u16string_view name) override { firstLevel_ = name; }
+  void SecondLevel(std::u16string_view name) override { secondLevel_ = name; }
   Variant Read(std::u16string_view key, const Variant& byDefault) override {
-    return valueOr(settings_.read({u"Components", first_, second_, key}), byDefault);
+    return valueOr(settings_.read({u"Components", firstLevel_, secondLevel_, key}), byDefault);
   }
 
  private:
   InstallationFile& settings_;
-  std::u16string first_;
-  std::u16string second_;
+  std::u16string firstLevel_;
+  std::u16string secondLevel_;
 };
 
 class StoredRegistry final : public RegistryAccess {

@@ -34,9 +34,9 @@ bool TomlFile::isUnchanged(const std::string& file) {
   if (!isSettled_ || file != parsedFile_) return false;
   // A file that is replaced or removed changes its own status too; only a directory moved with its files is
   // seen by the name alone.
-  constexpr auto seldom = std::chrono::milliseconds(100);
+  constexpr auto lookUpInterval = std::chrono::milliseconds(100);
   const auto now = std::chrono::steady_clock::now();
-  const bool isByName = now - lookedUpAt_ >= seldom;
+  const bool isByName = now - lookedUpAt_ >= lookUpInterval;
   if (isByName) lookedUpAt_ = now;
   struct stat status {};
   if ((isByName ? ::stat(file.c_str(), &status) : ::fstat(parsed_.get(), &status)) != 0) return false;

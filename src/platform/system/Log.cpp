@@ -1,12 +1,15 @@
 #include "Log.h"
 
 #include "Files.h"
+#include "Lasting.h"
 #include "Text.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <chrono>
 #include <cstdio>
+#include <mutex>
 
 namespace CorvaneQueue::platform_layer {
 
@@ -37,6 +40,27 @@ std::string quotedLine(std::u16string_view text) {
   return line + '"';
 }
 
+// The file, open as long as it is the one of its name: an operator may move it away.
+class OpenLog {
+ public:
+  void append(const std::filesystem::path& name, std::string_view line) {
+    const std::lock_guard guard(mutex_);
+    struct stat now {};
+    if (file_.get() < 0 || ::stat(name.c_str(), &now) != 0 || now.st_ino != opened_.st_ino ||
+        now.st_dev != opened_.st_dev) {
+      makeDirectory(name.parent_path());
+      file_ = FileDescriptor(name, O_WRONLY | O_APPEND | O_CREAT);
+      if (::fstat(file_.get(), &opened_) != 0) opened_ = {};
+    }
+    static_cast<void>(::write(file_.get(), line.data(), line.size()) < 0);  // nowhere left to tell it
+  }
+
+ private:
+  std::mutex mutex_;
+  FileDescriptor file_;
+  struct stat opened_ {};
+};
+
 }  // namespace
 
 void writeLog(const LogEntry& entry) noexcept {
@@ -48,10 +72,8 @@ void writeLog(const LogEntry& entry) noexcept {
                              "." + toUtf8(entry.className) + " " + quotedLine(entry.procedure) + " " +
                              (entry.level == LogEntry::Level::Warning ? "warning" : "error") + " " + number +
                              " " + quotedLine(entry.source) + " " + quotedLine(entry.description) + "\n";
-    const std::filesystem::path directory = installationDirectory() / "log";
-    makeDirectory(directory);
-    const FileDescriptor file(directory / "corvane.log", O_WRONLY | O_APPEND | O_CREAT);
-    if (::write(file.get(), line.data(), line.size()) < 0) return;  // nowhere left to tell it
+    static Lasting<OpenLog> log;
+    log->append(installationDirectory() / "log" / "corvane.log", line);
   } catch (const std::exception&) {
   }
 }
