@@ -144,6 +144,19 @@ TEST_P(StoreCare, ACopyThatMayOnlyBeReadIsBrowsed) {
   fs::remove_all(copy);
 }
 
+TEST_P(StoreCare, GivesRoomBackAfterAPurge) {
+  const auto orders = openQueue(GetParam(), "Orders");
+  const std::string body(8 << 20, 'x');
+  for (int i = 0; i < 5; ++i) orders->SendDocument(body);
+  const auto size = [&] { return fs::file_size(store()) + fs::file_size(log()); };
+  const auto full = size();
+  orders->Purge();
+  listed("Orders")->Journal()->Purge();
+  EXPECT_LT(size(), full / 2) << full;
+  orders->SendDocument("again");
+  EXPECT_THAT(waiting("Orders"), ElementsAre("again"));
+}
+
 TEST_P(StoreCare, LookingMakesNoFile) {
   EXPECT_EQ(create<Queues>()->Count(), 0);
   EXPECT_FALSE(create<Queues>()->Exists("Orders"));
