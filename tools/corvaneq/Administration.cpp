@@ -7,6 +7,7 @@
 #include <CorvaneQueue/storeCheck.h>
 #include <algorithm>
 #include <iostream>
+#include <span>
 
 namespace corvaneq {
 
@@ -14,34 +15,58 @@ using namespace CorvaneQueue;
 
 namespace {
 
+// A setting of the installation (Utility) or of a queue.
+template <class Owner>
 struct Setting {
   const char* name;
   const char* values;
-  Field (*read)(const Utility&);
-  void (*write)(const Utility&, const String&);
+  Field (*read)(const Owner& owner);
+  void (*write)(const Owner& owner, const VARIANT& value);
 };
-const Setting knownSettings[] = {
+const Setting<Utility> settingsOfInstallation[] = {
     {"QueueStoreType", "msmq or db",
      [](const Utility& utility) { return Field(toUtf8(utility->QueueStoreType())); },
-     [](const Utility& utility, const String& value) { utility->QueueStoreType(value); }},
+     [](const Utility& utility, const VARIANT& value) { utility->QueueStoreType(toString(value)); }},
     {"UsesPublicQueues", "true or false",
      [](const Utility& utility) { return Field(utility->UsesPublicQueues()); },
-     [](const Utility& utility, const String& value) {
-       utility->UsesPublicQueues(toBoolean(Variant(value).get()));
-     }},
+     [](const Utility& utility, const VARIANT& value) { utility->UsesPublicQueues(toBoolean(value)); }},
+};
+constexpr const char* kilobytes = "a whole number of kilobytes, or -1 for no limit";
+const Setting<Queue> settingsOfQueue[] = {
+    {"JournalEnabled", "true or false", [](const Queue& queue) { return Field(queue->JournalEnabled()); },
+     [](const Queue& queue, const VARIANT& value) { queue->JournalEnabled(toBoolean(value)); }},
+    {"Quota", kilobytes, [](const Queue& queue) { return Field(queue->Quota()); },
+     [](const Queue& queue, const VARIANT& value) { queue->Quota(toInt32(value)); }},
+    {"JournalQuota", kilobytes, [](const Queue& queue) { return Field(queue->JournalQuota()); },
+     [](const Queue& queue, const VARIANT& value) { queue->JournalQuota(toInt32(value)); }},
 };
 
 // Puts a value, or refuses it with a sentence that tells which ones there are.
-template <class Put>
-void change(const std::string& name, const std::string& value, const char* values, Put&& put) {
+template <class Owner>
+void change(const Setting<Owner>& setting, const Owner& owner, const std::string& value) {
   try {
-    put(argument("value", value));
+    setting.write(owner, Variant(argument("value", value)).get());
   } catch (const Error& error) {
     constexpr std::int32_t unsupported = 100;
     for (const std::int32_t number : {ErrorNumber::TypeMismatch, ErrorNumber::Overflow, unsupported})
-      if (error.number() == number) refuse("\"" + value + "\" is no value of " + name + ": " + values + ".");
+      if (error.number() == number)
+        refuse("\"" + value + "\" is no value of " + setting.name + ": " + setting.values + ".");
     throw;
   }
+}
+
+// Shows the one that is named, or all, and changes it first when there is a value. False for an unknown name.
+template <class Owner>
+bool showSettings(std::span<const Setting<Owner>> table, const Owner& owner, const char* key,
+                  const std::optional<std::string>& name, const std::optional<std::string>& value) {
+  bool isKnown = !name;
+  for (const Setting<Owner>& setting : table) {
+    if (name && *name != setting.name) continue;
+    isKnown = true;
+    if (value) change(setting, owner, *value);
+    print({{key, setting.name}, {"value", setting.read(owner)}});
+  }
+  return isKnown;
 }
 
 }  // namespace
@@ -73,24 +98,6 @@ void names(const std::string& queue) {
   print({{"path name", path}, {"format name", (isAddress ? "DIRECT=TCP:" : "DIRECT=OS:") + path}});
 }
 
-namespace {
-struct QueueSetting {
-  const char* name;
-  const char* values;
-  Field (*get)(const Queue& queue);
-  void (*set)(const Queue& queue, const VARIANT& value);
-};
-constexpr const char* kilobytes = "a whole number of kilobytes, or -1 for no limit";
-const QueueSetting queueSettingsKnown[] = {
-    {"JournalEnabled", "true or false", [](const Queue& queue) { return Field(queue->JournalEnabled()); },
-     [](const Queue& queue, const VARIANT& value) { queue->JournalEnabled(toBoolean(value)); }},
-    {"Quota", kilobytes, [](const Queue& queue) { return Field(queue->Quota()); },
-     [](const Queue& queue, const VARIANT& value) { queue->Quota(toInt32(value)); }},
-    {"JournalQuota", kilobytes, [](const Queue& queue) { return Field(queue->JournalQuota()); },
-     [](const Queue& queue, const VARIANT& value) { queue->JournalQuota(toInt32(value)); }},
-};
-}  // namespace
-
 void queueSettings(const std::string& queueName, const std::optional<std::string>& name,
                    const std::optional<std::string>& value) {
   mustBeThere(queueName);
@@ -98,56 +105,38 @@ void queueSettings(const std::string& queueName, const std::optional<std::string
     refuse(
         "Only queues of the Message Queuing store (\"msmq\") have settings; on the database store a queue "
         "keeps its journal always, and no quota.");
-  const auto queue = openQueue(queueName);
-  bool isKnown = false;
-  for (const QueueSetting& each : queueSettingsKnown) {
-    if (name && *name != each.name) continue;
-    isKnown = true;
-    if (value)
-      change(each.name, *value, each.values,
-             [&](const String& text) { each.set(queue, Variant(text).get()); });
-    print({{"name", each.name}, {"value", each.get(queue)}});
-  }
-  if (!isKnown)
+  if (!showSettings<Queue>(settingsOfQueue, openQueue(queueName), "name", name, value))
     refuse("A queue has no setting \"" + *name + "\", only JournalEnabled, Quota and JournalQuota.");
 }
 
 void settings(const std::optional<std::string>& name, const std::optional<std::string>& value) {
-  const auto utility = create<Utility>();
-  bool known = !name;
-  for (const Setting& setting : knownSettings) {
-    if (name && *name != setting.name) continue;
-    known = true;
-    if (value)
-      change(setting.name, *value, setting.values, [&](const String& text) { setting.write(utility, text); });
-    print({{"setting", setting.name}, {"value", setting.read(utility)}});
-  }
-  if (!known) refuse("There is no setting \"" + *name + "\"; there are QueueStoreType and UsesPublicQueues.");
+  if (!showSettings<Utility>(settingsOfInstallation, create<Utility>(), "setting", name, value))
+    refuse("There is no setting \"" + *name + "\"; there are QueueStoreType and UsesPublicQueues.");
 }
 
 void status() {
   const auto utility = create<Utility>();
-  print({{"name", "store"}, {"value", toUtf8(utility->QueueStoreType())}});
-  print({{"name", "queues"}, {"value", utility->UsesPublicQueues() ? "public" : "private"}});
-  print({{"name", "path name of a queue"}, {"value", toUtf8(utility->FormatQueuePathName("NAME"))}});
+  tell("store", toUtf8(utility->QueueStoreType()));
+  tell("queues", utility->UsesPublicQueues() ? "public" : "private");
+  tell("path name of a queue", toUtf8(utility->FormatQueuePathName("NAME")));
   const StoreReport report = checkStore(StoreCheck::Quick);
-  print({{"name", "file of the store"}, {"value", toUtf8(report.file)}});
-  print({{"name", "bytes in its log"}, {"value", report.logBytes}});
-  print({{"name", "documents without a checksum"}, {"value", report.unchecked}});
-  for (const String& finding : report.findings) print({{"name", "finding"}, {"value", toUtf8(finding)}});
+  tell("file of the store", toUtf8(report.file));
+  tell("bytes in its log", report.logBytes);
+  tell("documents without a checksum", report.unchecked);
+  for (const String& finding : report.findings) tell("finding", toUtf8(finding));
   // To find out, a queue is made and deleted: not before there is a store.
   if (!usesMessageQueuing() || !report.isThere) return;
-  print({{"name", "supports public queues"}, {"value", utility->SupportsPublicQueues()}});
-  print({{"name", "supports private queues"}, {"value", utility->SupportsPrivateQueues()}});
+  tell("supports public queues", utility->SupportsPublicQueues());
+  tell("supports private queues", utility->SupportsPrivateQueues());
 }
 
 bool check() {
   const StoreReport report = checkStore(StoreCheck::Thorough);
-  print({{"name", "file of the store"}, {"value", toUtf8(report.file)}});
-  print({{"name", "documents"}, {"value", report.documents}});
-  print({{"name", "documents without a checksum"}, {"value", report.unchecked}});
-  for (const String& finding : report.findings) print({{"name", "finding"}, {"value", toUtf8(finding)}});
-  print({{"name", "sound"}, {"value", report.findings.empty()}});
+  tell("file of the store", toUtf8(report.file));
+  tell("documents", report.documents);
+  tell("documents without a checksum", report.unchecked);
+  for (const String& finding : report.findings) tell("finding", toUtf8(finding));
+  tell("sound", report.findings.empty());
   return report.findings.empty();
 }
 

@@ -157,24 +157,29 @@ void acknowledge(const std::string& queue, const std::string& identifier) {
   print({{"action", "acknowledged"}, {"id", identifier}});
 }
 
+namespace {
+Row rowOf(const Message& message) {
+  return {{"id", toUtf8(message->ID())},
+          {"sent", timeText(message->SentTime())},
+          {"length", std::int64_t{message->BodyLength()}},
+          {"label", toUtf8(message->Label())}};
+}
+}  // namespace
+
 void listMessages(const std::string& queue, Among among) {
-  for (const auto& message : messagesOf(listedQueue(queue), among))
-    print({{"id", toUtf8(message->ID())},
-           {"sent", timeText(message->SentTime())},
-           {"length", std::int64_t{message->BodyLength()}},
-           {"label", toUtf8(message->Label())}});
+  for (const auto& message : messagesOf(listedQueue(queue), among)) print(rowOf(message));
 }
 
 void show(const std::string& queue, const std::string& identifier, Among among) {
   const auto message = find(queue, identifier, among);
-  if (usesJson())
-    print({{"id", toUtf8(message->ID())},
-           {"sent", timeText(message->SentTime())},
-           {"length", std::int64_t{message->BodyLength()}},
-           {"label", toUtf8(message->Label())},
-           {"body", toUtf8(message->Body())}});
-  else
-    std::cout << toUtf8(message->Body());
+  const std::string body = toUtf8(message->Body());
+  if (!usesJson()) {
+    std::cout << body;
+    return;
+  }
+  Row row = rowOf(message);
+  row.emplace_back("body", body);
+  print(row);
 }
 
 namespace {

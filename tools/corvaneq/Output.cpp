@@ -54,18 +54,20 @@ std::string jsonText(Row row) {
 void useJson() noexcept { isJson = true; }
 bool usesJson() noexcept { return isJson; }
 
-void print(Row row) {
+void print(const Row& row) {
   std::string line;
   if (isJson)
     line = jsonText(row);
   else
-    for (const auto& field : row) line += (&field == row.begin() ? "" : "\t") + shown(field.second);
+    for (const auto& field : row) line += (&field == row.data() ? "" : "\t") + shown(field.second);
   if (isatty(STDOUT_FILENO) != 0) eraseBar();
   std::cout << line << std::endl;
   if (!std::cout)
     throw Error(CorvaneQueue::ErrorNumber::InvalidArgument, u"corvaneq",
                 u"Standard output cannot be written.");
 }
+
+void tell(const char* name, Field value) { print({{"name", name}, {"value", std::move(value)}}); }
 
 void printError(const std::string& description) {
   eraseBar();

@@ -5,23 +5,25 @@
 
 #include <chrono>
 #include <cstdint>
-#include <initializer_list>
 #include <string>
 #include <utility>
 #include <variant>
+#include <vector>
 
 namespace corvaneq {
 
 // A text in UTF-8, a number or a truth.
 using Field = std::variant<std::string, std::int64_t, bool>;
-using Row = std::initializer_list<std::pair<const char*, Field>>;
+using Row = std::vector<std::pair<const char*, Field>>;
 
 // From now on every row is a JSON object on a line of its own.
 void useJson() noexcept;
 bool usesJson() noexcept;
 // One line: the values with tabs between them, control characters escaped; or a JSON object. Flushed, so
 // that what is told has happened. Throws an Error when standard output cannot be written.
-void print(Row row);
+void print(const Row& row);
+// A row of a name and its value.
+void tell(const char* name, Field value);
 // An error on the error stream, in the same form: a sentence of the tool, or one of the library with its
 // number and source.
 void printError(const std::string& description);
