@@ -21,6 +21,18 @@ SqliteConnection& ours(const std::shared_ptr<Connection>& connection) {
   return *found;
 }
 
+std::unique_ptr<Recordset> rowsOf(const std::shared_ptr<Connection>& connection, std::u16string_view text) {
+  const LiftedQuery lifted = liftLiterals(text);
+  std::unique_ptr<Recordset> records;
+  ours(connection).run(StoreProcedure::Access::Reads, defaultTimeout, [&](Database& database) {
+    Statement statement = database.prepare(lifted.sql);
+    for (std::size_t i = 0; i < lifted.literals.size(); ++i)
+      statement.bindText(static_cast<int>(i + 1), lifted.literals[i]);
+    records = std::make_unique<Rows>(statement);
+  });
+  return records;
+}
+
 class SqliteCommand final : public Command {
  public:
   void ActiveConnection(std::shared_ptr<Connection> connection) override {
@@ -33,7 +45,7 @@ class SqliteCommand final : public Command {
   const Parameter& At(std::size_t position) const override { return parameters_.at(position); }
 
   std::unique_ptr<Recordset> Execute(std::int32_t) override {
-    return type_ == adCmdText ? SqliteAccess::query(connection_, text_) : callProcedure();
+    return type_ == adCmdText ? rowsOf(connection_, text_) : callProcedure();
   }
 
  private:
@@ -138,15 +150,7 @@ StoreReport SqliteAccess::check(const std::filesystem::path& file, StoreCheck ho
 
 std::unique_ptr<Recordset> SqliteAccess::query(const std::shared_ptr<Connection>& connection,
                                                std::u16string_view text) {
-  const LiftedQuery lifted = liftLiterals(text);
-  std::unique_ptr<Recordset> records;
-  ours(connection).run(StoreProcedure::Access::Reads, defaultTimeout, [&](Database& database) {
-    Statement statement = database.prepare(lifted.sql);
-    for (std::size_t i = 0; i < lifted.literals.size(); ++i)
-      statement.bindText(static_cast<int>(i + 1), lifted.literals[i]);
-    records = std::make_unique<Rows>(statement);
-  });
-  return records;
+  return rowsOf(connection, text);
 }
 
 }  // namespace CorvaneQueue::platform_layer

@@ -61,7 +61,7 @@ class StoredRegistry final : public RegistryAccess {
 
 class StoreConnection final : public DatabaseConnection {
  public:
-  StoreConnection(InstallationFile& settings, SqliteAccess& access) noexcept
+  StoreConnection(InstallationFile& settings, StoreAccess& access) noexcept
       : settings_(settings), access_(access) {}
 
   std::shared_ptr<CorvaneQueue::Connection> Connection() override {
@@ -69,12 +69,12 @@ class StoreConnection final : public DatabaseConnection {
     return connection_;
   }
   std::unique_ptr<Recordset> OpenRecordset(std::u16string_view query, std::int32_t&) override {
-    return SqliteAccess::query(Connection(), query);
+    return access_.query(Connection(), query);
   }
 
  private:
   InstallationFile& settings_;
-  SqliteAccess& access_;
+  StoreAccess& access_;
   std::shared_ptr<CorvaneQueue::Connection> connection_;
 };
 

@@ -3,7 +3,7 @@
 
 #include "HostServices.h"
 #include "InstallationFile.h"
-#include "SqliteAccess.h"
+#include "StoreAccess.h"
 
 namespace CorvaneQueue::platform_layer {
 
@@ -12,7 +12,7 @@ std::filesystem::path messageStoreFile(InstallationFile& settings);
 
 class CorvaneHost final : public HostServices {
  public:
-  CorvaneHost(InstallationFile& settings, InstallationFile& registry, SqliteAccess& access) noexcept
+  CorvaneHost(InstallationFile& settings, InstallationFile& registry, StoreAccess& access) noexcept
       : settings_(settings), registry_(registry), access_(access) {}
   Ref<_ExceptionHandler> createExceptionHandler() override;
   Ref<_ProcessTrace> createProcessTrace() override;
@@ -24,7 +24,7 @@ class CorvaneHost final : public HostServices {
  private:
   InstallationFile& settings_;
   InstallationFile& registry_;
-  SqliteAccess& access_;
+  StoreAccess& access_;
 };
 
 }  // namespace CorvaneQueue::platform_layer
