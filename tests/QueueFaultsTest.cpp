@@ -75,7 +75,7 @@ TEST_F(QueueFaults, EachCallMayFailOnce) {
       const Installation home;
       prepare();
       std::optional<Error> error;
-      const bool wasHit = faults::whileFailing(call, [&] { error = errorOf(run); });
+      const bool wasHit = faults::whileFailing(call, [&, &work = run] { error = errorOf(work); });
       const std::string found = state();
       if (error) {
         ++failed;

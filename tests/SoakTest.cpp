@@ -176,7 +176,8 @@ class Soak : public ::testing::TestWithParam<Store> {
         for (auto& [document, events] : history) events += what;
     });
     for (const auto& [name, times] : journal) EXPECT_TRUE(times == 1 && history.contains(name)) << name;
-    for (const auto& [name, events] : history) {
+    for (const auto& [name, told] : history) {
+      const std::string& events = told;
       const auto has = [&](char what) { return events.find(what) != std::string::npos; };
       EXPECT_TRUE(!has('s') || has('d') || journal.contains(name)) << name << " is lost: " << events;
       // Once acknowledged it is announced to nobody.
@@ -192,7 +193,7 @@ class Soak : public ::testing::TestWithParam<Store> {
   }
 
   Installation home{settingsOf(GetParam())};
-  const Ledger ledger;
+  Ledger ledger;
   std::mt19937 random{4711};
   std::vector<pid_t> crew;
   int lives = 0;
