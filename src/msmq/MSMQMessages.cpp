@@ -3,6 +3,8 @@
 #include "MSMQQueue.h"
 #include "QueueCalls.h"
 
+#include <limits>
+
 namespace CorvaneQueue {
 
 void MSMQMessages::Initialize(const MSMQQueue& queue) {

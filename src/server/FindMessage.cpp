@@ -5,7 +5,8 @@
 
 #include <CorvaneQueue/findMessage.h>
 
-#include <algorithm>
+#include <limits>
+#include <optional>
 
 namespace CorvaneQueue {
 

@@ -44,21 +44,30 @@ std::string quotedLine(std::u16string_view text) {
 class OpenLog {
  public:
   void append(const std::filesystem::path& name, std::string_view line) {
-    const std::lock_guard guard(mutex_);
+    // Nobody waits for another thread here: in a process that was forked off, that one may be missing.
+    const std::unique_lock guard(mutex_, std::try_to_lock);
+    if (!guard) return write(opened(name), line);
     struct stat now {};
-    if (file_.get() < 0 || ::stat(name.c_str(), &now) != 0 || now.st_ino != opened_.st_ino ||
-        now.st_dev != opened_.st_dev) {
-      makeDirectory(name.parent_path());
-      file_ = FileDescriptor(name, O_WRONLY | O_APPEND | O_CREAT);
-      if (::fstat(file_.get(), &opened_) != 0) opened_ = {};
+    if (file_.get() < 0 || ::stat(name.c_str(), &now) != 0 || now.st_ino != status_.st_ino ||
+        now.st_dev != status_.st_dev) {
+      file_ = opened(name);
+      if (::fstat(file_.get(), &status_) != 0) status_ = {};
     }
-    static_cast<void>(::write(file_.get(), line.data(), line.size()) < 0);  // nowhere left to tell it
+    write(file_, line);
   }
 
  private:
+  static FileDescriptor opened(const std::filesystem::path& name) {
+    makeDirectory(name.parent_path());
+    return FileDescriptor(name, O_WRONLY | O_APPEND | O_CREAT);
+  }
+  static void write(const FileDescriptor& file, std::string_view line) {
+    static_cast<void>(::write(file.get(), line.data(), line.size()) < 0);  // nowhere left to tell it
+  }
+
   std::mutex mutex_;
   FileDescriptor file_;
-  struct stat opened_ {};
+  struct stat status_ {};
 };
 
 }  // namespace
