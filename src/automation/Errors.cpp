@@ -139,13 +139,10 @@ Error Error::fromResult(HRESULT result, IUnknown* callee, REFIID iid) {
 }
 
 Error Error::fromResult(HRESULT result) {
-  String source;
-  String description;
-  IErrorInfo* information = nullptr;
-  if (GetErrorInfo(0, &information) == S_OK) {
-    const auto owned = Ref<IErrorInfo>::adopt(information);
-    owned->GetSource(source.address());
-    owned->GetDescription(description.address());
+  auto [isPublished, source, description, given] = std::exchange(currentInformation(), {});
+  if (given != nullptr) {
+    given->GetSource(source.address());
+    given->GetDescription(description.address());
   }
   return errorFor(result, std::move(source), std::move(description));
 }

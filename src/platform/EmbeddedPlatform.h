@@ -4,7 +4,7 @@
 #include "CorvaneHost.h"
 #include "EmbeddedQueuing.h"
 #include "InstallationFile.h"
-#include "LinuxSystem.h"
+#include "LocalSystem.h"
 #include "Platform.h"
 #include "SqliteAccess.h"
 #include "ZstdCompression.h"
@@ -30,7 +30,7 @@ class EmbeddedPlatform {
   CorvaneHost host_;
   EmbeddedQueuing messageQueuing_;
   ZstdCompression compression_;
-  LinuxSystem system_;
+  LocalSystem system_;
 };
 
 }  // namespace CorvaneQueue::platform_layer

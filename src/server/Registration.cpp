@@ -1,14 +1,13 @@
 // Entry of the classes, their names, the interfaces and the type library into the registry, for
 // processes that look the library up there.
 #include "CreatableClasses.h"
+#include "File.h"
 #include "Platform.h"
+#include "Process.h"
 #include "PublishedTypes.h"
 
 #include <CorvaneQueue/server.h>
-#include <unistd.h>
 #include <algorithm>
-#include <fstream>
-#include <sstream>
 #include <vector>
 
 namespace CorvaneQueue {
@@ -26,21 +25,10 @@ std::u16string braced(const GUID& guid) {
   return u"{" + text + u"}";
 }
 
-// The file that this code was mapped from; the loader may know it by a name that was relative to another
-// directory.
 std::string libraryFile() {
-  const auto here = reinterpret_cast<std::uintptr_t>(&DllRegisterServer);
-  std::ifstream maps("/proc/self/maps");
-  for (std::string line; std::getline(maps, line);) {
-    std::istringstream words(line);
-    std::uintptr_t begin = 0;
-    std::uintptr_t end = 0;
-    char dash = 0;
-    words >> std::hex >> begin >> dash >> end;
-    const auto path = line.find('/');
-    if (here >= begin && here < end && path != std::string::npos) return line.substr(path);
-  }
-  throw Error(E_FAIL, u"CorvaneQueue", u"The file of the library could not be found out.");
+  const auto file = platform_layer::fileOfCode(reinterpret_cast<const void*>(&DllRegisterServer));
+  if (file.empty()) throw Error(E_FAIL, u"CorvaneQueue", u"The file of the library could not be found out.");
+  return file;
 }
 // It is installed beside the library.
 std::string typeLibraryFile() {
@@ -90,7 +78,7 @@ bool isPublished(const CreatableClass& created) {
 
 void enterAll() {
   const std::string types = typeLibraryFile();
-  if (::access(types.c_str(), R_OK) != 0)
+  if (!platform_layer::isThere(types))
     throw Error(E_FAIL, u"CorvaneQueue",
                 u"The type library \"" + shown(types) +
                     u"\" is not there; it is installed beside the library. Nothing was registered.");

@@ -1,7 +1,6 @@
 #include "SqliteConnection.h"
 
 #include <sqlite3.h>
-#include <unistd.h>
 #include <algorithm>
 
 namespace CorvaneQueue::platform_layer {
@@ -44,7 +43,7 @@ void SqliteConnection::open(Database::IfMissing ifMissing) {
 }
 
 Database& SqliteConnection::reading() {
-  if (!database_ || (database_->isStandIn() && ::access(file_.c_str(), F_OK) == 0))
+  if (!database_ || (database_->isStandIn() && isThere(file_)))
     open(Database::IfMissing::ReadEmpty);
   return *database_;
 }
@@ -175,7 +174,7 @@ void SqliteConnection::letGo(std::int64_t document) noexcept {
 
 bool SqliteConnection::isHeldByOther(std::int64_t document) {
   if (heldByOther_ && heldByOther_->from <= document && document <= heldByOther_->to) return true;
-  if (!locks_ && ::access(lockFile().c_str(), W_OK) == 0) locks_.emplace(lockFile());
+  if (!locks_ && isWritable(lockFile())) locks_.emplace(lockFile());
   if (!locks_) return false;  // nobody has ever held one, or this user may not know
   heldByOther_ = locks_->heldByOther(documentsBox, document);
   return heldByOther_.has_value();

@@ -53,7 +53,7 @@ class SqliteConnection final : public Connection {
   std::optional<Database> database_;
   std::optional<MessageLocks> locks_;
   std::vector<std::int64_t> held_;
-  std::optional<MessageLocks::Range> heldByOther_;  // seen last
+  std::optional<ByteRange> heldByOther_;  // seen last
   std::int32_t level_ = 0;
   bool isStarted_ = false;  // the store's transaction
   bool hasPurged_ = false;

@@ -1,7 +1,7 @@
 #include "CorvaneHost.h"
 
-#include "ErrorReporting.h"
-#include "Files.h"
+#include "ExceptionHandler.h"
+#include "Installation.h"
 
 namespace CorvaneQueue::platform_layer {
 

@@ -1,12 +1,6 @@
 #include "ArrivalSignals.h"
 
-#include <fcntl.h>
-#include <poll.h>
-#include <sys/inotify.h>
-#include <sys/timerfd.h>
-#include <unistd.h>
 #include <algorithm>
-#include <cerrno>
 
 namespace CorvaneQueue::platform_layer {
 
@@ -21,35 +15,32 @@ constexpr std::chrono::nanoseconds withoutSignals = 20ms;
 
 ArrivalSignals::ArrivalSignals(std::filesystem::path directory) : directory_(std::move(directory)) {}
 
-const FileDescriptor& ArrivalSignals::signalFile(std::int64_t box) {
+const File& ArrivalSignals::signalFile(std::int64_t box) {
   const auto found = files_.find(box);
   if (found != files_.end()) return found->second;
   constexpr std::size_t most = 64;
   if (files_.size() >= most) files_.clear();
-  return files_.emplace(box, FileDescriptor(directory_ / std::to_string(box), O_WRONLY | O_CREAT))
-      .first->second;
+  return files_.emplace(box, File(directory_ / std::to_string(box), File::Use::Create)).first->second;
 }
 
 void ArrivalSignals::signal(std::int64_t box) {
   // What was stored is stored: who cannot be woken looks by himself after a while.
   try {
-    const char byte = 1;
-    static_cast<void>(::pwrite(signalFile(box).get(), &byte, 1, 0) == 1);
+    const std::uint8_t byte = 1;
+    signalFile(box).writeAt({&byte, 1}, 0);
   } catch (const Error&) {
   }
 }
 
 void ArrivalSignals::forget(std::int64_t box) noexcept {
   files_.erase(box);
-  std::error_code ignored;
-  std::filesystem::remove(directory_ / std::to_string(box), ignored);
+  removeFile(directory_ / std::to_string(box));
 }
 
 void ArrivalSignals::watch(std::int64_t box) {
-  if (watcher_.get() < 0) {
-    watcher_ = FileDescriptor::adopt(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
-    if (watcher_.get() < 0) return;  // there are too many watchers: look often instead
-    if (timer_.get() >= 0) listen();
+  if (!watcher_.isOpen()) {
+    if (!watcher_.open()) return;  // there are too many watchers: look often instead
+    if (timer_.isOpen()) listen();
     for (const auto& each : armed_)
       if (const auto waiter = each.lock(); waiter && !addWatch(waiter->box)) return;
   }
@@ -61,45 +52,39 @@ bool ArrivalSignals::addWatch(std::int64_t box) {
     static_cast<void>(signalFile(box));
   } catch (const NotPermitted&) {  // who may only read takes it as it is
   }
-  const int watch = ::inotify_add_watch(watcher_.get(), (directory_ / std::to_string(box)).c_str(),
-                                        IN_MODIFY | IN_DELETE_SELF | IN_ATTRIB);
-  if (watch >= 0) {
-    watches_[box] = watch;
+  if (const auto watch = watcher_.watch(directory_ / std::to_string(box))) {
+    watches_[box] = *watch;
     return true;
   }
   onSignal_ = {};
-  watcher_ = FileDescriptor();
+  watcher_.close();
   watches_.clear();
   return false;
 }
 
 void ArrivalSignals::listen() {
-  onSignal_ = Apartment::current().arm({watcher_.get(), [this] {
+  onSignal_ = Apartment::current().arm({watcher_.native(), [this] {
                                           takeSignals();
                                           deliver(LookFor::Signalled);
                                         }});
 }
 
 void ArrivalSignals::takeSignals() {
-  alignas(inotify_event) char events[4096];
-  while (true) {
-    const ssize_t size = ::read(watcher_.get(), events, sizeof events);
-    if (size <= 0) return;
-    for (ssize_t at = 0; at < size;) {
-      const auto* event = reinterpret_cast<const inotify_event*>(events + at);
-      at += static_cast<ssize_t>(sizeof *event + event->len);
-      const auto watch = std::ranges::find(watches_, event->wd, [](const auto& each) { return each.second; });
-      const bool isLost = (event->mask & IN_Q_OVERFLOW) != 0;
-      for (const auto& each : armed_)
-        if (const auto waiter = each.lock())
-          if (isLost || (watch != watches_.end() && waiter->box == watch->first)) waiter->isSignalled = true;
-      if ((event->mask & IN_IGNORED) != 0 && watch != watches_.end()) watches_.erase(watch);
-    }
-  }
+  watcher_.take([this](FileWatcher::Change change) {
+    const auto watch =
+        change.watch
+            ? std::ranges::find(watches_, *change.watch, [](const auto& each) { return each.second; })
+            : watches_.end();
+    for (const auto& each : armed_)
+      if (const auto waiter = each.lock())
+        if (!change.watch || (watch != watches_.end() && waiter->box == watch->first))
+          waiter->isSignalled = true;
+    if (change.isOver && watch != watches_.end()) watches_.erase(watch);
+  });
 }
 
 std::chrono::nanoseconds ArrivalSignals::patience(Prospect seen) const noexcept {
-  if (watcher_.get() < 0) return withoutSignals;
+  if (!watcher_.isOpen()) return withoutSignals;
   return seen == Prospect::HeldUp ? whileHeldUp : ordinarily;
 }
 
@@ -113,12 +98,7 @@ bool ArrivalSignals::wait(Waiter& waiter, Deadline deadline) {
     if (std::exchange(isWatched, true)) {
       const std::chrono::nanoseconds longest = patience(seen);
       const auto left = deadline ? std::min<std::chrono::nanoseconds>(*deadline - now, longest) : longest;
-      timespec time{};
-      time.tv_sec = std::chrono::duration_cast<std::chrono::seconds>(left).count();
-      time.tv_nsec = (left % 1s).count();
-      pollfd descriptor{watcher_.get(), POLLIN, 0};
-      if (::ppoll(&descriptor, 1, &time, nullptr) < 0 && errno != EINTR)
-        throwSystemError(u"Waiting for messages in", directory_);
+      watcher_.wait(left);
       takeSignals();
       // What an armed waiter of this thread was told meanwhile is looked at in the next pump.
       if (std::ranges::any_of(armed_, [](const auto& each) {
@@ -139,25 +119,19 @@ void ArrivalSignals::lookAgainIn(std::chrono::nanoseconds time) noexcept {
   const auto at = std::chrono::steady_clock::now() + time;
   if (due_ && *due_ <= at) return;
   due_ = at;
-  itimerspec due{};
-  due.it_value.tv_sec = std::chrono::duration_cast<std::chrono::seconds>(time).count();
-  due.it_value.tv_nsec = (time % 1s).count();
-  ::timerfd_settime(timer_.get(), 0, &due, nullptr);
+  timer_.set(time);
 }
 
 void ArrivalSignals::arm(const std::shared_ptr<Waiter>& waiter) {
   watch(waiter->box);
-  if (timer_.get() < 0) {
-    timer_ = FileDescriptor::adopt(::timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC));
-    if (timer_.get() < 0) throwSystemError(u"Waiting for messages in", directory_);
-    if (watcher_.get() >= 0) listen();
-    onTimer_ =
-        Apartment::current().arm({timer_.get(), [this] {
-                                    std::uint64_t expirations = 0;
-                                    static_cast<void>(::read(timer_.get(), &expirations, sizeof expirations));
-                                    due_.reset();
-                                    deliver(LookFor::All);
-                                  }});
+  if (!timer_.isOpen()) {
+    timer_.open();
+    if (watcher_.isOpen()) listen();
+    onTimer_ = Apartment::current().arm({timer_.native(), [this] {
+                                           timer_.take();
+                                           due_.reset();
+                                           deliver(LookFor::All);
+                                         }});
     onArming_ = Apartment::current().arm({-1, [this] { deliver(LookFor::Signalled); }});
   }
   armed_.push_back(waiter);

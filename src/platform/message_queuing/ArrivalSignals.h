@@ -2,7 +2,7 @@
 // and again.
 #pragma once
 
-#include "Files.h"
+#include "FileWatcher.h"
 
 #include <CorvaneQueue/Apartment.h>
 #include <CorvaneQueue/Error.h>
@@ -55,7 +55,7 @@ class ArrivalSignals {
   void arm(const std::shared_ptr<Waiter>& waiter);
 
  private:
-  const FileDescriptor& signalFile(std::int64_t box);
+  const File& signalFile(std::int64_t box);
   void watch(std::int64_t box);
   bool addWatch(std::int64_t box);
   void listen();
@@ -66,9 +66,9 @@ class ArrivalSignals {
   void lookAgainIn(std::chrono::nanoseconds time) noexcept;
 
   std::filesystem::path directory_;
-  std::unordered_map<std::int64_t, FileDescriptor> files_;
-  FileDescriptor watcher_;
-  FileDescriptor timer_;
+  std::unordered_map<std::int64_t, File> files_;
+  FileWatcher watcher_;
+  WakeTimer timer_;
   Deadline due_;                                   // of the timer
   std::unordered_map<std::int64_t, int> watches_;  // by box
   std::vector<std::weak_ptr<Waiter>> armed_;

@@ -1,5 +1,6 @@
 #include "EmbeddedQueuing.h"
 
+#include "Installation.h"
 #include "QueuedMessage.h"
 #include "QueueEvent.h"
 #include "QueueInfo.h"

@@ -1,9 +1,9 @@
 #include "QueueAddress.h"
 
+#include "Process.h"
 #include "Text.h"
 
 #include <CorvaneQueue/MessageQueuing.h>
-#include <unistd.h>
 #include <algorithm>
 
 namespace CorvaneQueue::platform_layer {
@@ -18,10 +18,8 @@ bool isHere(std::u16string_view host) {
   const std::u16string folded = foldCase(host);
   if (folded == u"." || folded == u"localhost" || folded == u"::1" || folded.starts_with(u"127."))
     return true;
-  char name[256] = "";
-  if (::gethostname(name, sizeof name - 1) != 0) return false;
-  const std::u16string own = foldCase(fromUtf8(name));
-  return folded == own || folded == own.substr(0, own.find(u'.'));
+  const std::u16string own = foldCase(fromUtf8(hostName()));
+  return !own.empty() && (folded == own || folded == own.substr(0, own.find(u'.')));
 }
 
 struct Parts {

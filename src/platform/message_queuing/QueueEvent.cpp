@@ -1,6 +1,6 @@
 #include "QueueEvent.h"
 
-#include "ErrorReporting.h"
+#include "ExceptionHandler.h"
 
 #include <algorithm>
 

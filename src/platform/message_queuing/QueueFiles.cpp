@@ -1,6 +1,6 @@
 #include "QueueFiles.h"
 
-#include "Files.h"
+#include "File.h"
 #include "Text.h"
 #include "TomlFile.h"
 

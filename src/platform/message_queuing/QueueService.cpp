@@ -1,12 +1,13 @@
 #include "QueueService.h"
 
 #include "CodePageOfStore.h"
+#include "Installation.h"
 #include "Lasting.h"
 #include "Log.h"
+#include "Process.h"
 #include "Text.h"
 
 #include <CorvaneQueue/MessageQueuing.h>
-#include <unistd.h>
 
 namespace CorvaneQueue::platform_layer {
 
@@ -16,7 +17,7 @@ std::shared_ptr<QueueService> QueueService::current() {
   const std::filesystem::path& installation = installationDirectory();
   auto service = kept.lock();
   if (!service || service->installation_.native() != installation.native() ||
-      service->process_ != ::getpid() || !service->isThere())
+      service->process_ != processNumber() || !service->isThere())
     kept = service = std::make_shared<QueueService>(installation);
   return service;
 }
@@ -24,13 +25,13 @@ std::shared_ptr<QueueService> QueueService::current() {
 QueueService::QueueService(std::filesystem::path installation)
     : installation_(std::move(installation)),
       storage_(makeDirectory(installation_ / "msmq" / "storage")),
-      process_(::getpid()),
+      opened_(FileState::of(storage_)),
+      process_(processNumber()),
       files_(storage_),
       counts_(storage_ / "generation"),
       reader_(storage_ / "messages.locks", counts_),
       ownLocks_(storage_ / "messages.locks"),
       signals_(makeDirectory(storage_ / "signals")) {
-  if (::stat(storage_.c_str(), &opened_) != 0) throwSystemError(u"Opening", storage_);
   try {
     prepare();
   } catch (const NotPermitted&) {
@@ -58,18 +59,14 @@ QueueStore& QueueService::store() {
   if (!store_ || !store_->isUsable()) {
     mustBeThere();  // another directory would need other locks too
     store_.emplace(storage_);
-    if (::stat((storage_ / QueueStore::fileName).c_str(), &openedStore_) != 0)
-      throwSystemError(u"Opening", storage_ / QueueStore::fileName);
+    openedStore_ = FileState::of(storage_ / QueueStore::fileName);
   }
   return *store_;
 }
 
 bool QueueService::isThere() const noexcept {
-  const auto isStill = [](const std::filesystem::path& file, const struct stat& opened) {
-    struct stat now {};
-    return ::stat(file.c_str(), &now) == 0 && now.st_ino == opened.st_ino && now.st_dev == opened.st_dev;
-  };
-  return isStill(storage_, opened_) && (!store_ || isStill(storage_ / QueueStore::fileName, openedStore_));
+  return FileState::ifThere(storage_).isSameFile(opened_) &&
+         (!store_ || FileState::ifThere(storage_ / QueueStore::fileName).isSameFile(openedStore_));
 }
 void QueueService::mustBeThere() const {
   if (!isThere())
@@ -224,7 +221,7 @@ QueueService::Received QueueService::receive(Box box, std::int64_t position, Whe
 // is: one range in place of two.
 void QueueService::closeGap(const TransactionWork& work, const Taken& next) {
   if (work.taken.empty() || work.taken.back().box != next.box) return;
-  const MessageLocks::Range gap{work.taken.back().position + 1, next.position - 1};
+  const ByteRange gap{work.taken.back().position + 1, next.position - 1};
   if (gap.from <= gap.to && !store().contains(next.box, gap.from, gap.to))
     static_cast<void>(work.locks->tryLock(next.box.number(), gap));
 }

@@ -8,8 +8,6 @@
 #include <map>
 #include <set>
 
-#include <sys/stat.h>
-
 namespace CorvaneQueue::platform_layer {
 
 // What a transaction has done so far: messages that it holds, and messages kept back until its commit.
@@ -99,8 +97,8 @@ class QueueService {
 
   std::filesystem::path installation_;
   std::filesystem::path storage_;
-  struct stat opened_ {};       // of the storage directory
-  struct stat openedStore_ {};  // of the store in it
+  FileState opened_;       // the storage directory
+  FileState openedStore_;  // the store in it
   int process_;
   std::optional<QueueStore> store_;
   QueueFiles files_;

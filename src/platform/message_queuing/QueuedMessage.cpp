@@ -1,11 +1,11 @@
 #include "QueuedMessage.h"
 
+#include "Clock.h"
 #include "Dates.h"
 #include "OpenQueue.h"
 #include "Text.h"
 
 #include <algorithm>
-#include <ctime>
 
 namespace CorvaneQueue::platform_layer {
 
@@ -14,10 +14,8 @@ namespace {
 constexpr std::size_t longestLabel = 249;
 constexpr std::size_t longestBody = 1'000'000'000;
 
-Variant localTime(std::int64_t time) {
-  const std::time_t moment = time;
-  std::tm local{};
-  ::localtime_r(&moment, &local);
+Variant localDate(std::int64_t time) {
+  const std::tm local = localTime(time);
   return dateOf({dayNumber(local.tm_year + 1900, local.tm_mon + 1, local.tm_mday),
                  local.tm_hour * 3600 + local.tm_min * 60 + std::min(local.tm_sec, 59)});
 }
@@ -98,10 +96,10 @@ HRESULT QueuedMessage::get_BodyLength(LONG* result) noexcept {
   });
 }
 HRESULT QueuedMessage::get_SentTime(VARIANT* result) noexcept {
-  return answer(result, [&] { return id_ == 0 ? Variant(Date{}) : localTime(content_.sentTime); });
+  return answer(result, [&] { return id_ == 0 ? Variant(Date{}) : localDate(content_.sentTime); });
 }
 HRESULT QueuedMessage::get_ArrivedTime(VARIANT* result) noexcept {
-  return answer(result, [&] { return id_ == 0 ? Variant(Date{}) : localTime(arrivedTime_); });
+  return answer(result, [&] { return id_ == 0 ? Variant(Date{}) : localDate(arrivedTime_); });
 }
 HRESULT QueuedMessage::get_MaxTimeToReceive(LONG* result) noexcept {
   return answer(result, [] { return INFINITE_TIMEOUT; });

@@ -12,7 +12,7 @@ class SharedCounts {
  public:
   // The file is made unless this user may not.
   explicit SharedCounts(const std::filesystem::path& file)
-      : opened_(FileDescriptor::ifPermitted(file, O_RDWR | O_CREAT)), page_(opened_, file) {}
+      : opened_(File::ifPermitted(file, File::Use::Create)), page_(opened_) {}
   // Of everything that was stored.
   std::uint64_t stored() const noexcept { return counts().stored.load(std::memory_order_acquire); }
   void addStored() noexcept { counts().stored.fetch_add(1, std::memory_order_acq_rel); }
@@ -30,7 +30,7 @@ class SharedCounts {
     page_.mend();
     return *page_.get();
   }
-  FileDescriptor opened_;
+  File opened_;
   SharedPage<Counts> page_;
 };
 

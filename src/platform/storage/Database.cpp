@@ -1,15 +1,14 @@
 #include "Database.h"
 
-#include "Boot.h"
 #include "EngineFiles.h"
 #include "Functions.h"
 #include "Log.h"
+#include "Process.h"
 #include "Schema.h"
 #include "Sessions.h"
 #include "Text.h"
 
 #include <sqlite3.h>
-#include <unistd.h>
 #include <thread>
 
 namespace CorvaneQueue::platform_layer {
@@ -18,8 +17,6 @@ namespace {
 
 constexpr auto ordinaryWait = std::chrono::seconds(30);
 constexpr const char* logLimit = "PRAGMA dbo.journal_size_limit = 16777216";
-
-bool isThere(const std::filesystem::path& file) noexcept { return ::access(file.c_str(), F_OK) == 0; }
 
 // As the engine takes a file with parameters.
 std::string uriOf(const std::filesystem::path& file) {
@@ -45,7 +42,7 @@ Database::Database(const std::filesystem::path& file, std::span<const std::strin
                    IfMissing ifMissing)
     : file_{file},
       files_(file),
-      process_(::getpid()),
+      process_(processNumber()),
       isStandIn_(ifMissing == IfMissing::ReadEmpty && !isThere(file)),
       sessions_(Sessions::ofProcess()),
       reserve_(file) {
@@ -66,7 +63,7 @@ Database::Database(const std::filesystem::path& file, std::span<const std::strin
 }
 
 Database::~Database() {
-  if (process_ != ::getpid()) {  // the parent's session: its locks and files are not ours to touch
+  if (process_ != processNumber()) {  // the parent's session: its locks and files are not ours to touch
     for (auto& [sql, statement] : statements_) statement.release();
     handle_.release();
     sharing_.release();  // to let go of a lock here would take it from the parent
@@ -99,7 +96,7 @@ void Database::open(std::span<const std::string_view> migrations) {
   const bool isFirst = sharing_ && sharing_->isFirst();
   if (sharing_) {
     file_.state = &sharing_->state();
-    if (!isThere(file_.path)) FileDescriptor(file_.path, O_RDWR | O_CREAT);
+    if (!isThere(file_.path)) File(file_.path, File::Use::Create);
   }
   files_.know();
   if (isFirst)
@@ -223,8 +220,7 @@ void Database::setStaleLogAside() {
   sqlite3_db_config(handle_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
   handle_.reset();
   const std::filesystem::path kept = log.setAside("stale");
-  std::error_code ignored;
-  std::filesystem::remove(files_.index(), ignored);
+  removeFile(files_.index());
   file_.state->framesInLog = 0;
   files_.forgetLog();
   warnInLog(

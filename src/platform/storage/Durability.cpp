@@ -1,7 +1,6 @@
 #include "Durability.h"
 
 #include <sqlite3.h>
-#include <sys/stat.h>
 
 namespace CorvaneQueue::platform_layer {
 

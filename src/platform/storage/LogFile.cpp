@@ -1,15 +1,9 @@
 #include "LogFile.h"
 
-#include "Files.h"
+#include "File.h"
 
-#include <CorvaneQueue/Error.h>
-
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <chrono>
 #include <cstring>
 #include <span>
@@ -52,45 +46,20 @@ struct Checksum {
   }
 };
 
-std::size_t readAt(const FileDescriptor& file, std::span<std::uint8_t> bytes, std::uint64_t offset,
-                   const std::filesystem::path& name) {
-  std::size_t done = 0;
-  while (done < bytes.size()) {
-    const ssize_t count =
-        ::pread(file.get(), &bytes[done], bytes.size() - done, static_cast<off_t>(offset + done));
-    if (count == 0) break;
-    if (count < 0 && errno != EINTR) throwSystemError(u"Reading", name);
-    if (count > 0) done += static_cast<std::size_t>(count);
-  }
-  return done;
-}
-
-void writeAt(const FileDescriptor& file, std::span<const std::uint8_t> bytes, std::uint64_t offset,
-             const std::filesystem::path& name) {
-  while (!bytes.empty()) {
-    const ssize_t count = ::pwrite(file.get(), bytes.data(), bytes.size(), static_cast<off_t>(offset));
-    if (count < 0 && errno != EINTR) throwSystemError(u"Writing", name);
-    if (count <= 0) continue;
-    bytes = bytes.subspan(static_cast<std::size_t>(count));
-    offset += static_cast<std::uint64_t>(count);
-  }
-}
-
 }  // namespace
 
 LogFile::LogFile(const std::filesystem::path& store) : file_(store) { file_ += "-wal"; }
 
 bool LogFile::isEmpty() const {
-  struct stat status {};
-  return ::stat(file_.c_str(), &status) != 0 || status.st_size == 0;
+  return FileState::ifThere(file_).size == 0;
 }
 
 LogContent LogFile::read() const {
   LogContent content;
   if (isEmpty()) return content;
-  const FileDescriptor file(file_, O_RDONLY);
+  const File file(file_, File::Use::Read);
   std::array<std::uint8_t, headerSize> header{};
-  if (readAt(file, header, 0, file_) < headerSize || (numberAt(header.data()) & ~1u) != magic) return content;
+  if (file.readAt(header, 0) < headerSize || (numberAt(header.data()) & ~1u) != magic) return content;
   Checksum checksum;
   checksum.isBigEndian = (header[3] & 1) != 0;
   const std::uint32_t pageSize = numberAt(&header[8]);
@@ -101,7 +70,7 @@ LogContent LogFile::read() const {
   std::copy_n(&header[16], salt.size(), salt.begin());
   std::vector<std::uint8_t> frame(frameHeaderSize + pageSize);
   std::uint64_t offset = headerSize;
-  for (std::uint32_t number = 1; readAt(file, frame, offset, file_) == frame.size(); ++number) {
+  for (std::uint32_t number = 1; file.readAt(frame, offset) == frame.size(); ++number) {
     offset += frame.size();
     const bool isOurs = std::equal(salt.begin(), salt.end(), &frame[8]);
     const bool endsTransaction = numberAt(&frame[4]) != 0;
@@ -123,18 +92,16 @@ LogContent LogFile::read() const {
 }
 
 void LogFile::writeAnew(std::uint64_t bytes) const {
-  const FileDescriptor file(file_, O_RDWR);
+  const File file(file_, File::Use::Change);
   std::vector<std::uint8_t> block(1 << 20);
   for (std::uint64_t offset = 0; offset < bytes;) {
     const auto part = std::span(block).first(std::min<std::uint64_t>(block.size(), bytes - offset));
-    if (readAt(file, part, offset, file_) < part.size()) {
-      errno = EIO;
-      throwSystemError(u"Reading", file_);
-    }
-    writeAt(file, part, offset, file_);
+    if (file.readAt(part, offset) < part.size()) 
+      throwFileError(u"Reading", file_, std::errc::io_error);
+    file.writeAt(part, offset);
     offset += part.size();
   }
-  if (::fdatasync(file.get()) != 0) throwSystemError(u"Syncing", file_);
+  file.sync();
 }
 
 std::filesystem::path LogFile::asideName(const char* ending) const {
@@ -147,21 +114,23 @@ std::filesystem::path LogFile::asideName(const char* ending) const {
 
 std::filesystem::path LogFile::copyAside(const char* ending) const {
   const std::filesystem::path aside = asideName(ending);
-  const FileDescriptor from(file_, O_RDONLY);
-  const FileDescriptor to(aside, O_RDWR | O_CREAT);
+  const File from(file_, File::Use::Read);
+  const File to(aside, File::Use::Create);
   std::vector<std::uint8_t> block(1 << 20);
   std::uint64_t offset = 0;
-  while (const std::size_t count = readAt(from, block, offset, file_)) {
-    writeAt(to, std::span(block).first(count), offset, aside);
+  while (const std::size_t count = from.readAt(block, offset)) {
+    to.writeAt(std::span(block).first(count), offset);
     offset += count;
   }
-  if (::fsync(to.get()) != 0) throwSystemError(u"Syncing", aside);
+  to.sync();
   return aside;
 }
 
 std::filesystem::path LogFile::setAside(const char* ending) const {
   const std::filesystem::path aside = asideName(ending);
-  if (::rename(file_.c_str(), aside.c_str()) != 0) throwSystemError(u"Renaming", file_);
+  std::error_code error;
+  std::filesystem::rename(file_, aside, error);
+  if (error) throwFileError(u"Renaming", file_, static_cast<std::errc>(error.value()));
   return aside;
 }
 

@@ -1,10 +1,11 @@
 #include "Schema.h"
 
+#include "File.h"
+
 #include "Statement.h"
 #include "Text.h"
 
 #include <sqlite3.h>
-#include <sys/stat.h>
 #include <memory>
 
 namespace CorvaneQueue::platform_layer {
@@ -69,8 +70,8 @@ void migrate(sqlite3* handle, const StoreFile& file, std::span<const std::string
 // stays as it is, and its free pages are used for new documents.
 void makeShrinkable(sqlite3* handle, const StoreFile& file) noexcept {
   constexpr std::int64_t large = 1 << 30;
-  struct stat status {};
-  if (::stat(file.path.c_str(), &status) != 0 || status.st_size > large) return;
+  const FileState state = FileState::ifThere(file.path);
+  if (!state.isThere() || state.size > large) return;
   sqlite3_exec(handle, "PRAGMA dbo.auto_vacuum = INCREMENTAL; VACUUM dbo", nullptr, nullptr, nullptr);
 }
 

@@ -1,8 +1,8 @@
 #include "Sessions.h"
 
 #include "Lasting.h"
+#include "Process.h"
 
-#include <unistd.h>
 #include <algorithm>
 
 namespace CorvaneQueue::platform_layer {
@@ -17,7 +17,7 @@ const std::shared_ptr<Sessions>& Sessions::ofProcess() {
 
 bool Sessions::add(const void* session, const std::filesystem::path& file) {
   const std::lock_guard guard(mutex_);
-  const int process = ::getpid();
+  const int process = processNumber();
   if (std::ranges::any_of(open_, [&](const Open& other) { return other.process != process; })) return false;
   open_.push_back({session, file, process});
   return true;

@@ -1,10 +1,7 @@
 #include "StoreCheck.h"
 
-#include "Files.h"
 #include "StoreState.h"
 #include "Text.h"
-
-#include <sys/stat.h>
 
 namespace CorvaneQueue::platform_layer {
 
@@ -15,8 +12,7 @@ StoreReport reportOf(Database& database, StoreCheck how) {
   if (!report.isThere) return report;
   std::filesystem::path log = database.file().path;
   log += "-wal";
-  struct stat status {};
-  if (::stat(log.c_str(), &status) == 0) report.logBytes = status.st_size;
+  report.logBytes = FileState::ifThere(log).size;
   if (const StoreState* const state = database.file().state) {
     if (state->lostTransactions != 0)
       report.findings.push_back(decimal(std::int64_t{state->lostTransactions}) +

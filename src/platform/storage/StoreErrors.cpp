@@ -1,6 +1,6 @@
 #include "StoreErrors.h"
 
-#include "Files.h"
+#include "File.h"
 #include "StoreState.h"
 #include "Text.h"
 

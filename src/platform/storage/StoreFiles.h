@@ -3,8 +3,6 @@
 
 #include "StoreSharing.h"
 
-#include <sys/stat.h>
-
 namespace CorvaneQueue::platform_layer {
 
 // The store, its log and its index, as they were when they were first looked at. What is written to a file
@@ -17,7 +15,7 @@ class StoreFiles {
   // Takes those that are there as the store's, as far as it has none of that kind yet.
   void know() noexcept;
   // The log and the index have gone, or been replaced by this session.
-  void forgetLog() noexcept { log_.status = index_.status = {}; }
+  void forgetLog() noexcept { log_.state = index_.state = {}; }
   // Throws an Error when one of them is no longer there; so does every later call.
   void mustBeThere(const StoreFile& file, const StoreSharing& sharing);
   // The engine reads its index through a mapping: where the file has been cut short, that would end the
@@ -28,15 +26,15 @@ class StoreFiles {
  private:
   struct Known {
     std::filesystem::path path;
-    struct stat status {};
+    FileState state;
     // One that was not there yet is known from now on.
-    bool isSame(struct stat& now) noexcept;
+    bool isSame(FileState& now) noexcept;
     bool isSame() noexcept;
   };
   bool isDirectoryUnchanged() noexcept;
 
   std::filesystem::path directory_;
-  struct stat directoryStatus_ {};
+  FileState directoryState_;
   bool isSettled_ = false;  // a later change of the directory cannot have the same time stamp
   Known store_;
   Known log_;

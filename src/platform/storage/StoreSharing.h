@@ -2,7 +2,7 @@
 #pragma once
 
 #include "SharedPage.h"
-#include "Turn.h"
+#include "StoreState.h"
 
 #include <memory>
 
@@ -26,8 +26,8 @@ class StoreSharing {
   void settle();
 
  private:
-  StoreSharing(FileDescriptor lockFile, const std::filesystem::path& name);
-  FileDescriptor lockFile_;
+  StoreSharing(File lockFile);
+  File lockFile_;
   SharedPage<StoreState> page_;
   Turn writers_;
   Turn syncers_;

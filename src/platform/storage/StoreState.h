@@ -2,20 +2,9 @@
 #pragma once
 
 #include "StoreErrors.h"
-
-#include <atomic>
-#include <cstdint>
+#include "Turn.h"
 
 namespace CorvaneQueue::platform_layer {
-
-// Who waits for a turn, and who has it. The turn itself is a lock of the system; this only tells whom to
-// wake, and whom to name.
-struct TurnState {
-  std::atomic<std::uint32_t> passed;     // counts; who waits sleeps on it
-  std::atomic<std::uint32_t> isAwaited;  // perhaps
-  std::atomic<std::int32_t> holder;      // process
-  std::atomic<std::int64_t> since;       // seconds since 1970
-};
 
 // All zeros is a good beginning.
 struct StoreState {

@@ -1,10 +1,10 @@
 // The transactions of a session with a store.
 #include "Database.h"
+#include "Process.h"
 #include "Schema.h"
 #include "Sessions.h"
 
 #include <sqlite3.h>
-#include <unistd.h>
 #include <thread>
 
 namespace CorvaneQueue::platform_layer {
@@ -31,7 +31,7 @@ int Database::onBusy(int attempt) {
 }
 
 bool Database::isUsable() const noexcept {
-  return process_ == ::getpid() && !files_.areLost() &&
+  return process_ == processNumber() && !files_.areLost() &&
          (!inTransaction_ || sqlite3_get_autocommit(handle_.get()) == 0);
 }
 

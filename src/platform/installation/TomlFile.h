@@ -1,7 +1,7 @@
 // A settings file: values under named tables, typed, readable and editable by hand.
 #pragma once
 
-#include "Files.h"
+#include "File.h"
 #include "TomlText.h"
 
 #include <chrono>
@@ -12,8 +12,6 @@
 #include <optional>
 #include <span>
 #include <string>
-
-#include <sys/stat.h>
 
 namespace CorvaneQueue::platform_layer {
 
@@ -60,8 +58,8 @@ class TomlFile {
 
   std::mutex mutex_;
   std::string parsedFile_;
-  FileDescriptor parsed_;  // kept open: asking it is cheaper than asking by name
-  struct stat parsedStatus_ {};
+  File parsed_;  // kept open: asking it is cheaper than asking by name
+  FileState parsedState_;
   std::chrono::steady_clock::time_point lookedUpAt_;
   bool isSettled_ = false;
   std::shared_ptr<const Content> content_;

@@ -1,6 +1,6 @@
 #include "TomlText.h"
 
-#include "Files.h"
+#include "File.h"
 #include "Text.h"
 #include "TomlNesting.h"
 

@@ -1,4 +1,4 @@
-#include "ErrorReporting.h"
+#include "ExceptionHandler.h"
 
 #include "Log.h"
 
@@ -47,14 +47,16 @@ HRESULT ExceptionHandler::raw_TakeError(LONG, BSTR Source, BSTR Description) noe
 
 HRESULT ExceptionHandler::raw_Report(VARIANT_BOOL RaiseError, LONG Level, LONG Number,
                                      BSTR ProcedureName) noexcept {
-  return answer([&] {
+  HRESULT raised = S_OK;
+  const HRESULT reported = answer([&] {
     const String procedure{StringRef(ProcedureName)};
     const String source = std::move(source_);
     const String description = std::move(description_);
     writeLog({component_, className_, procedure,
               Level == 2 ? LogEntry::Level::Warning : LogEntry::Level::Error, Number, source, description});
-    if (RaiseError != VARIANT_FALSE) throw Error(Number, procedure, description);
+    if (RaiseError != VARIANT_FALSE) raised = Error(Number, procedure, description).publish();
   });
+  return FAILED(reported) ? reported : raised;
 }
 
 HRESULT ProcessTrace::raw_ClassTrace(BSTR LibraryName, BSTR ClassName, VARIANT* result) noexcept {

@@ -1,15 +1,15 @@
-#include "LinuxSystem.h"
+#include "LocalSystem.h"
 
+#include "Clock.h"
 #include "CodePage.h"
 #include "CodePageOfStore.h"
-#include "Files.h"
+#include "Installation.h"
 #include "Lasting.h"
 #include "Text.h"
 
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
-#include <ctime>
 #include <fstream>
 #include <optional>
 #include <unordered_map>
@@ -46,7 +46,7 @@ class NumberSettings {
 };
 }  // namespace
 
-bool LinuxSystem::GetVersionEx(OSVersion& record) {
+bool LocalSystem::GetVersionEx(OSVersion& record) {
   try {
     auto& settings = NumberSettings::of(settings_.content());
     const std::int32_t platformId = settings.find(u"PlatformId").value_or(2);
@@ -58,7 +58,7 @@ bool LinuxSystem::GetVersionEx(OSVersion& record) {
   }
 }
 
-SystemTime LinuxSystem::GetSystemTime() {
+SystemTime LocalSystem::GetSystemTime() {
   using namespace std::chrono;
   const auto now = floor<milliseconds>(system_clock::now());
   const auto day = floor<days>(now);
@@ -73,17 +73,17 @@ SystemTime LinuxSystem::GetSystemTime() {
           static_cast<std::int32_t>(time.subseconds().count())};
 }
 
-TimeZoneId LinuxSystem::GetTimeZoneInformation(std::int32_t& bias) {
-  ::tzset();
-  bias = static_cast<std::int32_t>(::timezone / 60);
-  if (::daylight == 0) return zoneUnknown;
-  const std::time_t now = std::time(nullptr);
-  std::tm local{};
-  ::localtime_r(&now, &local);
-  return local.tm_isdst > 0 ? zoneDaylight : zoneStandard;
+TimeZoneId LocalSystem::GetTimeZoneInformation(std::int32_t& bias) {
+  const TimeZone zone = timeZone();
+  bias = zone.bias;
+  switch (zone.season) {
+    case TimeZone::Season::Standard: return zoneStandard;
+    case TimeZone::Season::Daylight: return zoneDaylight;
+    default: return zoneUnknown;
+  }
 }
 
-CodePage& LinuxSystem::installedCodePage() {
+CodePage& LocalSystem::installedCodePage() {
   const auto set = NumberSettings::of(settings_.content()).find(u"CodePage");
   const std::int32_t number = set ? *set : codePageOfStore(installationDirectory());
   static Lasting<PerThread<std::optional<CodePage>>> kept;
@@ -92,13 +92,13 @@ CodePage& LinuxSystem::installedCodePage() {
   return *current;
 }
 
-AnsiText LinuxSystem::toAnsi(std::u16string_view text) {
+AnsiText LocalSystem::toAnsi(std::u16string_view text) {
   AnsiText converted;
   converted.bytes = Variant::bytes(installedCodePage().bytesOf(text, converted.firstLost));
   return converted;
 }
 
-String LinuxSystem::fromAnsi(std::span<const std::uint8_t> bytes) {
+String LocalSystem::fromAnsi(std::span<const std::uint8_t> bytes) {
   return installedCodePage().textOf(bytes);
 }
 
@@ -106,7 +106,7 @@ namespace {
 constexpr std::u16string_view classesRoot = u"ClassesRoot";
 }  // namespace
 
-std::optional<String> LinuxSystem::readRegistry(std::u16string_view key, std::u16string_view name, bool) {
+std::optional<String> LocalSystem::readRegistry(std::u16string_view key, std::u16string_view name, bool) {
   const auto value = registry_.read({u"LocalMachine", key, name});
   if (!value) return std::nullopt;
   // The queue service stands in the installation, wherever that has been moved or copied to since.
@@ -115,13 +115,13 @@ std::optional<String> LinuxSystem::readRegistry(std::u16string_view key, std::u1
   return toString(value->get());
 }
 
-String LinuxSystem::environmentVariable(std::u16string_view name) {
+String LocalSystem::environmentVariable(std::u16string_view name) {
   const char* const value = std::getenv(toUtf8(name).c_str());
   return value == nullptr ? String() : String(shownPath(value));
 }
 
-String LinuxSystem::systemDirectory() { return String(shownPath(installationDirectory())); }
-String LinuxSystem::windowsDirectory() { return systemDirectory(); }
+String LocalSystem::systemDirectory() { return String(shownPath(installationDirectory())); }
+String LocalSystem::windowsDirectory() { return systemDirectory(); }
 
 namespace {
 // The library speaks of files with backslashes.
@@ -132,7 +132,7 @@ std::filesystem::path localPath(std::u16string_view path) {
 }
 }  // namespace
 
-std::vector<String> LinuxSystem::listFiles(std::u16string_view pattern) {
+std::vector<String> LocalSystem::listFiles(std::u16string_view pattern) {
   std::vector<String> names;
   std::error_code error;
   for (auto at = std::filesystem::directory_iterator(localPath(pattern).parent_path(), error);
@@ -144,7 +144,7 @@ std::vector<String> LinuxSystem::listFiles(std::u16string_view pattern) {
   return names;
 }
 
-String LinuxSystem::readInitialisationFile(std::u16string_view file, std::u16string_view section,
+String LocalSystem::readInitialisationFile(std::u16string_view file, std::u16string_view section,
                                            std::u16string_view key) {
   const auto trimmed = [](std::string_view text) {
     const auto isBlank = [](char c) { return c == ' ' || c == '\t' || c == '\r'; };
@@ -175,19 +175,19 @@ String LinuxSystem::readInitialisationFile(std::u16string_view file, std::u16str
   return {};
 }
 
-std::optional<String> LinuxSystem::readClassesValue(std::u16string_view key, std::u16string_view name) {
+std::optional<String> LocalSystem::readClassesValue(std::u16string_view key, std::u16string_view name) {
   const auto value = registry_.read({classesRoot, key, name});
   return value ? std::optional(toString(value->get())) : std::nullopt;
 }
 
-void LinuxSystem::setClassesValues(std::span<const ClassesValue> values) {
+void LocalSystem::setClassesValues(std::span<const ClassesValue> values) {
   std::vector<TomlFile::Setting> settings;
   for (const auto& [key, name, text] : values)
     settings.push_back({{classesRoot, key, name}, Variant(String(text))});
   registry_.write(settings);
 }
 
-void LinuxSystem::deleteClassesValues(std::span<const ClassesValue> values) {
+void LocalSystem::deleteClassesValues(std::span<const ClassesValue> values) {
   std::vector<TomlFile::Address> addresses;
   for (const auto& [key, name, text] : values) addresses.push_back({classesRoot, key, name});
   registry_.remove(addresses);

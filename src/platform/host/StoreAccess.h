@@ -1,4 +1,4 @@
-// What the driver of a database engine offers to the host services.
+// What the host services need of the driver of a database engine.
 #pragma once
 
 #include "DatabaseAccess.h"

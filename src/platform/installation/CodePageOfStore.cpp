@@ -5,7 +5,6 @@
 
 #include <CorvaneQueue/Error.h>
 
-#include <fcntl.h>
 #include <fstream>
 #include <string>
 
@@ -19,10 +18,6 @@ std::filesystem::path storageOf(const std::filesystem::path& installation) {
 std::filesystem::path recordOf(const std::filesystem::path& installation) {
   return storageOf(installation) / "codepage";
 }
-bool isThere(const std::filesystem::path& file) {
-  std::error_code ignored;
-  return std::filesystem::exists(file, ignored);
-}
 bool hasStore(const std::filesystem::path& installation) {
   return isThere(storageOf(installation) / "queues.db");
 }
@@ -34,8 +29,8 @@ void writeDown(const std::filesystem::path& installation) {
   const auto set = settings.read(file, address);
   const std::int32_t number = set ? toInt32(set->get()) : codePageOfStore(installation);
   if (!isThere(recordOf(installation))) {
-    const FileDescriptor directory(storageOf(installation), O_RDONLY | O_DIRECTORY);
-    const FileLock lock(directory, storageOf(installation));
+    const File directory(storageOf(installation), File::Use::Read);
+    const FileLock lock(directory);
     if (!isThere(recordOf(installation))) replaceFile(recordOf(installation), std::to_string(number) + "\n");
   }
   if (!set) settings.write(file, address, number);

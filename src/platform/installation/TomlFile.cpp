@@ -1,12 +1,6 @@
 #include "TomlFile.h"
 
-#include "Files.h"
 #include "Text.h"
-
-#include <fcntl.h>
-#include <unistd.h>
-#include <cerrno>
-#include <ctime>
 
 namespace CorvaneQueue::platform_layer {
 
@@ -14,15 +8,14 @@ namespace {
 
 constexpr std::size_t largestFile = std::size_t{16} << 20;  // bytes
 
-std::string contentOf(const FileDescriptor& opened, const std::filesystem::path& file) {
+std::string contentOf(const File& file) {
   std::string content;
-  char part[16384];
-  for (ssize_t size = 0; (size = ::read(opened.get(), part, sizeof part)) != 0;) {
-    if (size < 0) throwSystemError(u"Reading", file);
-    content.append(part, static_cast<std::size_t>(size));
+  std::array<std::uint8_t, 16384> part;
+  while (const std::size_t size = file.readAt(part, content.size())) {
+    content.append(part.begin(), part.begin() + static_cast<std::ptrdiff_t>(size));
     if (content.size() > largestFile)
       throw Error(E_FAIL, {},
-                  u"The settings file \"" + shownPath(file) + u"\" is larger than " +
+                  u"The settings file \"" + shownPath(file.name()) + u"\" is larger than " +
                       decimal(largestFile >> 20) + u" MiB. Correct it; nothing was changed.");
   }
   return content;
@@ -38,42 +31,26 @@ bool TomlFile::isUnchanged(const std::string& file) {
   const auto now = std::chrono::steady_clock::now();
   const bool isByName = now - lookedUpAt_ >= lookUpInterval;
   if (isByName) lookedUpAt_ = now;
-  struct stat status {};
-  if ((isByName ? ::stat(file.c_str(), &status) : ::fstat(parsed_.get(), &status)) != 0) return false;
-  const auto same = [](const timespec& left, const timespec& right) {
-    return left.tv_sec == right.tv_sec && left.tv_nsec == right.tv_nsec;
-  };
-  return status.st_ino == parsedStatus_.st_ino && status.st_dev == parsedStatus_.st_dev &&
-         status.st_nlink == parsedStatus_.st_nlink && status.st_size == parsedStatus_.st_size &&
-         same(status.st_mtim, parsedStatus_.st_mtim) && same(status.st_ctim, parsedStatus_.st_ctim);
+  return (isByName ? FileState::ifThere(file) : parsed_.state()) == parsedState_;
 }
 
 std::shared_ptr<const TomlFile::Content> TomlFile::content(const std::string& file) {
   const std::lock_guard guard(mutex_);
   if (isUnchanged(file)) return content_;
-  struct stat status {};
-  if (::stat(file.c_str(), &status) != 0) {
-    if (errno != ENOENT) throwSystemError(u"Reading", file);
-    return nothing_;
-  }
-  if (!S_ISREG(status.st_mode)) {
-    errno = EISDIR;
-    throwSystemError(u"Reading the settings file", file);
-  }
-  FileDescriptor opened(file, O_RDONLY);
-  if (::fstat(opened.get(), &status) != 0) throwSystemError(u"Reading", file);
+  FileState state = FileState::of(file);
+  if (!state.isThere()) return nothing_;
+  if (state.kind != FileState::Kind::File)
+    throwFileError(u"Reading the settings file", file, std::errc::is_a_directory);
+  File opened(file, File::Use::Read);
+  state = opened.state();
   auto read = std::make_shared<Content>();
-  read->values_ = valuesIn(contentOf(opened, file), file);
+  read->values_ = valuesIn(contentOf(opened), file);
   // A file changed within the clock's tick may look unchanged after the next change: look again.
-  timespec now{};
-  ::clock_gettime(CLOCK_REALTIME_COARSE, &now);
-  constexpr double tick = 0.1;
-  isSettled_ = std::difftime(now.tv_sec, status.st_ctim.tv_sec) +
-                   static_cast<double>(now.tv_nsec - status.st_ctim.tv_nsec) / 1e9 >
-               tick;
+  constexpr auto tick = std::chrono::milliseconds(100);
+  isSettled_ = std::chrono::system_clock::now().time_since_epoch() - state.changed > tick;
   parsedFile_ = file;
   parsed_ = std::move(opened);
-  parsedStatus_ = status;
+  parsedState_ = state;
   lookedUpAt_ = std::chrono::steady_clock::now();
   return content_ = read;
 }
@@ -88,14 +65,12 @@ void TomlFile::edit(const std::filesystem::path& file,
   std::filesystem::path lockPath = file;
   lockPath += ".lock";
   makeDirectory(file.parent_path());
-  const FileDescriptor lockFile(lockPath, O_RDWR | O_CREAT);
-  const FileLock lock(lockFile, lockPath);
-  if (std::filesystem::exists(file) && !std::filesystem::is_regular_file(file)) {
-    errno = EISDIR;
-    throwSystemError(u"Writing the settings file", file);
-  }
-  const std::string content =
-      std::filesystem::exists(file) ? contentOf(FileDescriptor(file, O_RDONLY), file) : std::string();
+  const File lockFile(lockPath, File::Use::Create);
+  const FileLock lock(lockFile);
+  const FileState state = FileState::of(file);
+  if (state.isThere() && state.kind != FileState::Kind::File)
+    throwFileError(u"Writing the settings file", file, std::errc::is_a_directory);
+  const std::string content = state.isThere() ? contentOf(File(file, File::Use::Read)) : std::string();
   const std::string changed = change(content);
   if (changed != content) replaceFile(file, changed);
 }

@@ -1,12 +1,10 @@
 #include "Log.h"
 
-#include "Files.h"
+#include "Installation.h"
 #include "Lasting.h"
+#include "Process.h"
 #include "Text.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 #include <chrono>
 #include <cstdio>
 #include <mutex>
@@ -46,28 +44,24 @@ class OpenLog {
   void append(const std::filesystem::path& name, std::string_view line) {
     // Nobody waits for another thread here: in a process that was forked off, that one may be missing.
     const std::unique_lock guard(mutex_, std::try_to_lock);
-    if (!guard) return write(opened(name), line);
-    struct stat now {};
-    if (file_.get() < 0 || ::stat(name.c_str(), &now) != 0 || now.st_ino != status_.st_ino ||
-        now.st_dev != status_.st_dev) {
+    // Nowhere is left to tell of a line that cannot be written.
+    if (!guard) return static_cast<void>(opened(name).append(line));
+    if (!file_.isOpen() || !FileState::ifThere(name).isSameFile(state_)) {
       file_ = opened(name);
-      if (::fstat(file_.get(), &status_) != 0) status_ = {};
+      state_ = file_.state();
     }
-    write(file_, line);
+    static_cast<void>(file_.append(line));
   }
 
  private:
-  static FileDescriptor opened(const std::filesystem::path& name) {
+  static File opened(const std::filesystem::path& name) {
     makeDirectory(name.parent_path());
-    return FileDescriptor(name, O_WRONLY | O_APPEND | O_CREAT);
-  }
-  static void write(const FileDescriptor& file, std::string_view line) {
-    static_cast<void>(::write(file.get(), line.data(), line.size()) < 0);  // nowhere left to tell it
+    return {name, File::Use::Append};
   }
 
   std::mutex mutex_;
-  FileDescriptor file_;
-  struct stat status_ {};
+  File file_;
+  FileState state_;
 };
 
 }  // namespace
@@ -77,7 +71,7 @@ void writeLog(const LogEntry& entry) noexcept {
     char number[32];
     std::snprintf(number, sizeof number, entry.number < 0 ? "0x%08X" : "%d",
                   static_cast<unsigned>(entry.number));
-    const std::string line = timeStamp() + " " + std::to_string(::getpid()) + " " + toUtf8(entry.component) +
+    const std::string line = timeStamp() + " " + std::to_string(processNumber()) + " " + toUtf8(entry.component) +
                              "." + toUtf8(entry.className) + " " + quotedLine(entry.procedure) + " " +
                              (entry.level == LogEntry::Level::Warning ? "warning" : "error") + " " + number +
                              " " + quotedLine(entry.source) + " " + quotedLine(entry.description) + "\n";

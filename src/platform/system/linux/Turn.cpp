@@ -1,13 +1,13 @@
 #include "Turn.h"
 
+#include "ByteLocks.h"
+#include "Process.h"
 #include "Text.h"
 
-#include <fcntl.h>
 #include <linux/futex.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 #include <algorithm>
-#include <cerrno>
 #include <ctime>
 
 namespace CorvaneQueue::platform_layer {
@@ -31,23 +31,10 @@ bool wakeOne(std::atomic<std::uint32_t>& word) noexcept {
 
 }  // namespace
 
-bool tryByteLock(int descriptor, std::int64_t byte, ByteLock lock) {
-  struct flock range {};
-  range.l_type = lock == ByteLock::None ? F_UNLCK : lock == ByteLock::Shared ? F_RDLCK : F_WRLCK;
-  range.l_whence = SEEK_SET;
-  range.l_start = byte;
-  range.l_len = 1;
-  while (::fcntl(descriptor, F_OFD_SETLK, &range) != 0) {
-    if (errno == EAGAIN || errno == EACCES) return false;
-    if (errno != EINTR) throwSystemError(u"Locking", u"the lock file of the store");
-  }
-  return true;
-}
-
-bool Turn::tryLock() {
-  if (!tryByteLock(descriptor_, byte_, ByteLock::Exclusive)) return false;
+bool Turn::tryTake() {
+  if (!tryLock(file_, {byte_, byte_}, ByteLock::Exclusive)) return false;
   isTaken_ = true;
-  state_->holder = ::getpid();
+  state_->holder = processNumber();
   state_->since = std::time(nullptr);
   return true;
 }
@@ -56,7 +43,7 @@ bool Turn::take(Deadline deadline) {
   bool mayTry = state_->isAwaited == 0;  // else somebody is before this one
   while (true) {
     const std::uint32_t passed = state_->passed;
-    if (mayTry && tryLock()) return true;
+    if (mayTry && tryTake()) return true;
     // Free, but for somebody who has been woken: soon taken.
     std::chrono::nanoseconds time = !mayTry && state_->holder == 0 ? wakingUp : longestSleep;
     if (deadline) {
@@ -75,7 +62,7 @@ void Turn::pass() noexcept {
   if (!std::exchange(isTaken_, false)) return;
   state_->holder = 0;
   try {
-    tryByteLock(descriptor_, byte_, ByteLock::None);
+    tryLock(file_, {byte_, byte_}, ByteLock::None);
   } catch (const Error&) {  // the file is closed or the lock is gone: nobody is kept waiting
   }
   const std::uint32_t passed = ++state_->passed;

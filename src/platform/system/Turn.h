@@ -1,13 +1,22 @@
 // Who may write into a store, or sync it: one after the other, in the order of asking.
 #pragma once
 
-#include "Files.h"
-#include "StoreState.h"
+#include "File.h"
 
+#include <atomic>
 #include <chrono>
 #include <optional>
 
 namespace CorvaneQueue::platform_layer {
+
+// Who waits for a turn, and who has it: in memory that all of them share. The turn itself is a lock of the
+// system; this only tells whom to wake, and whom to name.
+struct TurnState {
+  std::atomic<std::uint32_t> passed;     // counts; who waits sleeps on it
+  std::atomic<std::uint32_t> isAwaited;  // perhaps
+  std::atomic<std::int32_t> holder;      // process
+  std::atomic<std::int64_t> since;       // seconds since 1970
+};
 
 // A lock on one byte of a file, which the system takes from a process that dies, and a place to sleep until
 // it is passed on. Nobody overtakes who has waited. Not thread safe: each holder has one of its own, with an
@@ -16,8 +25,8 @@ class Turn {
  public:
   using Deadline = std::optional<std::chrono::steady_clock::time_point>;
 
-  Turn(const FileDescriptor& file, std::int64_t byte, TurnState& state) noexcept
-      : descriptor_(file.get()), byte_(byte), state_(&state) {}
+  Turn(const File& file, std::int64_t byte, TurnState& state) noexcept
+      : file_(file), byte_(byte), state_(&state) {}
   ~Turn() { pass(); }
   Turn(const Turn&) = delete;
   Turn& operator=(const Turn&) = delete;
@@ -26,20 +35,16 @@ class Turn {
   bool take(Deadline deadline);
   void pass() noexcept;
   bool isTaken() const noexcept { return isTaken_; }
-  // Who has it and since when, for error texts: "process 4711 has had it since 02:59:59 UTC".
+  // Who has it and since when, for error texts: "process 4711 has been writing since 02:59:59 UTC".
   std::u16string holder() const;
 
  private:
-  bool tryLock();
+  bool tryTake();
 
-  int descriptor_;
+  const File& file_;
   std::int64_t byte_;
   TurnState* state_;
   bool isTaken_ = false;
 };
-
-// Locks one byte of a file, shared or exclusive, if that is possible at once. A lock that is held is changed.
-enum class ByteLock { Shared, Exclusive, None };
-bool tryByteLock(int descriptor, std::int64_t byte, ByteLock lock);
 
 }  // namespace CorvaneQueue::platform_layer

@@ -1,12 +1,7 @@
 // Locks on single messages: who holds one has received the message, and nobody else sees it.
 #pragma once
 
-#include "Files.h"
-
-#include <fcntl.h>
-
-#include <cstdint>
-#include <optional>
+#include "ByteLocks.h"
 
 namespace CorvaneQueue::platform_layer {
 
@@ -20,28 +15,22 @@ class MessageLocks {
   MessageLocks(const MessageLocks&) = delete;
   MessageLocks& operator=(const MessageLocks&) = delete;
 
-  // The positions from..to of a box, both included.
-  struct Range {
-    std::int64_t from;
-    std::int64_t to;
-  };
-  // False when another holder has one of them. The system keeps adjacent ranges as one, and looks at all of a
+  // Of positions of a box. False when another holder has one of them. The system keeps adjacent ranges as one, and looks at all of a
   // holder's for each call: many that are apart take long.
-  bool tryLock(std::int64_t box, Range positions);
+  bool tryLock(std::int64_t box, ByteRange positions);
   bool tryLock(std::int64_t box, std::int64_t position) { return tryLock(box, {position, position}); }
   void unlock(std::int64_t box, std::int64_t position) noexcept;
   void unlockAll() noexcept;
   // The range around one of these positions that another holder has; nothing when they are free or this
   // one's own.
-  std::optional<Range> heldByOther(std::int64_t box, Range positions) const;
-  std::optional<Range> heldByOther(std::int64_t box, std::int64_t position) const {
+  std::optional<ByteRange> heldByOther(std::int64_t box, ByteRange positions) const;
+  std::optional<ByteRange> heldByOther(std::int64_t box, std::int64_t position) const {
     return heldByOther(box, {position, position});
   }
 
  private:
   friend struct LocksOfProcess;
-  std::filesystem::path path_;
-  FileDescriptor file_;
+  File file_;
 };
 
 }  // namespace CorvaneQueue::platform_layer

@@ -9,9 +9,9 @@ namespace CorvaneQueue::platform_layer {
 class CodePage;
 
 // Reads the settings CodePage, PlatformId and MajorVersion of the installation.
-class LinuxSystem final : public OperatingSystem {
+class LocalSystem final : public OperatingSystem {
  public:
-  LinuxSystem(InstallationFile& settings, InstallationFile& registry) noexcept
+  LocalSystem(InstallationFile& settings, InstallationFile& registry) noexcept
       : settings_(settings), registry_(registry) {}
   bool GetVersionEx(OSVersion& record) override;
   SystemTime GetSystemTime() override;
