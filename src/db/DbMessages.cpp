@@ -48,9 +48,8 @@ void DbMessages::Initialize(const DbQueue& queue) {
 void DbMessages::Refresh() {
   messages_ = {};
   const auto database = platform().host->createDatabaseConnection();
-  const auto records = isJournal_
-                           ? store::acknowledgedMessages(database->Connection(), name_)
-                           : store::waitingMessages(database->Connection(), name_, store::Reading::All);
+  const auto records = isJournal_ ? store::acknowledgedMessages(*database, name_)
+                                  : store::waitingMessages(*database, name_, store::Reading::All);
   const std::int32_t bias = localBias();
   if (!store::hasRows(records)) return;
   messages_.reserve(static_cast<std::size_t>(records->RecordCount()));
@@ -62,9 +61,8 @@ void DbMessages::Refresh() {
 
 Ref<DbMessage> DbMessages::find(const String& queue, bool isJournal, std::int64_t id) {
   const auto database = platform().host->createDatabaseConnection();
-  const auto records =
-      store::message(database->Connection(), queue,
-                     isJournal ? store::Documents::Acknowledged : store::Documents::Waiting, id);
+  const auto records = store::message(
+      *database, queue, isJournal ? store::Documents::Acknowledged : store::Documents::Waiting, id);
   if (!store::hasRows(records)) return nullptr;
   records->MoveFirst();
   return listed(*records, localBias());

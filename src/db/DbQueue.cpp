@@ -14,22 +14,6 @@ Date wholeSecondNow() {
   return dateOf({dayNumber(now.year, now.month, now.day), now.hour * 3600 + now.minute * 60 + now.second});
 }
 
-// Runs a command inside a transaction of its own, which a failure undoes.
-void executeInTransaction(Connection& connection, Command& command) {
-  connection.BeginTrans();
-  try {
-    store::execute(command);
-    connection.CommitTrans();
-  } catch (...) {
-    const Error failure = Error::current();
-    try {
-      connection.RollbackTrans();
-    } catch (const Error&) {  // the first failure is the one to tell
-    }
-    throw failure;
-  }
-}
-
 }  // namespace
 
 DbQueue::DbQueue() : errors_(className, ErrorReports::Naming::InOneCall) {}
@@ -94,14 +78,9 @@ String DbQueue::CreateMessage(std::u16string_view MessageType, std::u16string_vi
                               const String& Description, StringRef Body) {
   return errors_.reported(u"CreateMessage", [&] {
     const Date created = wholeSecondNow();
-    BSTR body = Body.bstr();
-    const auto connection = Database().Connection();
-    const auto command = store::messageCreation(connection, MessageType, Queue, Description, created, &body);
-    if (inTransaction_)
-      store::execute(*command);
-    else
-      executeInTransaction(*connection, *command);
-    return store::newIdentifier(*command);
+    return store::createMessage(
+        Database(), MessageType, Queue, Description, created, Body,
+        inTransaction_ ? store::Within::OpenTransaction : store::Within::OwnTransaction);
   });
 }
 
@@ -122,7 +101,7 @@ void DbQueue::refuseJournal(const char16_t* member) const {
 Ref<DbMessage> DbQueue::ReceiveNext() {
   return errors_.reported(u"ReceiveNext", [&]() -> Ref<DbMessage> {
     refuseJournal(u"ReceiveNext");
-    const auto records = store::waitingMessages(Database().Connection(), name_, store::Reading::One);
+    const auto records = store::waitingMessages(Database(), name_, store::Reading::One);
     if (!store::hasRows(records)) return {};
     records->MoveFirst();
     return make<DbMessage>(
@@ -135,7 +114,7 @@ Ref<DbMessage> DbQueue::ReceiveNext() {
 void DbQueue::AcknowledgeDocument(StringRef MessageID) {
   errors_.reported(u"AcknowledgeDocument", [&] {
     refuseJournal(u"AcknowledgeDocument");
-    store::acknowledge(Database().Connection(), MessageID);
+    store::acknowledge(Database(), MessageID);
   });
 }
 
@@ -149,10 +128,8 @@ bool DbQueue::IsEmpty() {
 
 void DbQueue::Purge() {
   errors_.reported(u"Purge", [&] {
-    const auto connection = Database().Connection();
-    const auto command = store::deletion(
-        connection, name_, isJournal_ ? store::Documents::Acknowledged : store::Documents::Waiting);
-    executeInTransaction(*connection, *command);
+    store::deleteMessages(Database(), name_,
+                          isJournal_ ? store::Documents::Acknowledged : store::Documents::Waiting);
   });
 }
 

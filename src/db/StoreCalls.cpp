@@ -2,7 +2,7 @@
 
 #include "modQueueUtils.h"
 #include "Platform.h"
-#include "Text.h"
+#include "StoredText.h"
 
 namespace CorvaneQueue::store {
 
@@ -13,9 +13,9 @@ constexpr std::int32_t nameSize = 250;
 constexpr std::int32_t bodySize = 1'073'741'823;
 constexpr std::int32_t noTimeLimit = 0;
 
-std::unique_ptr<Command> commandOn(const std::shared_ptr<Connection>& connection) {
+std::unique_ptr<Command> commandOn(DatabaseConnection& database) {
   auto command = platform().database->createCommand();
-  command->ActiveConnection(connection);
+  command->ActiveConnection(database.Connection());
   return command;
 }
 void procedure(Command& command, std::u16string_view name) {
@@ -30,6 +30,24 @@ void text(Command& command, const char16_t* name, std::int32_t size, std::u16str
 }
 void returnValue(Command& command) { command.Append({u"ReturnValue", adInteger, adParamReturnValue, 0}); }
 
+void execute(Command& command) { command.Execute(adOptionUnspecified); }
+void execute(DatabaseConnection& database, Command& command, Within transaction) {
+  if (transaction == Within::OpenTransaction) return execute(command);
+  const auto connection = database.Connection();
+  connection->BeginTrans();
+  try {
+    execute(command);
+    connection->CommitTrans();
+  } catch (...) {
+    const Error failure = Error::current();
+    try {
+      connection->RollbackTrans();
+    } catch (const Error&) {  // the first failure is the one to tell
+    }
+    throw failure;
+  }
+}
+
 std::int64_t firstNumber(DatabaseConnection& database, const std::u16string& query) {
   std::int32_t cursorType = 3;
   const auto records = database.OpenRecordset(query, cursorType);
@@ -38,11 +56,8 @@ std::int64_t firstNumber(DatabaseConnection& database, const std::u16string& que
 
 }  // namespace
 
-void execute(Command& command) { command.Execute(adOptionUnspecified); }
-
 void createMessageType(DatabaseConnection& database, StringRef queue) {
-  const auto command = platform().database->createCommand();
-  command->ActiveConnection(database.Connection());
+  const auto command = commandOn(database);
   procedure(*command, u"[dbo].[mdqCreateMessageType]");
   returnValue(*command);
   text(*command, u"@Name", typeSize, messageType);
@@ -51,28 +66,25 @@ void createMessageType(DatabaseConnection& database, StringRef queue) {
   execute(*command);
 }
 
-std::unique_ptr<Command> messageCreation(const std::shared_ptr<Connection>& connection,
-                                         std::u16string_view type, std::u16string_view queue,
-                                         const String& description, Date created, BSTR* body) {
-  auto command = commandOn(connection);
+String createMessage(DatabaseConnection& database, std::u16string_view type, std::u16string_view queue,
+                     const String& description, Date created, StringRef body, Within transaction) {
+  constexpr std::size_t messageID = 5;
+  BSTR bodyText = body.bstr();  // by reference: it is read when the command is executed, and not copied
+  const auto command = commandOn(database);
   procedure(*command, u"[dbo].[mdqCreateMessage]");
   text(*command, u"MessageType", typeSize, type);
   text(*command, u"Queue", nameSize, queue);
   text(*command, u"Description", nameSize, description);
   input(*command, u"CreateTimestamp", adDate, 0, created);
-  input(*command, u"Body", adVarWChar, bodySize, Variant::reference(body));
+  input(*command, u"Body", adVarWChar, bodySize, Variant::reference(&bodyText));
   command->Append({u"MessageID", adBigInt, adParamOutput, 0});
-  return command;
+  execute(database, *command, transaction);
+  return toString(command->At(messageID).Value.get());
 }
 
-String newIdentifier(const Command& executed) {
-  constexpr std::size_t messageID = 5;
-  return toString(executed.At(messageID).Value.get());
-}
-
-std::unique_ptr<Recordset> waitingMessages(const std::shared_ptr<Connection>& connection, const String& queue,
+std::unique_ptr<Recordset> waitingMessages(DatabaseConnection& database, const String& queue,
                                            Reading reading) {
-  const auto command = commandOn(connection);
+  const auto command = commandOn(database);
   if (reading == Reading::All) command->CommandTimeout(noTimeLimit);
   procedure(*command, u"[dbo].[mdqGetMessagesTrans]");
   text(*command, u"@QueueName", nameSize, queue);
@@ -94,8 +106,8 @@ std::u16string documentsOf(const String& queue, std::u16string_view view) {
       u"   AND pet.[Queue] = '";
   return query + modQueueUtils::EscapeSQLQuotes(queue) + u"'";
 }
-std::unique_ptr<Command> queryOn(const std::shared_ptr<Connection>& connection, std::u16string_view text) {
-  auto command = commandOn(connection);
+std::unique_ptr<Command> queryOn(DatabaseConnection& database, std::u16string_view text) {
+  auto command = commandOn(database);
   command->CommandTimeout(noTimeLimit);
   command->CommandType(adCmdText);
   command->CommandText(text);
@@ -103,30 +115,28 @@ std::unique_ptr<Command> queryOn(const std::shared_ptr<Connection>& connection, 
 }
 }  // namespace
 
-std::unique_ptr<Recordset> acknowledgedMessages(const std::shared_ptr<Connection>& connection,
-                                                const String& queue) {
-  return queryOn(connection, documentsOf(queue, u"mdqMessageAck"))->Execute(adOptionUnspecified);
+std::unique_ptr<Recordset> acknowledgedMessages(DatabaseConnection& database, const String& queue) {
+  return queryOn(database, documentsOf(queue, u"mdqMessageAck"))->Execute(adOptionUnspecified);
 }
 
-std::unique_ptr<Recordset> message(const std::shared_ptr<Connection>& connection, const String& queue,
-                                   Documents documents, std::int64_t id) {
-  return queryOn(connection,
+std::unique_ptr<Recordset> message(DatabaseConnection& database, const String& queue, Documents documents,
+                                   std::int64_t id) {
+  return queryOn(database,
                  documentsOf(queue, documents == Documents::Waiting ? u"mdqMessage" : u"mdqMessageAck") +
                      u" AND pe.[MessageID] = " + decimal(id))
       ->Execute(adOptionUnspecified);
 }
 
-void acknowledge(const std::shared_ptr<Connection>& connection, StringRef messageID) {
-  const auto command = commandOn(connection);
+void acknowledge(DatabaseConnection& database, StringRef messageID) {
+  const auto command = commandOn(database);
   procedure(*command, u"[dbo].[mdqAckReceive]");
   input(*command, u"@MessageID", adBigInt, 0, String(messageID));
   input(*command, u"@Flag", adSmallInt, 0, std::int32_t{2});
   execute(*command);
 }
 
-std::unique_ptr<Command> deletion(const std::shared_ptr<Connection>& connection, const String& queue,
-                                  Documents documents) {
-  auto command = commandOn(connection);
+void deleteMessages(DatabaseConnection& database, const String& queue, Documents documents) {
+  const auto command = commandOn(database);
   command->CommandType(adCmdStoredProc);
   command->CommandTimeout(noTimeLimit);
   command->CommandText(documents == Documents::Acknowledged
@@ -135,7 +145,7 @@ std::unique_ptr<Command> deletion(const std::shared_ptr<Connection>& connection,
   returnValue(*command);
   text(*command, u"Queue", nameSize, queue);
   input(*command, u"DeleteSeconds", adInteger, 0, std::int32_t{0});
-  return command;
+  execute(database, *command, Within::OwnTransaction);
 }
 
 std::int64_t waitingCount(DatabaseConnection& database, const String& queue) {

@@ -8,29 +8,24 @@ namespace CorvaneQueue::store {
 
 inline constexpr const char16_t* messageType = u"idoc";
 
-// Registers a queue, on the database's connection.
+// On its connection, which each call opens if need be. Throw what it throws.
 void createMessageType(DatabaseConnection& database, StringRef queue);
-// The bound command that stores a document; once executed, `newIdentifier` is that document's. `body` is
-// read when the command is executed and not copied.
-std::unique_ptr<Command> messageCreation(const std::shared_ptr<Connection>& connection,
-                                         std::u16string_view type, std::u16string_view queue,
-                                         const String& description, Date created, BSTR* body);
-String newIdentifier(const Command& executed);
+enum class Within { OpenTransaction, OwnTransaction };  // which a failure undoes
+// Stores a document and returns its identifier.
+String createMessage(DatabaseConnection& database, std::u16string_view type, std::u16string_view queue,
+                     const String& description, Date created, StringRef body, Within transaction);
 enum class Reading : std::int32_t { All = 0, One = 1 };
 // A listing runs without a time limit.
-std::unique_ptr<Recordset> waitingMessages(const std::shared_ptr<Connection>& connection, const String& queue,
+std::unique_ptr<Recordset> waitingMessages(DatabaseConnection& database, const String& queue,
                                            Reading reading);
-std::unique_ptr<Recordset> acknowledgedMessages(const std::shared_ptr<Connection>& connection,
-                                                const String& queue);
+std::unique_ptr<Recordset> acknowledgedMessages(DatabaseConnection& database, const String& queue);
 enum class Documents { Waiting, Acknowledged };
 // One document of a queue, if it is there.
-std::unique_ptr<Recordset> message(const std::shared_ptr<Connection>& connection, const String& queue,
-                                   Documents documents, std::int64_t id);
-void acknowledge(const std::shared_ptr<Connection>& connection, StringRef messageID);
-// The bound command that deletes the documents of a queue; it runs without a time limit.
-std::unique_ptr<Command> deletion(const std::shared_ptr<Connection>& connection, const String& queue,
-                                  Documents documents);
-void execute(Command& command);
+std::unique_ptr<Recordset> message(DatabaseConnection& database, const String& queue, Documents documents,
+                                   std::int64_t id);
+void acknowledge(DatabaseConnection& database, StringRef messageID);
+// Deletes the documents of a queue, in a transaction of its own; without a time limit.
+void deleteMessages(DatabaseConnection& database, const String& queue, Documents documents);
 
 std::int64_t waitingCount(DatabaseConnection& database, const String& queue);
 bool queueExists(DatabaseConnection& database, StringRef queue);
