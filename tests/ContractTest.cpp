@@ -29,8 +29,9 @@ struct SlotTeller {
   HRESULT (*vtable[slots])(void*);
   const void* object = vtable;
   SlotTeller() {
-    [this]<std::size_t... slot>(std::index_sequence<slot...>) { ((vtable[slot] = tellSlot<slot>), ...); }
-    (std::make_index_sequence<slots>());
+    [this]<std::size_t... slot>(std::index_sequence<slot...>) {
+      ((vtable[slot] = tellSlot<slot>), ...);
+    }(std::make_index_sequence<slots>());
   }
 };
 

@@ -1,10 +1,10 @@
 // The queue facade: default initialisation, store routing, reports, teardown and the event relay.
 #include "DbQueue.h"
 #include "MSMQQueue.h"
-#include "Queue.h"
-#include "Queues.h"
+#include "PublicQueue.h"
+#include "PublicQueues.h"
+#include "PublicUtility.h"
 #include "RecordingPlatform.h"
-#include "Utility.h"
 
 namespace CorvaneQueue {
 
@@ -34,7 +34,7 @@ class OtherQueue final : public Object<OtherQueue, IQueueForm<OtherQueue>>, publ
 class FacadeTest : public RecordingTest {
  protected:
   FacadeTest() { recorder.settings["QueueStoreType"] = u"db"; }
-  Stepwise<facade::Queue> queue = stepwise<facade::Queue>();
+  Stepwise<PublicQueue> queue = stepwise<PublicQueue>();
 };
 
 TEST_F(FacadeTest, InitialisesItselfOnTheDefaultQueue) {
@@ -57,7 +57,7 @@ TEST_F(FacadeTest, AnUnknownStoreTypeFailsAtEveryLevelItPasses) {
   recorder.settings["QueueStoreType"] = u"oracle";
   queue->Initialize(String(u"R"), false);
   EXPECT_EQ(queue->Name(), u"R");
-  fails([] { make<facade::Queues>(); });
+  fails([] { make<PublicQueues>(); });
 }
 
 TEST_F(FacadeTest, RoutesByStore) {
@@ -92,7 +92,7 @@ TEST_F(FacadeTest, KeepsWhatIsAssignedAndAbortsAtItsEnd) {
 // The facade's, a back end's and the utility's; none, before or after, changes nothing.
 TEST_F(FacadeTest, ReportsGoToTheTraceOnceThereIsOne) {
   const auto backEnd = make<MSMQQueue>();
-  const auto utility = stepwise<facade::Utility>();
+  const auto utility = stepwise<PublicUtility>();
   queue->attach(make<OtherQueue>(recorder));
   for (const bool isTraced : {false, true, false}) {
     const auto trace = isTraced ? make<RecordingTrace>(recorder) : nullptr;
@@ -119,7 +119,7 @@ TEST_F(FacadeTest, SurvivesAHandlerThatReplacesTheBackEndWhileItReports) {
 TEST_F(FacadeTest, ItsEndKeepsAnErrorThatIsOnItsWay) {
   recorder.failing = "RollbackTrans";
   const auto failing = [&] {
-    const auto ending = make<facade::Queue>();
+    const auto ending = make<PublicQueue>();
     ending->BeginTransaction();
     LONG quota = 0;
     return static_cast<_Queue*>(ending.get())->get_Quota(&quota);

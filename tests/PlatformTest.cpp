@@ -6,7 +6,7 @@
 #include "Processes.h"
 #include "QueryText.h"
 #include "SqliteStore.h"
-#include "Text.h"
+#include "StoredText.h"
 
 namespace CorvaneQueue::platform_layer {
 

@@ -9,12 +9,12 @@
 namespace CorvaneQueue {
 
 struct ISample : IDispatch {
-  virtual HRESULT STDMETHODCALLTYPE get_Text(BSTR* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE put_Text(BSTR value) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE raw_Add(LONG a, LONG b, LONG* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE raw_Exchange(BSTR* text, VARIANT* any) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE putref_Other(ISample* value) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE raw_Swap(ISample** other) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_Text(BSTR* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL put_Text(BSTR value) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_Add(LONG a, LONG b, LONG* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_Exchange(BSTR* text, VARIANT* any) noexcept = 0;
+  virtual HRESULT CORVANE_CALL putref_Other(ISample* value) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_Swap(ISample** other) noexcept = 0;
 };
 template <>
 struct InterfaceTraits<ISample> {
@@ -43,19 +43,19 @@ class Sample final : public Object<Sample, DispatchForm<ISample>> {
  public:
   static constexpr GUID classIdentity = {9, 9, 9, {9}};
   static constexpr const char16_t* className = u"Sample";
-  HRESULT STDMETHODCALLTYPE get_Text(BSTR* result) noexcept final {
+  HRESULT CORVANE_CALL get_Text(BSTR* result) noexcept final {
     return answer(result, [&] { return text; });
   }
-  HRESULT STDMETHODCALLTYPE put_Text(BSTR value) noexcept final {
+  HRESULT CORVANE_CALL put_Text(BSTR value) noexcept final {
     return answer([&] {
       if (StringRef(value).view() == u"bad") throw Error(4711, u"Sample", u"That is bad.");
       text = String(StringRef(value));
     });
   }
-  HRESULT STDMETHODCALLTYPE raw_Add(LONG a, LONG b, LONG* result) noexcept final {
+  HRESULT CORVANE_CALL raw_Add(LONG a, LONG b, LONG* result) noexcept final {
     return answer(result, [&] { return a + b; });
   }
-  HRESULT STDMETHODCALLTYPE raw_Exchange(BSTR* changed, VARIANT* any) noexcept final {
+  HRESULT CORVANE_CALL raw_Exchange(BSTR* changed, VARIANT* any) noexcept final {
     return answer([&] {
       SysFreeString(given(changed));
       *changed = SysAllocString(u"out");
@@ -63,10 +63,10 @@ class Sample final : public Object<Sample, DispatchForm<ISample>> {
       *any = Variant(std::int32_t{5}).detach();
     });
   }
-  HRESULT STDMETHODCALLTYPE putref_Other(ISample* value) noexcept final {
+  HRESULT CORVANE_CALL putref_Other(ISample* value) noexcept final {
     return answer([&] { other = Ref<ISample>(value); });
   }
-  HRESULT STDMETHODCALLTYPE raw_Swap(ISample**) noexcept final {
+  HRESULT CORVANE_CALL raw_Swap(ISample**) noexcept final {
     put_Text(StringRef(String(u"bad")).bstr());  // succeeds all the same, and leaves a text behind
     return S_OK;
   }

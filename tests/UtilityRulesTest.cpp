@@ -1,8 +1,8 @@
 // Settings, names and queue creation against a recording door.
 #include "DbUtility.h"
 #include "modCompress.h"
+#include "PublicUtility.h"
 #include "RecordingPlatform.h"
-#include "Utility.h"
 
 namespace CorvaneQueue {
 
@@ -10,7 +10,7 @@ namespace {
 
 class UtilityTest : public RecordingTest {
  protected:
-  Stepwise<facade::Utility> utility = stepwise<facade::Utility>();
+  Stepwise<PublicUtility> utility = stepwise<PublicUtility>();
 };
 
 TEST_F(UtilityTest, ReadsAndWritesSettingsThroughANewObjectEachTime) {
@@ -71,7 +71,7 @@ TEST_F(UtilityTest, ProbesWhatMessageQueuingSupports) {
 TEST_F(UtilityTest, OpensQueuesByFormatNameOrPathName) {
   utility->OpenQueue(String(u"Q"), MQ_SEND_ACCESS, true);
   recorder.version.majorVersion = 4;
-  make<facade::Utility>()->OpenQueue(String(u"Q"), MQ_RECEIVE_ACCESS, false);
+  make<PublicUtility>()->OpenQueue(String(u"Q"), MQ_RECEIVE_ACCESS, false);
 }
 
 TEST_F(UtilityTest, TheJournalOfAMissingQueueIsOpenedWhoeverCreatesTheQueue) {

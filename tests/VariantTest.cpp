@@ -1,5 +1,5 @@
 #include "Expect.h"
-#include "Text.h"
+#include "StoredText.h"
 
 #include <CorvaneQueue/Variant.h>
 #include <cstddef>

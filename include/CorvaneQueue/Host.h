@@ -8,18 +8,18 @@ namespace CorvaneQueue {
 // Receives the error reports of one class of one library.
 struct _ExceptionHandler : IDispatch {
   // The library and the class that the reports are about.
-  virtual HRESULT STDMETHODCALLTYPE put_ComponentName(BSTR value) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE put_ClassName(BSTR value) noexcept = 0;
+  virtual HRESULT CORVANE_CALL put_ComponentName(BSTR value) noexcept = 0;
+  virtual HRESULT CORVANE_CALL put_ClassName(BSTR value) noexcept = 0;
   // Both at once.
-  virtual HRESULT STDMETHODCALLTYPE raw_SetNames(BSTR ComponentName, BSTR ClassName) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_SetNames(BSTR ComponentName, BSTR ClassName) noexcept = 0;
   // The text of the next report.
-  virtual HRESULT STDMETHODCALLTYPE put_Description(BSTR value) noexcept = 0;
+  virtual HRESULT CORVANE_CALL put_Description(BSTR value) noexcept = 0;
   // The next report carries this error.
-  virtual HRESULT STDMETHODCALLTYPE raw_TakeError(LONG Number, BSTR Source, BSTR Description) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_TakeError(LONG Number, BSTR Source, BSTR Description) noexcept = 0;
   // Records, always. With RaiseError true the call fails with the recorded error: this number, the
   // procedure name as source, the recorded description. Level 1 is an error, 2 a warning.
-  virtual HRESULT STDMETHODCALLTYPE raw_Report(VARIANT_BOOL RaiseError, LONG Level, LONG Number,
-                                               BSTR ProcedureName) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_Report(VARIANT_BOOL RaiseError, LONG Level, LONG Number,
+                                          BSTR ProcedureName) noexcept = 0;
 };
 
 inline constexpr std::array exceptionHandlerMembers{
@@ -41,7 +41,7 @@ struct InterfaceTraits<_ExceptionHandler> {
 
 // The trace of one class.
 struct _ClassTrace : IDispatch {
-  virtual HRESULT STDMETHODCALLTYPE get_ExceptionHandler(_ExceptionHandler** result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_ExceptionHandler(_ExceptionHandler** result) noexcept = 0;
 };
 
 inline constexpr std::array classTraceMembers{
@@ -59,8 +59,7 @@ struct InterfaceTraits<_ClassTrace> {
 // Utility.Initialize, or implement it to receive the reports yourself.
 struct _ProcessTrace : IDispatch {
   // A variant that holds the ClassTrace of that class of that library.
-  virtual HRESULT STDMETHODCALLTYPE raw_ClassTrace(BSTR LibraryName, BSTR ClassName,
-                                                   VARIANT* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_ClassTrace(BSTR LibraryName, BSTR ClassName, VARIANT* result) noexcept = 0;
 };
 
 inline constexpr std::array processTraceMembers{

@@ -7,10 +7,10 @@
 namespace CorvaneQueue {
 
 struct _Journal : IDispatch {
-  virtual HRESULT STDMETHODCALLTYPE get_Messages(_Messages** result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE putref_Messages(_Messages* value) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_Messages(_Messages** result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL putref_Messages(_Messages* value) noexcept = 0;
   // Deletes every acknowledged document; the waiting ones stay.
-  virtual HRESULT STDMETHODCALLTYPE raw_Purge() noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_Purge() noexcept = 0;
 };
 
 inline constexpr std::array journalMembers{

@@ -8,20 +8,20 @@ namespace CorvaneQueue {
 
 struct _Message : IDispatch {
   // Decimal digits. Give it to Queue.AcknowledgeDocument.
-  virtual HRESULT STDMETHODCALLTYPE get_ID(BSTR* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_ID(BSTR* result) noexcept = 0;
   // 1 when the body is compressed. Error 91 on the database store.
-  virtual HRESULT STDMETHODCALLTYPE get_AppSpecific(LONG* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_AppSpecific(LONG* result) noexcept = 0;
   // Local time. Error 91 on the database store.
-  virtual HRESULT STDMETHODCALLTYPE get_ArrivedTime(DATE* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_ArrivedTime(DATE* result) noexcept = 0;
   // The text of the document, as a string.
-  virtual HRESULT STDMETHODCALLTYPE get_Body(VARIANT* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_Body(VARIANT* result) noexcept = 0;
   // 16-bit units on the database store, stored bytes on the Message Queuing store.
-  virtual HRESULT STDMETHODCALLTYPE get_BodyLength(LONG* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_Label(BSTR* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_BodyLength(LONG* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_Label(BSTR* result) noexcept = 0;
   // Local time in lists; UTC from ReceiveNext of the database store.
-  virtual HRESULT STDMETHODCALLTYPE get_SentTime(DATE* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_SentTime(DATE* result) noexcept = 0;
   // Seconds. Error 91 on the database store.
-  virtual HRESULT STDMETHODCALLTYPE get_TimeToAcknowledge(LONG* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_TimeToAcknowledge(LONG* result) noexcept = 0;
 };
 
 inline constexpr std::array messageMembers{

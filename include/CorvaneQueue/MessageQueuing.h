@@ -7,10 +7,9 @@
 namespace CorvaneQueue {
 
 struct IMSMQTransaction : IDispatch {
-  virtual HRESULT STDMETHODCALLTYPE raw_Commit(VARIANT* fRetaining, VARIANT* grfTC,
-                                               VARIANT* grfRM) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE raw_Abort(VARIANT* fRetaining, VARIANT* fAsync) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_Transaction(LONG* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_Commit(VARIANT* fRetaining, VARIANT* grfTC, VARIANT* grfRM) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_Abort(VARIANT* fRetaining, VARIANT* fAsync) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_Transaction(LONG* result) noexcept = 0;
 };
 
 inline constexpr std::array msmqTransactionMembers{
@@ -27,7 +26,7 @@ struct InterfaceTraits<IMSMQTransaction> {
 };
 
 struct IMSMQCoordinatedTransactionDispenser : IDispatch {
-  virtual HRESULT STDMETHODCALLTYPE raw_BeginTransaction(IMSMQTransaction** result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_BeginTransaction(IMSMQTransaction** result) noexcept = 0;
 };
 
 inline constexpr std::array msmqDispenserMembers{
@@ -65,21 +64,21 @@ struct InterfaceTraits<_DMSMQEventEvents> {
 inline constexpr EventKind msmqArrival{iidOf<_DMSMQEventEvents>, msmqArrivedId, 2};
 
 struct IMSMQMessage : IDispatch {
-  virtual HRESULT STDMETHODCALLTYPE get_Label(BSTR* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE put_Label(BSTR value) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_Body(VARIANT* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE put_Body(VARIANT value) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_AppSpecific(LONG* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE put_AppSpecific(LONG value) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_Delivery(LONG* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE put_Delivery(LONG value) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_Id(VARIANT* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_BodyLength(LONG* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_SentTime(VARIANT* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_ArrivedTime(VARIANT* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_MaxTimeToReceive(LONG* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_Label(BSTR* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL put_Label(BSTR value) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_Body(VARIANT* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL put_Body(VARIANT value) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_AppSpecific(LONG* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL put_AppSpecific(LONG value) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_Delivery(LONG* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL put_Delivery(LONG value) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_Id(VARIANT* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_BodyLength(LONG* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_SentTime(VARIANT* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_ArrivedTime(VARIANT* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_MaxTimeToReceive(LONG* result) noexcept = 0;
   // DestinationQueue is an open IMSMQQueue.
-  virtual HRESULT STDMETHODCALLTYPE raw_Send(IDispatch* DestinationQueue, VARIANT* Transaction) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_Send(IDispatch* DestinationQueue, VARIANT* Transaction) noexcept = 0;
 };
 
 inline constexpr std::array msmqMessageMembers{
@@ -107,24 +106,23 @@ struct InterfaceTraits<IMSMQMessage> {
 };
 
 struct IMSMQQueueInfo : IDispatch {
-  virtual HRESULT STDMETHODCALLTYPE get_PathName(BSTR* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE put_PathName(BSTR value) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_FormatName(BSTR* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE put_FormatName(BSTR value) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_IsTransactional(VARIANT_BOOL* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_Quota(LONG* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE put_Quota(LONG value) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_Journal(LONG* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE put_Journal(LONG value) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_JournalQuota(LONG* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE put_JournalQuota(LONG value) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE raw_Create(VARIANT* IsTransactional,
-                                               VARIANT* IsWorldReadable) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE raw_Delete() noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_PathName(BSTR* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL put_PathName(BSTR value) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_FormatName(BSTR* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL put_FormatName(BSTR value) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_IsTransactional(VARIANT_BOOL* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_Quota(LONG* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL put_Quota(LONG value) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_Journal(LONG* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL put_Journal(LONG value) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_JournalQuota(LONG* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL put_JournalQuota(LONG value) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_Create(VARIANT* IsTransactional, VARIANT* IsWorldReadable) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_Delete() noexcept = 0;
   // The result is an IMSMQQueue.
-  virtual HRESULT STDMETHODCALLTYPE raw_Open(LONG Access, LONG ShareMode, IDispatch** result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE raw_Update() noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE raw_Refresh() noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_Open(LONG Access, LONG ShareMode, IDispatch** result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_Update() noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_Refresh() noexcept = 0;
 };
 
 inline constexpr std::array msmqQueueInfoMembers{
@@ -155,25 +153,24 @@ struct InterfaceTraits<IMSMQQueueInfo> {
 };
 
 struct IMSMQQueue : IDispatch {
-  virtual HRESULT STDMETHODCALLTYPE get_QueueInfo(IMSMQQueueInfo** result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE raw_Reset() noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE raw_Close() noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_QueueInfo(IMSMQQueueInfo** result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_Reset() noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_Close() noexcept = 0;
   // Null when the time (milliseconds) passed without a message, here and below.
-  virtual HRESULT STDMETHODCALLTYPE raw_PeekCurrent(VARIANT* WantDestinationQueue, VARIANT* WantBody,
-                                                    VARIANT* ReceiveTimeout,
-                                                    IMSMQMessage** result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE raw_PeekNext(VARIANT* WantDestinationQueue, VARIANT* WantBody,
-                                                 VARIANT* ReceiveTimeout, IMSMQMessage** result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE raw_Peek(VARIANT* WantDestinationQueue, VARIANT* WantBody,
-                                             VARIANT* ReceiveTimeout, IMSMQMessage** result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE raw_Receive(VARIANT* Transaction, VARIANT* WantDestinationQueue,
-                                                VARIANT* WantBody, VARIANT* ReceiveTimeout,
-                                                IMSMQMessage** result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE raw_ReceiveCurrent(VARIANT* Transaction, VARIANT* WantDestinationQueue,
-                                                       VARIANT* WantBody, VARIANT* ReceiveTimeout,
-                                                       IMSMQMessage** result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE raw_EnableNotification(IMSMQEvent* Event, VARIANT* Cursor,
-                                                           VARIANT* ReceiveTimeout) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_PeekCurrent(VARIANT* WantDestinationQueue, VARIANT* WantBody,
+                                               VARIANT* ReceiveTimeout, IMSMQMessage** result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_PeekNext(VARIANT* WantDestinationQueue, VARIANT* WantBody,
+                                            VARIANT* ReceiveTimeout, IMSMQMessage** result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_Peek(VARIANT* WantDestinationQueue, VARIANT* WantBody,
+                                        VARIANT* ReceiveTimeout, IMSMQMessage** result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_Receive(VARIANT* Transaction, VARIANT* WantDestinationQueue,
+                                           VARIANT* WantBody, VARIANT* ReceiveTimeout,
+                                           IMSMQMessage** result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_ReceiveCurrent(VARIANT* Transaction, VARIANT* WantDestinationQueue,
+                                                  VARIANT* WantBody, VARIANT* ReceiveTimeout,
+                                                  IMSMQMessage** result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_EnableNotification(IMSMQEvent* Event, VARIANT* Cursor,
+                                                      VARIANT* ReceiveTimeout) noexcept = 0;
 };
 
 inline constexpr std::array msmqQueueMembers{
@@ -232,9 +229,9 @@ inline constexpr LONG INFINITE_TIMEOUT = -1;
 // answer is false and the cursor stays. Not for late binding.
 struct IMSMQQueueSeek : IUnknown {
   // The message that was peeked, from this queue.
-  virtual HRESULT STDMETHODCALLTYPE raw_SeekMessage(IMSMQMessage* Message, VARIANT_BOOL* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_SeekMessage(IMSMQMessage* Message, VARIANT_BOOL* result) noexcept = 0;
   // The first message whose identifier ends in these four bytes, the least significant one first.
-  virtual HRESULT STDMETHODCALLTYPE raw_SeekNumber(LONG Number, VARIANT_BOOL* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_SeekNumber(LONG Number, VARIANT_BOOL* result) noexcept = 0;
 };
 template <>
 struct InterfaceTraits<IMSMQQueueSeek> {

@@ -9,14 +9,14 @@ namespace CorvaneQueue {
 
 struct _Messages : IDispatch {
   // By position from 1 (error 9 when out of range) or by identifier (error 5 when unknown).
-  virtual HRESULT STDMETHODCALLTYPE get_Item(VARIANT* vntIndexKey, _Message** result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_Count(LONG* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_Item(VARIANT* vntIndexKey, _Message** result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_Count(LONG* result) noexcept = 0;
   // Reads the list from the store anew.
-  virtual HRESULT STDMETHODCALLTYPE raw_Refresh() noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_Refresh() noexcept = 0;
   // Takes a message out of this list only; the store keeps it.
-  virtual HRESULT STDMETHODCALLTYPE raw_Remove(VARIANT* vntIndexKey) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_Remove(VARIANT* vntIndexKey) noexcept = 0;
   // An IEnumVARIANT over the messages as they are now.
-  virtual HRESULT STDMETHODCALLTYPE get_NewEnum(IUnknown** result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_NewEnum(IUnknown** result) noexcept = 0;
 };
 
 inline constexpr std::array messagesMembers{

@@ -13,58 +13,58 @@ namespace CorvaneQueue {
 
 struct _Queue : IDispatch {
   // Holders: nothing unless a client assigned something.
-  virtual HRESULT STDMETHODCALLTYPE get_Journal(_Journal** result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE putref_Journal(_Journal* value) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_Messages(_Messages** result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE putref_Messages(_Messages* value) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_Journal(_Journal** result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL putref_Journal(_Journal* value) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_Messages(_Messages** result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL putref_Messages(_Messages* value) noexcept = 0;
   // The four routing fields, which become the label of a document.
-  virtual HRESULT STDMETHODCALLTYPE get_MsgType(BSTR* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE put_MsgType(BSTR value) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_MsgID(BSTR* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE put_MsgID(BSTR value) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_Object(BSTR* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE put_Object(BSTR value) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_ObjectID(BSTR* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE put_ObjectID(BSTR value) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_Name(BSTR* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_MsgType(BSTR* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL put_MsgType(BSTR value) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_MsgID(BSTR* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL put_MsgID(BSTR value) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_Object(BSTR* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL put_Object(BSTR value) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_ObjectID(BSTR* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL put_ObjectID(BSTR value) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_Name(BSTR* result) noexcept = 0;
   // Whether documents sent through this object are compressed (Message Queuing store).
-  virtual HRESULT STDMETHODCALLTYPE get_CompressMessages(VARIANT_BOOL* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_LastDocument(BSTR* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_CompressMessages(VARIANT_BOOL* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_LastDocument(BSTR* result) noexcept = 0;
   // Kilobytes. QueueSize, JournalEnabled, JournalQuota and Quota: error 100 on the database store.
-  virtual HRESULT STDMETHODCALLTYPE put_QueueSize(LONG value) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_QueueSize(LONG* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE put_JournalEnabled(VARIANT_BOOL value) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_JournalEnabled(VARIANT_BOOL* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE put_JournalQuota(LONG value) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_JournalQuota(LONG* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE put_Quota(LONG value) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_Quota(LONG* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL put_QueueSize(LONG value) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_QueueSize(LONG* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL put_JournalEnabled(VARIANT_BOOL value) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_JournalEnabled(VARIANT_BOOL* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL put_JournalQuota(LONG value) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_JournalQuota(LONG* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL put_Quota(LONG value) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_Quota(LONG* result) noexcept = 0;
   // Where errors are reported from now on. Assign it after Initialize.
-  virtual HRESULT STDMETHODCALLTYPE putref_ProcessTrace(_ProcessTrace* value) noexcept = 0;
+  virtual HRESULT CORVANE_CALL putref_ProcessTrace(_ProcessTrace* value) noexcept = 0;
   // Binds the object to a queue of the configured store, or to its journal.
-  virtual HRESULT STDMETHODCALLTYPE raw_Initialize(BSTR Name, VARIANT_BOOL IsJournal) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE raw_IsEmpty(VARIANT_BOOL* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_Initialize(BSTR Name, VARIANT_BOOL IsJournal) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_IsEmpty(VARIANT_BOOL* result) noexcept = 0;
   // Deletes the waiting documents.
-  virtual HRESULT STDMETHODCALLTYPE raw_Purge() noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_Purge() noexcept = 0;
   // Error 13 for a message of another store.
-  virtual HRESULT STDMETHODCALLTYPE raw_SendMessage(_Message* Message) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_SendMessage(_Message* Message) noexcept = 0;
   // Durable when the call returns, or when the open transaction is committed.
-  virtual HRESULT STDMETHODCALLTYPE raw_SendDocument(BSTR RawDocument) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE raw_AcknowledgeMessage(_Message* Message) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_SendDocument(BSTR RawDocument) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_AcknowledgeMessage(_Message* Message) noexcept = 0;
   // Database store: the identifier of the document. Message Queuing store: ignored.
-  virtual HRESULT STDMETHODCALLTYPE raw_AcknowledgeDocument(BSTR MessageID) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_AcknowledgeDocument(BSTR MessageID) noexcept = 0;
   // Message Queuing store only, as ReceiveDisable and Transaction: else 0x80004001.
-  virtual HRESULT STDMETHODCALLTYPE raw_ReceiveEnable() noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE raw_ReceiveDisable() noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_ReceiveEnable() noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_ReceiveDisable() noexcept = 0;
   // The nesting level (database store; 0 when one is open already: there is one transaction an object)
   // or the transaction object. Commit and Abort without a transaction do nothing.
-  virtual HRESULT STDMETHODCALLTYPE raw_BeginTransaction(VARIANT* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_Transaction(VARIANT* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE putref_Transaction(VARIANT value) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE raw_Commit() noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE raw_Abort() noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_BeginTransaction(VARIANT* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_Transaction(VARIANT* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL putref_Transaction(VARIANT value) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_Commit() noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_Abort() noexcept = 0;
   // The next waiting document, or null. Database store only.
-  virtual HRESULT STDMETHODCALLTYPE raw_ReceiveNext(_Message** result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_ReceiveNext(_Message** result) noexcept = 0;
 };
 
 inline constexpr std::array queueMembers{
@@ -122,6 +122,7 @@ inline constexpr std::array queueMembers{
     method<&_Queue::raw_ReceiveEnable>(0x60030019, u"ReceiveEnable",
                                        "The ReceiveEnable Method enables the evtArrived event."),
     method<&_Queue::raw_ReceiveDisable>(0x6003001a, u"ReceiveDisable",
+                                        // meant: the published text
                                         "The ReceiveDisable Method disbales the evtArrived event."),
     function<&_Queue::raw_BeginTransaction>(0x6003001b, u"BeginTransaction"),
     get<&_Queue::get_Transaction>(0x68030000, u"Transaction"),

@@ -7,16 +7,16 @@
 namespace CorvaneQueue {
 
 struct _Queues : IDispatch {
-  virtual HRESULT STDMETHODCALLTYPE raw_Refresh() noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE raw_Exists(BSTR Name, VARIANT_BOOL* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_Refresh() noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_Exists(BSTR Name, VARIANT_BOOL* result) noexcept = 0;
   // Creates the queue in the store when it is missing. Error 457 when the list holds it already.
-  virtual HRESULT STDMETHODCALLTYPE raw_Add(BSTR Name, _Queue** result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_Add(BSTR Name, _Queue** result) noexcept = 0;
   // By position from 1 (error 9 when out of range) or by name (error 5 when unknown).
-  virtual HRESULT STDMETHODCALLTYPE get_Item(VARIANT vntIndexKey, _Queue** result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_Count(LONG* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_Item(VARIANT vntIndexKey, _Queue** result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_Count(LONG* result) noexcept = 0;
   // Takes a queue out of this list only; the store keeps it.
-  virtual HRESULT STDMETHODCALLTYPE raw_Remove(VARIANT vntIndexKey) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_NewEnum(IUnknown** result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_Remove(VARIANT vntIndexKey) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_NewEnum(IUnknown** result) noexcept = 0;
 };
 
 inline constexpr std::array queuesMembers{

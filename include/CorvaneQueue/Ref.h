@@ -62,11 +62,11 @@ class Ref {
   Ref(const Ref& other) noexcept : Ref(other.object_) {}
   Ref(Ref&& other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
   template <class U>
-  requires std::convertible_to<U*, T*> Ref(const Ref<U>& other)
-  noexcept : Ref(static_cast<T*>(other.get())) {}
+  requires std::convertible_to<U*, T*>
+  Ref(const Ref<U>& other) noexcept : Ref(static_cast<T*>(other.get())) {}
   template <class U>
-  requires std::convertible_to<U*, T*> Ref(Ref<U>&& other)
-  noexcept : object_(other.detach()) {}
+  requires std::convertible_to<U*, T*>
+  Ref(Ref<U>&& other) noexcept : object_(other.detach()) {}
   ~Ref() {
     if (object_ != nullptr) object_->Release();
   }

@@ -31,7 +31,7 @@ class EventSink final : public IDispatch {
   // No further event reaches the handler; one that it is in the middle of goes on.
   void end() noexcept { handler_ = nullptr; }
 
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) noexcept final {
+  HRESULT CORVANE_CALL QueryInterface(REFIID iid, void** object) noexcept final {
     if (object == nullptr) return E_POINTER;
     const bool isAnswered = iid == IID_IUnknown || iid == IID_IDispatch || iid == kind_.source;
     *object = isAnswered ? this : nullptr;
@@ -39,23 +39,23 @@ class EventSink final : public IDispatch {
     AddRef();
     return S_OK;
   }
-  ULONG STDMETHODCALLTYPE AddRef() noexcept final { return ++count_; }
-  ULONG STDMETHODCALLTYPE Release() noexcept final {
+  ULONG CORVANE_CALL AddRef() noexcept final { return ++count_; }
+  ULONG CORVANE_CALL Release() noexcept final {
     const ULONG left = --count_;
     if (left == 0) delete this;
     return left;
   }
-  HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) noexcept final {
+  HRESULT CORVANE_CALL GetTypeInfoCount(UINT* count) noexcept final {
     if (count == nullptr) return E_POINTER;
     *count = 0;
     return S_OK;
   }
-  HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) noexcept final { return DISP_E_BADINDEX; }
-  HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) noexcept final {
+  HRESULT CORVANE_CALL GetTypeInfo(UINT, LCID, ITypeInfo**) noexcept final { return DISP_E_BADINDEX; }
+  HRESULT CORVANE_CALL GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) noexcept final {
     return DISP_E_UNKNOWNNAME;
   }
-  HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID, LCID, WORD, DISPPARAMS* parameters, VARIANT*,
-                                   EXCEPINFO* exception, UINT*) noexcept final {
+  HRESULT CORVANE_CALL Invoke(DISPID id, REFIID, LCID, WORD, DISPPARAMS* parameters, VARIANT*,
+                              EXCEPINFO* exception, UINT*) noexcept final {
     if (id != kind_.event) return DISP_E_MEMBERNOTFOUND;
     if (parameters == nullptr || parameters->cArgs != kind_.argumentCount) return DISP_E_BADPARAMCOUNT;
     const auto handler = handler_;

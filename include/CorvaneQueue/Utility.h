@@ -8,20 +8,20 @@
 namespace CorvaneQueue {
 
 struct _Utility : IDispatch {
-  virtual HRESULT STDMETHODCALLTYPE raw_Initialize(_ProcessTrace* ProcessTrace) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_UsesPublicQueues(VARIANT_BOOL* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE put_UsesPublicQueues(VARIANT_BOOL value) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_Initialize(_ProcessTrace* ProcessTrace) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_UsesPublicQueues(VARIANT_BOOL* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL put_UsesPublicQueues(VARIANT_BOOL value) noexcept = 0;
   // The result is decimal: at least ten digits.
-  virtual HRESULT STDMETHODCALLTYPE raw_IDToString(VARIANT* ID, BSTR* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE raw_ParseQueuePathName(BSTR QueueName, BSTR* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE raw_FormatQueuePathName(BSTR QueueName, BSTR* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE raw_CreateQueue(BSTR QueueName) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_SupportsPublicQueues(VARIANT_BOOL* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_SupportsPrivateQueues(VARIANT_BOOL* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE raw_GetBody(IMSMQMessage** objMessage, VARIANT* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_IDToString(VARIANT* ID, BSTR* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_ParseQueuePathName(BSTR QueueName, BSTR* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_FormatQueuePathName(BSTR QueueName, BSTR* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_CreateQueue(BSTR QueueName) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_SupportsPublicQueues(VARIANT_BOOL* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_SupportsPrivateQueues(VARIANT_BOOL* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_GetBody(IMSMQMessage** objMessage, VARIANT* result) noexcept = 0;
   // "db" or "msmq"; a put of anything else is error 100.
-  virtual HRESULT STDMETHODCALLTYPE get_QueueStoreType(BSTR* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE put_QueueStoreType(BSTR value) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_QueueStoreType(BSTR* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL put_QueueStoreType(BSTR value) noexcept = 0;
 };
 
 inline constexpr std::array utilityMembers{

@@ -12,9 +12,7 @@ struct Incoming;
 
 // One with a place of its own in a variant.
 template <class T>
-concept Scalar = requires(VARIANT& variant) {
-  PlatformType<T>::behind(variant);
-};
+concept Scalar = requires(VARIANT& variant) { PlatformType<T>::behind(variant); };
 
 // The object in a variant, references followed; an empty variant holds none.
 inline HRESULT objectIn(const VARIANT& argument, IUnknown*& object) noexcept {

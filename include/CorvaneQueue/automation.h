@@ -9,13 +9,14 @@
 #include <ocidl.h>
 #include <oleauto.h>
 #define CORVANE_API
+#define CORVANE_CALL STDMETHODCALLTYPE
 #else
 
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 
-#define STDMETHODCALLTYPE
+#define CORVANE_CALL
 #define CORVANE_API __attribute__((visibility("default")))
 
 namespace CorvaneQueue {
@@ -227,51 +228,51 @@ inline constexpr DISPID DISPID_PROPERTYPUT = -3;
 inline constexpr DISPID DISPID_NEWENUM = -4;
 
 struct IUnknown {
-  virtual HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) noexcept = 0;
-  virtual ULONG STDMETHODCALLTYPE AddRef() noexcept = 0;
-  virtual ULONG STDMETHODCALLTYPE Release() noexcept = 0;
+  virtual HRESULT CORVANE_CALL QueryInterface(REFIID iid, void** object) noexcept = 0;
+  virtual ULONG CORVANE_CALL AddRef() noexcept = 0;
+  virtual ULONG CORVANE_CALL Release() noexcept = 0;
 };
 struct IDispatch : IUnknown {
-  virtual HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT index, LCID locale, ITypeInfo** info) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID reserved, LPOLESTR* names, UINT count, LCID locale,
-                                                  DISPID* ids) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID reserved, LCID locale, WORD flags,
-                                           DISPPARAMS* parameters, VARIANT* result, EXCEPINFO* exception,
-                                           UINT* argumentInError) noexcept = 0;
+  virtual HRESULT CORVANE_CALL GetTypeInfoCount(UINT* count) noexcept = 0;
+  virtual HRESULT CORVANE_CALL GetTypeInfo(UINT index, LCID locale, ITypeInfo** info) noexcept = 0;
+  virtual HRESULT CORVANE_CALL GetIDsOfNames(REFIID reserved, LPOLESTR* names, UINT count, LCID locale,
+                                             DISPID* ids) noexcept = 0;
+  virtual HRESULT CORVANE_CALL Invoke(DISPID id, REFIID reserved, LCID locale, WORD flags,
+                                      DISPPARAMS* parameters, VARIANT* result, EXCEPINFO* exception,
+                                      UINT* argumentInError) noexcept = 0;
 };
 struct IEnumVARIANT : IUnknown {
-  virtual HRESULT STDMETHODCALLTYPE Next(ULONG count, VARIANT* elements, ULONG* fetched) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE Skip(ULONG count) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE Reset() noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE Clone(IEnumVARIANT** copy) noexcept = 0;
+  virtual HRESULT CORVANE_CALL Next(ULONG count, VARIANT* elements, ULONG* fetched) noexcept = 0;
+  virtual HRESULT CORVANE_CALL Skip(ULONG count) noexcept = 0;
+  virtual HRESULT CORVANE_CALL Reset() noexcept = 0;
+  virtual HRESULT CORVANE_CALL Clone(IEnumVARIANT** copy) noexcept = 0;
 };
 struct IErrorInfo : IUnknown {
-  virtual HRESULT STDMETHODCALLTYPE GetGUID(GUID* guid) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE GetSource(BSTR* source) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE GetDescription(BSTR* description) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE GetHelpFile(BSTR* file) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE GetHelpContext(DWORD* context) noexcept = 0;
+  virtual HRESULT CORVANE_CALL GetGUID(GUID* guid) noexcept = 0;
+  virtual HRESULT CORVANE_CALL GetSource(BSTR* source) noexcept = 0;
+  virtual HRESULT CORVANE_CALL GetDescription(BSTR* description) noexcept = 0;
+  virtual HRESULT CORVANE_CALL GetHelpFile(BSTR* file) noexcept = 0;
+  virtual HRESULT CORVANE_CALL GetHelpContext(DWORD* context) noexcept = 0;
 };
 struct ISupportErrorInfo : IUnknown {
-  virtual HRESULT STDMETHODCALLTYPE InterfaceSupportsErrorInfo(REFIID iid) noexcept = 0;
+  virtual HRESULT CORVANE_CALL InterfaceSupportsErrorInfo(REFIID iid) noexcept = 0;
 };
 struct IClassFactory : IUnknown {
-  virtual HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID iid, void** object) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE LockServer(BOOL lock) noexcept = 0;
+  virtual HRESULT CORVANE_CALL CreateInstance(IUnknown* outer, REFIID iid, void** object) noexcept = 0;
+  virtual HRESULT CORVANE_CALL LockServer(BOOL lock) noexcept = 0;
 };
 struct IConnectionPointContainer;
 struct IConnectionPoint : IUnknown {
-  virtual HRESULT STDMETHODCALLTYPE GetConnectionInterface(IID* iid) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE
+  virtual HRESULT CORVANE_CALL GetConnectionInterface(IID* iid) noexcept = 0;
+  virtual HRESULT CORVANE_CALL
   GetConnectionPointContainer(IConnectionPointContainer** container) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE Advise(IUnknown* sink, DWORD* cookie) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE Unadvise(DWORD cookie) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE EnumConnections(void** connections) noexcept = 0;
+  virtual HRESULT CORVANE_CALL Advise(IUnknown* sink, DWORD* cookie) noexcept = 0;
+  virtual HRESULT CORVANE_CALL Unadvise(DWORD cookie) noexcept = 0;
+  virtual HRESULT CORVANE_CALL EnumConnections(void** connections) noexcept = 0;
 };
 struct IConnectionPointContainer : IUnknown {
-  virtual HRESULT STDMETHODCALLTYPE EnumConnectionPoints(void** points) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE FindConnectionPoint(REFIID iid, IConnectionPoint** point) noexcept = 0;
+  virtual HRESULT CORVANE_CALL EnumConnectionPoints(void** points) noexcept = 0;
+  virtual HRESULT CORVANE_CALL FindConnectionPoint(REFIID iid, IConnectionPoint** point) noexcept = 0;
 };
 
 extern "C" {

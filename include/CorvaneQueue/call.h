@@ -13,7 +13,7 @@ namespace detail {
 template <class Pointer>
 struct MemberSignature;
 template <class Interface_, class... Parameters_>
-struct MemberSignature<HRESULT (STDMETHODCALLTYPE Interface_::*)(Parameters_...) noexcept> {
+struct MemberSignature<HRESULT (CORVANE_CALL Interface_::*)(Parameters_...) noexcept> {
   using Interface = Interface_;
   using Parameters = std::tuple<Parameters_...>;
   static constexpr std::size_t count = sizeof...(Parameters_);
@@ -31,8 +31,8 @@ struct Passed {
   explicit Passed(A argument) : value(static_cast<P>(argument)) {}
 };
 template <class A>
-requires std::same_as < std::remove_cvref_t<A>,
-bool > struct Passed<VARIANT_BOOL, A> {
+requires std::same_as<std::remove_cvref_t<A>, bool>
+struct Passed<VARIANT_BOOL, A> {
   VARIANT_BOOL value;
   explicit Passed(bool argument) : value(PlatformType<VARIANT_BOOL>::give(argument)) {}
 };
@@ -66,13 +66,14 @@ struct Passed<VARIANT, A> {
 };
 // By reference: a Variant or a String that the callee may change.
 template <class T, class A>
-requires std::same_as < std::remove_cvref_t<A>,
-typename PlatformType<T>::Value > struct Passed<T*, A> {
+requires std::same_as<std::remove_cvref_t<A>, typename PlatformType<T>::Value>
+struct Passed<T*, A> {
   T* value;
   explicit Passed(typename PlatformType<T>::Value& argument) : value(argument.address()) {}
 };
 template <AutomationInterface I, class A>
-requires IsReference<std::remove_cvref_t<A>>::value struct Passed<I*, A> {
+requires IsReference<std::remove_cvref_t<A>>::value
+struct Passed<I*, A> {
   I* value;
   explicit Passed(const std::remove_cvref_t<A>& argument) : value(argument.get()) {}
 };

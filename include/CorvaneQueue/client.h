@@ -38,7 +38,9 @@ class Handle {
 // A new object of the class.
 template <class Class>
 requires requires { Class::registeredName; }
-Class create() { return Class(create<typename Class::Interface>(Class::registeredName)); }
+Class create() {
+  return Class(create<typename Class::Interface>(Class::registeredName));
+}
 
 // Handles one arrived document. Both texts may be changed: what is left in them goes back to the
 // queue, and RawDocument becomes its LastDocument.

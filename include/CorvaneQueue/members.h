@@ -74,9 +74,7 @@ constexpr ParameterType describe(Passing passing) {
 }
 
 template <class P>
-inline constexpr bool isReference = !requires {
-  PlatformType<P>::type;
-};
+inline constexpr bool isReference = !requires { PlatformType<P>::type; };
 
 template <class P>
 constexpr ParameterType describeParameter() {
@@ -152,8 +150,7 @@ constexpr Member row(MemberKind kind, DISPID id, const char16_t* name, const cha
   member.parameterNames = parameterNames;
   [&]<std::size_t... I>(std::index_sequence<I...>) {
     ((member.parameterTypes[I] = describeParameter<std::tuple_element_t<I, Parameters>>()), ...);
-  }
-  (std::make_index_sequence<count>());
+  }(std::make_index_sequence<count>());
   if constexpr (hasResult)
     member.resultType =
         describe<std::remove_pointer_t<std::tuple_element_t<count, Parameters>>>(Passing::Result);

@@ -95,7 +95,8 @@ struct PlatformType<I*> {
 
 // A parameter by reference, which the caller must have given. Throws 91.
 template <class T>
-requires(!std::is_void_v<T> && !AutomationInterface<T>) struct PlatformType<T*> {
+requires(!std::is_void_v<T> && !AutomationInterface<T>)
+struct PlatformType<T*> {
   using Argument = T&;
   static T& argument(T* reference) {
     if (reference == nullptr)

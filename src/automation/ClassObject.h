@@ -16,7 +16,7 @@ struct CreatableClass {
 class ClassObject final : public Object<ClassObject, IClassFactory> {
  public:
   explicit ClassObject(const CreatableClass& created) : created_(created) {}
-  HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID iid, void** object) noexcept final {
+  HRESULT CORVANE_CALL CreateInstance(IUnknown* outer, REFIID iid, void** object) noexcept final {
     SetErrorInfo(0, nullptr);  // a failure leaves its own error information or none
     if (object == nullptr) return E_POINTER;
     *object = nullptr;
@@ -25,7 +25,7 @@ class ClassObject final : public Object<ClassObject, IClassFactory> {
     const HRESULT created = answer([&] { found = created_.create()->QueryInterface(iid, object); });
     return FAILED(created) ? created : found;
   }
-  HRESULT STDMETHODCALLTYPE LockServer(BOOL lock) noexcept final {
+  HRESULT CORVANE_CALL LockServer(BOOL lock) noexcept final {
     liveObjects() += lock != 0 ? 1 : -1;
     return S_OK;
   }

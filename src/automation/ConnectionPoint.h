@@ -13,11 +13,11 @@ class ConnectionPoint final : public Object<ConnectionPoint, IConnectionPoint>, 
   ConnectionPoint(const IID& outgoing, IConnectionPointContainer* source)
       : outgoing_(outgoing), source_(source) {}
 
-  HRESULT STDMETHODCALLTYPE GetConnectionInterface(IID* iid) noexcept final;
-  HRESULT STDMETHODCALLTYPE GetConnectionPointContainer(IConnectionPointContainer** container) noexcept final;
-  HRESULT STDMETHODCALLTYPE Advise(IUnknown* sink, DWORD* cookie) noexcept final;
-  HRESULT STDMETHODCALLTYPE Unadvise(DWORD cookie) noexcept final;
-  HRESULT STDMETHODCALLTYPE EnumConnections(void** connections) noexcept final;
+  HRESULT CORVANE_CALL GetConnectionInterface(IID* iid) noexcept final;
+  HRESULT CORVANE_CALL GetConnectionPointContainer(IConnectionPointContainer** container) noexcept final;
+  HRESULT CORVANE_CALL Advise(IUnknown* sink, DWORD* cookie) noexcept final;
+  HRESULT CORVANE_CALL Unadvise(DWORD cookie) noexcept final;
+  HRESULT CORVANE_CALL EnumConnections(void** connections) noexcept final;
 
   // Calls every sink that is connected now, in the order they connected. A failing sink does not
   // keep the others from being called; returns the failures. `arguments` stand last first, as IDispatch
@@ -42,11 +42,11 @@ class EventSource : public IConnectionPointContainer, ThreadBound {
  public:
   using Presented = IConnectionPointContainer;
 
-  HRESULT STDMETHODCALLTYPE EnumConnectionPoints(void** points) noexcept final {
+  HRESULT CORVANE_CALL EnumConnectionPoints(void** points) noexcept final {
     if (points != nullptr) *points = nullptr;
     return E_NOTIMPL;
   }
-  HRESULT STDMETHODCALLTYPE FindConnectionPoint(REFIID iid, IConnectionPoint** point) noexcept final {
+  HRESULT CORVANE_CALL FindConnectionPoint(REFIID iid, IConnectionPoint** point) noexcept final {
     if (point == nullptr) return E_POINTER;
     *point = nullptr;
     if (iid != iidOf<EventInterface> && iid != IID_IDispatch) return CONNECT_E_NOCONNECTION;

@@ -1,5 +1,5 @@
 #include "Form.h"
-#include "Text.h"
+#include "StoredText.h"
 
 #include <CorvaneQueue/members.h>
 

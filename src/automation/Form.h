@@ -90,22 +90,20 @@ class DispatchForm : public Interface, protected ThreadBound {
  public:
   using Presented = Interface;
 
-  HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) noexcept final {
+  HRESULT CORVANE_CALL GetTypeInfoCount(UINT* count) noexcept final {
     if (count == nullptr) return E_POINTER;
     *count = 0;
     return S_OK;
   }
-  HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo** info) noexcept final {
+  HRESULT CORVANE_CALL GetTypeInfo(UINT, LCID, ITypeInfo** info) noexcept final {
     if (info != nullptr) *info = nullptr;
     return DISP_E_BADINDEX;
   }
-  HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID,
-                                          DISPID* ids) noexcept final {
+  HRESULT CORVANE_CALL GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, DISPID* ids) noexcept final {
     return lateBoundNames(InterfaceTraits<Interface>::members, names, count, ids);
   }
-  HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPARAMS* parameters,
-                                   VARIANT* result, EXCEPINFO* exception,
-                                   UINT* argumentInError) noexcept final {
+  HRESULT CORVANE_CALL Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPARAMS* parameters, VARIANT* result,
+                              EXCEPINFO* exception, UINT* argumentInError) noexcept final {
     return lateBoundCall(InterfaceTraits<Interface>::members, static_cast<Interface*>(this), id, flags,
                          parameters, result, exception, argumentInError);
   }

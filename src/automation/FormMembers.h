@@ -33,41 +33,40 @@ decltype(auto) argument(P& parameter) {
 #define FORM_GIVEN(parameter) CorvaneQueue::detail::argument(parameter)
 
 #define FORM_0(member, form, own, procedure)                             \
-  HRESULT STDMETHODCALLTYPE member() noexcept final {                    \
+  HRESULT CORVANE_CALL member() noexcept final {                         \
     return answer([&] { return self().form(); });                        \
   }                                                                      \
   auto form() {                                                          \
     return self().reportedForm(procedure, [&] { return self().own(); }); \
   }
-#define FORM_1(member, form, own, procedure, a)                                  \
-  HRESULT STDMETHODCALLTYPE member(FORM_PARAMETER(member, 0) a) noexcept final { \
-    return answer([&] { return self().form(FORM_GIVEN(a)); });                   \
+#define FORM_1(member, form, own, procedure, a)                             \
+  HRESULT CORVANE_CALL member(FORM_PARAMETER(member, 0) a) noexcept final { \
+    return answer([&] { return self().form(FORM_GIVEN(a)); });              \
+  }                                                                         \
+  auto form(FORM_ARGUMENT(member, 0) a) {                                   \
+    return self().reportedForm(procedure, [&] { return self().own(a); });   \
+  }
+#define FORM_2(member, form, own, procedure, a, b)                                                       \
+  HRESULT CORVANE_CALL member(FORM_PARAMETER(member, 0) a, FORM_PARAMETER(member, 1) b) noexcept final { \
+    return answer([&] { return self().form(FORM_GIVEN(a), FORM_GIVEN(b)); });                            \
+  }                                                                                                      \
+  auto form(FORM_ARGUMENT(member, 0) a, FORM_ARGUMENT(member, 1) b) {                                    \
+    return self().reportedForm(procedure, [&] { return self().own(a, b); });                             \
+  }
+#define FORM_RESULT_0(member, form, own, procedure)                              \
+  HRESULT CORVANE_CALL member(FORM_PARAMETER(member, 0) result) noexcept final { \
+    return answer(result, [&] { return self().form(); });                        \
+  }                                                                              \
+  auto form() {                                                                  \
+    return self().reportedForm(procedure, [&] { return self().own(); });         \
+  }
+#define FORM_RESULT_1(member, form, own, procedure, a)                           \
+  HRESULT CORVANE_CALL member(FORM_PARAMETER(member, 0) a,                       \
+                              FORM_PARAMETER(member, 1) result) noexcept final { \
+    return answer(result, [&] { return self().form(FORM_GIVEN(a)); });           \
   }                                                                              \
   auto form(FORM_ARGUMENT(member, 0) a) {                                        \
     return self().reportedForm(procedure, [&] { return self().own(a); });        \
-  }
-#define FORM_2(member, form, own, procedure, a, b)                               \
-  HRESULT STDMETHODCALLTYPE member(FORM_PARAMETER(member, 0) a,                  \
-                                   FORM_PARAMETER(member, 1) b) noexcept final { \
-    return answer([&] { return self().form(FORM_GIVEN(a), FORM_GIVEN(b)); });    \
-  }                                                                              \
-  auto form(FORM_ARGUMENT(member, 0) a, FORM_ARGUMENT(member, 1) b) {            \
-    return self().reportedForm(procedure, [&] { return self().own(a, b); });     \
-  }
-#define FORM_RESULT_0(member, form, own, procedure)                                   \
-  HRESULT STDMETHODCALLTYPE member(FORM_PARAMETER(member, 0) result) noexcept final { \
-    return answer(result, [&] { return self().form(); });                             \
-  }                                                                                   \
-  auto form() {                                                                       \
-    return self().reportedForm(procedure, [&] { return self().own(); });              \
-  }
-#define FORM_RESULT_1(member, form, own, procedure, a)                                \
-  HRESULT STDMETHODCALLTYPE member(FORM_PARAMETER(member, 0) a,                       \
-                                   FORM_PARAMETER(member, 1) result) noexcept final { \
-    return answer(result, [&] { return self().form(FORM_GIVEN(a)); });                \
-  }                                                                                   \
-  auto form(FORM_ARGUMENT(member, 0) a) {                                             \
-    return self().reportedForm(procedure, [&] { return self().own(a); });             \
   }
 
 #define FORM_GET(kind, name) FORM_RESULT_0(get_##name, kind##_##name##_Get, name, u"" #kind "_" #name " Get")

@@ -1,6 +1,6 @@
 #include "KeyedCollection.h"
 
-#include "Text.h"
+#include "StoredText.h"
 
 #include <algorithm>
 #include <bit>
@@ -15,7 +15,7 @@ class Enumerator final : public Object<Enumerator, IEnumVARIANT>, ThreadBound {
   Enumerator(std::vector<Ref<IDispatch>> objects, std::size_t next)
       : objects_(std::move(objects)), next_(next) {}
 
-  HRESULT STDMETHODCALLTYPE Next(ULONG count, VARIANT* elements, ULONG* fetched) noexcept final {
+  HRESULT CORVANE_CALL Next(ULONG count, VARIANT* elements, ULONG* fetched) noexcept final {
     if (elements == nullptr || (fetched == nullptr && count != 1)) return E_INVALIDARG;
     if (fetched != nullptr) *fetched = 0;
     if (!isOwnThread()) return RPC_E_WRONG_THREAD;
@@ -25,18 +25,18 @@ class Enumerator final : public Object<Enumerator, IEnumVARIANT>, ThreadBound {
     if (fetched != nullptr) *fetched = done;
     return done == count ? S_OK : S_FALSE;
   }
-  HRESULT STDMETHODCALLTYPE Skip(ULONG count) noexcept final {
+  HRESULT CORVANE_CALL Skip(ULONG count) noexcept final {
     if (!isOwnThread()) return RPC_E_WRONG_THREAD;
     const std::size_t left = objects_.size() - next_;
     next_ += count < left ? count : left;
     return count <= left ? S_OK : S_FALSE;
   }
-  HRESULT STDMETHODCALLTYPE Reset() noexcept final {
+  HRESULT CORVANE_CALL Reset() noexcept final {
     if (!isOwnThread()) return RPC_E_WRONG_THREAD;
     next_ = 0;
     return S_OK;
   }
-  HRESULT STDMETHODCALLTYPE Clone(IEnumVARIANT** copy) noexcept final {
+  HRESULT CORVANE_CALL Clone(IEnumVARIANT** copy) noexcept final {
     return answer(copy, [&] { return make<Enumerator>(objects_, next_); });
   }
 

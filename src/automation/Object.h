@@ -24,9 +24,9 @@ struct PresentedBy<Base> {
 // Whether failures of an interface's members always leave error information. Those of the runtime's own
 // interfaces answer with plain results, but for the creation of objects.
 template <class Interface>
-inline constexpr bool reportsErrors = (std::is_base_of_v<IDispatch, Interface> &&
-                                       !std::is_same_v<IDispatch, Interface>) ||
-                                      std::is_same_v<IClassFactory, Interface>;
+inline constexpr bool reportsErrors =
+    (std::is_base_of_v<IDispatch, Interface> && !std::is_same_v<IDispatch, Interface>) ||
+    std::is_same_v<IClassFactory, Interface>;
 }  // namespace detail
 
 // Counts references and answers for the interfaces that its bases present: a form presents its
@@ -38,17 +38,15 @@ class Object : public First, public Rest..., public ISupportErrorInfo {
  public:
   using DefaultInterface = typename detail::PresentedBy<First>::type;
 
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) noexcept final {
+  HRESULT CORVANE_CALL QueryInterface(REFIID iid, void** object) noexcept final {
     if (object == nullptr) return E_POINTER;
     *object = find(iid);
     if (*object == nullptr) return E_NOINTERFACE;
     AddRef();
     return S_OK;
   }
-  ULONG STDMETHODCALLTYPE AddRef() noexcept final {
-    return count_.fetch_add(1, std::memory_order_relaxed) + 1;
-  }
-  ULONG STDMETHODCALLTYPE Release() noexcept final {
+  ULONG CORVANE_CALL AddRef() noexcept final { return count_.fetch_add(1, std::memory_order_relaxed) + 1; }
+  ULONG CORVANE_CALL Release() noexcept final {
     const ULONG left = count_.fetch_sub(1, std::memory_order_acq_rel) - 1;
     if (left == 0) {
       count_ = beingDestroyed;  // a teardown may hand out and take back references
@@ -56,7 +54,7 @@ class Object : public First, public Rest..., public ISupportErrorInfo {
     }
     return left;
   }
-  HRESULT STDMETHODCALLTYPE InterfaceSupportsErrorInfo(REFIID iid) noexcept final {
+  HRESULT CORVANE_CALL InterfaceSupportsErrorInfo(REFIID iid) noexcept final {
     return reports<First>(iid) || (reports<Rest>(iid) || ...) ? S_OK : S_FALSE;
   }
 

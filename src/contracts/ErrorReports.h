@@ -1,5 +1,18 @@
 // The common error pattern: a failing member hands its error to the exception handler, which raises
-// it to the caller with the member's procedure name as source.
+// it to the caller with the member's procedure name as source. Who does what with a failure:
+//
+//   class                            members                      forms of the back-end interface
+//   PublicQueue                      report                       (has none)
+//   PublicUtility, DbUtility,
+//   MSMQUtility (UtilityRules)       report                       pass on
+//   DbQueue                          report                       report again (reportedForm)
+//   DbQueues                         report                       pass on
+//   MSMQQueue                        pass on; what fails in an    pass on
+//                                    arrival is noted, not raised
+//   PublicQueues, lists, journals,
+//   messages                         pass on                      pass on
+//
+// "Not implemented" is a report of its own, which no member reports once more.
 #pragma once
 
 #include "Form.h"

@@ -6,9 +6,9 @@
 namespace CorvaneQueue {
 
 struct IJournal : IDispatch {
-  virtual HRESULT STDMETHODCALLTYPE get_Messages(IMessages** result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE putref_Messages(IMessages* value) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE raw_Purge() noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_Messages(IMessages** result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL putref_Messages(IMessages* value) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_Purge() noexcept = 0;
 };
 
 inline constexpr std::array iJournalMembers{

@@ -6,14 +6,14 @@
 namespace CorvaneQueue {
 
 struct IMessage : IDispatch {
-  virtual HRESULT STDMETHODCALLTYPE get_AppSpecific(LONG* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_ArrivedTime(DATE* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_Body(VARIANT* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_BodyLength(LONG* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_ID(BSTR* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_Label(BSTR* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_SentTime(DATE* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_TimeToAcknowledge(LONG* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_AppSpecific(LONG* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_ArrivedTime(DATE* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_Body(VARIANT* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_BodyLength(LONG* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_ID(BSTR* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_Label(BSTR* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_SentTime(DATE* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_TimeToAcknowledge(LONG* result) noexcept = 0;
 };
 
 inline constexpr std::array iMessageMembers{

@@ -6,11 +6,11 @@
 namespace CorvaneQueue {
 
 struct IMessages : IDispatch {
-  virtual HRESULT STDMETHODCALLTYPE get_Item(VARIANT vntIndexKey, IMessage** result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_Count(LONG* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE raw_Refresh() noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE raw_Remove(VARIANT vntIndexKey) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_NewEnum(IUnknown** result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_Item(VARIANT vntIndexKey, IMessage** result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_Count(LONG* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_Refresh() noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_Remove(VARIANT vntIndexKey) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_NewEnum(IUnknown** result) noexcept = 0;
 };
 
 inline constexpr std::array iMessagesMembers{

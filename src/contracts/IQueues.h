@@ -6,13 +6,13 @@
 namespace CorvaneQueue {
 
 struct IQueues : IDispatch {
-  virtual HRESULT STDMETHODCALLTYPE raw_Refresh() noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE raw_Exists(BSTR Name, VARIANT_BOOL* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE raw_Add(BSTR Name, IQueue** result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_Item(VARIANT vntIndexKey, IQueue** result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_Count(LONG* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE raw_Remove(VARIANT vntIndexKey) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_NewEnum(IUnknown** result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_Refresh() noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_Exists(BSTR Name, VARIANT_BOOL* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_Add(BSTR Name, IQueue** result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_Item(VARIANT vntIndexKey, IQueue** result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_Count(LONG* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_Remove(VARIANT vntIndexKey) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_NewEnum(IUnknown** result) noexcept = 0;
 };
 
 inline constexpr std::array iQueuesMembers{

@@ -6,19 +6,19 @@
 namespace CorvaneQueue {
 
 struct IUtility : IDispatch {
-  virtual HRESULT STDMETHODCALLTYPE raw_Initialize(_ProcessTrace* ProcessTrace) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_UsesPublicQueues(VARIANT_BOOL* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE put_UsesPublicQueues(VARIANT_BOOL value) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE raw_IDToString(VARIANT ID, BSTR* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE raw_ParseQueuePathName(BSTR QueueName, BSTR* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE raw_FormatQueuePathName(BSTR QueueName, BSTR* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE raw_CreateQueue(BSTR QueueName) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_SupportsPublicQueues(VARIANT_BOOL* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_SupportsPrivateQueues(VARIANT_BOOL* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE raw_GetBody(IDispatch* objMessage, VARIANT* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_QueueStoreType(BSTR* result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE put_QueueStoreType(BSTR value) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE raw_GetQueues(IQueues** result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_Initialize(_ProcessTrace* ProcessTrace) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_UsesPublicQueues(VARIANT_BOOL* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL put_UsesPublicQueues(VARIANT_BOOL value) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_IDToString(VARIANT ID, BSTR* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_ParseQueuePathName(BSTR QueueName, BSTR* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_FormatQueuePathName(BSTR QueueName, BSTR* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_CreateQueue(BSTR QueueName) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_SupportsPublicQueues(VARIANT_BOOL* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_SupportsPrivateQueues(VARIANT_BOOL* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_GetBody(IDispatch* objMessage, VARIANT* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_QueueStoreType(BSTR* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL put_QueueStoreType(BSTR value) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_GetQueues(IQueues** result) noexcept = 0;
 };
 
 inline constexpr std::array iUtilityMembers{

@@ -7,11 +7,11 @@
 namespace CorvaneQueue {
 
 struct _MSMQQueue : IDispatch {
-  virtual HRESULT STDMETHODCALLTYPE raw_ReceiveEnable() noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE raw_ReceiveDisable() noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE raw_BeginTransaction(IMSMQTransaction** result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE get_Transaction(IMSMQTransaction** result) noexcept = 0;
-  virtual HRESULT STDMETHODCALLTYPE putref_Transaction(IMSMQTransaction* value) noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_ReceiveEnable() noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_ReceiveDisable() noexcept = 0;
+  virtual HRESULT CORVANE_CALL raw_BeginTransaction(IMSMQTransaction** result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_Transaction(IMSMQTransaction** result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL putref_Transaction(IMSMQTransaction* value) noexcept = 0;
 };
 
 inline constexpr std::array msmqClassMembers{

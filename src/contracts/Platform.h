@@ -4,14 +4,14 @@
 #include "Compression.h"
 #include "DatabaseAccess.h"
 #include "HostServices.h"
-#include "MessageQueuing.h"
 #include "OperatingSystem.h"
+#include "QueuingServices.h"
 
 namespace CorvaneQueue {
 
 struct Platform {
   HostServices* host = nullptr;
-  MessageQueuing* messageQueuing = nullptr;
+  QueuingServices* messageQueuing = nullptr;
   DatabaseAccess* database = nullptr;
   Compression* compression = nullptr;
   OperatingSystem* system = nullptr;

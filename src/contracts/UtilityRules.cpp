@@ -3,7 +3,7 @@
 #include "modCompress.h"
 #include "modQueueUtils.h"
 #include "Platform.h"
-#include "Text.h"
+#include "StoredText.h"
 
 namespace CorvaneQueue {
 

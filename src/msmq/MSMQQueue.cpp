@@ -5,7 +5,7 @@
 #include "MessageSearch.h"
 #include "Platform.h"
 #include "QueueCalls.h"
-#include "Text.h"
+#include "StoredText.h"
 
 namespace CorvaneQueue {
 
@@ -254,6 +254,7 @@ void MSMQQueue::receiveOnArrival(Ref<IDispatch> queue) {
   if (!message) {
     errors_.warned(
         arrivalProcedure, warningNumber,
+        // meant: the published text
         u"Event raised but no message recieved after '" + decimal(arrivalTimeout) + u"' milliseconds.");
     ReceiveEnable();
     return;

@@ -2,7 +2,7 @@
 
 #include "modQueueUtils.h"
 #include "Platform.h"
-#include "Text.h"
+#include "StoredText.h"
 
 #include <algorithm>
 

@@ -3,7 +3,7 @@
 #include "Lasting.h"
 #include "modCompress.h"
 #include "Platform.h"
-#include "Text.h"
+#include "StoredText.h"
 
 #include <mutex>
 #include <set>

@@ -2,11 +2,11 @@
 #include "CreatableClasses.h"
 #include "EmbeddedPlatform.h"
 #include "Lasting.h"
-#include "Queue.h"
-#include "Queues.h"
+#include "PublicQueue.h"
+#include "PublicQueues.h"
+#include "PublicUtility.h"
 #include "SqliteStore.h"
-#include "Text.h"
-#include "Utility.h"
+#include "StoredText.h"
 
 #include <CorvaneQueue/server.h>
 #include <algorithm>
@@ -36,9 +36,9 @@ Ref<IDispatch> createObject() {
 }
 
 const CreatableClass ourClasses[] = {
-    {queueClass, u"CorvaneQueue.Queue", createObject<facade::Queue>},
-    {queuesClass, u"CorvaneQueue.Queues", createObject<facade::Queues>},
-    {utilityClass, u"CorvaneQueue.Utility", createObject<facade::Utility>},
+    {queueClass, u"CorvaneQueue.Queue", createObject<PublicQueue>},
+    {queuesClass, u"CorvaneQueue.Queues", createObject<PublicQueues>},
+    {utilityClass, u"CorvaneQueue.Utility", createObject<PublicUtility>},
     {processTraceClass, u"CorvaneSYS.ProcessTrace",
      [] { return Ref<IDispatch>(platform().host->createProcessTrace()); }},
     {msmqQueueInfoClass, u"MSMQ.MSMQQueueInfo",

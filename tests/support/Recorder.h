@@ -48,7 +48,8 @@ inline std::string shown(const std::string& text) { return text; }
 inline std::string shown(std::u16string_view text) { return toUtf8(text); }
 inline std::string shown(BSTR text) { return toUtf8(StringRef(text)); }
 template <class T>
-requires std::is_arithmetic_v<T> || std::is_enum_v<T> std::string shown(T value) {
+requires std::is_arithmetic_v<T> || std::is_enum_v<T>
+std::string shown(T value) {
   if constexpr (std::is_same_v<T, bool>)
     return value ? "yes" : "no";
   else

@@ -153,7 +153,7 @@ class RecordingDatabase final : public DatabaseConnection, Recording {
   std::shared_ptr<RecordingConnection> connection_ = std::make_shared<RecordingConnection>(recorder);
 };
 
-class RecordingPlatform final : HostServices, MessageQueuing, DatabaseAccess, OperatingSystem {
+class RecordingPlatform final : HostServices, QueuingServices, DatabaseAccess, OperatingSystem {
  public:
   // Compression is the installed one's.
   explicit RecordingPlatform(Compression* compression) : scope_({this, this, this, compression, this}) {}

@@ -1,7 +1,7 @@
 #include "ZstdCompression.h"
 
 #include "Lasting.h"
-#include "Text.h"
+#include "StoredText.h"
 
 #include <zstd.h>
 #include <algorithm>

@@ -1,7 +1,7 @@
 #include "ParameterRules.h"
 
+#include "StoredText.h"
 #include "StoreErrors.h"
-#include "Text.h"
 
 #include <algorithm>
 

@@ -2,7 +2,7 @@
 
 #include "ParameterRules.h"
 #include "Rows.h"
-#include "Text.h"
+#include "StoredText.h"
 
 namespace CorvaneQueue::platform_layer {
 

@@ -1,6 +1,6 @@
 #include "QueryText.h"
 
-#include "Text.h"
+#include "StoredText.h"
 
 namespace CorvaneQueue::platform_layer {
 

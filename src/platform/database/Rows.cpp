@@ -1,7 +1,7 @@
 #include "Rows.h"
 
 #include "Dates.h"
-#include "Text.h"
+#include "StoredText.h"
 
 #include <algorithm>
 #include <string_view>

@@ -5,7 +5,7 @@
 #include "Rows.h"
 #include "SqliteConnection.h"
 #include "StoreCheck.h"
-#include "Text.h"
+#include "StoredText.h"
 
 namespace CorvaneQueue::platform_layer {
 

@@ -43,8 +43,7 @@ void SqliteConnection::open(Database::IfMissing ifMissing) {
 }
 
 Database& SqliteConnection::reading() {
-  if (!database_ || (database_->isStandIn() && isThere(file_)))
-    open(Database::IfMissing::ReadEmpty);
+  if (!database_ || (database_->isStandIn() && isThere(file_))) open(Database::IfMissing::ReadEmpty);
   return *database_;
 }
 

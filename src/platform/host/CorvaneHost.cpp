@@ -1,7 +1,7 @@
 #include "CorvaneHost.h"
 
 #include "ExceptionHandler.h"
-#include "Installation.h"
+#include "InstallationDirectory.h"
 
 namespace CorvaneQueue::platform_layer {
 

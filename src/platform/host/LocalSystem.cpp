@@ -3,9 +3,9 @@
 #include "Clock.h"
 #include "CodePage.h"
 #include "CodePageOfStore.h"
-#include "Installation.h"
+#include "InstallationDirectory.h"
 #include "Lasting.h"
-#include "Text.h"
+#include "StoredText.h"
 
 #include <algorithm>
 #include <chrono>
@@ -24,12 +24,12 @@ class NumberSettings {
  public:
   static NumberSettings& of(std::shared_ptr<const TomlFile::Content> content) {
     static Lasting<PerThread<NumberSettings>> all;
-    NumberSettings& known = all->current();
-    if (content != known.content_) {
-      known.content_ = std::move(content);
-      known.numbers_.clear();
+    NumberSettings& settings = all->current();
+    if (content != settings.content_) {
+      settings.content_ = std::move(content);
+      settings.numbers_.clear();
     }
-    return known;
+    return settings;
   }
   std::optional<std::int32_t> find(std::u16string_view key) {
     if (const auto found = numbers_.find(key); found != numbers_.end()) return found->second;

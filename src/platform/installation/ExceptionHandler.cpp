@@ -10,7 +10,7 @@ class ClassTrace final : public Object<ClassTrace, DispatchForm<_ClassTrace>> {
  public:
   ClassTrace(StringRef library, StringRef className)
       : handler_(make<ExceptionHandler>(String(library), String(className))) {}
-  HRESULT STDMETHODCALLTYPE get_ExceptionHandler(_ExceptionHandler** result) noexcept final {
+  HRESULT CORVANE_CALL get_ExceptionHandler(_ExceptionHandler** result) noexcept final {
     return answer(result, [&] { return handler_; });
   }
 

@@ -14,13 +14,13 @@ class ExceptionHandler final : public Object<ExceptionHandler, DispatchForm<_Exc
   ExceptionHandler(String component, String className)
       : component_(std::move(component)), className_(std::move(className)) {}
 
-  HRESULT STDMETHODCALLTYPE put_ComponentName(BSTR value) noexcept final;
-  HRESULT STDMETHODCALLTYPE put_ClassName(BSTR value) noexcept final;
-  HRESULT STDMETHODCALLTYPE raw_SetNames(BSTR ComponentName, BSTR ClassName) noexcept final;
-  HRESULT STDMETHODCALLTYPE put_Description(BSTR value) noexcept final;
-  HRESULT STDMETHODCALLTYPE raw_TakeError(LONG Number, BSTR Source, BSTR Description) noexcept final;
-  HRESULT STDMETHODCALLTYPE raw_Report(VARIANT_BOOL RaiseError, LONG Level, LONG Number,
-                                       BSTR ProcedureName) noexcept final;
+  HRESULT CORVANE_CALL put_ComponentName(BSTR value) noexcept final;
+  HRESULT CORVANE_CALL put_ClassName(BSTR value) noexcept final;
+  HRESULT CORVANE_CALL raw_SetNames(BSTR ComponentName, BSTR ClassName) noexcept final;
+  HRESULT CORVANE_CALL put_Description(BSTR value) noexcept final;
+  HRESULT CORVANE_CALL raw_TakeError(LONG Number, BSTR Source, BSTR Description) noexcept final;
+  HRESULT CORVANE_CALL raw_Report(VARIANT_BOOL RaiseError, LONG Level, LONG Number,
+                                  BSTR ProcedureName) noexcept final;
 
  private:
   String component_;
@@ -31,7 +31,7 @@ class ExceptionHandler final : public Object<ExceptionHandler, DispatchForm<_Exc
 
 class ProcessTrace final : public Object<ProcessTrace, DispatchForm<_ProcessTrace>> {
  public:
-  HRESULT STDMETHODCALLTYPE raw_ClassTrace(BSTR LibraryName, BSTR ClassName, VARIANT* result) noexcept final;
+  HRESULT CORVANE_CALL raw_ClassTrace(BSTR LibraryName, BSTR ClassName, VARIANT* result) noexcept final;
 };
 
 }  // namespace CorvaneQueue::platform_layer

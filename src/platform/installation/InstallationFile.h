@@ -1,7 +1,7 @@
 // The settings files of the installation.
 #pragma once
 
-#include "Installation.h"
+#include "InstallationDirectory.h"
 #include "TomlFile.h"
 
 namespace CorvaneQueue::platform_layer {

@@ -1,9 +1,9 @@
 #include "Log.h"
 
-#include "Installation.h"
+#include "InstallationDirectory.h"
 #include "Lasting.h"
 #include "Process.h"
-#include "Text.h"
+#include "StoredText.h"
 
 #include <chrono>
 #include <cstdio>
@@ -71,8 +71,9 @@ void writeLog(const LogEntry& entry) noexcept {
     char number[32];
     std::snprintf(number, sizeof number, entry.number < 0 ? "0x%08X" : "%d",
                   static_cast<unsigned>(entry.number));
-    const std::string line = timeStamp() + " " + std::to_string(processNumber()) + " " + toUtf8(entry.component) +
-                             "." + toUtf8(entry.className) + " " + quotedLine(entry.procedure) + " " +
+    const std::string line = timeStamp() + " " + std::to_string(processNumber()) + " " +
+                             toUtf8(entry.component) + "." + toUtf8(entry.className) + " " +
+                             quotedLine(entry.procedure) + " " +
                              (entry.level == LogEntry::Level::Warning ? "warning" : "error") + " " + number +
                              " " + quotedLine(entry.source) + " " + quotedLine(entry.description) + "\n";
     static Lasting<OpenLog> log;

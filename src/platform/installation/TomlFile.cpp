@@ -1,6 +1,6 @@
 #include "TomlFile.h"
 
-#include "Text.h"
+#include "StoredText.h"
 
 namespace CorvaneQueue::platform_layer {
 

@@ -1,7 +1,7 @@
 #include "TomlText.h"
 
 #include "File.h"
-#include "Text.h"
+#include "StoredText.h"
 #include "TomlNesting.h"
 
 #include <algorithm>

@@ -71,10 +71,9 @@ void ArrivalSignals::listen() {
 
 void ArrivalSignals::takeSignals() {
   watcher_.take([this](FileWatcher::Change change) {
-    const auto watch =
-        change.watch
-            ? std::ranges::find(watches_, *change.watch, [](const auto& each) { return each.second; })
-            : watches_.end();
+    const auto watch = change.watch ? std::ranges::find(watches_, *change.watch,
+                                                        [](const auto& each) { return each.second; })
+                                    : watches_.end();
     for (const auto& each : armed_)
       if (const auto waiter = each.lock())
         if (!change.watch || (watch != watches_.end() && waiter->box == watch->first))

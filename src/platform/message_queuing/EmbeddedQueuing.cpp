@@ -1,6 +1,6 @@
 #include "EmbeddedQueuing.h"
 
-#include "Installation.h"
+#include "InstallationDirectory.h"
 #include "QueuedMessage.h"
 #include "QueueEvent.h"
 #include "QueueInfo.h"

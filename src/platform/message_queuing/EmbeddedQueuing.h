@@ -1,13 +1,13 @@
 // Message Queuing, served by this machine's own queue service.
 #pragma once
 
-#include "MessageQueuing.h"
+#include "QueuingServices.h"
 
 #include <CorvaneQueue/storeCheck.h>
 
 namespace CorvaneQueue::platform_layer {
 
-class EmbeddedQueuing final : public MessageQueuing {
+class EmbeddedQueuing final : public QueuingServices {
  public:
   Ref<IMSMQQueueInfo> createQueueInfo() override;
   Ref<IMSMQMessage> createMessage() override;

@@ -14,26 +14,25 @@ class OpenQueue final : public Object<OpenQueue, DispatchForm<IMSMQQueue>, IMSMQ
 
   OpenQueue(std::shared_ptr<QueueService> service, QueueRecord queue, LONG access, String formatName);
 
-  HRESULT STDMETHODCALLTYPE get_QueueInfo(IMSMQQueueInfo** result) noexcept final;
-  HRESULT STDMETHODCALLTYPE raw_Reset() noexcept final;
-  HRESULT STDMETHODCALLTYPE raw_Close() noexcept final;
-  HRESULT STDMETHODCALLTYPE raw_PeekCurrent(VARIANT* WantDestinationQueue, VARIANT* WantBody,
-                                            VARIANT* ReceiveTimeout, IMSMQMessage** result) noexcept final;
-  HRESULT STDMETHODCALLTYPE raw_PeekNext(VARIANT* WantDestinationQueue, VARIANT* WantBody,
-                                         VARIANT* ReceiveTimeout, IMSMQMessage** result) noexcept final;
-  HRESULT STDMETHODCALLTYPE raw_Peek(VARIANT* WantDestinationQueue, VARIANT* WantBody,
-                                     VARIANT* ReceiveTimeout, IMSMQMessage** result) noexcept final;
-  HRESULT STDMETHODCALLTYPE raw_Receive(VARIANT* Transaction, VARIANT* WantDestinationQueue,
-                                        VARIANT* WantBody, VARIANT* ReceiveTimeout,
-                                        IMSMQMessage** result) noexcept final;
-  HRESULT STDMETHODCALLTYPE raw_ReceiveCurrent(VARIANT* Transaction, VARIANT* WantDestinationQueue,
-                                               VARIANT* WantBody, VARIANT* ReceiveTimeout,
-                                               IMSMQMessage** result) noexcept final;
-  HRESULT STDMETHODCALLTYPE raw_EnableNotification(IMSMQEvent* Event, VARIANT* Cursor,
-                                                   VARIANT* ReceiveTimeout) noexcept final;
+  HRESULT CORVANE_CALL get_QueueInfo(IMSMQQueueInfo** result) noexcept final;
+  HRESULT CORVANE_CALL raw_Reset() noexcept final;
+  HRESULT CORVANE_CALL raw_Close() noexcept final;
+  HRESULT CORVANE_CALL raw_PeekCurrent(VARIANT* WantDestinationQueue, VARIANT* WantBody,
+                                       VARIANT* ReceiveTimeout, IMSMQMessage** result) noexcept final;
+  HRESULT CORVANE_CALL raw_PeekNext(VARIANT* WantDestinationQueue, VARIANT* WantBody, VARIANT* ReceiveTimeout,
+                                    IMSMQMessage** result) noexcept final;
+  HRESULT CORVANE_CALL raw_Peek(VARIANT* WantDestinationQueue, VARIANT* WantBody, VARIANT* ReceiveTimeout,
+                                IMSMQMessage** result) noexcept final;
+  HRESULT CORVANE_CALL raw_Receive(VARIANT* Transaction, VARIANT* WantDestinationQueue, VARIANT* WantBody,
+                                   VARIANT* ReceiveTimeout, IMSMQMessage** result) noexcept final;
+  HRESULT CORVANE_CALL raw_ReceiveCurrent(VARIANT* Transaction, VARIANT* WantDestinationQueue,
+                                          VARIANT* WantBody, VARIANT* ReceiveTimeout,
+                                          IMSMQMessage** result) noexcept final;
+  HRESULT CORVANE_CALL raw_EnableNotification(IMSMQEvent* Event, VARIANT* Cursor,
+                                              VARIANT* ReceiveTimeout) noexcept final;
 
-  HRESULT STDMETHODCALLTYPE raw_SeekMessage(IMSMQMessage* Message, VARIANT_BOOL* result) noexcept final;
-  HRESULT STDMETHODCALLTYPE raw_SeekNumber(LONG Number, VARIANT_BOOL* result) noexcept final;
+  HRESULT CORVANE_CALL raw_SeekMessage(IMSMQMessage* Message, VARIANT_BOOL* result) noexcept final;
+  HRESULT CORVANE_CALL raw_SeekNumber(LONG Number, VARIANT_BOOL* result) noexcept final;
 
   void send(MessageContent message, const TransactionArgument& transaction);
 

@@ -1,7 +1,7 @@
 #include "QueueAddress.h"
 
 #include "Process.h"
-#include "Text.h"
+#include "StoredText.h"
 
 #include <CorvaneQueue/MessageQueuing.h>
 #include <algorithm>

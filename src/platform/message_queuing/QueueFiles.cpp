@@ -1,7 +1,7 @@
 #include "QueueFiles.h"
 
 #include "File.h"
-#include "Text.h"
+#include "StoredText.h"
 #include "TomlFile.h"
 
 #include <algorithm>

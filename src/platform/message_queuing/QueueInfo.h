@@ -19,22 +19,22 @@ class QueueInfo final : public Object<QueueInfo, DispatchForm<IMSMQQueueInfo>> {
         record_(std::move(record)),
         isLoaded_(true) {}
 
-  HRESULT STDMETHODCALLTYPE get_PathName(BSTR* result) noexcept final;
-  HRESULT STDMETHODCALLTYPE put_PathName(BSTR value) noexcept final;
-  HRESULT STDMETHODCALLTYPE get_FormatName(BSTR* result) noexcept final;
-  HRESULT STDMETHODCALLTYPE put_FormatName(BSTR value) noexcept final;
-  HRESULT STDMETHODCALLTYPE get_IsTransactional(VARIANT_BOOL* result) noexcept final;
-  HRESULT STDMETHODCALLTYPE get_Quota(LONG* result) noexcept final;
-  HRESULT STDMETHODCALLTYPE put_Quota(LONG value) noexcept final;
-  HRESULT STDMETHODCALLTYPE get_Journal(LONG* result) noexcept final;
-  HRESULT STDMETHODCALLTYPE put_Journal(LONG value) noexcept final;
-  HRESULT STDMETHODCALLTYPE get_JournalQuota(LONG* result) noexcept final;
-  HRESULT STDMETHODCALLTYPE put_JournalQuota(LONG value) noexcept final;
-  HRESULT STDMETHODCALLTYPE raw_Create(VARIANT* IsTransactional, VARIANT* IsWorldReadable) noexcept final;
-  HRESULT STDMETHODCALLTYPE raw_Delete() noexcept final;
-  HRESULT STDMETHODCALLTYPE raw_Open(LONG Access, LONG ShareMode, IDispatch** result) noexcept final;
-  HRESULT STDMETHODCALLTYPE raw_Update() noexcept final;
-  HRESULT STDMETHODCALLTYPE raw_Refresh() noexcept final;
+  HRESULT CORVANE_CALL get_PathName(BSTR* result) noexcept final;
+  HRESULT CORVANE_CALL put_PathName(BSTR value) noexcept final;
+  HRESULT CORVANE_CALL get_FormatName(BSTR* result) noexcept final;
+  HRESULT CORVANE_CALL put_FormatName(BSTR value) noexcept final;
+  HRESULT CORVANE_CALL get_IsTransactional(VARIANT_BOOL* result) noexcept final;
+  HRESULT CORVANE_CALL get_Quota(LONG* result) noexcept final;
+  HRESULT CORVANE_CALL put_Quota(LONG value) noexcept final;
+  HRESULT CORVANE_CALL get_Journal(LONG* result) noexcept final;
+  HRESULT CORVANE_CALL put_Journal(LONG value) noexcept final;
+  HRESULT CORVANE_CALL get_JournalQuota(LONG* result) noexcept final;
+  HRESULT CORVANE_CALL put_JournalQuota(LONG value) noexcept final;
+  HRESULT CORVANE_CALL raw_Create(VARIANT* IsTransactional, VARIANT* IsWorldReadable) noexcept final;
+  HRESULT CORVANE_CALL raw_Delete() noexcept final;
+  HRESULT CORVANE_CALL raw_Open(LONG Access, LONG ShareMode, IDispatch** result) noexcept final;
+  HRESULT CORVANE_CALL raw_Update() noexcept final;
+  HRESULT CORVANE_CALL raw_Refresh() noexcept final;
 
  private:
   // What was put since the last Update or Refresh.

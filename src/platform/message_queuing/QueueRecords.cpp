@@ -1,6 +1,6 @@
 #include "QueueRecords.h"
 
-#include "Text.h"
+#include "StoredText.h"
 
 #include <CorvaneQueue/MessageQueuing.h>
 

@@ -1,11 +1,11 @@
 #include "QueueService.h"
 
 #include "CodePageOfStore.h"
-#include "Installation.h"
+#include "InstallationDirectory.h"
 #include "Lasting.h"
 #include "Log.h"
 #include "Process.h"
-#include "Text.h"
+#include "StoredText.h"
 
 #include <CorvaneQueue/MessageQueuing.h>
 

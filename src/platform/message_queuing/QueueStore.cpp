@@ -1,7 +1,7 @@
 #include "QueueStore.h"
 
 #include "QueueSchema.h"
-#include "Text.h"
+#include "StoredText.h"
 
 #include <CorvaneQueue/MessageQueuing.h>
 #include <chrono>

@@ -19,9 +19,9 @@ class QueueTransaction final : public Object<QueueTransaction, DispatchForm<IMSM
   explicit QueueTransaction(std::shared_ptr<QueueService> service);
   ~QueueTransaction();
 
-  HRESULT STDMETHODCALLTYPE raw_Commit(VARIANT* fRetaining, VARIANT* grfTC, VARIANT* grfRM) noexcept final;
-  HRESULT STDMETHODCALLTYPE raw_Abort(VARIANT* fRetaining, VARIANT* fAsync) noexcept final;
-  HRESULT STDMETHODCALLTYPE get_Transaction(LONG* result) noexcept final;
+  HRESULT CORVANE_CALL raw_Commit(VARIANT* fRetaining, VARIANT* grfTC, VARIANT* grfRM) noexcept final;
+  HRESULT CORVANE_CALL raw_Abort(VARIANT* fRetaining, VARIANT* fAsync) noexcept final;
+  HRESULT CORVANE_CALL get_Transaction(LONG* result) noexcept final;
 
   // What it has done so far, for a queue of that service. Throws MQ_ERROR_TRANSACTION_SEQUENCE when it is
   // over, MQ_ERROR_TRANSACTION_USAGE for another service.
@@ -37,7 +37,7 @@ class QueueTransaction final : public Object<QueueTransaction, DispatchForm<IMSM
 class TransactionDispenser final
     : public Object<TransactionDispenser, DispatchForm<IMSMQCoordinatedTransactionDispenser>> {
  public:
-  HRESULT STDMETHODCALLTYPE raw_BeginTransaction(IMSMQTransaction** result) noexcept final;
+  HRESULT CORVANE_CALL raw_BeginTransaction(IMSMQTransaction** result) noexcept final;
 };
 
 // The Transaction argument of a send or receive.

@@ -3,7 +3,7 @@
 #include "Clock.h"
 #include "Dates.h"
 #include "OpenQueue.h"
-#include "Text.h"
+#include "StoredText.h"
 
 #include <algorithm>
 

@@ -19,20 +19,20 @@ class QueuedMessage final : public Object<QueuedMessage, DispatchForm<IMSMQMessa
   QueuedMessage(Box box, MessageHeader header, std::shared_ptr<const Variant> body,
                 const std::vector<std::uint8_t>& identity);
 
-  HRESULT STDMETHODCALLTYPE get_Label(BSTR* result) noexcept final;
-  HRESULT STDMETHODCALLTYPE put_Label(BSTR value) noexcept final;
-  HRESULT STDMETHODCALLTYPE get_Body(VARIANT* result) noexcept final;
-  HRESULT STDMETHODCALLTYPE put_Body(VARIANT value) noexcept final;
-  HRESULT STDMETHODCALLTYPE get_AppSpecific(LONG* result) noexcept final;
-  HRESULT STDMETHODCALLTYPE put_AppSpecific(LONG value) noexcept final;
-  HRESULT STDMETHODCALLTYPE get_Delivery(LONG* result) noexcept final;
-  HRESULT STDMETHODCALLTYPE put_Delivery(LONG value) noexcept final;
-  HRESULT STDMETHODCALLTYPE get_Id(VARIANT* result) noexcept final;
-  HRESULT STDMETHODCALLTYPE get_BodyLength(LONG* result) noexcept final;
-  HRESULT STDMETHODCALLTYPE get_SentTime(VARIANT* result) noexcept final;
-  HRESULT STDMETHODCALLTYPE get_ArrivedTime(VARIANT* result) noexcept final;
-  HRESULT STDMETHODCALLTYPE get_MaxTimeToReceive(LONG* result) noexcept final;
-  HRESULT STDMETHODCALLTYPE raw_Send(IDispatch* DestinationQueue, VARIANT* Transaction) noexcept final;
+  HRESULT CORVANE_CALL get_Label(BSTR* result) noexcept final;
+  HRESULT CORVANE_CALL put_Label(BSTR value) noexcept final;
+  HRESULT CORVANE_CALL get_Body(VARIANT* result) noexcept final;
+  HRESULT CORVANE_CALL put_Body(VARIANT value) noexcept final;
+  HRESULT CORVANE_CALL get_AppSpecific(LONG* result) noexcept final;
+  HRESULT CORVANE_CALL put_AppSpecific(LONG value) noexcept final;
+  HRESULT CORVANE_CALL get_Delivery(LONG* result) noexcept final;
+  HRESULT CORVANE_CALL put_Delivery(LONG value) noexcept final;
+  HRESULT CORVANE_CALL get_Id(VARIANT* result) noexcept final;
+  HRESULT CORVANE_CALL get_BodyLength(LONG* result) noexcept final;
+  HRESULT CORVANE_CALL get_SentTime(VARIANT* result) noexcept final;
+  HRESULT CORVANE_CALL get_ArrivedTime(VARIANT* result) noexcept final;
+  HRESULT CORVANE_CALL get_MaxTimeToReceive(LONG* result) noexcept final;
+  HRESULT CORVANE_CALL raw_Send(IDispatch* DestinationQueue, VARIANT* Transaction) noexcept final;
 
   // Its position there, when it was read from that box of that installation.
   std::optional<std::int64_t> positionIn(Box box, std::span<const std::uint8_t> identity) const;

@@ -6,7 +6,7 @@
 #include "Process.h"
 #include "Schema.h"
 #include "Sessions.h"
-#include "Text.h"
+#include "StoredText.h"
 
 #include <sqlite3.h>
 #include <thread>
@@ -98,7 +98,7 @@ void Database::open(std::span<const std::string_view> migrations) {
     file_.state = &sharing_->state();
     if (!isThere(file_.path)) File(file_.path, File::Use::Create);
   }
-  files_.know();
+  files_.remember();
   if (isFirst)
     inspectLog();
   else
@@ -113,7 +113,7 @@ void Database::open(std::span<const std::string_view> migrations) {
                            : Opener::Reader);
   generation();                     // the engine opens its log and maps its index with the first read
   if (isFirst) files_.forgetLog();  // an older store's have gone
-  files_.know();
+  files_.remember();
   beforeReading();
   if (!sharing_) return;
   durability_.emplace(handle_.get(), file_, *sharing_);

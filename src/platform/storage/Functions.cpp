@@ -1,6 +1,6 @@
 #include "Functions.h"
 
-#include "Text.h"
+#include "StoredText.h"
 
 #include <CorvaneQueue/Error.h>
 

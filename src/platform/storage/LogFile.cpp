@@ -50,9 +50,7 @@ struct Checksum {
 
 LogFile::LogFile(const std::filesystem::path& store) : file_(store) { file_ += "-wal"; }
 
-bool LogFile::isEmpty() const {
-  return FileState::ifThere(file_).size == 0;
-}
+bool LogFile::isEmpty() const { return FileState::ifThere(file_).size == 0; }
 
 LogContent LogFile::read() const {
   LogContent content;
@@ -96,8 +94,7 @@ void LogFile::writeAnew(std::uint64_t bytes) const {
   std::vector<std::uint8_t> block(1 << 20);
   for (std::uint64_t offset = 0; offset < bytes;) {
     const auto part = std::span(block).first(std::min<std::uint64_t>(block.size(), bytes - offset));
-    if (file.readAt(part, offset) < part.size()) 
-      throwFileError(u"Reading", file_, std::errc::io_error);
+    if (file.readAt(part, offset) < part.size()) throwFileError(u"Reading", file_, std::errc::io_error);
     file.writeAt(part, offset);
     offset += part.size();
   }

@@ -15,8 +15,8 @@ class MessageLocks {
   MessageLocks(const MessageLocks&) = delete;
   MessageLocks& operator=(const MessageLocks&) = delete;
 
-  // Of positions of a box. False when another holder has one of them. The system keeps adjacent ranges as one, and looks at all of a
-  // holder's for each call: many that are apart take long.
+  // Of positions of a box. False when another holder has one of them. The system keeps adjacent ranges as
+  // one, and looks at all of a holder's for each call: many that are apart take long.
   bool tryLock(std::int64_t box, ByteRange positions);
   bool tryLock(std::int64_t box, std::int64_t position) { return tryLock(box, {position, position}); }
   void unlock(std::int64_t box, std::int64_t position) noexcept;

@@ -3,7 +3,7 @@
 #include "File.h"
 
 #include "Statement.h"
-#include "Text.h"
+#include "StoredText.h"
 
 #include <sqlite3.h>
 #include <memory>

@@ -1,7 +1,7 @@
 #include "StoreCheck.h"
 
+#include "StoredText.h"
 #include "StoreState.h"
-#include "Text.h"
 
 namespace CorvaneQueue::platform_layer {
 

@@ -1,8 +1,8 @@
 #include "StoreErrors.h"
 
 #include "File.h"
+#include "StoredText.h"
 #include "StoreState.h"
-#include "Text.h"
 
 #include <sqlite3.h>
 #include <new>

@@ -1,7 +1,7 @@
 #include "StoreFiles.h"
 
 #include "Log.h"
-#include "Text.h"
+#include "StoredText.h"
 
 #include <chrono>
 
@@ -21,11 +21,11 @@ StoreFiles::StoreFiles(const std::filesystem::path& store) : directory_(store.pa
   index_.path = beside(store, "-shm");
 }
 
-bool StoreFiles::Known::isSame() noexcept {
+bool StoreFiles::Remembered::isSame() noexcept {
   FileState now;
   return isSame(now);
 }
-bool StoreFiles::Known::isSame(FileState& now) noexcept {
+bool StoreFiles::Remembered::isSame(FileState& now) noexcept {
   now = FileState::ifThere(path);
   if (!state.isThere()) {
     state = now;
@@ -34,8 +34,8 @@ bool StoreFiles::Known::isSame(FileState& now) noexcept {
   return now.isSameFile(state);
 }
 
-void StoreFiles::know() noexcept {
-  for (Known* const known : {&store_, &log_, &index_}) known->isSame();
+void StoreFiles::remember() noexcept {
+  for (Remembered* const each : {&store_, &log_, &index_}) each->isSame();
 }
 
 // Names that come and go change the time stamp of their directory.
@@ -68,14 +68,14 @@ void StoreFiles::mustMapWholeIndex(const StoreFile& file) {
                           u"\" has been removed or replaced since this process opened it; " + advice);
   }
   if (!now.isThere()) return;  // not made yet
-  std::atomic<std::int64_t>& known = file.state->indexBytes;
-  if (now.size >= known) {
-    known = now.size;
+  std::atomic<std::int64_t>& wholeSize = file.state->indexBytes;
+  if (now.size >= wholeSize) {
+    wholeSize = now.size;
     return;
   }
   std::error_code error;
   std::filesystem::resize_file(index_.path, 0, error);
-  if (!error) std::filesystem::resize_file(index_.path, static_cast<std::uintmax_t>(known.load()), error);
+  if (!error) std::filesystem::resize_file(index_.path, static_cast<std::uintmax_t>(wholeSize.load()), error);
   if (error) throwFileError(u"Mending", index_.path, static_cast<std::errc>(error.value()));
   warnInLog(u"Storage", u"Reading",
             u"Somebody has cut the file \"" + shownPath(index_.path) + u"\" short; it is made anew.");

@@ -13,7 +13,7 @@ class StoreFiles {
 
   const std::filesystem::path& index() const noexcept { return index_.path; }
   // Takes those that are there as the store's, as far as it has none of that kind yet.
-  void know() noexcept;
+  void remember() noexcept;
   // The log and the index have gone, or been replaced by this session.
   void forgetLog() noexcept { log_.state = index_.state = {}; }
   // Throws an Error when one of them is no longer there; so does every later call.
@@ -24,10 +24,10 @@ class StoreFiles {
   bool areLost() const noexcept { return areLost_; }
 
  private:
-  struct Known {
+  struct Remembered {
     std::filesystem::path path;
     FileState state;
-    // One that was not there yet is known from now on.
+    // One that was not there yet is remembered from now on.
     bool isSame(FileState& now) noexcept;
     bool isSame() noexcept;
   };
@@ -36,9 +36,9 @@ class StoreFiles {
   std::filesystem::path directory_;
   FileState directoryState_;
   bool isSettled_ = false;  // a later change of the directory cannot have the same time stamp
-  Known store_;
-  Known log_;
-  Known index_;
+  Remembered store_;
+  Remembered log_;
+  Remembered index_;
   bool areLost_ = false;
 };
 

@@ -19,8 +19,9 @@ struct flock rangeOf(ByteRange bytes, short type) noexcept {
 }  // namespace
 
 bool tryLock(const File& file, ByteRange range, ByteLock lock) {
-  struct flock asked =
-      rangeOf(range, lock == ByteLock::None ? F_UNLCK : lock == ByteLock::Shared ? F_RDLCK : F_WRLCK);
+  struct flock asked = rangeOf(range, lock == ByteLock::None     ? F_UNLCK
+                                      : lock == ByteLock::Shared ? F_RDLCK
+                                                                 : F_WRLCK);
   while (::fcntl(file.native(), F_OFD_SETLK, &asked) != 0) {
     if (errno == EAGAIN || errno == EACCES) return false;
     if (errno != EINTR) throwSystemError(u"Locking", file.name());

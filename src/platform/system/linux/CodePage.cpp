@@ -1,6 +1,6 @@
 #include "CodePage.h"
 
-#include "Text.h"
+#include "StoredText.h"
 
 #include <CorvaneQueue/Error.h>
 

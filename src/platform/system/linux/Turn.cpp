@@ -2,7 +2,7 @@
 
 #include "ByteLocks.h"
 #include "Process.h"
-#include "Text.h"
+#include "StoredText.h"
 
 #include <linux/futex.h>
 #include <sys/syscall.h>

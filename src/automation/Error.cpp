@@ -1,5 +1,5 @@
 #include "Lasting.h"
-#include "Text.h"
+#include "StoredText.h"
 
 #include <CorvaneQueue/Error.h>
 
@@ -13,19 +13,19 @@ class ErrorInformation final : public Object<ErrorInformation, IErrorInfo> {
  public:
   ErrorInformation(String source, String description)
       : source_(std::move(source)), description_(std::move(description)) {}
-  HRESULT STDMETHODCALLTYPE GetGUID(GUID* guid) noexcept final {
+  HRESULT CORVANE_CALL GetGUID(GUID* guid) noexcept final {
     return answer([&] { given(guid) = IID_NULL; });
   }
-  HRESULT STDMETHODCALLTYPE GetSource(BSTR* source) noexcept final {
+  HRESULT CORVANE_CALL GetSource(BSTR* source) noexcept final {
     return answer(source, [&] { return source_; });
   }
-  HRESULT STDMETHODCALLTYPE GetDescription(BSTR* description) noexcept final {
+  HRESULT CORVANE_CALL GetDescription(BSTR* description) noexcept final {
     return answer(description, [&] { return description_; });
   }
-  HRESULT STDMETHODCALLTYPE GetHelpFile(BSTR* file) noexcept final {
+  HRESULT CORVANE_CALL GetHelpFile(BSTR* file) noexcept final {
     return answer(file, [] { return String(); });
   }
-  HRESULT STDMETHODCALLTYPE GetHelpContext(DWORD* context) noexcept final {
+  HRESULT CORVANE_CALL GetHelpContext(DWORD* context) noexcept final {
     return answer([&] { given(context) = 0; });
   }
 

@@ -1,14 +1,14 @@
-#include "Utility.h"
+#include "PublicUtility.h"
 
 #include "DbUtility.h"
 
-namespace CorvaneQueue::facade {
+namespace CorvaneQueue {
 
-void Utility::create(StringRef QueueName) {
+void PublicUtility::create(StringRef QueueName) {
   if (QueueStoreType() == u"db")
     make<DbUtility>()->CreateQueue(QueueName);
   else if (QueueStoreType() == u"msmq")
     createMessageQueue(QueueName);
 }
 
-}  // namespace CorvaneQueue::facade
+}  // namespace CorvaneQueue

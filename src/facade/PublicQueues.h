@@ -5,14 +5,14 @@
 #include "Object.h"
 #include "QueuesForm.h"
 
-namespace CorvaneQueue::facade {
+namespace CorvaneQueue {
 
 // Filled at construction, which fails when the store's list cannot be read. Errors of that list reach
 // the client unchanged.
-class Queues final : public Object<Queues, QueuesForm<Queues>> {
+class PublicQueues final : public Object<PublicQueues, QueuesForm<PublicQueues>> {
  public:
-  Queues();
-  ~Queues() = default;
+  PublicQueues();
+  ~PublicQueues() = default;
 
   void Refresh() { call<&IQueues::raw_Refresh>(queues_); }
   bool Exists(StringRef Name) { return call<&IQueues::raw_Exists>(queues_, Name); }
@@ -26,4 +26,4 @@ class Queues final : public Object<Queues, QueuesForm<Queues>> {
   Ref<IQueues> queues_;
 };
 
-}  // namespace CorvaneQueue::facade
+}  // namespace CorvaneQueue

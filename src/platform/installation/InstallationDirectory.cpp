@@ -1,4 +1,4 @@
-#include "Installation.h"
+#include "InstallationDirectory.h"
 
 #include "Lasting.h"
 #include "Log.h"

@@ -5,9 +5,9 @@
 
 namespace CorvaneQueue {
 
-class MessageQueuing {
+class QueuingServices {
  public:
-  virtual ~MessageQueuing() = default;
+  virtual ~QueuingServices() = default;
   virtual Ref<IMSMQQueueInfo> createQueueInfo() = 0;
   virtual Ref<IMSMQMessage> createMessage() = 0;
   virtual Ref<IMSMQEvent> createEvent() = 0;

@@ -1,14 +1,14 @@
-#include "Queue.h"
+#include "PublicQueue.h"
 
 #include "DbQueue.h"
 #include "DbUtility.h"
 #include "MSMQQueue.h"
 
-namespace CorvaneQueue::facade {
+namespace CorvaneQueue {
 
-Queue::Queue() : errors_(u"Queue", ErrorReports::Naming::InOneCall) {}
+PublicQueue::PublicQueue() : errors_(u"Queue", ErrorReports::Naming::InOneCall) {}
 
-Queue::~Queue() {
+PublicQueue::~PublicQueue() {
   Journal_Set(nullptr);
   Messages_Set(nullptr);
   relay_.end();
@@ -21,32 +21,33 @@ Queue::~Queue() {
   errors_.releaseTrace();
 }
 
-Ref<IQueue> Queue::backEnd() {
+Ref<IQueue> PublicQueue::backEnd() {
   if (!backEnd_) Initialize(String(u"InboundGateway"), false);
   return backEnd_;
 }
 
-void Queue::attach(Ref<IQueue> backEnd) {
+void PublicQueue::attach(Ref<IQueue> backEnd) {
   Subscription relay;
   if (tryQuery<IConnectionPointContainer>(backEnd.get()))  // not every store raises events
     relay = Subscription(backEnd.get(), arrivalKind<__MSMQQueue>, [this](std::span<VARIANT> arguments) {
-      const Ref<Queue> kept(this);  // a client may release it in its handler
+      const Ref<PublicQueue> kept(this);  // a client may release it in its handler
       kept->arrived(arguments);
     });
   relay_ = std::move(relay);
   backEnd_ = std::move(backEnd);
 }
 
-void Queue::arrived(std::span<VARIANT> arguments) {
+void PublicQueue::arrived(std::span<VARIANT> arguments) {
   const String document = toString(arguments.front());  // a handler may change it
   const Ref<IQueue> from = backEnd_;
   const auto failures = fire(evtArrivedId, arguments);
   if (!failures.empty()) errors_.notedSinks(failures, call<&IQueue::get_Name>(from), document);
 }
 
-void Queue::Initialize(StringRef Name, bool IsJournal) {
+void PublicQueue::Initialize(StringRef Name, bool IsJournal) {
   errors_.reported(u"Initialize", [&] {
     const Ref<IUtility> utility = make<DbUtility>();
+    // Meant: the setting is read anew for each comparison.
     String type = call<&IUtility::get_QueueStoreType>(utility);
     if (type == u"db")
       attach(make<DbQueue>());
@@ -60,7 +61,7 @@ void Queue::Initialize(StringRef Name, bool IsJournal) {
   });
 }
 
-Queue::Store Queue::store() {
+PublicQueue::Store PublicQueue::store() {
   const Ref<IUnknown> queue = query<IUnknown>(backEnd().get());
   if (tryQuery<_MSMQQueue>(queue.get())) return Store::MessageQueuing;
   void* found = nullptr;
@@ -69,65 +70,69 @@ Queue::Store Queue::store() {
   return Store::Database;
 }
 
-void Queue::ProcessTrace_Set(const Ref<_ProcessTrace>& value) {
+void PublicQueue::ProcessTrace_Set(const Ref<_ProcessTrace>& value) {
   errors_.reported(u"ProcessTrace Set", [&] {
     call<&IQueue::putref_ProcessTrace>(backEnd(), value);
     errors_.traceBy(value);
   });
 }
 
-void Queue::Journal_Set(const Ref<_Journal>& value) { journal_ = value; }
-void Queue::Messages_Set(const Ref<_Messages>& value) { messages_ = value; }
+void PublicQueue::Journal_Set(const Ref<_Journal>& value) { journal_ = value; }
+void PublicQueue::Messages_Set(const Ref<_Messages>& value) { messages_ = value; }
 
-String Queue::MsgType() { return forward<&IQueue::get_MsgType>(u"MsgType Get"); }
-void Queue::MsgType_Let(StringRef value) { forward<&IQueue::put_MsgType>(u"MsgType Let", value); }
-String Queue::MsgID() { return forward<&IQueue::get_MsgID>(u"MsgID Get"); }
-void Queue::MsgID_Let(StringRef value) { forward<&IQueue::put_MsgID>(u"MsgID Let", value); }
-String Queue::Object() { return forward<&IQueue::get_Object>(u"Object Get"); }
-void Queue::Object_Let(StringRef value) { forward<&IQueue::put_Object>(u"Object Let", value); }
-String Queue::ObjectID() { return forward<&IQueue::get_ObjectID>(u"ObjectID Get"); }
-void Queue::ObjectID_Let(StringRef value) { forward<&IQueue::put_ObjectID>(u"ObjectID Let", value); }
-String Queue::Name() { return forward<&IQueue::get_Name>(u"Name Get"); }
-bool Queue::CompressMessages() { return forward<&IQueue::get_CompressMessages>(u"CompressMessages Get"); }
-String Queue::LastDocument() { return forward<&IQueue::get_LastDocument>(u"LastDocument Get"); }
-void Queue::QueueSize_Let(std::int32_t value) { forward<&IQueue::put_QueueSize>(u"QueueSize Let", value); }
-std::int32_t Queue::QueueSize() { return forward<&IQueue::get_QueueSize>(u"QueueSize Get"); }
-void Queue::JournalEnabled_Let(bool value) {
+String PublicQueue::MsgType() { return forward<&IQueue::get_MsgType>(u"MsgType Get"); }
+void PublicQueue::MsgType_Let(StringRef value) { forward<&IQueue::put_MsgType>(u"MsgType Let", value); }
+String PublicQueue::MsgID() { return forward<&IQueue::get_MsgID>(u"MsgID Get"); }
+void PublicQueue::MsgID_Let(StringRef value) { forward<&IQueue::put_MsgID>(u"MsgID Let", value); }
+String PublicQueue::Object() { return forward<&IQueue::get_Object>(u"Object Get"); }
+void PublicQueue::Object_Let(StringRef value) { forward<&IQueue::put_Object>(u"Object Let", value); }
+String PublicQueue::ObjectID() { return forward<&IQueue::get_ObjectID>(u"ObjectID Get"); }
+void PublicQueue::ObjectID_Let(StringRef value) { forward<&IQueue::put_ObjectID>(u"ObjectID Let", value); }
+String PublicQueue::Name() { return forward<&IQueue::get_Name>(u"Name Get"); }
+bool PublicQueue::CompressMessages() {
+  return forward<&IQueue::get_CompressMessages>(u"CompressMessages Get");
+}
+String PublicQueue::LastDocument() { return forward<&IQueue::get_LastDocument>(u"LastDocument Get"); }
+void PublicQueue::QueueSize_Let(std::int32_t value) {
+  forward<&IQueue::put_QueueSize>(u"QueueSize Let", value);
+}
+std::int32_t PublicQueue::QueueSize() { return forward<&IQueue::get_QueueSize>(u"QueueSize Get"); }
+void PublicQueue::JournalEnabled_Let(bool value) {
   forward<&IQueue::put_JournalEnabled>(u"JournalEnabled Let", value);
 }
-bool Queue::JournalEnabled() { return forward<&IQueue::get_JournalEnabled>(u"JournalEnabled Get"); }
-void Queue::JournalQuota_Let(std::int32_t value) {
+bool PublicQueue::JournalEnabled() { return forward<&IQueue::get_JournalEnabled>(u"JournalEnabled Get"); }
+void PublicQueue::JournalQuota_Let(std::int32_t value) {
   forward<&IQueue::put_JournalQuota>(u"JournalQuota Let", value);
 }
-std::int32_t Queue::JournalQuota() { return forward<&IQueue::get_JournalQuota>(u"JournalQuota Get"); }
-void Queue::Quota_Let(std::int32_t value) { forward<&IQueue::put_Quota>(u"Quota Let", value); }
-std::int32_t Queue::Quota() { return forward<&IQueue::get_Quota>(u"Quota Get"); }
-bool Queue::IsEmpty() { return forward<&IQueue::raw_IsEmpty>(u"IsEmpty"); }
-void Queue::Purge() { forward<&IQueue::raw_Purge>(u"Purge"); }
-void Queue::SendDocument(StringRef RawDocument) {
+std::int32_t PublicQueue::JournalQuota() { return forward<&IQueue::get_JournalQuota>(u"JournalQuota Get"); }
+void PublicQueue::Quota_Let(std::int32_t value) { forward<&IQueue::put_Quota>(u"Quota Let", value); }
+std::int32_t PublicQueue::Quota() { return forward<&IQueue::get_Quota>(u"Quota Get"); }
+bool PublicQueue::IsEmpty() { return forward<&IQueue::raw_IsEmpty>(u"IsEmpty"); }
+void PublicQueue::Purge() { forward<&IQueue::raw_Purge>(u"Purge"); }
+void PublicQueue::SendDocument(StringRef RawDocument) {
   forward<&IQueue::raw_SendDocument>(u"SendDocument", RawDocument);
 }
-void Queue::AcknowledgeDocument(StringRef MessageID) {
+void PublicQueue::AcknowledgeDocument(StringRef MessageID) {
   forward<&IQueue::raw_AcknowledgeDocument>(u"AcknowledgeDocument", MessageID);
 }
-void Queue::Commit() { forward<&IQueue::raw_Commit>(u"Commit"); }
-void Queue::Abort() { forward<&IQueue::raw_Abort>(u"Abort"); }
+void PublicQueue::Commit() { forward<&IQueue::raw_Commit>(u"Commit"); }
+void PublicQueue::Abort() { forward<&IQueue::raw_Abort>(u"Abort"); }
 
-void Queue::SendMessage(const Ref<_Message>& Message) {
+void PublicQueue::SendMessage(const Ref<_Message>& Message) {
   errors_.reported(u"SendMessage", [&] {
     const auto queue = backEnd();
     call<&IQueue::raw_SendMessage>(queue, query<IMessage>(Message.get()));
   });
 }
 
-void Queue::AcknowledgeMessage(const Ref<_Message>& Message) {
+void PublicQueue::AcknowledgeMessage(const Ref<_Message>& Message) {
   errors_.reported(u"AcknowledgeMessage", [&] {
     const auto queue = backEnd();
     call<&IQueue::raw_AcknowledgeMessage>(queue, query<IMessage>(Message.get()));
   });
 }
 
-Ref<_Message> Queue::ReceiveNext() {
+Ref<_Message> PublicQueue::ReceiveNext() {
   return errors_.reported(u"ReceiveNext", [&]() -> Ref<_Message> {
     const auto message = call<&IQueue::raw_ReceiveNext>(backEnd());
     return message ? query<_Message>(message.get()) : nullptr;
@@ -136,19 +141,19 @@ Ref<_Message> Queue::ReceiveNext() {
 
 // The members that only the Message Queuing store serves. "Not implemented" is raised outside the
 // error pattern: it is a report of its own.
-void Queue::ReceiveEnable() {
-  constexpr const char16_t* procedure = u"ReceiveEnableGet";
+void PublicQueue::ReceiveEnable() {
+  constexpr const char16_t* procedure = u"ReceiveEnableGet";  // meant: the published source of its errors
   if (storeFor(procedure) != Store::MessageQueuing) return errors_.notImplemented(procedure);
   errors_.reported(procedure, [&] { call<&_MSMQQueue::raw_ReceiveEnable>(messageQueuing()); });
 }
 
-void Queue::ReceiveDisable() {
+void PublicQueue::ReceiveDisable() {
   constexpr const char16_t* procedure = u"ReceiveDisable";
   if (storeFor(procedure) != Store::MessageQueuing) return errors_.notImplemented(procedure);
   errors_.reported(procedure, [&] { call<&_MSMQQueue::raw_ReceiveDisable>(messageQueuing()); });
 }
 
-Variant Queue::BeginTransaction() {
+Variant PublicQueue::BeginTransaction() {
   return errors_.reported(u"BeginTransaction", [&]() -> Variant {
     switch (store()) {
       case Store::Database: return call<&IQueue::raw_BeginTransaction>(backEnd());
@@ -160,7 +165,7 @@ Variant Queue::BeginTransaction() {
   });
 }
 
-Variant Queue::Transaction() {
+Variant PublicQueue::Transaction() {
   constexpr const char16_t* procedure = u"Transaction Get";
   const Store kind = storeFor(procedure);
   if (kind == Store::Database) return errors_.notImplemented(procedure), Variant();
@@ -170,7 +175,7 @@ Variant Queue::Transaction() {
   });
 }
 
-void Queue::Transaction_Set(const VARIANT& value) {
+void PublicQueue::Transaction_Set(const VARIANT& value) {
   constexpr const char16_t* procedure = u"Transaction Set";
   const Store kind = storeFor(procedure);
   if (kind == Store::Database) return errors_.notImplemented(procedure);
@@ -183,4 +188,4 @@ void Queue::Transaction_Set(const VARIANT& value) {
   });
 }
 
-}  // namespace CorvaneQueue::facade
+}  // namespace CorvaneQueue

@@ -8,14 +8,14 @@
 #include "Object.h"
 #include "QueueForm.h"
 
-namespace CorvaneQueue::facade {
+namespace CorvaneQueue {
 
 // Forwards to its back end through IQueue. Used before Initialize, it works on the queue
 // "InboundGateway". Ending it aborts the back end's open transaction.
-class Queue final : public Object<Queue, QueueForm<Queue>, EventSource<__Queue>> {
+class PublicQueue final : public Object<PublicQueue, QueueForm<PublicQueue>, EventSource<__Queue>> {
  public:
-  Queue();
-  ~Queue();
+  PublicQueue();
+  ~PublicQueue();
 
   const Ref<_Journal>& Journal() const noexcept { return journal_; }
   void Journal_Set(const Ref<_Journal>& value);
@@ -86,4 +86,4 @@ class Queue final : public Object<Queue, QueueForm<Queue>, EventSource<__Queue>>
   Subscription relay_;  // passes the back end's event on
 };
 
-}  // namespace CorvaneQueue::facade
+}  // namespace CorvaneQueue

@@ -1,4 +1,4 @@
-#include "Text.h"
+#include "StoredText.h"
 
 #include <CorvaneQueue/Error.h>
 

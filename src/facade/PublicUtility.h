@@ -5,16 +5,16 @@
 #include "UtilityForm.h"
 #include "UtilityRules.h"
 
-namespace CorvaneQueue::facade {
+namespace CorvaneQueue {
 
-class Utility final : public Object<Utility, UtilityForm<Utility>>, public UtilityRules {
+class PublicUtility final : public Object<PublicUtility, UtilityForm<PublicUtility>>, public UtilityRules {
  public:
-  Utility() : UtilityRules(u"Utility") {}
-  ~Utility() = default;
+  PublicUtility() : UtilityRules(u"Utility") {}
+  ~PublicUtility() = default;
 
  private:
   // In the configured store; does nothing when that is neither "db" nor "msmq".
   void create(StringRef QueueName) override;
 };
 
-}  // namespace CorvaneQueue::facade
+}  // namespace CorvaneQueue
