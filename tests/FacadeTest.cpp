@@ -4,7 +4,7 @@
 #include "PublicQueue.h"
 #include "PublicQueues.h"
 #include "PublicUtility.h"
-#include "RecordingPlatform.h"
+#include "RecordingTest.h"
 
 namespace CorvaneQueue {
 

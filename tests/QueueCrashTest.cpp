@@ -140,4 +140,33 @@ TEST(QueueCrash, LosesDoublesAndHalvesNothing) {
   EXPECT_GT(shared.commits, kills);
 }
 
+TEST(QueueCrash, AFileTellsOfEachQueueAndIsMended) {
+  const Installation home;
+  createQueue(u".\\PRIVATE$\\Orders");
+  createQueue(u".\\Plain", Transactional::No);
+  const auto lqs = home.file("msmq/storage/lqs");
+  const auto contents = [&] {
+    std::set<std::string> found;
+    for (const auto& entry : std::filesystem::directory_iterator(lqs))
+      found.insert(home.read(entry.path().c_str()));
+    return found;
+  };
+  const auto two = contents();
+  ASSERT_EQ(two.size(), 2u);
+  EXPECT_NE(two.begin()->find("QueueName=Plain\r\n"), std::string::npos) << *two.begin();
+  EXPECT_NE(two.rbegin()->find("[Properties]\r\nSystemQueue=00\r\nQueueName=\\private$\\Orders\r\n"),
+            std::string::npos)
+      << *two.rbegin();
+  EXPECT_NE(home.read("registry.toml").find("msmq/storage"), std::string::npos);
+  call<&IMSMQQueueInfo::raw_Delete>(infoOf(u".\\Plain"));
+  EXPECT_EQ(contents(), std::set{*two.rbegin()});
+  // A process that died between the store and the file: the next one mends it.
+  std::filesystem::remove_all(lqs);
+  std::filesystem::create_directory(lqs);
+  std::ofstream(lqs / "0000abcd") << "[Properties]\r\nleft over";
+  std::ofstream(lqs / "deadbeef") << "somebody else's";
+  EXPECT_TRUE(open(u".\\PRIVATE$\\Orders", MQ_PEEK_ACCESS));
+  EXPECT_EQ(contents(), (std::set{*two.rbegin(), std::string("somebody else's")}));
+}
+
 }  // namespace

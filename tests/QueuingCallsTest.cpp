@@ -1,41 +1,13 @@
 // The Message Queuing back end against a recording door: which calls, in which order, with which values.
 #include "DbJournal.h"
 #include "DbMessages.h"
-#include "modCompress.h"
 #include "MSMQJournal.h"
 #include "MSMQQueues.h"
-#include "RecordingPlatform.h"
+#include "QueuingCalls.h"
 
 namespace CorvaneQueue {
 
 namespace {
-
-class QueuingCalls : public RecordingTest {
- protected:
-  Stepwise<MSMQQueue> queue(bool isJournal = false) {
-    const auto made = stepwise<MSMQQueue>();
-    made->Initialize(String(u"Orders"), isJournal);
-    return made;
-  }
-  Stepwise<MSMQQueue> orders = queue();
-  Subscription client = listening<__MSMQQueue>(orders);
-  // A message of the store that stands for one with this number.
-  Ref<MSMQMessage> chosen(int number) {
-    const auto made = make<MSMQMessage>();
-    made->QueueMessage_Set(message(number));
-    return made;
-  }
-  void arrives(int number) {
-    prepared(number);
-    recorder.arrive();
-  }
-  void sends(bool isCompressed) {
-    const Variant body = call<&IMSMQMessage::get_Body>(recorder.sent);
-    if (isCompressed) return step("compressed", modCompress::Decompress(body.get()).get());
-    const auto bytes = bytesOf(body.get());
-    step("plain", std::string(bytes.begin(), bytes.end()));
-  }
-};
 
 TEST_F(QueuingCalls, SendingInitialisesOpensAndSends) {
   orders = stepwise<MSMQQueue>();
@@ -122,122 +94,6 @@ TEST_F(QueuingCalls, OneTransactionAtATime) {
   step("has", orders->Queue_Transaction_Get().get());
   recorder.failing = "Abort";  // nobody hears of it
   orders = nullptr;
-}
-
-TEST_F(QueuingCalls, AnArrivalIsReceivedAnnouncedAndCommitted) {
-  recorder.isTransactional = true;
-  handle = [&](std::span<VARIANT> arguments) {
-    step("last is", orders->LastDocument());
-    change(arguments[1]);
-  };
-  orders->Object_Let(String(u"kept"));
-  orders->ReceiveEnable();
-  arrives(42);
-  step("is now", orders->LastDocument(), orders->MsgType(), orders->Object());
-  orders->IQueue_AcknowledgeDocument(String(u"ignored"));
-  // Nothing is pending.
-  orders->AcknowledgeDocument();
-  // Given up by arming again: it stays in the transaction, which the next one joins.
-  arrives(43);
-  orders->ReceiveEnable();
-  // Nothing is pending.
-  orders->AcknowledgeDocument();
-  recorder.handedBack = make<RecordingTransaction>(recorder);
-  arrives(44);
-  step("has", orders->Transaction());
-  orders->Commit();  // by the client, before it acknowledges
-  // Acknowledged.
-  orders->AcknowledgeDocument();
-}
-
-TEST_F(QueuingCalls, OutsideATransactionAnArrivalIsPeekedAndReceivedAtItsAcknowledgement) {
-  orders->ReceiveEnable();
-  arrives(42);
-  // Acknowledged.
-  orders->AcknowledgeDocument();
-  // A failing acknowledgement: no longer pending, and not armed.
-  arrives(43);
-  failsAt("receive Receive", [&] { orders->AcknowledgeDocument(); });
-  orders->AcknowledgeDocument();
-  // Disarmed with a document pending.
-  orders->ReceiveEnable();
-  arrives(44);
-  orders->BeginTransaction();
-  orders->ReceiveDisable();
-  step("nothing more, but a transaction:", orders->Transaction());
-  orders->ReceiveDisable();
-  orders->AcknowledgeDocument();
-  recorder.arrive();
-}
-
-TEST_F(QueuingCalls, TheNotifiedQueueIsKnownByNamesAlone) {
-  orders->ReceiveEnable();
-  VARIANT null{};
-  null.vt = VT_NULL;
-  const NamedObject::Members information = {{u"IsTransactional", Variant(null)}};
-  const NamedObject::Members members = {
-      {u"QueueInfo", Ref<IDispatch>(make<NamedObject>(recorder, information))},
-      {u"Peek", asDispatch(message(42))}};
-  recorder.arriveFrom(make<NamedObject>(recorder, members));
-  step("transaction:", orders->Transaction());
-}
-
-TEST_F(QueuingCalls, ArrivalsThatFailAreReportedAndNotAnnounced) {
-  recorder.isTransactional = true;
-  orders->ReceiveEnable();
-  // Somebody else was faster.
-  recorder.arrive();
-  step("transaction:", orders->Transaction());
-  // A body that does not decompress: it stays in the transaction, pending, and nothing is armed.
-  prepared(42)->appSpecific = 1;
-  recorder.arrive();
-  orders->AcknowledgeDocument();
-  // A label with an element that does not end.
-  prepared(43)->label = u"Msg Type: <ORDER";
-  recorder.arrive();
-  // Another message is removed meanwhile: this one stays pending.
-  orders->AcknowledgeMessage(*chosen(0));
-  orders->AcknowledgeDocument();
-  recorder.failing = "receive Receive";
-  // Nothing is taken, and nothing to acknowledge.
-  recorder.arrive();
-  orders->AcknowledgeDocument();
-}
-
-TEST_F(QueuingCalls, InitializingAgainLetsGoOfTheQueueBefore) {
-  recorder.isTransactional = true;
-  orders = stepwise<MSMQQueue>();
-  orders->BeginTransaction();
-  orders->SendDocument(String(u"inside"));  // which initialises, but not anew
-  failsAt("Abort", [&] { orders->Initialize(String(u"Other"), false); });
-  step("it is", orders->Name());
-  client = listening<__MSMQQueue>(orders);
-  orders->ReceiveEnable();
-  arrives(42);
-  orders->Initialize(String(u"Other"), false);  // handles are let go of without a call
-  // Nothing to end.
-  orders->AcknowledgeDocument();
-  orders->Commit();
-  arrives(43);
-  orders->SendDocument(String(u"text"));
-  orders->IsEmpty();
-}
-
-TEST_F(QueuingCalls, AClientsHandlerMayThrowAcknowledgeAndInitializeAgain) {
-  recorder.isTransactional = true;
-  handle = [&](std::span<VARIANT>) {
-    orders->AcknowledgeDocument();
-    orders->Initialize(String(u"Orders"), false);
-    throw Error(5, u"client", u"No good.");
-  };
-  for (int i = 0; i < 2; ++i) {
-    orders->ReceiveEnable();
-    arrives(42);
-  }
-  orders->ReceiveEnable();
-  // Let go in its handler.
-  handle = [&](std::span<VARIANT>) { orders = nullptr; };
-  arrives(43);
 }
 
 TEST_F(QueuingCalls, DeletingOneMessageByItsIdentifier) {
@@ -330,90 +186,6 @@ TEST_F(QueuingCalls, TheUtilityIsOfMessageQueuingWhateverIsConfigured) {
   recorder.failing = "FormatName";  // the queue is created then too
   utility->OpenQueue(String(u"Orders"), MQ_SEND_ACCESS, false);
   fails([&] { call<&IUtility::put_QueueStoreType>(Ref<IUtility>(utility.get()), u"oracle"); });
-}
-
-class QueueFiles : public RecordingTest {
- protected:
-  void file(const char16_t* name, const char16_t* queueName, const char16_t* systemQueue = u"00") {
-    recorder.files.push_back(name);
-    const std::string file = toUtf8(name);
-    recorder.texts[file + " QueueName"] = queueName;
-    recorder.texts[file + " PathName"] = String(u"HOST\\" + std::u16string(queueName));
-    recorder.texts[file + " SystemQueue"] = systemQueue;
-  }
-  void lists() {
-    queues->Refresh();
-    for (std::int32_t i = 1; i <= queues->Count(); ++i)
-      step("listed: " + toUtf8(queues->Item(Variant(i).get())->Name()));
-  }
-  void looksAnew(const std::string& where) {
-    step(where);
-    queues = stepwise<MSMQQueues>();
-    lists();
-  }
-  Stepwise<MSMQQueues> queues = stepwise<MSMQQueues>();
-};
-
-TEST_F(QueueFiles, AreFilteredByKindAndCut) {
-  file(u"1", u"orders");
-  file(u"2", u"\\private$\\hidden");
-  file(u"3", u"system", u"01");
-  file(u"4", u"seven", u"7");  // one character says nothing
-  file(u"5", u"x mqping response x");
-  file(u"6", u"");
-  lists();
-  recorder.settings["UsesPublicQueues"] = false;
-  lists();
-  step("found:", queues->Item(Variant(u"HIDDEN").get())->Name());
-  queues->Remove(Variant(u"hidden").get());
-  step("left without a call:", queues->Count());
-  // Two queues of one name, and a number that is none: the list has what stands before them.
-  recorder.settings["UsesPublicQueues"] = true;
-  file(u"7", u"ORDERS");
-  fails([&] { queues->Refresh(); });
-  step("left:", queues->Count());
-  recorder.files = {u"3"};
-  recorder.texts["3 SystemQueue"] = u"no number";
-  fails([&] { queues->Refresh(); });
-}
-
-TEST_F(QueueFiles, StandInTheDirectoryThatTheSystemNames) {
-  looksAnew("the system's directory");
-  recorder.texts["registry"] = String(std::u16string(u"D:\\store\\\0rest", 14));
-  looksAnew("the registry's");
-  recorder.texts["PROCESSOR_ARCHITEW6432"] = u"AMD64";
-  recorder.texts["system directory"] = u"S:\\system";
-  recorder.texts["registry"] = u"s:\\SYSTEM\\msmq";
-  looksAnew("a 32-bit process on a 64-bit system");
-  recorder.texts.erase("registry");
-  looksAnew("the same without the registry");
-  recorder.version.majorVersion = 4;
-  fails([&] { looksAnew("an old system without the registry"); });
-  recorder.texts["registry"] = u"D:\\msmq";
-  file(u"1", u"orders");
-  looksAnew("an old system, whose queues are called by their path names");
-  for (const auto& [platformId, majorVersion] : {std::pair(2, 3), std::pair(1, 4), std::pair(1, 10)}) {
-    recorder.version.platformId = platformId;
-    recorder.version.majorVersion = majorVersion;
-    queues = stepwise<MSMQQueues>();
-    queues->Add(String(u"before"));
-    fails([&] { queues->Refresh(); });
-    step("left:", queues->Count());
-  }
-  // A queue of platform 1.
-  make<MSMQUtility>()->OpenQueue(String(u"Q"), MQ_PEEK_ACCESS, false);
-}
-
-TEST_F(QueueFiles, QueuesAreLookedForAndAddedInMessageQueuing) {
-  step("exists:", queues->Exists(String(u"Orders")));
-  queues->Add(String(u"Orders"));
-  fails([&] { queues->Add(String(u"ORDERS")); });
-  recorder.failing = "Open";
-  step("exists:", queues->Exists(String(u"Orders")));
-  queues->Add(String(u"New"));
-  step("two:", queues->Count());
-  recorder.version.majorVersion = 4;
-  make<MSMQQueues>()->Exists(String(u"Orders"));
 }
 
 }  // namespace

@@ -1,7 +1,7 @@
 // The database back end against a recording door: which calls, in which order, with which values.
 #include "DbJournal.h"
 #include "DbQueues.h"
-#include "RecordingPlatform.h"
+#include "RecordingTest.h"
 
 namespace CorvaneQueue {
 

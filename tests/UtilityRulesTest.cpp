@@ -2,7 +2,7 @@
 #include "DbUtility.h"
 #include "modCompress.h"
 #include "PublicUtility.h"
-#include "RecordingPlatform.h"
+#include "RecordingTest.h"
 
 namespace CorvaneQueue {
 

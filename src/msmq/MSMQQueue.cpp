@@ -109,8 +109,7 @@ void MSMQQueue::Purge() {
   call<&IMSMQQueue::raw_Reset>(queue);
   const bool isInTransaction = isTransactional(queue);
   if (isInTransaction) BeginTransaction();
-  while (receiveCurrent(queue, isInTransaction, MQ_NO_TRANSACTION, purgeTimeout)) {
-  }
+  while (receiveCurrent(queue, isInTransaction, MQ_NO_TRANSACTION, purgeTimeout)) continue;
   if (isInTransaction) Commit();
 }
 
