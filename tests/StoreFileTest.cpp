@@ -57,7 +57,7 @@ class StoreFile : public ::testing::Test {
 
 TEST_F(StoreFile, RefusesANewerSchemaADamagedFileAndOtherDatabases) {
   Database(file(), migrations).execute("PRAGMA dbo.user_version = 77");
-  expectError(E_FAIL, u"SendDocument", "schema version 77, and this library knows 2",
+  expectError(E_FAIL, u"SendDocument", "schema version 77, and this library knows 3",
               [&] { send(queue(), u"x"); });
   writeFile(std::string(10000, 'x'));
   expectError(E_FAIL, nullptr, "is not a message store", [&] { send(queue(), u"x"); });

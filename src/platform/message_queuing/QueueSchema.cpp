@@ -45,7 +45,8 @@ CREATE TABLE dbo.mqDropped (messageId INTEGER PRIMARY KEY);
 CREATE TABLE dbo.mqCounter (value INTEGER NOT NULL);
 INSERT INTO dbo.mqCounter VALUES (0);
 )sql",
-    // Nothing changes but the rules by which processes take turns and sync.
+    // Nothing changes but the rules by which processes take turns and sync; twice.
+    "",
     "",
 };
 

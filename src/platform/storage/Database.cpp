@@ -75,11 +75,11 @@ Database::~Database() {
   // Not over pages that may not be on the disk.
   if (sharing_) {
     constexpr auto patience = std::chrono::seconds(1);
-    const bool isOurs = sharing_->syncers().take(std::chrono::steady_clock::now() + patience);
+    const bool isOurs = sharing_->takeSyncs(std::chrono::steady_clock::now() + patience);
     if (!isOurs || files_.areLost() || sharing_->state().isLogSuspect != 0)
       sqlite3_db_config(handle_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
     handle_.reset();
-    if (isOurs) sharing_->syncers().pass();
+    sharing_->passSyncs();
   }
   sessions_->remove(this);
 }
@@ -117,6 +117,7 @@ void Database::open(std::span<const std::string_view> migrations) {
   beforeReading();
   if (!sharing_) return;
   durability_.emplace(handle_.get(), file_, *sharing_);
+  durability_->awaitSyncs();
   if (!isFirst) return;
   checkDamage();
   durability_->writeAnew();

@@ -1,13 +1,16 @@
 #include "Durability.h"
 
 #include <sqlite3.h>
+#include <algorithm>
 
 namespace CorvaneQueue::platform_layer {
 
 namespace {
 
 constexpr std::uint32_t ordinaryFrames = 2000;
+constexpr std::uint32_t longestFrames = 4 * ordinaryFrames;
 constexpr auto longestWait = std::chrono::seconds(30);
+constexpr auto longestSleep = std::chrono::milliseconds(5);  // a process that dies in its sync wakes nobody
 
 Turn::Deadline in(std::chrono::steady_clock::duration time) {
   return std::chrono::steady_clock::now() + time;
@@ -59,30 +62,56 @@ bool Durability::syncLog() noexcept {
           log->pMethods->xSync(log, SQLITE_SYNC_NORMAL | SQLITE_SYNC_DATAONLY) == SQLITE_OK);
 }
 
+// Two syncs may go on at a time; who comes meanwhile waits for one of them to end, and is served by the next
+// one together with all others who wait.
 void Durability::sync(std::uint64_t commit) {
   StoreState& state = sharing_->state();
-  if (state.synced >= commit && state.isLogSuspect == 0) return;
-  const Taken turn(sharing_->syncers(), in(longestWait));
-  if (!turn) syncFailed(*file_, u"the log could not be synced: " + sharing_->syncers().holder() + u".");
+  const auto deadline = *in(longestWait);
   try {
-    if (state.isLogSuspect == 0) {
-      if (state.synced >= commit) return;  // by whoever had the turn before
-      const std::uint64_t covered = state.done;
-      if (syncLog()) return raise(state.synced, covered);
-      state.isLogSuspect = 1;
+    while (state.isLogSuspect != 0 || state.synced < commit) {
+      const std::uint32_t ended = state.syncEnds.count;
+      if (state.isLogSuspect != 0)
+        writeLogAnew();
+      else if (Turn* const turn = freeTurn())
+        syncInTurn(*turn);
+      else if (std::chrono::steady_clock::now() < deadline)
+        state.syncEnds.await(ended, longestSleep);
+      else
+        throw Error(StoreFile::timeoutExpired, storeSource, sharing_->syncers().front().holder());
     }
-    writeLogAnew();
   } catch (const Error& error) {
     syncFailed(*file_, u"the log could not be synced (" + std::u16string(error.description().view()) + u").");
   }
 }
 
+Turn* Durability::freeTurn() noexcept {
+  for (Turn& turn : sharing_->syncers())
+    if (turn.tryTake()) return &turn;
+  return nullptr;
+}
+
+void Durability::syncInTurn(Turn& turn) noexcept {
+  StoreState& state = sharing_->state();
+  const std::uint64_t covered = state.done;
+  if (syncLog())
+    raise(state.synced, covered);
+  else
+    state.isLogSuspect = 1;
+  turn.pass();
+  state.syncEnds.happened();
+}
+
+void Durability::awaitSyncs() {
+  if (!sharing_->takeSyncs(in(longestWait)))
+    file_->fail(StoreFile::timeoutExpired,
+                u"timeout expired: " + sharing_->syncers().front().holder() + u".");
+  sharing_->passSyncs();
+}
+
 void Durability::mustBeTrusted() {
   if (sharing_->state().isLogSuspect == 0) return;
-  const Taken turn(sharing_->syncers(), in(longestWait));
   try {
-    if (!turn) throw Error(E_FAIL, storeSource, sharing_->syncers().holder());
-    if (sharing_->state().isLogSuspect != 0) writeLogAnew();
+    writeLogAnew();
   } catch (const Error& error) {
     file_->fail(error.number(),
                 u"a sync of its log has failed, and writing the log anew failed too (" +
@@ -92,18 +121,20 @@ void Durability::mustBeTrusted() {
 }
 
 void Durability::writeAnew() {
-  const Taken turn(sharing_->syncers(), in(longestWait));
-  if (!turn || log_.isEmpty()) return;
+  if (log_.isEmpty()) return;
   sharing_->state().framesInLog = 0;  // what it holds is found out, whoever has written it
+  sharing_->state().isLogSuspect = 1;
   writeLogAnew();
 }
 
 // After a failed sync the system takes the pages for written, and the next sync succeeds without them. What
-// is written anew is synced indeed. With the turns of the syncers, and nobody writes meanwhile.
+// is written anew is synced indeed. Nobody writes meanwhile; a sync that goes on tells the truth, as the
+// system tells each session of a failure.
 void Durability::writeLogAnew() {
   StoreState& state = sharing_->state();
   const Taken turn(sharing_->writers(), in(longestWait));
   if (!turn) throw Error(E_FAIL, storeSource, sharing_->writers().holder());
+  if (state.isLogSuspect == 0) return;  // somebody else was faster
   if (const int code = sqlite3_exec(handle_, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr); code != SQLITE_OK)
     file_->failFor(handle_, code, "taking the log");
   try {
@@ -122,21 +153,39 @@ void Durability::writeLogAnew() {
   sqlite3_exec(handle_, "ROLLBACK", nullptr, nullptr, nullptr);
 }
 
-bool Durability::isMoveDue() noexcept { return sharing_->state().framesInLog >= ordinaryFrames; }
+bool Durability::isMoveDue() noexcept {
+  const StoreState& state = sharing_->state();
+  return state.framesInLog >= std::max<std::uint32_t>(ordinaryFrames, state.moveAt);
+}
 
-void Durability::moveLog(Turn::Deadline deadline) noexcept {
+bool Durability::checkpoint(int mode) noexcept {
+  StoreState& state = sharing_->state();
+  state.isLogMoved = 1;  // before it is: who begins at that moment must know
+  int frames = 0;
+  int moved = 0;
+  const int code = sqlite3_wal_checkpoint_v2(handle_, "dbo", mode, &frames, &moved);
+  if (code == SQLITE_OK && mode == SQLITE_CHECKPOINT_TRUNCATE) state.framesInLog = 0;
+  if ((code & 0xFF) == SQLITE_IOERR) state.isLogSuspect = 1;
+  return code == SQLITE_OK && frames == moved && state.framesInLog <= static_cast<std::uint32_t>(frames);
+}
+
+void Durability::moveLog(Turn::Deadline deadline, Shorten shorten) noexcept {
   StoreState& state = sharing_->state();
   try {
-    const Taken turn(sharing_->syncers(), deadline);
-    if (!turn || state.isLogSuspect != 0) return;
-    state.isLogMoved = 1;  // before it is: who begins at that moment must know
-    // A log beyond its ordinary size is cut back to it.
-    constexpr std::uint32_t longest = 2 * ordinaryFrames;
-    const int mode = state.framesInLog > longest ? SQLITE_CHECKPOINT_TRUNCATE : SQLITE_CHECKPOINT_PASSIVE;
-    int frames = 0;
-    const int code = sqlite3_wal_checkpoint_v2(handle_, "dbo", mode, &frames, nullptr);
-    if (code == SQLITE_OK && mode == SQLITE_CHECKPOINT_TRUNCATE) state.framesInLog = 0;
-    if ((code & 0xFF) == SQLITE_IOERR) state.isLogSuspect = 1;
+    if (state.isLogSuspect != 0) return;
+    // Others go on meanwhile, and see to it that this is not tried with each of their commits.
+    const std::uint32_t frames = state.framesInLog;
+    state.moveAt = frames + ordinaryFrames;
+    const bool isLong = frames > longestFrames;
+    bool isAll = !isLong && checkpoint(SQLITE_CHECKPOINT_PASSIVE);
+    if (!isAll) {  // what they have stored by now is little: nobody waits for long
+      const Taken turn(sharing_->writers(), deadline);
+      if (turn && state.isLogSuspect == 0)
+        isAll = checkpoint(!isLong                   ? SQLITE_CHECKPOINT_PASSIVE
+                           : shorten == Shorten::Yes ? SQLITE_CHECKPOINT_TRUNCATE
+                                                     : SQLITE_CHECKPOINT_RESTART);
+    }
+    if (isAll) state.moveAt = 0;
   } catch (const Error&) {  // the next commit tries again
   }
 }

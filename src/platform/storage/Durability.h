@@ -26,18 +26,27 @@ class Durability {
 
   // The commit is on the disk when it returns. Throws SyncFailed.
   void sync(std::uint64_t commit);
+  // Until no sync goes on that began before this session had the log open: the system would not tell it of a
+  // failure. Throws an Error after half a minute.
+  void awaitSyncs();
   // Should a sync have failed before, in whatever process: writes the log anew first. Throws an Error when
   // that fails: nothing that is stored from now on would be durable.
   void mustBeTrusted();
   // Writes and syncs everything that the log holds. For the first session of a store.
   void writeAnew();
-  // Moves the log into the store's file, as far as nobody reads it, so that its room is used again. Not when
-  // the turn to sync is not had by the deadline.
-  void moveLog(Turn::Deadline deadline) noexcept;
+  // Moves the log into the store's file, so that its room is used again: most of it while others write, and
+  // what they write meanwhile in the turn of the writers, should that be had by the deadline. As far as
+  // nobody reads it. A long log is cut off, or kept to be written over.
+  enum class Shorten { Yes, No };
+  void moveLog(Turn::Deadline deadline, Shorten shorten) noexcept;
   bool isMoveDue() noexcept;
 
  private:
+  Turn* freeTurn() noexcept;
+  void syncInTurn(Turn& turn) noexcept;
   bool syncLog() noexcept;
+  // Whether all of the log is in the file.
+  bool checkpoint(int mode) noexcept;
   void writeLogAnew();
 
   sqlite3* handle_;

@@ -7,15 +7,14 @@
 namespace CorvaneQueue::platform_layer {
 
 namespace {
-enum Byte : std::int64_t { writersByte, syncersByte, sessionsByte };
-constexpr ByteRange sessions{sessionsByte, sessionsByte};
+constexpr ByteRange sessions{2, 2};  // the ones before were the turns of an older library
 }  // namespace
 
 StoreSharing::StoreSharing(File lockFile)
     : lockFile_(std::move(lockFile)),
       page_(lockFile_),
-      writers_(lockFile_, writersByte, page_->writers),
-      syncers_(lockFile_, syncersByte, page_->syncers) {}
+      writers_(page_->writers, page_->writersLock),
+      syncers_{Turn(page_->syncers, page_->syncersLock), Turn(page_->moreSyncers, page_->moreSyncersLock)} {}
 
 std::unique_ptr<StoreSharing> StoreSharing::join(const std::filesystem::path& store) {
   std::filesystem::path name = store;
@@ -32,7 +31,18 @@ std::unique_ptr<StoreSharing> StoreSharing::join(const std::filesystem::path& st
                             u"timeout expired: another process has been opening it for 30 seconds.");
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
+  if (joined->isFirst_)
+    for (Turn* const turn : {&joined->writers_, &joined->syncers_[0], &joined->syncers_[1]}) turn->prepare();
   return joined;
+}
+
+bool StoreSharing::takeSyncs(Turn::Deadline deadline) {
+  for (Turn& turn : syncers_)
+    if (!turn.take(deadline)) return passSyncs(), false;
+  return true;
+}
+void StoreSharing::passSyncs() noexcept {
+  for (Turn& turn : syncers_) turn.pass();
 }
 
 void StoreSharing::settle() {

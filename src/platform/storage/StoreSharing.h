@@ -4,6 +4,7 @@
 #include "SharedPage.h"
 #include "StoreState.h"
 
+#include <array>
 #include <memory>
 
 namespace CorvaneQueue::platform_layer {
@@ -20,7 +21,11 @@ class StoreSharing {
   // Call it before the state is used, once for a piece of work. False when it is lost.
   bool isWhole() const noexcept { return page_.mend(); }
   Turn& writers() noexcept { return writers_; }
-  Turn& syncers() noexcept { return syncers_; }
+  // Two may sync at a time.
+  std::array<Turn, 2>& syncers() noexcept { return syncers_; }
+  // All of them: nobody syncs until they are passed. False, and none is taken, when the time has passed.
+  bool takeSyncs(Turn::Deadline deadline);
+  void passSyncs() noexcept;
   // No other session is there, and none comes before settle().
   bool isFirst() const noexcept { return isFirst_; }
   void settle();
@@ -30,7 +35,7 @@ class StoreSharing {
   File lockFile_;
   SharedPage<StoreState> page_;
   Turn writers_;
-  Turn syncers_;
+  std::array<Turn, 2> syncers_;
   bool isFirst_ = false;
 };
 

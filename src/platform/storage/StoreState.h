@@ -1,6 +1,7 @@
 // What the processes that use a store tell each other about it: a small file that all of them map.
 #pragma once
 
+#include "SharedEvent.h"
 #include "StoreErrors.h"
 #include "Turn.h"
 
@@ -27,6 +28,13 @@ struct StoreState {
   std::atomic<std::uint32_t> lostTransactions;
   // The start of the machine that all of this is of (bootNumber).
   std::atomic<std::uint64_t> boot;
+  // Frames in the log at which moving it is tried again.
+  std::atomic<std::uint32_t> moveAt;
+  TurnLock writersLock;
+  TurnLock syncersLock;
+  TurnState moreSyncers;
+  TurnLock moreSyncersLock;
+  SharedEvent syncEnds;
 };
 static_assert(std::atomic<std::uint64_t>::is_always_lock_free);
 

@@ -135,7 +135,8 @@ void Database::giveUpReserve() noexcept {
 void Database::moveLog(std::chrono::milliseconds patience) noexcept {
   const auto now = std::chrono::steady_clock::now();
   deadline_ = now + std::max(patience, std::chrono::milliseconds(20));
-  durability_->moveLog(now + patience);
+  durability_->moveLog(now + std::max(patience, std::chrono::milliseconds(10)),
+                       patience.count() > 0 ? Durability::Shorten::Yes : Durability::Shorten::No);
 }
 
 void Database::write(Purpose purpose, Limit limit, const std::function<void()>& work) {

@@ -81,6 +81,8 @@ CREATE VIEW dbo.mdqMessageAck AS
          a.MessageTypeID
     FROM mdqAcknowledged a;
 )sql",
+    // Nothing changes but the rules by which processes take turns and sync.
+    "",
 };
 
 constexpr std::u16string_view namelessQueue = u"A queue needs a name; nothing was stored.";

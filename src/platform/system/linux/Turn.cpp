@@ -1,38 +1,54 @@
 #include "Turn.h"
 
-#include "ByteLocks.h"
+#include "Futex.h"
 #include "Process.h"
 #include "StoredText.h"
 
-#include <linux/futex.h>
-#include <sys/syscall.h>
-#include <unistd.h>
+#include <pthread.h>
 #include <algorithm>
+#include <cerrno>
 #include <ctime>
+#include <new>
 
 namespace CorvaneQueue::platform_layer {
 
 namespace {
 
+using namespace std::chrono_literals;
+
 // Nobody is woken by a holder that dies.
-constexpr std::chrono::nanoseconds longestSleep = std::chrono::milliseconds(5);
+constexpr std::chrono::nanoseconds longestSleep = 5ms;
+// From then on newcomers stand back.
+constexpr std::chrono::nanoseconds patience = 8ms;
 
-constexpr std::chrono::nanoseconds wakingUp = std::chrono::microseconds(200);
+std::chrono::nanoseconds now() noexcept { return std::chrono::steady_clock::now().time_since_epoch(); }
 
-void sleepWhile(std::atomic<std::uint32_t>& word, std::uint32_t value,
-                std::chrono::nanoseconds time) noexcept {
-  timespec limit{};
-  limit.tv_nsec = time.count();
-  ::syscall(SYS_futex, &word, FUTEX_WAIT, value, &limit, nullptr, 0);
-}
-bool wakeOne(std::atomic<std::uint32_t>& word) noexcept {
-  return ::syscall(SYS_futex, &word, FUTEX_WAKE, 1, nullptr, nullptr, 0) > 0;
+pthread_mutex_t* mutexOf(TurnLock& lock) noexcept {
+  static_assert(sizeof(pthread_mutex_t) <= sizeof(TurnLock::system));
+  return reinterpret_cast<pthread_mutex_t*>(lock.system);
 }
 
 }  // namespace
 
-bool Turn::tryTake() {
-  if (!tryLock(file_, {byte_, byte_}, ByteLock::Exclusive)) return false;
+void Turn::prepare() noexcept {
+  pthread_mutexattr_t attributes;
+  ::pthread_mutexattr_init(&attributes);
+  ::pthread_mutexattr_setpshared(&attributes, PTHREAD_PROCESS_SHARED);
+  ::pthread_mutexattr_setrobust(&attributes, PTHREAD_MUTEX_ROBUST);
+  ::pthread_mutex_init(new (lock_->system) pthread_mutex_t, &attributes);
+  ::pthread_mutexattr_destroy(&attributes);
+  state_->holder = 0;
+  state_->waiting = 0;
+  lock_->isWaking = 0;
+  lock_->isOverdue = 0;
+  lock_->isPrepared = 1;
+}
+
+bool Turn::tryTake() noexcept {
+  if (lock_->isPrepared == 0) prepare();  // somebody has emptied the file
+  const int result = ::pthread_mutex_trylock(mutexOf(*lock_));
+  if (result == EOWNERDEAD) ::pthread_mutex_consistent(mutexOf(*lock_));
+  if (result != 0 && result != EOWNERDEAD) return false;
   isTaken_ = true;
   state_->holder = processNumber();
   state_->since = std::time(nullptr);
@@ -40,36 +56,40 @@ bool Turn::tryTake() {
 }
 
 bool Turn::take(Deadline deadline) {
-  bool mayTry = state_->isAwaited == 0;  // else somebody is before this one
+  if (lock_->isOverdue == 0 && tryTake()) return true;
+  const auto start = now();
+  bool isOverdue = false;
+  const Sleeper sleeper(state_->waiting);
   while (true) {
     const std::uint32_t passed = state_->passed;
-    if (mayTry && tryTake()) return true;
-    // Free, but for somebody who has been woken: soon taken.
-    std::chrono::nanoseconds time = !mayTry && state_->holder == 0 ? wakingUp : longestSleep;
+    // Whoever is asked to stand back tries again when the turn is passed on.
+    if ((isOverdue || lock_->isOverdue == 0) && tryTake()) break;
+    std::chrono::nanoseconds time = longestSleep;
     if (deadline) {
       time = std::min<std::chrono::nanoseconds>(time, *deadline - std::chrono::steady_clock::now());
-      if (time.count() <= 0 && mayTry) return false;
+      if (time.count() <= 0) {
+        if (isOverdue) lock_->isOverdue = 0;
+        return false;
+      }
     }
-    if (time.count() > 0) {
-      state_->isAwaited = 1;
-      sleepWhile(state_->passed, passed, time);
+    if (!isOverdue && now() - start > patience) {
+      isOverdue = true;
+      lock_->isOverdue = 1;
     }
-    mayTry = true;
+    sleepWhile(state_->passed, passed, time);
+    lock_->isWaking = 0;
   }
+  if (isOverdue) lock_->isOverdue = 0;
+  return true;
 }
 
 void Turn::pass() noexcept {
   if (!std::exchange(isTaken_, false)) return;
   state_->holder = 0;
-  try {
-    tryLock(file_, {byte_, byte_}, ByteLock::None);
-  } catch (const Error&) {  // the file is closed or the lock is gone: nobody is kept waiting
-  }
-  const std::uint32_t passed = ++state_->passed;
-  // Whoever sets it after this finds the count changed and does not sleep. There may be more than the one
-  // that is woken; should that one have passed it on already, it has seen to them.
-  if (state_->isAwaited.exchange(0) != 0 && wakeOne(state_->passed) && state_->passed == passed)
-    state_->isAwaited = 1;
+  ::pthread_mutex_unlock(mutexOf(*lock_));
+  ++state_->passed;  // whoever is about to sleep finds it changed
+  if (state_->waiting != 0 && lock_->isWaking.exchange(1) == 0 && wake(state_->passed, 1) == 0)
+    lock_->isWaking = 0;
 }
 
 std::u16string Turn::holder() const {
