@@ -13,7 +13,8 @@ constexpr std::chrono::nanoseconds whileHeldUp = 250ms;
 constexpr std::chrono::nanoseconds withoutSignals = 20ms;
 }  // namespace
 
-ArrivalSignals::ArrivalSignals(std::filesystem::path directory) : directory_(std::move(directory)) {}
+ArrivalSignals::ArrivalSignals(std::filesystem::path directory, SharedCounts& counts)
+    : directory_(std::move(directory)), counts_(counts) {}
 
 const File& ArrivalSignals::signalFile(std::int64_t box) {
   const auto found = files_.find(box);
@@ -24,6 +25,7 @@ const File& ArrivalSignals::signalFile(std::int64_t box) {
 }
 
 void ArrivalSignals::signal(std::int64_t box) {
+  if (!counts_.isAnybodyWaiting()) return;
   // What was stored is stored: who cannot be woken looks by himself after a while.
   try {
     const std::uint8_t byte = 1;
@@ -40,6 +42,7 @@ void ArrivalSignals::forget(std::int64_t box) noexcept {
 void ArrivalSignals::watch(std::int64_t box) {
   if (!watcher_.isOpen()) {
     if (!watcher_.open()) return;  // there are too many watchers: look often instead
+    counts_.addWaiting();
     if (timer_.isOpen()) listen();
     for (const auto& each : armed_)
       if (const auto waiter = each.lock(); waiter && !addWatch(waiter->box)) return;
@@ -56,10 +59,16 @@ bool ArrivalSignals::addWatch(std::int64_t box) {
     watches_[box] = *watch;
     return true;
   }
+  endWatching();
+  return false;
+}
+
+void ArrivalSignals::endWatching() noexcept {
+  if (!watcher_.isOpen()) return;
   onSignal_ = {};
   watcher_.close();
   watches_.clear();
-  return false;
+  counts_.removeWaiting();
 }
 
 void ArrivalSignals::listen() {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "FileWatcher.h"
+#include "SharedCounts.h"
 
 #include <CorvaneQueue/Apartment.h>
 #include <CorvaneQueue/Error.h>
@@ -38,11 +39,18 @@ struct Waiter {
 };
 
 // Of one thread and one storage directory. A box is signalled by writing to a file of its own; who waits
-// watches that file. A signal that got lost with its sender's death is made up for by looking again from
-// time to time, more often while messages are held by others: their death signals nothing.
+// watches that file, and is counted, as nothing is written when nobody waits. A signal that got lost with its
+// sender's death is made up for by looking again from time to time, more often while messages are held by
+// others: their death signals nothing.
 class ArrivalSignals {
  public:
-  explicit ArrivalSignals(std::filesystem::path directory);
+  // The counts must outlive it.
+  ArrivalSignals(std::filesystem::path directory, SharedCounts& counts);
+  ~ArrivalSignals() { endWatching(); }
+  ArrivalSignals(const ArrivalSignals&) = delete;
+  ArrivalSignals& operator=(const ArrivalSignals&) = delete;
+  // Whether this one is among those who wait.
+  bool isWatching() const noexcept { return watcher_.isOpen(); }
 
   // Something has come into the box, or become free in it.
   void signal(std::int64_t box);
@@ -58,6 +66,7 @@ class ArrivalSignals {
   const File& signalFile(std::int64_t box);
   void watch(std::int64_t box);
   bool addWatch(std::int64_t box);
+  void endWatching() noexcept;
   void listen();
   void takeSignals();
   enum class LookFor { Signalled, All };
@@ -66,6 +75,7 @@ class ArrivalSignals {
   void lookAgainIn(std::chrono::nanoseconds time) noexcept;
 
   std::filesystem::path directory_;
+  SharedCounts& counts_;
   std::unordered_map<std::int64_t, File> files_;
   FileWatcher watcher_;
   WakeTimer timer_;

@@ -31,7 +31,7 @@ QueueService::QueueService(std::filesystem::path installation)
       counts_(storage_ / "generation"),
       reader_(storage_ / "messages.locks", counts_),
       ownLocks_(storage_ / "messages.locks"),
-      signals_(makeDirectory(storage_ / "signals")) {
+      signals_(makeDirectory(storage_ / "signals"), counts_) {
   try {
     prepare();
   } catch (const NotPermitted&) {
@@ -59,6 +59,7 @@ QueueStore& QueueService::store() {
   if (!store_ || !store_->isUsable()) {
     mustBeThere();  // another directory would need other locks too
     store_.emplace(storage_);
+    if (store_->isFirst()) counts_.countWaitingAnew(signals_.isWatching() ? 1 : 0);
     openedStore_ = FileState::of(storage_ / QueueStore::fileName);
   }
   return *store_;

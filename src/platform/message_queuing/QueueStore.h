@@ -26,6 +26,8 @@ class QueueStore {
   void write(Database::Purpose purpose, const std::function<void()>& work);
   // False when the session has to be opened anew.
   bool isUsable() const noexcept { return database_.isUsable(); }
+  // No other session with it was open when this one was opened.
+  bool isFirst() const noexcept { return database_.wasFirst(); }
   // 16 bytes, other ones for each installation.
   const std::vector<std::uint8_t>& identity() const noexcept { return identity_; }
 

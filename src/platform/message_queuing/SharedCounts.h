@@ -19,11 +19,22 @@ class SharedCounts {
   // Of every message that was held.
   std::uint64_t held() const noexcept { return counts().held.load(std::memory_order_acquire); }
   void addHeld() noexcept { counts().held.fetch_add(1, std::memory_order_acq_rel); }
+  // Of those who wait to be signalled, at most: some may have died.
+  bool isAnybodyWaiting() const noexcept { return counts().waiting != 0; }
+  void addWaiting() noexcept { ++counts().waiting; }
+  void removeWaiting() noexcept {
+    std::uint64_t now = counts().waiting;
+    while (now != 0 && !counts().waiting.compare_exchange_weak(now, now - 1)) {
+    }
+  }
+  // There are no others but these.
+  void countWaitingAnew(std::uint64_t count) noexcept { counts().waiting = count; }
 
  private:
   struct Counts {
     std::atomic<std::uint64_t> stored;
     std::atomic<std::uint64_t> held;
+    std::atomic<std::uint64_t> waiting;
   };
   static_assert(std::atomic<std::uint64_t>::is_always_lock_free);
   Counts& counts() const noexcept {

@@ -118,6 +118,7 @@ void Database::open(std::span<const std::string_view> migrations) {
   if (!sharing_) return;
   durability_.emplace(handle_.get(), file_, *sharing_);
   durability_->awaitSyncs();
+  wasFirst_ = isFirst;
   if (!isFirst) return;
   checkDamage();
   durability_->writeAnew();

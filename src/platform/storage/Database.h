@@ -72,6 +72,8 @@ class Database {
   // False once the store has ended the transaction by itself, or the file is no longer there, or in a forked
   // process.
   bool isUsable() const noexcept;
+  // No other session was open when this one was opened.
+  bool wasFirst() const noexcept { return wasFirst_; }
   // An empty store in memory stands in for a file that was not there.
   bool isStandIn() const noexcept { return isStandIn_; }
   const StoreFile& file() const noexcept { return file_; }
@@ -112,6 +114,7 @@ class Database {
   StoreFiles files_;
   int process_;
   bool isStandIn_ = false;
+  bool wasFirst_ = false;
   std::shared_ptr<class Sessions> sessions_;
   std::unique_ptr<StoreSharing> sharing_;
   std::unique_ptr<sqlite3, Close> handle_;
