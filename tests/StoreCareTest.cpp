@@ -167,12 +167,16 @@ TEST_P(StoreCare, LookingMakesNoFile) {
 TEST_P(StoreCare, SharedFilesThatAreCutShortEndNoProcess) {
   const auto orders = openQueue(GetParam(), "Orders");
   orders->SendDocument("a");
+  const auto cut = [](const fs::path& file) {
+    fs::resize_file(file, 0);
+    usleep(2000);  // files are looked at once a millisecond
+  };
   for (const char* ending : {"-shm", "-lock"}) {
-    fs::resize_file(store().string() + ending, 0);
+    cut(store().string() + ending);
     EXPECT_EQ(waiting("Orders").size(), std::string(ending) == "-shm" ? 1u : 2u) << ending;
     orders->SendDocument("b");
   }
-  if (GetParam() == Store::MessageQueuing) fs::resize_file(store().parent_path() / "generation", 0);
+  if (GetParam() == Store::MessageQueuing) cut(store().parent_path() / "generation");
   orders->SendDocument("c");
   EXPECT_THAT(waiting("Orders"), ElementsAre("a", "b", "b", "c"));
   EXPECT_THAT(told(), HasSubstr("cut the file"));

@@ -1,5 +1,7 @@
 #include "ArrivalSignals.h"
 
+#include "Process.h"
+
 #include <algorithm>
 
 namespace CorvaneQueue::platform_layer {
@@ -43,6 +45,7 @@ void ArrivalSignals::watch(std::int64_t box) {
   if (!watcher_.isOpen()) {
     if (!watcher_.open()) return;  // there are too many watchers: look often instead
     counts_.addWaiting();
+    process_ = processNumber();
     if (timer_.isOpen()) listen();
     for (const auto& each : armed_)
       if (const auto waiter = each.lock(); waiter && !addWatch(waiter->box)) return;
@@ -68,7 +71,7 @@ void ArrivalSignals::endWatching() noexcept {
   onSignal_ = {};
   watcher_.close();
   watches_.clear();
-  counts_.removeWaiting();
+  if (process_ == processNumber()) counts_.removeWaiting();  // else it is the parent's
 }
 
 void ArrivalSignals::listen() {

@@ -78,6 +78,7 @@ class ArrivalSignals {
   SharedCounts& counts_;
   std::unordered_map<std::int64_t, File> files_;
   FileWatcher watcher_;
+  int process_ = 0;  // that opened it
   WakeTimer timer_;
   Deadline due_;                                   // of the timer
   std::unordered_map<std::int64_t, int> watches_;  // by box

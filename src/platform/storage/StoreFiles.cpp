@@ -61,9 +61,11 @@ void StoreFiles::mustBeThere(const StoreFile& file, const StoreSharing& sharing)
 }
 
 void StoreFiles::mustMapWholeIndex(const StoreFile& file) {
+  if (!looks_.isDue()) return;
   FileState now;
   if (!index_.isSame(now)) {
     areLost_ = true;
+    looks_.soon();
     file.fail(E_FAIL, u"its index \"" + shownPath(index_.path) +
                           u"\" has been removed or replaced since this process opened it; " + advice);
   }

@@ -19,7 +19,8 @@ class StoreFiles {
   // Throws an Error when one of them is no longer there; so does every later call.
   void mustBeThere(const StoreFile& file, const StoreSharing& sharing);
   // The engine reads its index through a mapping: where the file has been cut short, that would end the
-  // process. Emptied, it is made anew from the log. Throws an Error when it is no longer there.
+  // process. Emptied, it is made anew from the log. Throws an Error when it is no longer there. Looks at it
+  // once a millisecond at most.
   void mustMapWholeIndex(const StoreFile& file);
   bool areLost() const noexcept { return areLost_; }
 
@@ -40,6 +41,7 @@ class StoreFiles {
   Remembered log_;
   Remembered index_;
   bool areLost_ = false;
+  NowAndThen looks_{std::chrono::milliseconds(1)};
 };
 
 }  // namespace CorvaneQueue::platform_layer

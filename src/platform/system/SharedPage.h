@@ -2,6 +2,7 @@
 #pragma once
 
 #include "File.h"
+#include "NowAndThen.h"
 
 #include <memory>
 #include <type_traits>
@@ -18,13 +19,14 @@ class FileMapping {
   FileMapping& operator=(const FileMapping&) = delete;
   void* address() const noexcept { return address_; }
   // Should somebody have cut the file short, touching it would end the process: makes it whole again, with
-  // zeros. False when that is not possible.
-  bool mend() const noexcept;
+  // zeros. False when that is not possible. Looks at the file once a millisecond at most.
+  bool mend() noexcept;
 
  private:
   const File& file_;
   std::size_t size_;
   void* address_;
+  NowAndThen looks_{std::chrono::milliseconds(1)};
 };
 
 // T is made of atomics, and all zeros are a good beginning. The file must outlive this; when it is not open,

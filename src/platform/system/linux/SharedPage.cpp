@@ -12,9 +12,12 @@ FileMapping::FileMapping(const File& file, std::size_t size) : file_(file), size
 }
 FileMapping::~FileMapping() { ::munmap(address_, size_); }
 
-bool FileMapping::mend() const noexcept {
+bool FileMapping::mend() noexcept {
+  if (!looks_.isDue()) return true;
   const auto size = static_cast<std::int64_t>(size_);
-  return file_.state().size >= size || file_.reserve(size);
+  if (file_.state().size >= size || file_.reserve(size)) return true;
+  looks_.soon();
+  return false;
 }
 
 }  // namespace CorvaneQueue::platform_layer
