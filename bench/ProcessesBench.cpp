@@ -93,7 +93,7 @@ Step arrivalReceiver() {
   receiving->queue.ReceiveEnable();
   return [receiving] {
     const long before = receiving->arrived;
-    while (receiving->arrived == before && Apartment::current().pump(std::chrono::milliseconds(0)) > 0) {
+    while (receiving->arrived == before && Apartment::current().pump(std::chrono::milliseconds(10)) > 0) {
     }
     return receiving->arrived > before;
   };

@@ -62,6 +62,9 @@ void StoreFiles::mustBeThere(const StoreFile& file, const StoreSharing& sharing)
 
 void StoreFiles::mustMapWholeIndex(const StoreFile& file) {
   if (!looks_.isDue()) return;
+  // Read before the file is looked at: it grows, and what others have seen of that meanwhile must not look as
+  // if it had been cut.
+  const std::int64_t wholeSize = file.state->indexBytes;
   FileState now;
   if (!index_.isSame(now)) {
     areLost_ = true;
@@ -70,14 +73,13 @@ void StoreFiles::mustMapWholeIndex(const StoreFile& file) {
                           u"\" has been removed or replaced since this process opened it; " + advice);
   }
   if (!now.isThere()) return;  // not made yet
-  std::atomic<std::int64_t>& wholeSize = file.state->indexBytes;
   if (now.size >= wholeSize) {
-    wholeSize = now.size;
+    if (now.size > wholeSize) file.state->indexBytes = now.size;
     return;
   }
   std::error_code error;
   std::filesystem::resize_file(index_.path, 0, error);
-  if (!error) std::filesystem::resize_file(index_.path, static_cast<std::uintmax_t>(wholeSize.load()), error);
+  if (!error) std::filesystem::resize_file(index_.path, static_cast<std::uintmax_t>(wholeSize), error);
   if (error) throwFileError(u"Mending", index_.path, static_cast<std::errc>(error.value()));
   warnInLog(u"Storage", u"Reading",
             u"Somebody has cut the file \"" + shownPath(index_.path) + u"\" short; it is made anew.");
