@@ -55,6 +55,12 @@ Sight MessageReader::first(QueueStore& store, Box box, std::int64_t after, ReadA
   return first(store, box, after);
 }
 
+std::optional<MessageHeader> MessageReader::lastFirst(Box box) {
+  const auto now = std::chrono::steady_clock::now();
+  const bool isKnown = front_.box == box && now - front_.readAt < longestReadAhead;
+  return isKnown && !isHeld(box, front_.header.position) ? std::optional(front_.header) : std::nullopt;
+}
+
 std::optional<MessageHeader> MessageReader::at(QueueStore& store, Box box, std::int64_t position) {
   store.read(box, position - 1, 1, batch_);
   if (batch_.empty() || batch_.front().position != position || isHeld(box, position)) return std::nullopt;

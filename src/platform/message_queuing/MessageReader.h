@@ -34,6 +34,10 @@ class MessageReader {
   // The first message behind a position that nobody holds.
   Sight first(QueueStore& store, Box box, std::int64_t after);
   Sight first(QueueStore& store, Box box, std::int64_t after, ReadAhead& ahead);
+  // What was the first message of the box a moment ago, if nobody holds it. For somebody who takes it and
+  // then looks whether it is still there: while others send, the first message stays the same.
+  std::optional<MessageHeader> lastFirst(Box box);
+  void forgetFirst() noexcept { front_ = {}; }
   // The message at that position, or nothing when it is gone or held by somebody.
   std::optional<MessageHeader> at(QueueStore& store, Box box, std::int64_t position);
 

@@ -178,8 +178,12 @@ QueueService::Received QueueService::receive(Box box, std::int64_t position, Whe
   MessageLocks& locks = transaction != nullptr ? *transaction->locks : ownLocks_;
   bool isAnyHeldUp = false;
   while (true) {
-    Received received{where == Where::Exactly ? Sight{visibleAt(box, position)} : firstVisible(box, position),
-                      nullptr};
+    Received received;
+    if (where == Where::Exactly)
+      received.sight.message = visibleAt(box, position);
+    else if (position != 0 || !(received.sight.message = reader_.lastFirst(box)))
+      received.sight = firstVisible(box, position);
+    reader_.forgetFirst();  // it is taken now, or was by somebody else
     const auto& header = received.sight.message;
     received.sight.isHeldUp = received.sight.isHeldUp || isAnyHeldUp;
     if (!header) return received;

@@ -162,13 +162,15 @@ void Database::giveBackSpace() {
   constexpr const char* free = "PRAGMA dbo.freelist_count";
   constexpr const char* step = "PRAGMA dbo.incremental_vacuum(256)";
   try {
+    bool isAnyGiven = false;
     while (numberOf(handle_.get(), file_, free) > manyPages) {
+      isAnyGiven = true;
       const std::int64_t before = numberOf(handle_.get(), file_, free);
       write(Purpose::Frees, std::chrono::seconds(1), [&] { execute(step); });
       if (numberOf(handle_.get(), file_, free) >= before) break;  // an older store that cannot
     }
     // The room is the disk's once the log is in the file.
-    moveLog(std::chrono::seconds(1));
+    if (isAnyGiven) moveLog(std::chrono::seconds(1));
   } catch (const Error&) {  // another time
   }
 }
