@@ -15,20 +15,11 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
-Queue openQueue(const char* name) {
-  auto queue = create<Queue>();
-  queue->Initialize(name);
-  return queue;
-}
+Queue openQueue(const char* name) { return stores::openQueue(Store::MessageQueuing, name); }
 void deleteQueue(std::u16string_view path) { call<&IMSMQQueueInfo::raw_Delete>(queuing::infoOf(path)); }
 template <class Condition>
 void pumpUntil(Condition&& holds) {
   while (!holds()) Apartment::current().pump(1s);
-}
-// Waits until it has stopped itself.
-bool hasStopped(pid_t process) {
-  int status = 0;
-  return waitpid(process, &status, WUNTRACED) == process && WIFSTOPPED(status);
 }
 // As a client that comes back.
 void enableAnew(const Queue& queue) {
@@ -124,8 +115,7 @@ TEST_F(Arrival, OfADeadReceiverIsAnnouncedToTheNextOnce) {
   next->ReceiveEnable();
   Apartment::current().pump(50ms);
   EXPECT_THAT(arrived, IsEmpty());
-  kill(first, SIGKILL);
-  endOf(first);
+  killed(first);
   pumpUntil([&] { return !arrived.empty(); });
   Apartment::current().pump(300ms);
   EXPECT_THAT(arrived, ElementsAre("survives"));
@@ -184,7 +174,6 @@ TEST_F(Arrival, EndsWithAnErrorWhenQueueOrStoreIsGoneAndGoesOnWithWhatIsThereNow
 // As beside Queue::evtArrived.
 TEST_F(Arrival, WhoseHandlerThrowsIsPutBackOrGivenUp) {
   auto orders = openQueue("Orders");
-  orders->JournalEnabled(true);
   const auto rejected = openQueue("Rejected");
   for (const char* text : {"bad", "good"}) orders->SendDocument(text);
   struct Refused : std::runtime_error {

@@ -3,15 +3,12 @@
 #include "IUtility.h"
 #include "Label.h"
 #include "modCompress.h"
-#include "modQueueUtils.h"
 #include "MSMQQueueInterface.h"
 #include "Platform.h"
 #include "QueueForm.h"
 #include "QueuesForm.h"
 #include "UtilityForm.h"
 #include "ZstdCompression.h"
-
-#include <random>
 
 namespace CorvaneQueue {
 
@@ -60,52 +57,25 @@ TEST(Interfaces, HaveTheirMembersInTheOrderOfTheTables) {
   expectSlots<_Queue, _Queues, _Messages, _Message, _Journal, _Utility, IQueue, IQueues, IMessages, IMessage,
               IJournal, IUtility, _MSMQQueue, _ExceptionHandler, _ClassTrace, _ProcessTrace, IMSMQQueueInfo,
               IMSMQQueue, IMSMQMessage, IMSMQTransaction, IMSMQCoordinatedTransactionDispenser, IMSMQEvent>();
-  EXPECT_EQ(queueMembers.size(), 39u);
   EXPECT_EQ(iQueueMembers.size(), 34u);
-  EXPECT_EQ(utilityMembers.size(), 12u);
   EXPECT_EQ(iUtilityMembers.size(), 13u);
-  EXPECT_EQ(queueMembers[30].optionalCount, 1);
-}
-
-RoutingFields fields(const char16_t* type, const char16_t* id, const char16_t* object,
-                     const char16_t* objectID) {
-  return {type, id, object, objectID};
-}
-
-TEST(Labels, AreBuiltFromNonEmptyFieldsAndReadBack) {
-  EXPECT_EQ(CreateLabel(fields(u"A", u"17", u"", u"X9")), u"Msg Type: <A> MsgID: <17> ObjectID: <X9> ");
-  EXPECT_EQ(CreateLabel({}), u"");
-  RoutingFields read = fields(u"old", u"old", u"old", u"old");
-  ParseLabel(CreateLabel(fields(u"A", u"", u"O", u"5")), read);
-  EXPECT_EQ(read.MsgType, u"A");
-  EXPECT_EQ(read.MsgID, u"old");
-  EXPECT_EQ(read.Object, u"O");
-  EXPECT_EQ(read.ObjectID, u"5");
 }
 
 TEST(Labels, AreReadInFieldOrderOnly) {
-  RoutingFields read = fields(u"", u"old", u"old", u"");
-  ParseLabel(u"MsgID: <7> Msg Type: <T> ", read);
-  EXPECT_EQ(read.MsgType, u"T");
-  EXPECT_EQ(read.MsgID, u"old");
-  ParseLabel(u"ObjectID: <5> ", read);
-  EXPECT_EQ(read.Object, u"old");
-  EXPECT_EQ(read.ObjectID, u"5");
-  ParseLabel(u"msg type: <x> ", read);
-  EXPECT_EQ(read.MsgType, u"T");
-  ParseLabel(u"Msg Type: <a> b> MsgID: <9> ", read);
-  EXPECT_EQ(read.MsgType, u"a");
-  EXPECT_EQ(read.MsgID, u"9");
-  EXPECT_EQ(errorNumber([&] { ParseLabel(u"Msg Type: <N> MsgID: <A", read); }), ErrorNumber::InvalidArgument);
-  EXPECT_EQ(read.MsgType, u"N");  // what was read before the failure stays
-  EXPECT_EQ(read.MsgID, u"9");
-}
-
-TEST(SqlText, DoublesApostrophesOnly) {
-  EXPECT_EQ(modQueueUtils::QuoteSQLString(u""), u"''");
-  EXPECT_EQ(modQueueUtils::QuoteSQLString(u"O'Brien"), u"'O''Brien'");
-  EXPECT_EQ(modQueueUtils::EscapeSQLQuotes(u"'''"), u"''''''");
-  EXPECT_EQ(modQueueUtils::EscapeSQLQuotes(u"\"[a]%_"), u"\"[a]%_");
+  const auto read = [](std::u16string_view label) {
+    RoutingFields found{u"-", u"-", u"-", u"-"};
+    const auto number = errorNumber([&] { ParseLabel(label, found); });
+    std::string text;
+    for (const String& each : {found.MsgType, found.MsgID, found.Object, found.ObjectID})
+      text += toUtf8(each) + " ";
+    return text + std::to_string(number);
+  };
+  EXPECT_EQ(read(CreateLabel({u"A", u"", u"O", u"5"})), "A - O 5 0");
+  EXPECT_EQ(read(u"MsgID: <7> Msg Type: <T> "), "T - - - 0");
+  EXPECT_EQ(read(u"ObjectID: <5> "), "- - - 5 0");
+  EXPECT_EQ(read(u"msg type: <x> "), "- - - - 0");
+  EXPECT_EQ(read(u"Msg Type: <a> b> MsgID: <9> "), "a 9 - - 0");
+  EXPECT_EQ(read(u"Msg Type: <N> MsgID: <A"), "N - - - 5");  // what was read before the failure stays
 }
 
 class CompressionTest : public ::testing::Test {
@@ -113,17 +83,6 @@ class CompressionTest : public ::testing::Test {
   platform_layer::ZstdCompression zstd;
   ScopedPlatform door{{nullptr, nullptr, nullptr, &zstd, nullptr}};
 };
-
-TEST_F(CompressionTest, GivesEveryDocumentBack) {
-  const std::u16string documents[] = {
-      u"", u"plain", u"Grüße €  😀", {u'x', 0, 0xD800, 0xDC01, 0xDC00}, std::u16string(300000, u'a')};
-  for (const auto& document : documents) {
-    BSTR text = String(document).detach();
-    const Variant compressed = modCompress::Compress(Variant::reference(&text).get());
-    SysFreeString(text);
-    EXPECT_EQ(toString(modCompress::Decompress(compressed.get()).get()).view(), document);
-  }
-}
 
 TEST_F(CompressionTest, RefusesEveryOtherSequenceOfBytes) {
   const Variant compressed =
@@ -142,12 +101,6 @@ TEST_F(CompressionTest, RefusesEveryOtherSequenceOfBytes) {
   auto longer = good;
   longer.insert(longer.end(), good.begin(), good.end());
   EXPECT_TRUE(refuses(longer));
-  std::mt19937 random(1);
-  for (int round = 0; round < 200; ++round) {
-    std::vector<std::uint8_t> noise(random() % 64);
-    for (auto& byte : noise) byte = static_cast<std::uint8_t>(random());
-    EXPECT_TRUE(refuses(noise));
-  }
   expectError(100, u"Decompress", "Decompression failed",
               [] { modCompress::Decompress(Variant::bytes({}).get()); });
   EXPECT_EQ(errorNumber([] { modCompress::Decompress(Variant(u"text").get()); }), ErrorNumber::TypeMismatch);

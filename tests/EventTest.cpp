@@ -1,10 +1,7 @@
 #include "ConnectionPoint.h"
 #include "Expect.h"
 
-#include <CorvaneQueue/Apartment.h>
 #include <CorvaneQueue/Subscription.h>
-#include <sys/eventfd.h>
-#include <unistd.h>
 
 namespace CorvaneQueue {
 
@@ -45,28 +42,6 @@ TEST(Events, ReachASnapshotOfTheSinksByReference) {
   EXPECT_EQ(point->Unadvise(second), CONNECT_E_NOCONNECTION);
   EXPECT_EQ(point->Advise(static_cast<IConnectionPoint*>(point.get()), &second), CONNECT_E_CANNOTCONNECT);
   EXPECT_EQ(point->Advise(nullptr, &second), E_POINTER);
-}
-
-TEST(Apartments, DeliverOnlyInsidePumpAndOnlyWhatIsArmed) {
-  using namespace std::chrono_literals;
-  const int descriptor = eventfd(0, 0);
-  int delivered = 0;
-  const auto deliver = [&] {
-    eventfd_t count;
-    eventfd_read(descriptor, &count);
-    ++delivered;
-  };
-  auto& apartment = Apartment::current();
-  Apartment::Armed armed = apartment.arm({descriptor, deliver});
-  EXPECT_EQ(apartment.pump(0ms), 0);
-  eventfd_write(descriptor, 1);
-  EXPECT_EQ(delivered, 0);
-  EXPECT_EQ(apartment.pump(1000ms), 1);
-  EXPECT_EQ(delivered, 1);
-  eventfd_write(descriptor, 1);
-  armed = {};
-  EXPECT_EQ(apartment.pump(0ms), 0);
-  close(descriptor);
 }
 
 }  // namespace

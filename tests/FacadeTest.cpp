@@ -10,27 +10,6 @@ namespace CorvaneQueue {
 
 namespace {
 
-// A back end of neither store. It does nothing, but has no quota.
-class OtherQueue final : public Object<OtherQueue, IQueueForm<OtherQueue>>, public RoutedQueue, Recording {
-  struct Nothing {
-    int operator()(const auto&...) const { return 0; }
-  };
-
- public:
-  using Recording::Recording;
-  using RoutedQueue::Object;
-  Ref<IJournal> Journal() { return {}; }
-  Ref<IMessages> Messages() { return {}; }
-  Ref<IMessage> ReceiveNext() { return {}; }
-  String Name() { return {}; }
-  String LastDocument() { return {}; }
-  std::int32_t Quota() { throw Error(4711, u"inner", u"No quota today."); }
-  void ProcessTrace_Set(const Ref<_ProcessTrace>& trace) { recorder.note("ProcessTrace", trace); }
-  Nothing Journal_Set, CompressMessages, QueueSize, QueueSize_Let, JournalEnabled, JournalEnabled_Let,
-      JournalQuota, JournalQuota_Let, Quota_Let, Initialize, IsEmpty, Purge, SendMessage, SendDocument,
-      AcknowledgeMessage, AcknowledgeDocument, BeginTransaction, Commit, Abort;
-};
-
 class FacadeTest : public RecordingTest {
  protected:
   FacadeTest() { recorder.settings["QueueStoreType"] = u"db"; }
@@ -75,7 +54,6 @@ TEST_F(FacadeTest, RoutesByStore) {
     fails([&] { queue->Quota(); });
   };
   routes("database", make<DbQueue>());
-  routes("neither", make<OtherQueue>(recorder));
   routes("Message Queuing", make<MSMQQueue>());
 }
 
@@ -93,7 +71,7 @@ TEST_F(FacadeTest, KeepsWhatIsAssignedAndAbortsAtItsEnd) {
 TEST_F(FacadeTest, ReportsGoToTheTraceOnceThereIsOne) {
   const auto backEnd = make<MSMQQueue>();
   const auto utility = stepwise<PublicUtility>();
-  queue->attach(make<OtherQueue>(recorder));
+  queue->attach(make<DbQueue>());
   for (const bool isTraced : {false, true, false}) {
     const auto trace = isTraced ? make<RecordingTrace>(recorder) : nullptr;
     step(isTraced ? "traced" : "not traced");

@@ -31,9 +31,6 @@ std::string bodyOf(const std::string& name) {
 
 class PowerCut : public TestWithParam<Store> {
  protected:
-  static void SetUpTestSuite() {
-    if (std::filesystem::exists("/dev/shm")) setenv("TMPDIR", "/dev/shm", 1);
-  }
   // Each in a process of its own; they fail when they throw.
   static void run(const std::vector<std::function<void()>>& bodies) {
     std::vector<pid_t> children;
@@ -87,8 +84,7 @@ class PowerCut : public TestWithParam<Store> {
   // The large one fills the log, so that it is moved into the store and begun anew while others work.
   void sendAfterLarge(const std::string& who, int count) {
     make("Large");
-    const auto large = openQueue(GetParam(), "Large");
-    large->SendDocument(std::string(2100 * 4096, 'x'));
+    openQueue(GetParam(), "Large")->SendDocument(std::string(2100 * 4096, 'x'));
     send(who, count);
   }
 

@@ -38,14 +38,7 @@ void prepare() {
   for (const char* text : {"1", "2"}) send(open(orders, MQ_SEND_ACCESS), text);
 }
 
-class QueueFaults : public ::testing::Test {
- protected:
-  static void SetUpTestSuite() {
-    if (std::filesystem::exists("/dev/shm")) setenv("TMPDIR", "/dev/shm", 1);
-  }
-};
-
-TEST_F(QueueFaults, EachCallMayFailOnce) {
+TEST(QueueFaults, EachCallMayFailOnce) {
   const std::pair<const char*, std::function<void()>> operations[] = {
       {"create", [] { createQueue(u".\\Done"); }},
       {"send", [] { send(open(orders, MQ_SEND_ACCESS), "3"); }},
@@ -94,7 +87,7 @@ TEST_F(QueueFaults, EachCallMayFailOnce) {
   }
 }
 
-TEST_F(QueueFaults, AfterAFailedCommitNothingIsDoneTwice) {
+TEST(QueueFaults, AfterAFailedCommitNothingIsDoneTwice) {
   for (long call = 1, wasHit = true; wasHit; ++call) {
     SCOPED_TRACE("call " + std::to_string(call));
     const Installation home;
@@ -111,7 +104,7 @@ TEST_F(QueueFaults, AfterAFailedCommitNothingIsDoneTwice) {
 
 // Whether what is in the log survives is not known then: it is over, and nobody else is told that something
 // is durable until the log has been written anew.
-TEST_F(QueueFaults, WithoutSyncsNothingIsReportedAsDurable) {
+TEST(QueueFaults, WithoutSyncsNothingIsReportedAsDurable) {
   const Installation home;
   prepare();
   const auto sender = open(orders, MQ_SEND_ACCESS);
@@ -132,7 +125,7 @@ TEST_F(QueueFaults, WithoutSyncsNothingIsReportedAsDurable) {
   EXPECT_EQ(bodies(ordersFormat), (Texts{"2", "3", "4", "5"}));
 }
 
-TEST_F(QueueFaults, AFlippedBitNeverMakesAWrongBody) {
+TEST(QueueFaults, AFlippedBitNeverMakesAWrongBody) {
   const Installation home;
   const auto file = home.file("msmq/storage/queues.db");
   std::set<std::string> sent;

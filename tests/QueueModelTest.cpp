@@ -134,7 +134,6 @@ class Schedule {
 };
 
 void runSchedule(unsigned seed) {
-  if (std::filesystem::exists("/dev/shm")) setenv("TMPDIR", "/dev/shm", 1);  // nothing here is about the disk
   const Installation home;
   Schedule schedule(seed);
   std::deque<std::string> trail;

@@ -25,15 +25,6 @@ TEST_F(QueuingCalls, SendingInitialisesOpensAndSends) {
   orders->Transaction_Set(nullptr);  // forgotten, not aborted
 }
 
-TEST_F(QueuingCalls, OnlyTheNumber1TurnsCompressionOn) {
-  for (const Variant& value : std::vector<Variant>{1, 0, 2, u"1"}) {
-    recorder.settings["CompressMessages"] = value;
-    orders = queue();
-    orders->SendDocument(String(u"text"));
-    sends(orders->CompressMessages());
-  }
-}
-
 TEST_F(QueuingCalls, CopyingKeepsOrChangesTheCompression) {
   for (const bool isSourceCompressed : {true, false})
     for (const bool compresses : {true, false}) {

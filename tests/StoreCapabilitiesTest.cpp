@@ -82,6 +82,11 @@ TEST(StoreCapabilities, OfMessageQueuing) {
   const auto small = browsed("Small")->Item(1);
   EXPECT_EQ(small->Body().view(), everyUnit);
   EXPECT_EQ(small->AppSpecific(), 1);
+  for (const std::u16string& text : {std::u16string(), std::u16string(300'000, u'a')}) {
+    openQueue(Store::MessageQueuing, "Small")->SendDocument(text);
+    const auto messages = browsed("Small");
+    EXPECT_EQ(messages->Item(messages->Count())->Body().view(), text);
+  }
 }
 
 TEST(StoreCapabilities, OfMessageQueuingWithTheCodePageThatTheInstallationHas) {

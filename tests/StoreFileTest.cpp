@@ -19,12 +19,6 @@ namespace {
 using platform_layer::Database;
 using ::testing::HasSubstr;
 
-// Waits until it has stopped itself.
-bool hasStopped(pid_t process) {
-  int status = 0;
-  return waitpid(process, &status, WUNTRACED) == process && WIFSTOPPED(status);
-}
-
 class StoreFile : public ::testing::Test {
  protected:
   Ref<DbQueue> queue(const char16_t* name = u"Orders") {
@@ -169,8 +163,7 @@ TEST_F(StoreFile, AReceiveInATransactionHoldsItsDocumentAndStopsNobody) {
   orders->Purge();  // leaves what is being processed
   EXPECT_EQ(next(orders), "");
   EXPECT_EQ(count(orders), 1);
-  kill(holder, SIGKILL);
-  endOf(holder);
+  killed(holder);
   EXPECT_EQ(next(orders), "first");
 }
 
@@ -209,8 +202,7 @@ TEST_F(StoreFile, AnOlderStoreIsBroughtUpToDateWheneverThatIsKilled) {
     writeFile(older);
     const pid_t child = inProcess([&] { next(queue()); });
     usleep(delay);
-    kill(child, SIGKILL);
-    endOf(child);
+    killed(child);
     ASSERT_EQ(count(queue()), 300) << "killed after " << delay << " us";
   }
   const auto orders = queue();

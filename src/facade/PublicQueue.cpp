@@ -62,12 +62,7 @@ void PublicQueue::Initialize(StringRef Name, bool IsJournal) {
 }
 
 PublicQueue::Store PublicQueue::store() {
-  const Ref<IUnknown> queue = query<IUnknown>(backEnd().get());
-  if (tryQuery<_MSMQQueue>(queue.get())) return Store::MessageQueuing;
-  void* found = nullptr;
-  if (FAILED(queue->QueryInterface(DbQueue::classIdentity, &found))) return Store::Other;
-  Ref<DbQueue>::adopt(static_cast<DbQueue*>(found));
-  return Store::Database;
+  return tryQuery<_MSMQQueue>(backEnd().get()) ? Store::MessageQueuing : Store::Database;
 }
 
 void PublicQueue::ProcessTrace_Set(const Ref<_ProcessTrace>& value) {
@@ -155,21 +150,14 @@ void PublicQueue::ReceiveDisable() {
 
 Variant PublicQueue::BeginTransaction() {
   return errors_.reported(u"BeginTransaction", [&]() -> Variant {
-    switch (store()) {
-      case Store::Database: return call<&IQueue::raw_BeginTransaction>(backEnd());
-      case Store::MessageQueuing:
-        return Ref<IDispatch>(call<&_MSMQQueue::raw_BeginTransaction>(messageQueuing()));
-      case Store::Other: break;
-    }
-    return {};
+    if (store() == Store::Database) return call<&IQueue::raw_BeginTransaction>(backEnd());
+    return Ref<IDispatch>(call<&_MSMQQueue::raw_BeginTransaction>(messageQueuing()));
   });
 }
 
 Variant PublicQueue::Transaction() {
   constexpr const char16_t* procedure = u"Transaction Get";
-  const Store kind = storeFor(procedure);
-  if (kind == Store::Database) return errors_.notImplemented(procedure), Variant();
-  if (kind == Store::Other) return {};
+  if (storeFor(procedure) == Store::Database) return errors_.notImplemented(procedure), Variant();
   return errors_.reported(procedure, [&]() -> Variant {
     return Ref<IDispatch>(call<&_MSMQQueue::get_Transaction>(messageQueuing()));
   });
@@ -177,9 +165,7 @@ Variant PublicQueue::Transaction() {
 
 void PublicQueue::Transaction_Set(const VARIANT& value) {
   constexpr const char16_t* procedure = u"Transaction Set";
-  const Store kind = storeFor(procedure);
-  if (kind == Store::Database) return errors_.notImplemented(procedure);
-  if (kind == Store::Other) return;
+  if (storeFor(procedure) == Store::Database) return errors_.notImplemented(procedure);
   errors_.reported(procedure, [&] {
     IUnknown* object = nullptr;
     throwIfFailedPlain(detail::objectIn(value, object));

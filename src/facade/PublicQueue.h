@@ -72,7 +72,7 @@ class PublicQueue final : public Object<PublicQueue, QueueForm<PublicQueue>, Eve
     return errors_.reported(procedure,
                             [&] { return call<Member>(backEnd(), std::forward<A>(arguments)...); });
   }
-  enum class Store { Database, MessageQueuing, Other };
+  enum class Store { Database, MessageQueuing };
   Store store();
   Store storeFor(std::u16string_view procedure) {
     return errors_.reported(procedure, [&] { return store(); });

@@ -52,11 +52,7 @@ inline std::atomic<long long>& room() {
 
 // Counts down with every call that writes, syncs, renames or opens; the one that reaches 0 fails.
 inline long countdown = 0;
-inline bool fails(int error) {
-  if (countdown == 0 || --countdown != 0) return false;
-  errno = error;
-  return true;
-}
+inline bool fails(int error) { return countdown != 0 && --countdown == 0 && (errno = error, true); }
 // Runs the body while that call of it fails; false when it does not make so many.
 template <class Body>
 bool whileFailing(long call, Body&& body) {
@@ -66,11 +62,7 @@ bool whileFailing(long call, Body&& body) {
 }
 // From now on no sync succeeds.
 inline bool doSyncsFail = false;
-inline bool failsSync() {
-  if (!doSyncsFail) return fails(EIO);
-  errno = EIO;
-  return true;
-}
+inline bool failsSync() { return doSyncsFail ? (errno = EIO, true) : fails(EIO); }
 // Whether there is no room for that many bytes at the offset of a file, or at its end.
 inline bool isFull(int descriptor, std::size_t size, off_t offset = -1) {
   struct stat status {};

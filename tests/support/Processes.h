@@ -27,6 +27,11 @@ inline int endOf(pid_t child) {
   int status = 0;
   return waitpid(child, &status, 0) == child ? status : -1;
 }
+// Waits until it has stopped itself.
+inline bool hasStopped(pid_t child) {
+  int status = 0;
+  return waitpid(child, &status, WUNTRACED) == child && WIFSTOPPED(status);
+}
 inline bool succeeded(pid_t child) { return endOf(child) == 0; }
 inline void killed(pid_t child) {
   kill(child, SIGKILL);
