@@ -4,6 +4,7 @@
 #include "Stores.h"
 
 #include <gmock/gmock.h>
+#include <set>
 #include <thread>
 
 namespace {
@@ -129,6 +130,16 @@ TEST_P(QueueBehaviour, PurgingQueueAndJournalAreTwoThings) {
     queue->Purge();
     EXPECT_TRUE(queue->IsEmpty());
     purge();  // what is purged may be journaled
+  }
+}
+
+TEST_P(QueueBehaviour, IdentifiersNeverRepeat) {
+  std::set<std::string> seen;
+  for (int round = 0; round < 5; ++round) {  // always an empty store, in sessions of their own
+    open("Orders")->SendDocument("x");
+    EXPECT_TRUE(seen.insert(toUtf8(browsed("Orders")->Item(1)->ID())).second);
+    open("Orders")->Purge();
+    listed("Orders")->Journal()->Purge();
   }
 }
 

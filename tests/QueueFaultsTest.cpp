@@ -174,6 +174,9 @@ TEST_P(FullDisk, StopsOnlySending) {
     const auto error = errorOf([&] { sendUpTo(5000); });
     ASSERT_TRUE(error);
     EXPECT_THAT(error->what(), HasSubstr("the disk is full; nothing was stored"));
+    queue->BeginTransaction();
+    EXPECT_TRUE(errorOf([&] { queue->SendDocument(std::string(2'000'000, 'y')), queue->Commit(); }));
+    queue->Abort();
     EXPECT_EQ(waiting("Orders").size(), sent);
     {
       Receiver documents(GetParam(), openQueue(GetParam(), "Orders"));

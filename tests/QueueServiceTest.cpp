@@ -4,9 +4,6 @@
 #include "Processes.h"
 #include "Queuing.h"
 
-#include <set>
-#include <thread>
-
 namespace {
 
 using namespace queuing;
@@ -65,16 +62,6 @@ TEST(QueueService, CarriesMessagesUnchanged) {
   send(sender, "y", alone(), std::u16string(249, u'x'));
 }
 
-TEST(QueueService, NumbersNeverRepeat) {
-  const Installation home;
-  createQueue(orders);
-  std::set<std::string> seen;
-  for (int round = 0; round < 5; ++round) {   // always an empty store, also after a restart
-    send(open(orders, MQ_SEND_ACCESS), "x");  // nothing stays open: each is a session of its own
-    EXPECT_TRUE(seen.insert(idOf(receive(open(orders, MQ_RECEIVE_ACCESS)))).second);
-  }
-}
-
 TEST(QueueService, HandlesAllowWhatTheyWereOpenedFor) {
   const Installation home;
   createQueue(orders);
@@ -120,26 +107,6 @@ TEST(QueueService, RefusesOverAQuotaAndTellsOnceOfAJournalOverItsQuota) {
   EXPECT_EQ(log.find("over its quota", told + 1), std::string::npos) << log;
 }
 
-TEST(QueueService, WaitsWithoutBeingAskedAgain) {
-  const Installation home;
-  const Gate made;
-  const pid_t sender = inProcess([&] {
-    made.pass();
-    for (const char* text : {"late", "later"}) {
-      usleep(100'000);
-      send(open(orders, MQ_SEND_ACCESS), text);
-    }
-  });
-  createQueue(orders);
-  const auto receiver = open(orders, MQ_RECEIVE_ACCESS);
-  made.open();
-  EXPECT_EQ(bodyOf(receive(receiver, In(), -1)), "late");
-  EXPECT_EQ(bodyOf(peekCurrent(receiver, 60'000)), "later");
-  EXPECT_TRUE(succeeded(sender));
-  receive(receiver);
-  EXPECT_FALSE(receive(receiver, In(), 50));
-}
-
 // The notifications of other processes' messages are looked at with the arrival events.
 TEST(QueueService, NotifiesOnceForEachArming) {
   const Installation home;
@@ -182,6 +149,7 @@ TEST(QueueService, NotifiesOnceForEachArming) {
 TEST(QueueService, WhatADeadProcessHeldIsFreeAgain) {
   const Installation home;
   const Gate held;
+  const Gate blocked;
   const pid_t holder = inProcess([&] {
     createQueue(orders);
     const auto sender = open(orders, MQ_SEND_ACCESS);
@@ -192,16 +160,23 @@ TEST(QueueService, WhatADeadProcessHeldIsFreeAgain) {
     held.open();
     pause();
   });
+  const pid_t other = inProcess([&] {
+    blocked.pass();
+    usleep(50'000);
+    kill(holder, SIGKILL);
+    usleep(50'000);
+    send(open(orders, MQ_SEND_ACCESS), "late");
+  });
   held.pass();
   const auto receiver = open(orders, MQ_RECEIVE_ACCESS);
   EXPECT_FALSE(receive(receiver));
-  std::thread killer([&] {
-    usleep(50'000);
-    killed(holder);
-  });
-  EXPECT_EQ(bodyOf(receive(receiver, In(), 10'000)), "held");  // at the holder's death, not after the time
-  killer.join();
-  EXPECT_FALSE(receive(receiver));
+  blocked.open();
+  EXPECT_EQ(bodyOf(receive(receiver, In(), -1)), "held");  // at the holder's death
+  EXPECT_EQ(bodyOf(peekCurrent(receiver, 60'000)), "late");
+  EXPECT_TRUE(succeeded(other));
+  endOf(holder);
+  EXPECT_EQ(bodyOf(receive(receiver)), "late");
+  EXPECT_FALSE(receive(receiver, In(), 50));  // nor what was sent in the dead process's transaction
 }
 
 TEST(QueueService, AForkedChildHasNoPartInWhatItsParentHolds) {

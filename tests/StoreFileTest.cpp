@@ -9,8 +9,6 @@
 #include "SqliteStore.h"
 
 #include <gmock/gmock.h>
-#include <sys/resource.h>
-#include <csignal>
 
 namespace CorvaneQueue {
 
@@ -72,34 +70,6 @@ TEST_F(StoreFile, ReportsDamageInsteadOfWrongDocuments) {
   for (std::size_t page = 8192; page < content.size(); page += 4096) content.replace(page, 16, 16, '\xFF');
   writeFile(content);
   expectError(E_FAIL, nullptr, "damaged", [&] { count(queue()); });
-}
-
-TEST_F(StoreFile, AFailedWriteStoresNothingAndTheStoreStaysSound) {
-  EXPECT_TRUE(succeeded(inProcess([&] {  // the file size limit stands for a full disk
-    std::signal(SIGXFSZ, SIG_IGN);
-    const auto writer = queue();
-    send(writer, u"before");
-    const rlimit size{1 << 20, 1 << 20};
-    setrlimit(RLIMIT_FSIZE, &size);
-    int sent = 1;
-    const auto expectFailure = [&](auto&& body) {
-      const auto error = errorNumber(body);
-      writer->Abort();
-      if (error != E_FAIL || count(writer) != sent) throw std::runtime_error("it is stored, or says so");
-    };
-    expectFailure([&] {
-      for (; sent < 1000; ++sent) send(writer, std::u16string(20000, u'x'));
-    });
-    expectFailure([&] {  // a client's transaction that cannot be committed is over
-      writer->BeginTransaction();
-      send(writer, std::u16string(2000000, u'y'));
-      writer->Commit();
-    });
-  })));
-  const auto orders = queue();
-  EXPECT_GT(count(orders), 1);
-  EXPECT_EQ(next(orders), "before");
-  send(orders, u"after");
 }
 
 TEST_F(StoreFile, TransactionsKeepTheirWorkToThemselves) {
@@ -234,15 +204,6 @@ TEST_F(StoreFile, ADamagedDocumentIsListedButItsBodyIsNotHandedOut) {
   expectError(E_FAIL, u"ReceiveNext", "delete the document", [&] { next(orders); });
   orders->AcknowledgeMessage(*damaged);
   EXPECT_EQ(next(orders), "whole too");
-}
-
-TEST_F(StoreFile, IdentifiersNeverRepeat) {
-  const auto orders = queue();
-  send(orders, u"one");
-  send(orders, u"two");
-  orders->Purge();
-  send(orders, u"three");
-  EXPECT_EQ(orders->ReceiveNext()->ID(), u"3");
 }
 
 TEST_F(StoreFile, AForkedProcessDoesNotTouchItsParentsSession) {
