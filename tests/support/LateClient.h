@@ -30,20 +30,16 @@ struct Library {
     return found;
   }
   void* handle;
-  decltype(&CorvaneQueue::SysAllocStringLen) sysAllocStringLen =
-      find<decltype(CorvaneQueue::SysAllocStringLen)>("SysAllocStringLen");
-  decltype(&CorvaneQueue::SysFreeString) sysFreeString =
-      find<decltype(CorvaneQueue::SysFreeString)>("SysFreeString");
-  decltype(&CorvaneQueue::SysStringLen) sysStringLen =
-      find<decltype(CorvaneQueue::SysStringLen)>("SysStringLen");
-  decltype(&CorvaneQueue::VariantClear) variantClear =
-      find<decltype(CorvaneQueue::VariantClear)>("VariantClear");
-  decltype(&CorvaneQueue::CLSIDFromProgID) classOf =
-      find<decltype(CorvaneQueue::CLSIDFromProgID)>("CLSIDFromProgID");
-  decltype(&CorvaneQueue::CoCreateInstance) createInstance =
-      find<decltype(CorvaneQueue::CoCreateInstance)>("CoCreateInstance");
-  decltype(&CorvaneQueue::SafeArrayCreateVector) makeArray =
-      find<decltype(CorvaneQueue::SafeArrayCreateVector)>("SafeArrayCreateVector");
+#define IMPORTED(member, name) \
+  decltype(&CorvaneQueue::name) member = find<decltype(CorvaneQueue::name)>(#name)
+  IMPORTED(sysAllocStringLen, SysAllocStringLen);
+  IMPORTED(sysFreeString, SysFreeString);
+  IMPORTED(sysStringLen, SysStringLen);
+  IMPORTED(variantClear, VariantClear);
+  IMPORTED(classOf, CLSIDFromProgID);
+  IMPORTED(createInstance, CoCreateInstance);
+  IMPORTED(makeArray, SafeArrayCreateVector);
+#undef IMPORTED
   HRESULT (*registerServer)() = find<HRESULT()>("DllRegisterServer");
   HRESULT (*unregisterServer)() = find<HRESULT()>("DllUnregisterServer");
   HRESULT (*canUnloadNow)() = find<HRESULT()>("DllCanUnloadNow");

@@ -111,7 +111,8 @@ void Database::open(std::span<const std::string_view> migrations) {
                 isFirst    ? Opener::First
                 : sharing_ ? Opener::Later
                            : Opener::Reader);
-  generation();                     // the engine opens its log and maps its index with the first read
+  generation();  // the engine opens its log and maps its index with the first read
+  files_.indexIsMapped(file_);
   if (isFirst) files_.forgetLog();  // an older store's have gone
   files_.remember();
   beforeReading();

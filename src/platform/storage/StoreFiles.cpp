@@ -4,6 +4,7 @@
 #include "StoredText.h"
 
 #include <chrono>
+#include <thread>
 
 namespace CorvaneQueue::platform_layer {
 
@@ -60,8 +61,7 @@ void StoreFiles::mustBeThere(const StoreFile& file, const StoreSharing& sharing)
                         advice);
 }
 
-void StoreFiles::mustMapWholeIndex(const StoreFile& file) {
-  if (!looks_.isDue()) return;
+bool StoreFiles::isIndexWhole(const StoreFile& file) {
   // Read before the file is looked at: it grows, and what others have seen of that meanwhile must not look as
   // if it had been cut.
   const std::int64_t wholeSize = file.state->indexBytes;
@@ -72,17 +72,29 @@ void StoreFiles::mustMapWholeIndex(const StoreFile& file) {
     file.fail(E_FAIL, u"its index \"" + shownPath(index_.path) +
                           u"\" has been removed or replaced since this process opened it; " + advice);
   }
-  if (!now.isThere()) return;  // not made yet
-  if (now.size >= wholeSize) {
-    if (now.size > wholeSize) file.state->indexBytes = now.size;
-    return;
+  if (now.size > wholeSize) file.state->indexBytes = now.size;
+  return !now.isThere() || now.size >= wholeSize;  // or not made yet
+}
+
+void StoreFiles::mustMapWholeIndex(const StoreFile& file) {
+  if (!looks_.isDue()) return;
+  // A process that opens the store while the last one closes it begins the index anew, and tells so at once.
+  constexpr int looks = 5;
+  for (int look = 0; look < looks; ++look) {
+    if (isIndexWhole(file)) return;
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
   }
+  const auto wholeSize = static_cast<std::uintmax_t>(file.state->indexBytes.load());
   std::error_code error;
   std::filesystem::resize_file(index_.path, 0, error);
-  if (!error) std::filesystem::resize_file(index_.path, static_cast<std::uintmax_t>(wholeSize), error);
+  if (!error) std::filesystem::resize_file(index_.path, wholeSize, error);
   if (error) throwFileError(u"Mending", index_.path, static_cast<std::errc>(error.value()));
   warnInLog(u"Storage", u"Reading",
             u"Somebody has cut the file \"" + shownPath(index_.path) + u"\" short; it is made anew.");
+}
+
+void StoreFiles::indexIsMapped(const StoreFile& file) noexcept {
+  if (file.state != nullptr) file.state->indexBytes = FileState::ifThere(index_.path).size;
 }
 
 }  // namespace CorvaneQueue::platform_layer

@@ -22,6 +22,8 @@ class StoreFiles {
   // process. Emptied, it is made anew from the log. Throws an Error when it is no longer there. Looks at it
   // once a millisecond at most.
   void mustMapWholeIndex(const StoreFile& file);
+  // The engine has just opened the index, and may have begun it anew: as long as it is now it stays.
+  void indexIsMapped(const StoreFile& file) noexcept;
   bool areLost() const noexcept { return areLost_; }
 
  private:
@@ -33,6 +35,7 @@ class StoreFiles {
     bool isSame() noexcept;
   };
   bool isDirectoryUnchanged() noexcept;
+  bool isIndexWhole(const StoreFile& file);
 
   std::filesystem::path directory_;
   FileState directoryState_;
