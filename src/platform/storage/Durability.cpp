@@ -84,7 +84,7 @@ void Durability::sync(std::uint64_t commit) {
   }
 }
 
-Turn* Durability::freeTurn() noexcept {
+Turn* Durability::freeTurn() {
   for (Turn& turn : sharing_->syncers())
     if (turn.tryTake()) return &turn;
   return nullptr;

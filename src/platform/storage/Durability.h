@@ -42,7 +42,7 @@ class Durability {
   bool isMoveDue() noexcept;
 
  private:
-  Turn* freeTurn() noexcept;
+  Turn* freeTurn();
   void syncInTurn(Turn& turn) noexcept;
   bool syncLog() noexcept;
   // Whether all of the log is in the file.

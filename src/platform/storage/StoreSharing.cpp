@@ -7,14 +7,16 @@
 namespace CorvaneQueue::platform_layer {
 
 namespace {
-constexpr ByteRange sessions{2, 2};  // the ones before were the turns of an older library
+enum Byte : std::int64_t { writersByte, syncersByte, sessionsByte, moreSyncersByte };
+constexpr ByteRange sessions{sessionsByte, sessionsByte};
 }  // namespace
 
 StoreSharing::StoreSharing(File lockFile)
     : lockFile_(std::move(lockFile)),
       page_(lockFile_),
-      writers_(page_->writers, page_->writersLock),
-      syncers_{Turn(page_->syncers, page_->syncersLock), Turn(page_->moreSyncers, page_->moreSyncersLock)} {}
+      writers_(lockFile_, writersByte, page_->writers, page_->writersQueue),
+      syncers_{Turn(lockFile_, syncersByte, page_->syncers, page_->syncersQueue),
+               Turn(lockFile_, moreSyncersByte, page_->moreSyncers, page_->moreSyncersQueue)} {}
 
 std::unique_ptr<StoreSharing> StoreSharing::join(const std::filesystem::path& store) {
   std::filesystem::path name = store;
@@ -32,7 +34,8 @@ std::unique_ptr<StoreSharing> StoreSharing::join(const std::filesystem::path& st
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
   if (joined->isFirst_)
-    for (Turn* const turn : {&joined->writers_, &joined->syncers_[0], &joined->syncers_[1]}) turn->prepare();
+    for (Turn* const turn : {&joined->writers_, &joined->syncers_[0], &joined->syncers_[1]})
+      turn->beginAnew();
   return joined;
 }
 

@@ -30,10 +30,10 @@ struct StoreState {
   std::atomic<std::uint64_t> boot;
   // Frames in the log at which moving it is tried again.
   std::atomic<std::uint32_t> moveAt;
-  TurnLock writersLock;
-  TurnLock syncersLock;
+  TurnQueue writersQueue;
+  TurnQueue syncersQueue;
   TurnState moreSyncers;
-  TurnLock moreSyncersLock;
+  TurnQueue moreSyncersQueue;
   SharedEvent syncEnds;
 };
 static_assert(std::atomic<std::uint64_t>::is_always_lock_free);
