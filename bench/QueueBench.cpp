@@ -69,50 +69,6 @@ double taking(bool isService) {
   return rate(worker.take);
 }
 
-double longestWait = 0;  // seconds, of a single call
-
-double both(bool isService) {
-  const Home home;
-  createQueue(path);
-  warmUp(path);
-  const pid_t child = fork();
-  if (child == 0) {
-    const Worker worker = workerOf(isService, home);
-    for (;;) worker.send();
-  }
-  usleep(100000);
-  double result = 0;
-  {
-    const Worker worker = workerOf(isService, home);
-    const auto start = Clock::now();
-    long done = 0;
-    while (since(start) < seconds) {
-      const auto before = Clock::now();
-      if (worker.take())
-        ++done;
-      else
-        usleep(50);
-      if (isService) longestWait = std::max(longestWait, since(before));
-    }
-    result = static_cast<double>(done) / since(start);
-  }
-  kill(child, SIGKILL);
-  waitpid(child, nullptr, 0);
-  return result;
-}
-
-// Two processes that write and sync files of their own; records per second of one of them.
-double diskForTwo() {
-  const pid_t child = fork();
-  if (child == 0) {
-    disk(size);
-    _exit(0);
-  }
-  const double result = disk(size);
-  waitpid(child, nullptr, 0);
-  return result;
-}
-
 void hundredInOne() {
   const Home home;
   createQueue(path);
@@ -295,8 +251,6 @@ int main(int argc, char** argv) {
   heading("1 KiB messages per second", "service", "plain");
   compare("send", sending, [] { return disk(size); });
   compare("receive + commit", taking, [] { return disk(size); });
-  compare("one sends, one receives", both, diskForTwo);
-  if (wanted("one sends, one receives")) report("  longest single wait", longestWait * 1e3, "ms");
   if (wanted("hundred")) hundredInOne();
   if (wanted("browsing")) browsing();
   if (wanted("first")) {

@@ -1,8 +1,8 @@
 // The common error pattern: a failing member hands its error to the exception handler, which raises
 // it to the caller with the member's procedure name as source. Who does what with a failure:
 //
-//   class                            members                      forms of the back-end interface
-//   PublicQueue                      report                       (has none)
+//   class                            members                      forms
+//   PublicQueue                      report                       pass on
 //   PublicUtility, DbUtility,
 //   MSMQUtility (UtilityRules)       report                       pass on
 //   DbQueue                          report                       report again (reportedForm)

@@ -39,12 +39,11 @@ void execute(DatabaseConnection& database, Command& command, Within transaction)
     execute(command);
     connection->CommitTrans();
   } catch (...) {
-    const Error failure = Error::current();
     try {
       connection->RollbackTrans();
     } catch (const Error&) {  // the first failure is the one to tell
     }
-    throw failure;
+    throw;
   }
 }
 

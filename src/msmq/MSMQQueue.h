@@ -130,8 +130,8 @@ class MSMQQueue final : public Object<MSMQQueue, QueueForm<MSMQQueue>, IQueueFor
   // is transactional, and nothing where it is not.
   void withTransaction(bool acceptsOne, std::int32_t withoutOne,
                        const std::function<void(Variant& transaction)>& run);
-  Ref<IMSMQMessage> receiveCurrent(const Ref<IMSMQQueue>& queue, bool isTransactional,
-                                   std::int32_t withoutOne, Variant timeout);
+  Ref<IMSMQMessage> receiveCurrent(const Ref<IMSMQQueue>& queue, bool acceptsOne, std::int32_t withoutOne,
+                                   Variant timeout);
   void send(const Ref<IMSMQMessage>& message);
   // The notification of Message Queuing. Reports its errors and raises none.
   void arrived(const VARIANT& objQueue);

@@ -241,9 +241,7 @@ void QueueService::send(const Outgoing& message) {
 
 void QueueService::keepBack(TransactionWork& work, Outgoing message, const QueueRecord& queue) {
   const auto size = static_cast<std::int64_t>(message.content.bytes().size());
-  if (queue.quota >= 0) {
-    if (!queue.fits(work.sentBytes[queue.id] + size)) overQuota(queue);
-  }
+  if (!queue.fits(work.sentBytes[queue.id] + size)) overQuota(queue);
   work.sentBytes[queue.id] += size;
   work.sent.push_back(std::move(message));
 }

@@ -20,8 +20,7 @@ bool Reserve::make() const noexcept {
 
 void Reserve::giveUp() const noexcept { removeFile(file_); }
 
-bool Reserve::isNeeded() noexcept {
-  if (!questions_.isDue()) return false;
+bool Reserve::isNeeded() const noexcept {
   const auto room = roomBeside(file_);
   return room && *room < reserveSize;
 }

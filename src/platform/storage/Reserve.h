@@ -1,8 +1,6 @@
 // Room on the disk that is given up when it is full, so that documents can still be taken out.
 #pragma once
 
-#include "NowAndThen.h"
-
 #include <filesystem>
 
 namespace CorvaneQueue::platform_layer {
@@ -14,13 +12,11 @@ class Reserve {
   // Whether it is there, perhaps just now.
   bool make() const noexcept;
   void giveUp() const noexcept;
-  // Whether the disk has less room left than the reserve takes; asked now and then, as a full disk is also
-  // told by writing.
-  bool isNeeded() noexcept;
+  // Whether the disk has less room left than the reserve takes.
+  bool isNeeded() const noexcept;
 
  private:
   std::filesystem::path file_;
-  NowAndThen questions_{std::chrono::milliseconds(100)};
 };
 
 }  // namespace CorvaneQueue::platform_layer

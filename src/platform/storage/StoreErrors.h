@@ -40,7 +40,7 @@ struct StoreFile {
   [[noreturn]] void fail(std::int32_t number, std::u16string_view what) const;
   // Throws the error of a result of the engine. `tried` says what was attempted.
   [[noreturn]] void failFor(sqlite3* handle, int code, std::string_view tried) const;
-  // The engine's number for E_FAIL and for a statement that it does not take.
+  // Numbers of database failures; all others are E_FAIL.
   static constexpr std::int32_t statementError = static_cast<std::int32_t>(0x80040E14u);
   static constexpr std::int32_t timeoutExpired = static_cast<std::int32_t>(0x80040E31u);
   static constexpr std::int32_t permissionDenied = static_cast<std::int32_t>(0x80040E09u);

@@ -93,7 +93,6 @@ constexpr ProcedureStep createMessageType[] = {
     {"SELECT MessageTypeID FROM dbo.mdqMessageType WHERE Name = ?2 AND Queue = ?3", Outcome::Output, 3},
 };
 
-// Not by a SELECT, which would copy the body once more.
 #define NEXT_ID                                                    \
   "max((SELECT coalesce(max(MessageID), 0) FROM dbo.mdqDocument)," \
   " (SELECT MessageID FROM dbo.mdqHighest)) + 1"
@@ -102,10 +101,10 @@ constexpr ProcedureStep createMessage[] = {
     {"SELECT 1 WHERE ?2 <> ''", Outcome::Required, 0, namelessQueue},
     {"INSERT INTO dbo.mdqMessageType (Name, Queue) SELECT ?1, ?2"
      " WHERE NOT EXISTS (SELECT 1 FROM dbo.mdqMessageType WHERE Name = ?1 AND Queue = ?2)"},
+    // Not by a SELECT, which would copy the body once more.
     {"INSERT INTO dbo.mdqDocument (MessageID, MessageTypeID, CreateTimestamp, Description, Body, Checksum)"
      " VALUES (" NEXT_ID ", " TYPE_ID ", ?4, ?3, ?5, checksum(" NEXT_ID ", " TYPE_ID ", ?4, ?3, ?5))"},
-    {"INSERT INTO dbo.mdqWaiting (MessageTypeID, MessageID) VALUES ("
-     "(SELECT MessageTypeID FROM dbo.mdqMessageType WHERE Name = ?1 AND Queue = ?2), last_insert_rowid())"},
+    {"INSERT INTO dbo.mdqWaiting (MessageTypeID, MessageID) VALUES (" TYPE_ID ", last_insert_rowid())"},
     {"SELECT last_insert_rowid()", Outcome::Output, 5},
 };
 #undef NEXT_ID
