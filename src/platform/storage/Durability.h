@@ -21,8 +21,6 @@ class Durability {
   // Around each commit, inside the turn of the writers: the number of the commit.
   std::uint64_t committing() noexcept;
   void committed(std::uint64_t commit) noexcept;
-  // Of everything that anybody can see.
-  std::uint64_t latest() noexcept { return sharing_->state().begun; }
 
   // The commit is on the disk when it returns. Throws SyncFailed.
   void sync(std::uint64_t commit);

@@ -44,7 +44,6 @@ class Turn {
   // At once, or not at all.
   bool tryTake();
   void pass() noexcept;
-  bool isTaken() const noexcept { return isTaken_; }
   // Who has it and since when, for error texts: "process 4711 has been writing since 02:59:59 UTC".
   std::u16string holder() const;
 
