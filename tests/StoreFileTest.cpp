@@ -47,6 +47,17 @@ class StoreFile : public ::testing::Test {
   ScopedPlatform door{embedded.door()};
 };
 
+TEST_F(StoreFile, AndItsEngineAreThoseOfTheSettings) {
+  home.writeSettings("[Platform.MessageStore]\nFile = \"other.db\"\n");
+  send(queue(), u"x");
+  EXPECT_TRUE(exists(home.file("other.db")) && !exists(file()));
+  home.writeSettings("[Platform]\nMessageStore = \"third.db\"\n");
+  send(queue(), u"x");
+  EXPECT_TRUE(exists(home.file("third.db")));
+  home.writeSettings("[Platform.MessageStore]\nEngine = \"none\"\n");
+  expectError(5, nullptr, "is \"none\"; known are \"embedded\"", [&] { send(queue(), u"x"); });
+}
+
 TEST_F(StoreFile, RefusesANewerSchemaADamagedFileAndOtherDatabases) {
   Database(file(), migrations).execute("PRAGMA dbo.user_version = 77");
   expectError(E_FAIL, u"SendDocument", "schema version 77, and this library knows 3",

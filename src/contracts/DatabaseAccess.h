@@ -22,6 +22,18 @@ enum ParameterDirectionEnum : std::int32_t { adParamInput = 1, adParamOutput = 2
 enum ObjectStateEnum : std::int32_t { adStateClosed = 0, adStateOpen = 1 };
 inline constexpr std::int32_t adOptionUnspecified = -1;
 
+// The source of the errors of a store, and their numbers; all others are E_FAIL, or 5 for what the store's
+// procedures refuse.
+inline constexpr std::u16string_view storeSource = u"CorvaneQueue.MessageStore";
+struct StoreError {
+  static constexpr std::int32_t statement = static_cast<std::int32_t>(0x80040E14u);
+  static constexpr std::int32_t timeoutExpired = static_cast<std::int32_t>(0x80040E31u);
+  static constexpr std::int32_t permissionDenied = static_cast<std::int32_t>(0x80040E09u);
+  static constexpr std::int32_t integrity = static_cast<std::int32_t>(0x80040E2Fu);
+  // Of a commit whose work is stored, but may not survive a failure of the machine.
+  static constexpr std::int32_t outcomeUnknown = static_cast<std::int32_t>(0x8004D016u);
+};
+
 // Bound by position; the name is a literal's. Size is in characters and checked for text. An input value may
 // refer to a string of the caller's, which must then live until the command has been executed.
 struct Parameter {

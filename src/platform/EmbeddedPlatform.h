@@ -5,6 +5,7 @@
 #include "EmbeddedQueuing.h"
 #include "InstallationFile.h"
 #include "LocalSystem.h"
+#include "MessageStore.h"
 #include "Platform.h"
 #include "SqliteAccess.h"
 #include "ZstdCompression.h"
@@ -14,19 +15,22 @@ namespace CorvaneQueue::platform_layer {
 class EmbeddedPlatform {
  public:
   explicit EmbeddedPlatform(StoreDefinition store)
-      : access_(store), host_(settings_, registry_, access_), system_(settings_, registry_) {}
+      : embeddedStore_(settings_, store),
+        host_(settings_, registry_, store_),
+        system_(settings_, registry_) {}
 
   // Of the store of that type: "db", else Message Queuing.
   StoreReport check(std::u16string_view storeType, StoreCheck how) {
-    return storeType == u"db" ? access_.check(messageStoreFile(settings_), how) : messageQueuing_.check(how);
+    return storeType == u"db" ? store_.access().check(how) : messageQueuing_.check(how);
   }
 
-  Platform door() noexcept { return {&host_, &messageQueuing_, &access_, &compression_, &system_}; }
+  Platform door() noexcept { return {&host_, &messageQueuing_, &store_, &compression_, &system_}; }
 
  private:
   InstallationFile settings_{"settings.toml"};
   InstallationFile registry_{"registry.toml"};
-  SqliteAccess access_;
+  SqliteAccess embeddedStore_;
+  MessageStore store_{settings_, {{u"embedded", embeddedStore_}}};
   CorvaneHost host_;
   EmbeddedQueuing messageQueuing_;
   ZstdCompression compression_;

@@ -1,7 +1,6 @@
 #include "ParameterRules.h"
 
 #include "StoredText.h"
-#include "StoreErrors.h"
 
 #include <algorithm>
 

@@ -61,33 +61,24 @@ class StoredRegistry final : public RegistryAccess {
 
 class StoreConnection final : public DatabaseConnection {
  public:
-  StoreConnection(InstallationFile& settings, StoreAccess& access) noexcept
-      : settings_(settings), access_(access) {}
+  explicit StoreConnection(MessageStore& store) noexcept : store_(store) {}
 
-  std::shared_ptr<CorvaneQueue::Connection> Connection() override {
-    if (!connection_) connection_ = access_.connect(messageStoreFile(settings_));
-    return connection_;
-  }
+  std::shared_ptr<CorvaneQueue::Connection> Connection() override { return session(); }
   std::unique_ptr<Recordset> OpenRecordset(std::u16string_view query, std::int32_t&) override {
-    return access_.query(Connection(), query);
+    constexpr std::int32_t seconds = 30;
+    return session()->query(query, seconds);
   }
 
  private:
-  InstallationFile& settings_;
-  StoreAccess& access_;
-  std::shared_ptr<CorvaneQueue::Connection> connection_;
+  const std::shared_ptr<StoreSession>& session() {
+    if (!session_) session_ = store_.access().connect();
+    return session_;
+  }
+  MessageStore& store_;
+  std::shared_ptr<StoreSession> session_;
 };
 
 }  // namespace
-
-std::filesystem::path messageStoreFile(InstallationFile& settings) {
-  const auto directory = installationDirectory();
-  const auto set = settings.read({u"Platform", u"MessageStore"});
-  if (set && set->type() != VT_BSTR)
-    throw Error(ErrorNumber::TypeMismatch, {},
-                u"The setting MessageStore must be a text: the name of the store's file.");
-  return set ? directory / std::filesystem::path(toString(set->get()).view()) : directory / "messages.db";
-}
 
 Ref<_ExceptionHandler> CorvaneHost::createExceptionHandler() { return make<ExceptionHandler>(); }
 Ref<_ProcessTrace> CorvaneHost::createProcessTrace() { return make<ProcessTrace>(); }
@@ -101,7 +92,7 @@ std::unique_ptr<RegistryAccess> CorvaneHost::createRegistryAccess() {
   return std::make_unique<StoredRegistry>(registry_);
 }
 std::unique_ptr<DatabaseConnection> CorvaneHost::createDatabaseConnection() {
-  return std::make_unique<StoreConnection>(settings_, access_);
+  return std::make_unique<StoreConnection>(store_);
 }
 
 }  // namespace CorvaneQueue::platform_layer

@@ -3,17 +3,14 @@
 
 #include "HostServices.h"
 #include "InstallationFile.h"
-#include "StoreAccess.h"
+#include "MessageStore.h"
 
 namespace CorvaneQueue::platform_layer {
 
-// messages.db of the installation, unless the setting MessageStore names another file.
-std::filesystem::path messageStoreFile(InstallationFile& settings);
-
 class CorvaneHost final : public HostServices {
  public:
-  CorvaneHost(InstallationFile& settings, InstallationFile& registry, StoreAccess& access) noexcept
-      : settings_(settings), registry_(registry), access_(access) {}
+  CorvaneHost(InstallationFile& settings, InstallationFile& registry, MessageStore& store) noexcept
+      : settings_(settings), registry_(registry), store_(store) {}
   Ref<_ExceptionHandler> createExceptionHandler() override;
   Ref<_ProcessTrace> createProcessTrace() override;
   std::unique_ptr<ConfigurationSettings> createConfigurationSettings() override;
@@ -24,7 +21,7 @@ class CorvaneHost final : public HostServices {
  private:
   InstallationFile& settings_;
   InstallationFile& registry_;
-  StoreAccess& access_;
+  MessageStore& store_;
 };
 
 }  // namespace CorvaneQueue::platform_layer

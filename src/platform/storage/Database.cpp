@@ -260,7 +260,7 @@ Statement Database::cached(std::string_view sql) {
                                       SQLITE_PREPARE_PERSISTENT, &statement, nullptr);
   std::unique_ptr<sqlite3_stmt, Finalize> owned(statement);
   check(code, "a statement");
-  if (statement == nullptr) file_.fail(StoreFile::statementError, u"the statement is empty.");
+  if (statement == nullptr) file_.fail(StoreError::statement, u"the statement is empty.");
   statements_.emplace(std::string(sql), std::move(owned));
   return {statement, file_};
 }

@@ -41,7 +41,7 @@ class Taken {
 
 [[noreturn]] void syncFailed(const StoreFile& file, std::u16string_view why) {
   try {
-    file.fail(outcomeUnknown,
+    file.fail(StoreError::outcomeUnknown,
               u"what was stored is there, but may not survive a power failure: " + std::u16string(why) +
                   u" Look whether the document is there before it is sent again, and check the disk.");
   } catch (const Error& error) {
@@ -77,7 +77,7 @@ void Durability::sync(std::uint64_t commit) {
       else if (std::chrono::steady_clock::now() < deadline)
         state.syncEnds.await(ended, longestSleep);
       else
-        throw Error(StoreFile::timeoutExpired, storeSource, sharing_->syncers().front().holder());
+        throw Error(StoreError::timeoutExpired, storeSource, sharing_->syncers().front().holder());
     }
   } catch (const Error& error) {
     syncFailed(*file_, u"the log could not be synced (" + std::u16string(error.description().view()) + u").");
@@ -103,7 +103,7 @@ void Durability::syncInTurn(Turn& turn) noexcept {
 
 void Durability::awaitSyncs() {
   if (!sharing_->takeSyncs(in(longestWait)))
-    file_->fail(StoreFile::timeoutExpired,
+    file_->fail(StoreError::timeoutExpired,
                 u"timeout expired: " + sharing_->syncers().front().holder() + u".");
   sharing_->passSyncs();
 }

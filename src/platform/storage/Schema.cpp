@@ -43,7 +43,7 @@ void leaveLog(sqlite3* handle, const StoreFile& file) {
   try {
     if (journalMode(handle, file, "PRAGMA dbo.journal_mode = DELETE") == "delete") return;
   } catch (const Error& error) {
-    if (error.number() != StoreFile::timeoutExpired) throw;
+    if (error.number() != StoreError::timeoutExpired) throw;
   }
   file.fail(E_FAIL,
             u"the file was made by an older library and must be brought up to date, but other processes have "

@@ -29,7 +29,7 @@ std::unique_ptr<StoreSharing> StoreSharing::join(const std::filesystem::path& st
   while (!(joined->isFirst_ = tryLock(joined->lockFile_, sessions, ByteLock::Exclusive)) &&
          !tryLock(joined->lockFile_, sessions, ByteLock::Shared)) {
     if (std::chrono::steady_clock::now() > deadline)
-      StoreFile{store}.fail(StoreFile::timeoutExpired,
+      StoreFile{store}.fail(StoreError::timeoutExpired,
                             u"timeout expired: another process has been opening it for 30 seconds.");
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }

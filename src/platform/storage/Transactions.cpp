@@ -54,12 +54,12 @@ void Database::mustTake(Purpose purpose) {
 
 void Database::begin(Purpose purpose, Limit limit) {
   if (!sharing_)
-    file_.fail(StoreFile::permissionDenied, u"the file cannot be written; check its permissions.");
+    file_.fail(StoreError::permissionDenied, u"the file cannot be written; check its permissions.");
   files_.mustBeThere(file_, *sharing_);
   files_.mustMapWholeIndex(file_);
   if (sessions_->isHeldByThread(file_.path))
     file_.fail(
-        StoreFile::timeoutExpired,
+        StoreError::timeoutExpired,
         u"another queue object of this thread has sent or acknowledged in its transaction, and this one "
         u"would wait for that in vain. Work through that object, or end its transaction first. To move a "
         u"document: receive it in a transaction, send it through another object, then acknowledge and "
@@ -69,8 +69,8 @@ void Database::begin(Purpose purpose, Limit limit) {
   const auto deadline = deadlineOf(limit);
   Turn& turn = sharing_->writers();
   if (!turn.take(deadline))
-    file_.fail(StoreFile::timeoutExpired, u"timeout expired: " + turn.holder() +
-                                              u". Try again, or end the transaction of that process.");
+    file_.fail(StoreError::timeoutExpired, u"timeout expired: " + turn.holder() +
+                                               u". Try again, or end the transaction of that process.");
   constexpr auto forever = std::chrono::hours(24 * 365);
   deadline_ = deadline.value_or(std::chrono::steady_clock::now() + forever);
   try {

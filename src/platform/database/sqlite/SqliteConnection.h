@@ -2,8 +2,8 @@
 #pragma once
 
 #include "Database.h"
-#include "DatabaseAccess.h"
 #include "MessageLocks.h"
+#include "StoreAccess.h"
 #include "StoreDefinition.h"
 
 namespace CorvaneQueue::platform_layer {
@@ -11,7 +11,7 @@ namespace CorvaneQueue::platform_layer {
 // Opens the store with the first statement; reading makes no file. The store's transaction begins with the
 // first statement that writes: until then a client's transaction keeps nobody waiting, and what it has
 // received is held by locks of its own, which the system takes from a process that dies.
-class SqliteConnection final : public Connection {
+class SqliteConnection final : public StoreSession {
  public:
   // The definition must outlive it.
   SqliteConnection(std::filesystem::path file, const StoreDefinition& definition)
@@ -22,11 +22,9 @@ class SqliteConnection final : public Connection {
   std::int32_t BeginTrans() override;
   void CommitTrans() override;
   void RollbackTrans() override;
-
-  // Runs statements in the open transaction, or in one of their own when they write. What fails leaves no
-  // trace.
-  using Work = std::function<void(Database& database)>;
-  void run(StoreProcedure::Access access, std::int32_t timeout, const Work& work);
+  std::unique_ptr<Recordset> query(std::u16string_view text, std::int32_t seconds) override;
+  std::unique_ptr<Recordset> call(std::u16string_view procedure, std::span<Parameter> parameters,
+                                  std::int32_t seconds) override;
 
   // Takes the document for the transaction, if there is one. False when somebody else has it.
   bool tryHold(std::int64_t document);
@@ -34,9 +32,11 @@ class SqliteConnection final : public Connection {
   bool isInTransaction() const noexcept { return level_ > 0; }
   bool isHeldByOther(std::int64_t document);
 
-  const StoreDefinition& definition() const noexcept { return definition_; }
-
  private:
+  // Runs statements in the open transaction, or in one of their own when they write. What fails leaves no
+  // trace.
+  using Work = std::function<void(Database& database)>;
+  void run(StoreProcedure::Access access, std::int32_t timeout, const Work& work);
   Database& reading();
   Database& writing();
   void open(Database::IfMissing ifMissing);
