@@ -3,54 +3,72 @@
 #include <ctime>
 
 PlainQueue::PlainQueue(const std::filesystem::path& file) : PlainFile(file) {
-  number_ = prepare(
-      "SELECT max((SELECT coalesce(max(messageId), 0) FROM dbo.mqBody), (SELECT value FROM dbo.mqCounter)) + "
-      "1");
-  body_ = prepare("INSERT INTO dbo.mqBody (messageId, body) VALUES (?1, ?2)");
-  header_ = prepare(
-      "INSERT INTO dbo.mqHeader (box, position, messageId, label, appSpecific, delivery, sentTime, "
-      "arrivedTime,"
-      " bodyLength, checksum) VALUES (?1, ?2, ?2, '', 0, 1, ?3, ?3, ?4, 0)");
+  number_ = prepare("SELECT coalesce(max(key), ?1) + 1 FROM dbo.mqMessage WHERE key BETWEEN ?1 AND ?2");
+  put_ = prepare(
+      "INSERT INTO dbo.mqMessage (key, messageId, label, appSpecific, delivery, sentTime, arrivedTime,"
+      " bodyLength, checksum, body) VALUES (?1, ?1, '', 0, 1, ?2, ?2, ?3, 0, ?4)");
+  putApart_ = prepare("INSERT INTO dbo.mqBody (messageId, body) VALUES (?1, ?2)");
   first_ = prepare(
-      "SELECT position, messageId, label, appSpecific, delivery, sentTime, arrivedTime, bodyLength, checksum"
-      " FROM dbo.mqHeader WHERE box = ?1 AND position > 0 ORDER BY position LIMIT 1");
-  read_ = prepare("SELECT body FROM dbo.mqBody WHERE messageId = ?1");
-  dropHeader_ = prepare("DELETE FROM dbo.mqHeader WHERE box = ?1 AND position = ?2");
-  dropBody_ = prepare("DELETE FROM dbo.mqBody WHERE messageId = ?1");
+      "SELECT key, messageId, label, appSpecific, delivery, sentTime, arrivedTime, bodyLength, checksum, body"
+      " FROM dbo.mqMessage WHERE key BETWEEN ?1 AND ?2 ORDER BY key LIMIT 1");
+  readApart_ = prepare("SELECT body FROM dbo.mqBody WHERE messageId = ?1");
+  drop_ = prepare("DELETE FROM dbo.mqMessage WHERE key = ?1");
+  dropApart_ = prepare("DELETE FROM dbo.mqBody WHERE messageId = ?1");
 }
 
+namespace {
+constexpr std::size_t largestBeside = 2048;
+// The keys of a box.
+void bindBox(sqlite3_stmt* statement, std::int64_t box) {
+  sqlite3_bind_int64(statement, 1, box << 42);
+  sqlite3_bind_int64(statement, 2, (box + 1) << 42);
+}
+}  // namespace
+
 void PlainQueue::send(std::int64_t box, const std::string& body) {
+  bindBox(number_, box);
   sqlite3_step(number_);
-  const std::int64_t number = sqlite3_column_int64(number_, 0);
+  const std::int64_t key = sqlite3_column_int64(number_, 0);
   sqlite3_reset(number_);
-  sqlite3_bind_int64(body_, 1, number);
-  sqlite3_bind_blob64(body_, 2, body.data(), body.size(), SQLITE_STATIC);
-  run(body_);
-  sqlite3_bind_int64(header_, 1, box);
-  sqlite3_bind_int64(header_, 2, number);
-  sqlite3_bind_int64(header_, 3, std::time(nullptr));
-  sqlite3_bind_int64(header_, 4, static_cast<std::int64_t>(body.size()));
-  run(header_);
+  sqlite3_bind_int64(put_, 1, key);
+  sqlite3_bind_int64(put_, 2, std::time(nullptr));
+  sqlite3_bind_int64(put_, 3, static_cast<std::int64_t>(body.size()));
+  if (body.size() <= largestBeside) {
+    sqlite3_bind_blob64(put_, 4, body.data(), body.size(), SQLITE_STATIC);
+    return run(put_);
+  }
+  sqlite3_bind_null(put_, 4);
+  run(put_);
+  sqlite3_bind_int64(putApart_, 1, key);
+  sqlite3_bind_blob64(putApart_, 2, body.data(), body.size(), SQLITE_STATIC);
+  run(putApart_);
 }
 
 std::int64_t PlainQueue::receive(std::int64_t box, std::string& body) {
-  sqlite3_bind_int64(first_, 1, box);
-  std::int64_t number = 0;
-  if (sqlite3_step(first_) == SQLITE_ROW) number = sqlite3_column_int64(first_, 1);
+  const auto take = [&](sqlite3_stmt* statement, int column) {
+    body.assign(static_cast<const char*>(sqlite3_column_blob(statement, column)),
+                static_cast<std::size_t>(sqlite3_column_bytes(statement, column)));
+  };
+  bindBox(first_, box);
+  std::int64_t key = 0;
+  bool isApart = false;
+  if (sqlite3_step(first_) == SQLITE_ROW) {
+    key = sqlite3_column_int64(first_, 0);
+    isApart = sqlite3_column_type(first_, 9) == SQLITE_NULL;
+    if (!isApart) take(first_, 9);
+  }
   sqlite3_reset(first_);
-  if (number == 0) return 0;
-  sqlite3_bind_int64(read_, 1, number);
-  if (sqlite3_step(read_) == SQLITE_ROW)
-    body.assign(static_cast<const char*>(sqlite3_column_blob(read_, 0)),
-                static_cast<std::size_t>(sqlite3_column_bytes(read_, 0)));
-  sqlite3_reset(read_);
-  return number;
+  if (!isApart) return key;
+  sqlite3_bind_int64(readApart_, 1, key);
+  if (sqlite3_step(readApart_) == SQLITE_ROW) take(readApart_, 0);
+  sqlite3_reset(readApart_);
+  return key;
 }
 
-void PlainQueue::remove(std::int64_t box, std::int64_t identifier) {
-  sqlite3_bind_int64(dropHeader_, 1, box);
-  sqlite3_bind_int64(dropHeader_, 2, identifier);
-  run(dropHeader_);
-  sqlite3_bind_int64(dropBody_, 1, identifier);
-  run(dropBody_);
+void PlainQueue::remove(std::int64_t key, std::size_t size) {
+  sqlite3_bind_int64(drop_, 1, key);
+  run(drop_);
+  if (size <= largestBeside) return;
+  sqlite3_bind_int64(dropApart_, 1, key);
+  run(dropApart_);
 }

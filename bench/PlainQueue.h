@@ -11,10 +11,10 @@ class PlainQueue : public PlainFile {
 
   // Inside a transaction. The queue is a box of the service.
   void send(std::int64_t box, const std::string& body);
-  // The identifier of the first message, 0 when there is none.
+  // The key of the first message, 0 when there is none.
   std::int64_t receive(std::int64_t box, std::string& body);
-  void remove(std::int64_t box, std::int64_t identifier);
+  void remove(std::int64_t key, std::size_t size);
 
  private:
-  sqlite3_stmt *number_, *body_, *header_, *first_, *read_, *dropHeader_, *dropBody_;
+  sqlite3_stmt *number_, *put_, *putApart_, *first_, *readApart_, *drop_, *dropApart_;
 };

@@ -153,10 +153,10 @@ std::vector<Contender> contenders() {
                  [] {
                    return [store = plainQueue(), body = std::string()]() mutable {
                      store->begin();
-                     const auto identifier = store->receive(firstBox, body);
-                     if (identifier != 0) store->remove(firstBox, identifier);
+                     const auto key = store->receive(firstBox, body);
+                     if (key != 0) store->remove(key, body.size());
                      store->commit();
-                     return identifier != 0;
+                     return key != 0;
                    };
                  }});
   all.push_back({"Queue, database", "plain program (database)", prepareStore, facadeSender, pollingReceiver});

@@ -41,10 +41,10 @@ Worker plainWorker(const Home& home) {
             store->commit();
           },
           [=] {
-            const auto identifier = store->receive(firstBox, *received);
-            if (identifier == 0) return false;
+            const auto key = store->receive(firstBox, *received);
+            if (key == 0) return false;
             store->begin();
-            store->remove(firstBox, identifier);
+            store->remove(key, received->size());
             store->commit();
             return true;
           }};

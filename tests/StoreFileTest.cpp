@@ -166,34 +166,6 @@ TEST_F(StoreFile, WhoWaitsForAStoppedWriterInVainIsToldItsName) {
   store.rollback();
 }
 
-// Written by the first version of the schema.
-TEST_F(StoreFile, AnOlderStoreIsBroughtUpToDateWheneverThatIsKilled) {
-  {
-    Database store(file(), migrations.first(1));
-    store.write(Database::Purpose::Stores, {}, [&] {
-      store.execute("INSERT INTO dbo.mdqMessageType VALUES (1, 'idoc', 'Orders')");
-      store.execute(
-          "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 300)"
-          " INSERT INTO dbo.mdqDocument SELECT i, 1, '2026-01-01 00:00:00', '', 'body ' || i FROM n");
-      store.execute("INSERT INTO dbo.mdqWaiting SELECT 1, MessageID FROM dbo.mdqDocument");
-    });
-  }
-  const std::string older = home.read("messages.db");
-  for (useconds_t delay = 0; delay < 12000; delay += 300) {
-    writeFile(older);
-    const pid_t child = inProcess([&] { next(queue()); });
-    usleep(delay);
-    killed(child);
-    ASSERT_EQ(count(queue()), 300) << "killed after " << delay << " us";
-  }
-  const auto orders = queue();
-  const auto report = embedded.check(u"db", StoreCheck::Thorough);
-  EXPECT_EQ(report.unchecked, 300);
-  EXPECT_TRUE(report.findings.empty());
-  orders->AcknowledgeDocument(String(u"1"));
-  EXPECT_EQ(embedded.check(u"db", StoreCheck::Quick).unchecked, 299);
-}
-
 TEST_F(StoreFile, ADamagedDocumentIsListedButItsBodyIsNotHandedOut) {
   {
     const auto orders = queue();

@@ -107,6 +107,7 @@ Ref<IMSMQMessage> OpenQueue::peek(Of which, const VARIANT* wantBody, const VARIA
                                   const std::function<Sight()>& find) {
   mustRead(u"Peeking");
   Ref<IMSMQMessage> message;
+  std::int64_t missed = 0;
   attempt(timeout, [&] {
     while (true) {
       Sight sight = find();
@@ -114,7 +115,11 @@ Ref<IMSMQMessage> OpenQueue::peek(Of which, const VARIANT* wantBody, const VARIA
       std::shared_ptr<const Variant> body;
       if (wanted(wantBody) == QueueService::Body::Wanted) {
         body = service_->body(box_, *sight.message);
-        if (!body) continue;  // just received by somebody: look again
+        if (!body) {
+          ahead_ = {};
+          service_->missing(*sight.message, missed);
+          continue;
+        }
       }
       if (which == Of::Cursor) cursor_ = {Cursor::State::On, sight.message->position};
       message = make<QueuedMessage>(box_, std::move(*sight.message), std::move(body), service_->identity());

@@ -15,9 +15,15 @@ void overQuota(const QueueRecord& queue) {
                     decimal(queue.quota) + u" kilobytes; nothing was sent. Receive or purge messages.");
 }
 
-std::uint64_t checksumOf(std::int64_t queue, const MessageHeader& header,
+void damagedMessage(std::int64_t id) {
+  queuingFailed(MQ_ERROR_MESSAGE_STORAGE_FAILED,
+                u"The stored message " + decimal(id) +
+                    u" is damaged: it is not what was sent, and is not handed out. Restore the store from a "
+                    u"copy, or purge the queue.");
+}
+
+std::uint64_t checksumOf(std::int64_t queue, const MessageHeader& header, std::string_view label,
                          std::span<const std::uint8_t> body) {
-  const std::string label = toStored(header.content.label);
   const std::int64_t numbers[] = {queue,
                                   header.id,
                                   header.content.appSpecific,

@@ -30,12 +30,20 @@ struct QueueRecord {
 
 // Throws MQ_ERROR_INSUFFICIENT_RESOURCES.
 [[noreturn]] void overQuota(const QueueRecord& queue);
+// Throws MQ_ERROR_MESSAGE_STORAGE_FAILED.
+[[noreturn]] void damagedMessage(std::int64_t id);
 
 // A queue's waiting messages, or its journal.
 struct Box {
   std::int64_t queue = 0;
   bool isJournal = false;
   std::int64_t number() const noexcept { return queue * 2 + (isJournal ? 1 : 0); }
+  // Box and position in one number, by which messages are stored.
+  std::int64_t key(std::int64_t position) const noexcept { return number() << positionBits | position; }
+  static std::int64_t positionIn(std::int64_t key) noexcept { return key & lastPosition; }
+  static constexpr int positionBits = 42;
+  static constexpr std::int64_t lastPosition = (std::int64_t{1} << positionBits) - 1;
+  static constexpr std::int64_t lastQueue = (std::int64_t{1} << (62 - positionBits)) - 1;
   friend bool operator==(const Box&, const Box&) noexcept = default;
 };
 
@@ -60,8 +68,9 @@ struct MessageHeader {
   std::uint64_t checksum = 0;
 };
 
-// Over everything that must come out as it went in, and what it belongs to.
-std::uint64_t checksumOf(std::int64_t queue, const MessageHeader& header, std::span<const std::uint8_t> body);
+// Over everything that must come out as it went in, and what it belongs to. The label in its stored form.
+std::uint64_t checksumOf(std::int64_t queue, const MessageHeader& header, std::string_view label,
+                         std::span<const std::uint8_t> body);
 
 // A message on its way into a queue.
 struct Outgoing {

@@ -4,10 +4,10 @@ namespace CorvaneQueue::platform_layer {
 
 namespace {
 
-// The body stands apart, so that browsing and journals do not touch it; the bodies of messages that are
-// gone are deleted many at a time, which is much less to write and sync: until then mqDropped names them.
-// A box is a queue times two, plus one for its journal. Numbers of messages and positions never repeat,
-// also when the newest message is gone: mqCounter remembers those that no stored body remembers.
+// A message is one row, by its key (Box::key); only a large body stands apart, so that browsing and
+// journals do not touch it. Large bodies of messages that are gone are deleted many at a time: until then
+// mqDropped names them. Numbers of messages and positions never repeat: mqCounter is at least as high as all
+// that were given.
 constexpr std::string_view migrations[] = {
     R"sql(
 CREATE TABLE dbo.mqInstallation (identity BLOB NOT NULL);
@@ -48,6 +48,29 @@ INSERT INTO dbo.mqCounter VALUES (0);
     // Nothing changes but the rules by which processes take turns and sync; twice.
     "",
     "",
+    R"sql(
+CREATE TABLE dbo.mqMessage (
+  key         INTEGER PRIMARY KEY,
+  messageId   INTEGER NOT NULL,
+  label       TEXT NOT NULL,
+  appSpecific INTEGER NOT NULL,
+  delivery    INTEGER NOT NULL,
+  sentTime    INTEGER NOT NULL,
+  arrivedTime INTEGER NOT NULL,
+  bodyLength  INTEGER NOT NULL,
+  checksum    INTEGER NOT NULL,
+  body        BLOB
+);
+INSERT INTO dbo.mqMessage
+  SELECT box << 42 | position, messageId, label, appSpecific, delivery, sentTime, arrivedTime, bodyLength,
+         checksum,
+         CASE WHEN bodyLength <= 2048 THEN (SELECT body FROM dbo.mqBody b WHERE b.messageId = h.messageId) END
+    FROM dbo.mqHeader h ORDER BY box, position;
+UPDATE dbo.mqCounter SET value = max(value, (SELECT coalesce(max(messageId), 0) FROM dbo.mqBody));
+DELETE FROM dbo.mqBody WHERE messageId NOT IN (SELECT messageId FROM dbo.mqMessage WHERE body IS NULL);
+DELETE FROM dbo.mqDropped;
+DROP TABLE dbo.mqHeader;
+)sql",
 };
 
 }  // namespace

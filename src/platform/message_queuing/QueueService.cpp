@@ -172,11 +172,17 @@ void QueueService::remove(const QueueAddress& address) {
 
 // ---- Messages
 
+void QueueService::missing(const MessageHeader& header, std::int64_t& before) {
+  reader_.forgetFirst();
+  if (std::exchange(before, header.position) == header.position) damagedMessage(header.id);
+}
+
 QueueService::Received QueueService::receive(Box box, std::int64_t position, Where where, Body wanted,
                                              TransactionWork* transaction) {
   if (transaction != nullptr && !transaction->locks) transaction->locks = newLocks();
   MessageLocks& locks = transaction != nullptr ? *transaction->locks : ownLocks_;
   bool isAnyHeldUp = false;
+  std::int64_t missed = 0;
   while (true) {
     Received received;
     if (where == Where::Exactly)
@@ -200,6 +206,7 @@ QueueService::Received QueueService::receive(Box box, std::int64_t position, Whe
                                                   : store().contains(box, taken.position, taken.position);
       if (!isThere) {
         locks.unlock(box.number(), taken.position);
+        missing(*header, missed);
         continue;
       }
       if (transaction != nullptr) {

@@ -59,6 +59,11 @@ class QueueService {
     return store().body(box, header);
   }
 
+  // A message that was seen is not there: somebody took it meanwhile, and nobody will see it again. `before`
+  // is what was missing the time before, 0 at first. Throws MQ_ERROR_MESSAGE_STORAGE_FAILED when it is the
+  // same.
+  void missing(const MessageHeader& header, std::int64_t& before);
+
   // Takes the first visible message behind a position (`exactly`: the one at it), for the transaction or
   // for good, and loads its body if it is wanted.
   enum class Where { Behind, Exactly };

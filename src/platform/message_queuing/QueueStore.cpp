@@ -13,13 +13,8 @@ namespace CorvaneQueue::platform_layer {
 namespace {
 
 constexpr auto writersWait = std::chrono::seconds(30);
-
-[[noreturn]] void damaged(std::int64_t id) {
-  queuingFailed(MQ_ERROR_MESSAGE_STORAGE_FAILED,
-                u"The stored message " + decimal(id) +
-                    u" is damaged: it is not what was sent, and is not handed out. Restore the store from a "
-                    u"copy, or purge the queue.");
-}
+constexpr std::int64_t largestBeside = 2048;  // bytes of a body that stands in the row of its message
+constexpr int manyMessages = 64;
 
 std::vector<std::uint8_t> newIdentity() {
   std::random_device random;
@@ -54,14 +49,16 @@ QueueStore::QueueStore(const std::filesystem::path& directory, Database::IfMissi
 
 void QueueStore::write(Database::Purpose purpose, const std::function<void()>& work) {
   database_.write(purpose, writersWait, [&] {
-    highest_.reset();
-    isCounterBehind_ = false;
+    numbersTo_ = 0;
     accounts_.clear();
     trimmed_.clear();
     work();
     finishWrite();
   });
-  if (std::exchange(hasDeletedBodies_, false)) database_.giveBackSpace();
+  if (numbersTo_ != 0) database_.file().state->numbersTo = numbersTo_;
+  if (deletedCount_ < manyMessages) return;
+  deletedCount_ = 0;
+  database_.giveBackSpace();
 }
 
 void QueueStore::finishWrite() {
@@ -69,22 +66,20 @@ void QueueStore::finishWrite() {
     if (!isChanged) continue;
     queues_.setBytes(queue);
   }
-  constexpr std::int64_t manyBodies = 64;
   constexpr std::int64_t manyBytes = 1 << 20;
-  if (droppedCount_ >= manyBodies || droppedBytes_ >= manyBytes) deleteDroppedBodies();
-  if (!isCounterBehind_) return;  // else there are numbers that no stored body remembers
-  database_.execute("UPDATE dbo.mqCounter SET value = max(value, ?1)", *highest_);
+  if (droppedCount_ >= manyMessages || droppedBytes_ >= manyBytes) deleteDroppedBodies();
 }
 
 void QueueStore::read(Box box, std::int64_t after, std::size_t count, std::vector<MessageHeader>& headers) {
   headers.clear();
+  if (after >= Box::lastPosition) return;
   Statement row = database_.rows(
-      "SELECT position, messageId, label, appSpecific, delivery, sentTime, arrivedTime, bodyLength, checksum"
-      " FROM dbo.mqHeader WHERE box = ?1 AND position > ?2 ORDER BY position LIMIT ?3",
-      box.number(), after, static_cast<std::int64_t>(count));
+      "SELECT key, messageId, label, appSpecific, delivery, sentTime, arrivedTime, bodyLength, checksum"
+      " FROM dbo.mqMessage WHERE key BETWEEN ?1 AND ?2 ORDER BY key LIMIT ?3",
+      box.key(after + 1), box.key(Box::lastPosition), static_cast<std::int64_t>(count));
   while (row.step()) {
     MessageHeader& header = headers.emplace_back();
-    header.position = row.integer(0);
+    header.position = Box::positionIn(row.integer(0));
     header.id = row.integer(1);
     header.content.label = fromStored(row.text(2));
     header.content.appSpecific = static_cast<std::int32_t>(row.integer(3));
@@ -97,9 +92,8 @@ void QueueStore::read(Box box, std::int64_t after, std::size_t count, std::vecto
 }
 
 bool QueueStore::contains(Box box, std::int64_t from, std::int64_t to) {
-  Statement row =
-      database_.rows("SELECT 1 FROM dbo.mqHeader WHERE box = ?1 AND position BETWEEN ?2 AND ?3 LIMIT 1",
-                     box.number(), from, to);
+  Statement row = database_.rows("SELECT 1 FROM dbo.mqMessage WHERE key BETWEEN ?1 AND ?2 LIMIT 1",
+                                 box.key(from), box.key(to));
   return row.step();
 }
 
@@ -107,20 +101,21 @@ std::optional<std::int64_t> QueueStore::firstWithNumber(Box box, std::uint32_t n
   // Outside of journals positions are identifiers.
   if (!box.isJournal && contains(box, number, number)) return number;
   Statement row = database_.rows(
-      "SELECT position FROM dbo.mqHeader WHERE box = ?1 AND messageId & 4294967295 = ?2 ORDER BY position"
+      "SELECT key FROM dbo.mqMessage WHERE key BETWEEN ?1 AND ?2 AND messageId & 4294967295 = ?3 ORDER BY key"
       " LIMIT 1",
-      box.number(), number);
-  return row.step() ? std::optional(row.integer(0)) : std::nullopt;
+      box.key(0), box.key(Box::lastPosition), number);
+  return row.step() ? std::optional(Box::positionIn(row.integer(0))) : std::nullopt;
 }
 
 std::shared_ptr<const Variant> QueueStore::body(Box box, const MessageHeader& header) {
   Statement row = database_.rows(
-      "SELECT (SELECT body FROM dbo.mqBody WHERE messageId = ?1) FROM dbo.mqHeader"
-      " WHERE box = ?2 AND position = ?3",
-      header.id, box.number(), header.position);
+      "SELECT CASE WHEN body IS NULL THEN (SELECT body FROM dbo.mqBody b WHERE b.messageId = m.messageId)"
+      " ELSE body END FROM dbo.mqMessage m WHERE key = ?1",
+      box.key(header.position));
   if (!row.step()) return nullptr;
   const auto bytes = row.blob(0);
-  if (checksumOf(box.queue, header, bytes) != header.checksum) damaged(header.id);
+  if (checksumOf(box.queue, header, toStored(header.content.label), bytes) != header.checksum)
+    damagedMessage(header.id);
   return std::make_shared<const Variant>(Variant::bytes(bytes));
 }
 
@@ -164,16 +159,15 @@ void QueueStore::update(const QueueRecord& queue) {
 }
 
 void QueueStore::remove(std::int64_t queue) {
-  highest_ = nextNumber() - 1;
-  isCounterBehind_ = true;
-  hasDeletedBodies_ = true;
-  for (const char* sql :
-       {"DELETE FROM dbo.mqBody WHERE messageId IN (SELECT messageId FROM dbo.mqHeader WHERE box IN (?1 * 2, "
-        "?1 * 2 + 1))",
-        "DELETE FROM dbo.mqHeader WHERE box IN (?1 * 2, ?1 * 2 + 1)",
-        "DELETE FROM dbo.mqQueue WHERE queueId = ?1"}) {
-    database_.execute(sql, queue);
-  }
+  deletedCount_ = manyMessages;
+  const std::int64_t first = Box{queue, false}.key(0);
+  const std::int64_t last = Box{queue, true}.key(Box::lastPosition);
+  database_.execute(
+      "DELETE FROM dbo.mqBody WHERE messageId IN"
+      " (SELECT messageId FROM dbo.mqMessage WHERE key BETWEEN ?1 AND ?2 AND body IS NULL)",
+      first, last);
+  database_.execute("DELETE FROM dbo.mqMessage WHERE key BETWEEN ?1 AND ?2", first, last);
+  database_.execute("DELETE FROM dbo.mqQueue WHERE queueId = ?1", queue);
 }
 
 QueueStore::Account& QueueStore::accountOf(std::int64_t queue) {
@@ -188,21 +182,28 @@ QueueStore::Account& QueueStore::accountOf(std::int64_t queue) {
 
 std::int64_t QueueStore::bytesIn(Box box) {
   Statement row =
-      database_.rows("SELECT coalesce(sum(bodyLength), 0) FROM dbo.mqHeader WHERE box = ?1", box.number());
+      database_.rows("SELECT coalesce(sum(bodyLength), 0) FROM dbo.mqMessage WHERE key BETWEEN ?1 AND ?2",
+                     box.key(0), box.key(Box::lastPosition));
   row.step();
   return row.integer(0);
 }
 
-// The number after all that were ever given.
-std::int64_t QueueStore::nextNumber() {
-  if (!highest_) {
-    Statement row = database_.prepare(
-        "SELECT max((SELECT coalesce(max(messageId), 0) FROM dbo.mqBody), (SELECT value FROM "
-        "dbo.mqCounter))");
+// A number that was never given. The store counts them as given many at a time, so that most commits have
+// nothing to write for it; those that are left when the last session ends are not used.
+std::int64_t QueueStore::takeNumber() {
+  constexpr std::int64_t atATime = 64;
+  StoreState& state = *database_.file().state;
+  if (state.lastNumber == 0) {
+    Statement row = database_.prepare("SELECT value FROM dbo.mqCounter");
     row.step();
-    highest_ = row.integer(0);
+    state.lastNumber = state.numbersTo = row.integer(0);
   }
-  return *highest_ + 1;
+  const std::int64_t number = ++state.lastNumber;
+  if (number > std::max<std::int64_t>(state.numbersTo, numbersTo_)) {
+    numbersTo_ = number + atATime - 1;
+    database_.execute("UPDATE dbo.mqCounter SET value = max(value, ?1)", numbersTo_);
+  }
+  return number;
 }
 
 void QueueStore::put(const Outgoing& message) {
@@ -212,19 +213,20 @@ void QueueStore::put(const Outgoing& message) {
   const auto size = static_cast<std::int64_t>(bytes.size());
   if (!queue.fits(size)) overQuota(queue);
   MessageHeader header;
-  header.id = nextNumber();
+  header.id = takeNumber();
   header.content = message.content;
   header.arrivedTime = std::time(nullptr);
-  database_.execute("INSERT INTO dbo.mqBody (messageId, body) VALUES (?1, ?2)", header.id, bytes);
   const std::string label = toStored(message.content.label);
+  const bool isBeside = size <= largestBeside;
   database_.execute(
-      "INSERT INTO dbo.mqHeader (box, position, messageId, label, appSpecific, delivery, sentTime, "
-      "arrivedTime,"
-      " bodyLength, checksum) VALUES (?1, ?2, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9)",
-      Box{queue.id, false}.number(), header.id, label, message.content.appSpecific, message.content.delivery,
-      message.content.sentTime, header.arrivedTime, size,
-      static_cast<std::int64_t>(checksumOf(queue.id, header, bytes)));
-  highest_ = header.id;
+      "INSERT INTO dbo.mqMessage (key, messageId, label, appSpecific, delivery, sentTime, arrivedTime,"
+      " bodyLength, checksum, body) VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10)",
+      Box{queue.id, false}.key(header.id), header.id, label, message.content.appSpecific,
+      message.content.delivery, message.content.sentTime, header.arrivedTime, size,
+      static_cast<std::int64_t>(checksumOf(queue.id, header, label, bytes)),
+      isBeside ? std::optional(bytes) : std::nullopt);
+  if (!isBeside)
+    database_.execute("INSERT INTO dbo.mqBody (messageId, body) VALUES (?1, ?2)", header.id, bytes);
   if (queue.quota < 0) return;
   account.queue.bytes += size;
   account.isChanged = true;
@@ -232,10 +234,16 @@ void QueueStore::put(const Outgoing& message) {
 
 std::int64_t QueueStore::drop(const Taken& message) {
   std::int64_t size = 0;
-  Statement header =
-      database_.rows("DELETE FROM dbo.mqHeader WHERE box = ?1 AND position = ?2 RETURNING bodyLength",
-                     message.box.number(), message.position);
-  while (header.step()) size = header.integer(0);
+  bool isBeside = true;
+  Statement row =
+      database_.rows("DELETE FROM dbo.mqMessage WHERE key = ?1 RETURNING bodyLength, body IS NOT NULL",
+                     message.box.key(message.position));
+  while (row.step()) {
+    size = row.integer(0);
+    isBeside = row.integer(1) != 0;
+  }
+  ++deletedCount_;
+  if (isBeside) return size;
   database_.execute("INSERT INTO dbo.mqDropped (messageId) VALUES (?1) ON CONFLICT DO NOTHING", message.id);
   ++droppedCount_;
   droppedBytes_ += size;
@@ -243,13 +251,11 @@ std::int64_t QueueStore::drop(const Taken& message) {
 }
 
 void QueueStore::deleteDroppedBodies() {
-  highest_ = nextNumber() - 1;  // while they still count
-  isCounterBehind_ = true;
   database_.execute("DELETE FROM dbo.mqBody WHERE messageId IN (SELECT messageId FROM dbo.mqDropped)");
   database_.execute("DELETE FROM dbo.mqDropped");
   droppedCount_ = 0;
   droppedBytes_ = 0;
-  hasDeletedBodies_ = true;
+  deletedCount_ = manyMessages;
 }
 
 bool QueueStore::take(const Taken& message) {
@@ -263,12 +269,9 @@ bool QueueStore::take(const Taken& message) {
     return false;
   }
   if (account.queue.keepsJournal) {
-    highest_ = nextNumber();
-    isCounterBehind_ = true;
-    Statement move = database_.rows(
-        "UPDATE dbo.mqHeader SET box = box + 1, position = ?3 WHERE box = ?1 AND position = ?2"
-        " RETURNING bodyLength",
-        message.box.number(), message.position, *highest_);
+    Statement move =
+        database_.rows("UPDATE dbo.mqMessage SET key = ?2 WHERE key = ?1 RETURNING bodyLength",
+                       message.box.key(message.position), Box{message.box.queue, true}.key(takeNumber()));
     while (move.step()) size = move.integer(0);
     account.queue.journalBytes += size;
   } else {

@@ -66,7 +66,7 @@ class QueueStore {
   };
   Account& accountOf(std::int64_t queue);
   std::int64_t bytesIn(Box box);
-  std::int64_t nextNumber();
+  std::int64_t takeNumber();
   // Returns the length of its body.
   std::int64_t drop(const Taken& message);
   void deleteDroppedBodies();
@@ -76,13 +76,12 @@ class QueueStore {
   Database database_;
   QueueTable queues_;
   std::vector<std::uint8_t> identity_;
-  // Bodies that wait for their deletion, of all processes as far as known, and bytes of this one's.
+  // Large bodies that wait for their deletion, of all processes as far as known, and bytes of this one's.
   std::int64_t droppedCount_ = 0;
   std::int64_t droppedBytes_ = 0;
-  bool hasDeletedBodies_ = false;
+  int deletedCount_ = 0;  // messages, since room was given back
   // During a write:
-  std::optional<std::int64_t> highest_;  // number given
-  bool isCounterBehind_ = false;
+  std::int64_t numbersTo_ = 0;  // which the store counts as given with its commit, if it does
   std::deque<Account> accounts_;
   std::vector<QueueAddress> trimmed_;
 };

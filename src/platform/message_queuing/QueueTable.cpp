@@ -55,7 +55,11 @@ std::int64_t QueueTable::create(const QueueRecord& queue) {
       " VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7)",
       static_cast<std::int64_t>(queue.address.kind), name, queue.isTransactional, queue.isWorldReadable,
       queue.keepsJournal, queue.quota, queue.journalQuota);
-  return find(queue.address)->id;
+  const std::int64_t id = find(queue.address)->id;
+  if (id > Box::lastQueue)
+    queuingFailed(MQ_ERROR_INSUFFICIENT_RESOURCES,
+                  u"More than a million queues have been created in this installation; nothing was created.");
+  return id;
 }
 
 void QueueTable::setSettings(const QueueRecord& queue) {

@@ -121,6 +121,7 @@ void Database::open(std::span<const std::string_view> migrations) {
   durability_->awaitSyncs();
   wasFirst_ = isFirst;
   if (!isFirst) return;
+  file_.state->lastNumber = file_.state->numbersTo = 0;
   checkDamage();
   durability_->writeAnew();
   sharing_->settle();

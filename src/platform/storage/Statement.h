@@ -60,6 +60,10 @@ class Statement {
   }
   void bindValue(int parameter, std::string_view text) { bindText(parameter, text); }
   void bindValue(int parameter, std::span<const std::uint8_t> bytes) { bindBlob(parameter, bytes); }
+  template <class Value>
+  void bindValue(int parameter, const std::optional<Value>& value) {
+    value ? bindValue(parameter, *value) : bindNull(parameter);
+  }
   void check(int code, const char* tried) const;
   sqlite3_stmt* statement_;
   const StoreFile* file_;

@@ -35,6 +35,10 @@ struct StoreState {
   TurnState moreSyncers;
   TurnQueue moreSyncersQueue;
   SharedEvent syncEnds;
+  // For what is stored, where it has numbers: the last one given, and up to which the store counts them as
+  // given. Nothing from before the first session is there.
+  std::atomic<std::int64_t> lastNumber;
+  std::atomic<std::int64_t> numbersTo;
 };
 static_assert(std::atomic<std::uint64_t>::is_always_lock_free);
 
