@@ -19,7 +19,8 @@ Sight MessageReader::first(QueueStore& store, Box box, std::int64_t after) {
     return {front_.header};
   bool isHeldUp = false;
   for (std::size_t count = 1;; count = readAheadCount) {
-    store.read(box, after, count, batch_);
+    store.read(box, after, count, batch_,
+               count == 1 ? QueueStore::Bodies::Beside : QueueStore::Bodies::Later);
     if (batch_.empty()) return {std::nullopt, isHeldUp};
     for (MessageHeader& header : batch_) {
       if (header.position <= after) continue;

@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 
 namespace CorvaneQueue::platform_layer {
@@ -66,6 +67,8 @@ struct MessageHeader {
   std::int64_t arrivedTime = 0;
   std::int64_t bodyLength = 0;
   std::uint64_t checksum = 0;
+  // Read with its body, which is worth something as long as there are no other commits.
+  std::optional<std::uint64_t> readAt;
 };
 
 // Over everything that must come out as it went in, and what it belongs to. The label in its stored form.

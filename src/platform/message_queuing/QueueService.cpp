@@ -17,7 +17,7 @@ std::shared_ptr<QueueService> QueueService::current() {
   const std::filesystem::path& installation = installationDirectory();
   auto service = kept.lock();
   if (!service || service->installation_.native() != installation.native() ||
-      service->process_ != processNumber() || !service->isThere())
+      service->process_ != processNumber() || !service->wasThereJustNow())
     kept = service = std::make_shared<QueueService>(installation);
   return service;
 }

@@ -92,6 +92,7 @@ class QueueService {
  private:
   QueueStore& store();
   bool isThere() const noexcept;
+  bool wasThereJustNow() noexcept { return !looks_.isDue() || isThere(); }
   // `onceStored` runs when the work is stored, also when the sync failed.
   void write(Database::Purpose purpose, const std::function<void()>& work,
              const std::function<void()>& onceStored);
@@ -104,6 +105,7 @@ class QueueService {
   std::filesystem::path storage_;
   FileState opened_;       // the storage directory
   FileState openedStore_;  // the store in it
+  NowAndThen looks_{std::chrono::milliseconds(1)};
   int process_;
   std::optional<QueueStore> store_;
   QueueFiles files_;

@@ -15,6 +15,12 @@ namespace {
 constexpr auto writersWait = std::chrono::seconds(30);
 constexpr std::int64_t largestBeside = 2048;  // bytes of a body that stands in the row of its message
 constexpr int manyMessages = 64;
+constexpr std::int64_t manyBytes = 1 << 20;
+
+void mustBeWhole(Box box, const MessageHeader& header, std::span<const std::uint8_t> body) {
+  if (checksumOf(box.queue, header, toStored(header.content.label), body) != header.checksum)
+    damagedMessage(header.id);
+}
 
 std::vector<std::uint8_t> newIdentity() {
   std::random_device random;
@@ -26,7 +32,7 @@ std::vector<std::uint8_t> newIdentity() {
 }  // namespace
 
 QueueStore::QueueStore(const std::filesystem::path& directory, Database::IfMissing ifMissing)
-    : database_(directory / fileName, queueMigrations(), ifMissing), queues_(database_) {
+    : database_(directory / fileName, queueMigrations(), ifMissing), queues_(database_), numbers_(database_) {
   const auto stored = [&] {
     Statement row = database_.prepare("SELECT identity FROM dbo.mqInstallation");
     if (!row.step()) return false;
@@ -49,33 +55,28 @@ QueueStore::QueueStore(const std::filesystem::path& directory, Database::IfMissi
 
 void QueueStore::write(Database::Purpose purpose, const std::function<void()>& work) {
   database_.write(purpose, writersWait, [&] {
-    numbersTo_ = 0;
+    numbers_.beginWrite();
     accounts_.clear();
     trimmed_.clear();
     work();
-    finishWrite();
+    for (const auto& [queue, isChanged] : accounts_)
+      if (isChanged) queues_.setBytes(queue);
+    if (droppedCount_ >= manyMessages || droppedBytes_ >= manyBytes) deleteDroppedBodies();
   });
-  if (numbersTo_ != 0) database_.file().state->numbersTo = numbersTo_;
+  numbers_.stored();
   if (deletedCount_ < manyMessages) return;
   deletedCount_ = 0;
   database_.giveBackSpace();
 }
 
-void QueueStore::finishWrite() {
-  for (const auto& [queue, isChanged] : accounts_) {
-    if (!isChanged) continue;
-    queues_.setBytes(queue);
-  }
-  constexpr std::int64_t manyBytes = 1 << 20;
-  if (droppedCount_ >= manyMessages || droppedBytes_ >= manyBytes) deleteDroppedBodies();
-}
-
-void QueueStore::read(Box box, std::int64_t after, std::size_t count, std::vector<MessageHeader>& headers) {
+void QueueStore::read(Box box, std::int64_t after, std::size_t count, std::vector<MessageHeader>& headers,
+                      Bodies bodies) {
   headers.clear();
+  const auto commits = database_.commits();  // before it is read
   if (after >= Box::lastPosition) return;
   Statement row = database_.rows(
-      "SELECT key, messageId, label, appSpecific, delivery, sentTime, arrivedTime, bodyLength, checksum"
-      " FROM dbo.mqMessage WHERE key BETWEEN ?1 AND ?2 ORDER BY key LIMIT ?3",
+      "SELECT key, messageId, label, appSpecific, delivery, sentTime, arrivedTime, bodyLength, checksum,"
+      " body FROM dbo.mqMessage WHERE key BETWEEN ?1 AND ?2 ORDER BY key LIMIT ?3",
       box.key(after + 1), box.key(Box::lastPosition), static_cast<std::int64_t>(count));
   while (row.step()) {
     MessageHeader& header = headers.emplace_back();
@@ -88,6 +89,9 @@ void QueueStore::read(Box box, std::int64_t after, std::size_t count, std::vecto
     header.arrivedTime = row.integer(6);
     header.bodyLength = row.integer(7);
     header.checksum = static_cast<std::uint64_t>(row.integer(8));
+    if (bodies == Bodies::Later || !commits || row.type(9) == Statement::Type::Null) continue;
+    header.content.body = std::make_shared<const Variant>(Variant::bytes(row.blob(9)));
+    header.readAt = commits;
   }
 }
 
@@ -108,14 +112,17 @@ std::optional<std::int64_t> QueueStore::firstWithNumber(Box box, std::uint32_t n
 }
 
 std::shared_ptr<const Variant> QueueStore::body(Box box, const MessageHeader& header) {
+  if (header.readAt && header.readAt == database_.commits()) {
+    mustBeWhole(box, header, header.content.bytes());
+    return header.content.body;
+  }
   Statement row = database_.rows(
       "SELECT CASE WHEN body IS NULL THEN (SELECT body FROM dbo.mqBody b WHERE b.messageId = m.messageId)"
       " ELSE body END FROM dbo.mqMessage m WHERE key = ?1",
       box.key(header.position));
   if (!row.step()) return nullptr;
   const auto bytes = row.blob(0);
-  if (checksumOf(box.queue, header, toStored(header.content.label), bytes) != header.checksum)
-    damagedMessage(header.id);
+  mustBeWhole(box, header, bytes);
   return std::make_shared<const Variant>(Variant::bytes(bytes));
 }
 
@@ -188,24 +195,6 @@ std::int64_t QueueStore::bytesIn(Box box) {
   return row.integer(0);
 }
 
-// A number that was never given. The store counts them as given many at a time, so that most commits have
-// nothing to write for it; those that are left when the last session ends are not used.
-std::int64_t QueueStore::takeNumber() {
-  constexpr std::int64_t atATime = 64;
-  StoreState& state = *database_.file().state;
-  if (state.lastNumber == 0) {
-    Statement row = database_.prepare("SELECT value FROM dbo.mqCounter");
-    row.step();
-    state.lastNumber = state.numbersTo = row.integer(0);
-  }
-  const std::int64_t number = ++state.lastNumber;
-  if (number > std::max<std::int64_t>(state.numbersTo, numbersTo_)) {
-    numbersTo_ = number + atATime - 1;
-    database_.execute("UPDATE dbo.mqCounter SET value = max(value, ?1)", numbersTo_);
-  }
-  return number;
-}
-
 void QueueStore::put(const Outgoing& message) {
   Account& account = accountOf(message.queue);
   const QueueRecord& queue = account.queue;
@@ -213,7 +202,7 @@ void QueueStore::put(const Outgoing& message) {
   const auto size = static_cast<std::int64_t>(bytes.size());
   if (!queue.fits(size)) overQuota(queue);
   MessageHeader header;
-  header.id = takeNumber();
+  header.id = numbers_.take();
   header.content = message.content;
   header.arrivedTime = std::time(nullptr);
   const std::string label = toStored(message.content.label);
@@ -232,18 +221,23 @@ void QueueStore::put(const Outgoing& message) {
   account.isChanged = true;
 }
 
+// A message that was seen and is held is not there: nobody else could take it, but a journal loses its oldest
+// ones to its quota.
+void QueueStore::mustBeTrimmed(const Taken& message) {
+  std::vector<MessageHeader> oldest;
+  if (message.box.isJournal) read(message.box, 0, 1, oldest);
+  if (!message.box.isJournal || (!oldest.empty() && oldest.front().position <= message.position))
+    damagedMessage(message.id);
+}
+
 std::int64_t QueueStore::drop(const Taken& message) {
-  std::int64_t size = 0;
-  bool isBeside = true;
   Statement row =
       database_.rows("DELETE FROM dbo.mqMessage WHERE key = ?1 RETURNING bodyLength, body IS NOT NULL",
                      message.box.key(message.position));
-  while (row.step()) {
-    size = row.integer(0);
-    isBeside = row.integer(1) != 0;
-  }
+  if (!row.step()) return mustBeTrimmed(message), 0;
+  const std::int64_t size = row.integer(0);
   ++deletedCount_;
-  if (isBeside) return size;
+  if (row.integer(1) != 0) return size;
   database_.execute("INSERT INTO dbo.mqDropped (messageId) VALUES (?1) ON CONFLICT DO NOTHING", message.id);
   ++droppedCount_;
   droppedBytes_ += size;
@@ -271,8 +265,9 @@ bool QueueStore::take(const Taken& message) {
   if (account.queue.keepsJournal) {
     Statement move =
         database_.rows("UPDATE dbo.mqMessage SET key = ?2 WHERE key = ?1 RETURNING bodyLength",
-                       message.box.key(message.position), Box{message.box.queue, true}.key(takeNumber()));
-    while (move.step()) size = move.integer(0);
+                       message.box.key(message.position), Box{message.box.queue, true}.key(numbers_.take()));
+    if (!move.step()) damagedMessage(message.id);
+    size = move.integer(0);
     account.queue.journalBytes += size;
   } else {
     size = drop(message);

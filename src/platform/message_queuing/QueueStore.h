@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Database.h"
+#include "MessageNumbers.h"
 #include "QueueTable.h"
 #include "StoreCheck.h"
 
@@ -34,13 +35,15 @@ class QueueStore {
   QueueTable& queues() noexcept { return queues_; }
 
   // The messages behind a position, at most `count`.
-  void read(Box box, std::int64_t after, std::size_t count, std::vector<MessageHeader>& headers);
+  enum class Bodies { Later, Beside };  // Beside: with a body that stands in the same row
+  void read(Box box, std::int64_t after, std::size_t count, std::vector<MessageHeader>& headers,
+            Bodies bodies = Bodies::Later);
   // Whether there is one at these positions, both included.
   bool contains(Box box, std::int64_t from, std::int64_t to);
   // The position of the first message whose identifier has these lower 32 bits.
   std::optional<std::int64_t> firstWithNumber(Box box, std::uint32_t number);
-  // Nothing when the message is no longer in the box. Throws MQ_ERROR_MESSAGE_STORAGE_FAILED when it is not
-  // what was sent.
+  // Nothing when the message is no longer in the box at this moment. Throws MQ_ERROR_MESSAGE_STORAGE_FAILED
+  // when it is not what was sent.
   std::shared_ptr<const Variant> body(Box box, const MessageHeader& header);
 
   // Inside write() only:
@@ -66,22 +69,21 @@ class QueueStore {
   };
   Account& accountOf(std::int64_t queue);
   std::int64_t bytesIn(Box box);
-  std::int64_t takeNumber();
+  void mustBeTrimmed(const Taken& message);
   // Returns the length of its body.
   std::int64_t drop(const Taken& message);
   void deleteDroppedBodies();
   void trimJournal(Account& account);
-  void finishWrite();
 
   Database database_;
   QueueTable queues_;
+  MessageNumbers numbers_;
   std::vector<std::uint8_t> identity_;
   // Large bodies that wait for their deletion, of all processes as far as known, and bytes of this one's.
   std::int64_t droppedCount_ = 0;
   std::int64_t droppedBytes_ = 0;
   int deletedCount_ = 0;  // messages, since room was given back
   // During a write:
-  std::int64_t numbersTo_ = 0;  // which the store counts as given with its commit, if it does
   std::deque<Account> accounts_;
   std::vector<QueueAddress> trimmed_;
 };

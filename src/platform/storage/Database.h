@@ -63,6 +63,8 @@ class Database {
   void commit();
   void rollback() noexcept;
   bool inTransaction() const noexcept { return inTransaction_; }
+  // Another number with every commit of any process; nothing while one goes on.
+  std::optional<std::uint64_t> commits() const noexcept;
   // A transaction of a client, which may stay open while the client does other things: another session of its
   // thread would wait for it in vain.
   void keepOpen() noexcept;

@@ -20,7 +20,8 @@ bool Reserve::make() const noexcept {
 
 void Reserve::giveUp() const noexcept { removeFile(file_); }
 
-bool Reserve::isNeeded() const noexcept {
+bool Reserve::isNeeded() noexcept {
+  if (!looks_.isDue()) return false;
   const auto room = roomBeside(file_);
   return room && *room < reserveSize;
 }

@@ -1,6 +1,8 @@
 // Room on the disk that is given up when it is full, so that documents can still be taken out.
 #pragma once
 
+#include "NowAndThen.h"
+
 #include <filesystem>
 
 namespace CorvaneQueue::platform_layer {
@@ -13,10 +15,11 @@ class Reserve {
   bool make() const noexcept;
   void giveUp() const noexcept;
   // Whether the disk has less room left than the reserve takes.
-  bool isNeeded() const noexcept;
+  bool isNeeded() noexcept;
 
  private:
   std::filesystem::path file_;
+  NowAndThen looks_{std::chrono::milliseconds(10)};
 };
 
 }  // namespace CorvaneQueue::platform_layer

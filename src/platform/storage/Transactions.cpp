@@ -119,6 +119,13 @@ void Database::commit() {
   if (durability_->isMoveDue()) moveLog(std::chrono::milliseconds(0));
 }
 
+std::optional<std::uint64_t> Database::commits() const noexcept {
+  if (!sharing_) return std::nullopt;
+  const StoreState& state = sharing_->state();
+  const std::uint64_t begun = state.begun;
+  return state.done >= begun ? std::optional(begun) : std::nullopt;
+}
+
 void Database::rollback() noexcept {
   if (!inTransaction_) return;
   if (sqlite3_get_autocommit(handle_.get()) == 0)
