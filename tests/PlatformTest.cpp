@@ -54,11 +54,12 @@ TEST_F(Settings, KeepEverythingElseOfTheFileWhenOneIsWritten) {
   write({u"Configuration", u"Global", u"UsesPublicQueues"}, std::int32_t{-1});
   write({u"Odd Name", u"X", u"new \"key\""}, u"a\"b\\c\n\u00e9");
   write({u"Fresh", u"Section", u"k"}, true);
+  write({u"Fresh", u"k"}, true);  // of a table that is there only by the one in it
   EXPECT_EQ(home.read("settings.toml"),
             "# by hand, äöü\n[Configuration.Global]  # global\nUsesPublicQueues = -1\n"
             "QueueStoreType = \"db\"   # store\nOther = 1.5\n\n"
             "[\"odd name\".x]\n\"new \\\"key\\\"\" = \"a\\\"b\\\\c\\u000Aé\"\nk = true\n\n[Fresh.Section]\nk "
-            "= true\n");
+            "= true\n\n[Fresh]\nk = true\n");
   EXPECT_EQ(read({u"odd name", u"x", u"new \"key\""}), "8 a\"b\\c\né");
   EXPECT_EQ(errorNumber([&] { write({u"A", u"B", u"c"}, String(std::u16string(1, 0xD800))); }), 5);
 }

@@ -182,4 +182,16 @@ TEST_P(StoreCare, SharedFilesThatAreCutShortEndNoProcess) {
   EXPECT_THAT(told(), HasSubstr("cut the file"));
 }
 
+TEST_P(StoreCare, AStoreThatIsReplacedUnderTheProcessIsTold) {
+  auto queue = openQueue(GetParam(), "Orders");
+  queue->SendDocument("x");
+  for (const auto& entry : std::filesystem::directory_iterator(home.directory()))
+    std::filesystem::remove_all(entry);
+  home.writeSettings(settingsOf(GetParam()));
+  expectError(E_FAIL, u"SendDocument", "removed or replaced", [&] { queue->SendDocument("into nowhere"); });
+  queue->Initialize("Orders");
+  queue->SendDocument("y");
+  EXPECT_THAT(waiting("Orders"), ElementsAre("y"));
+}
+
 }  // namespace

@@ -55,7 +55,8 @@ TEST_F(StoreFile, AndItsEngineAreThoseOfTheSettings) {
   send(queue(), u"x");
   EXPECT_TRUE(exists(home.file("third.db")));
   home.writeSettings("[Platform.MessageStore]\nEngine = \"none\"\n");
-  expectError(5, nullptr, "is \"none\"; known are \"embedded\"", [&] { send(queue(), u"x"); });
+  expectError(5, nullptr, "is \"none\"; known are \"embedded\", \"postgresql\", \"sqlserver\"",
+              [&] { send(queue(), u"x"); });
 }
 
 TEST_F(StoreFile, RefusesANewerSchemaADamagedFileAndOtherDatabases) {

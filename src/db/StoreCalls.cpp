@@ -77,7 +77,15 @@ String createMessage(DatabaseConnection& database, std::u16string_view type, std
   input(*command, u"CreateTimestamp", adDate, 0, created);
   input(*command, u"Body", adVarWChar, bodySize, Variant::reference(&bodyText));
   command->Append({u"MessageID", adBigInt, adParamOutput, 0});
-  execute(database, *command, transaction);
+  try {
+    execute(database, *command, transaction);
+  } catch (const Error& error) {
+    const Variant& stored = command->At(messageID).Value;
+    if (error.number() != StoreError::outcomeUnknown || stored.type() == VT_EMPTY) throw;
+    throw Error(error.number(), error.source(),
+                std::u16string(error.description().view()) + u" The document's identifier is " +
+                    std::u16string(toString(stored.get()).view()) + u".");
+  }
   return toString(command->At(messageID).Value.get());
 }
 

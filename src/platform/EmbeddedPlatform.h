@@ -7,6 +7,7 @@
 #include "LocalSystem.h"
 #include "MessageStore.h"
 #include "Platform.h"
+#include "ServerAccess.h"
 #include "SqliteAccess.h"
 #include "ZstdCompression.h"
 
@@ -24,13 +25,19 @@ class EmbeddedPlatform {
     return storeType == u"db" ? store_.access().check(how) : messageQueuing_.check(how);
   }
 
+  // Nothing when the settings name another engine than a server's.
+  ServerAccess* server() { return dynamic_cast<ServerAccess*>(&store_.access()); }
+
   Platform door() noexcept { return {&host_, &messageQueuing_, &store_, &compression_, &system_}; }
 
  private:
   InstallationFile settings_{"settings.toml"};
   InstallationFile registry_{"registry.toml"};
   SqliteAccess embeddedStore_;
-  MessageStore store_{settings_, {{u"embedded", embeddedStore_}}};
+  ServerAccess postgreSql_{settings_, ServerEngine::PostgreSql};
+  ServerAccess sqlServer_{settings_, ServerEngine::SqlServer};
+  MessageStore store_{
+      settings_, {{u"embedded", embeddedStore_}, {u"postgresql", postgreSql_}, {u"sqlserver", sqlServer_}}};
   CorvaneHost host_;
   EmbeddedQueuing messageQueuing_;
   ZstdCompression compression_;

@@ -2,6 +2,9 @@
 #pragma once
 
 #include "Installation.h"
+#ifdef DATABASE_SERVER
+#include "ServerStores.h"
+#endif
 
 #include <CorvaneQueue/CorvaneQueue.h>
 #include <unistd.h>
@@ -16,10 +19,20 @@ using namespace CorvaneQueue;
 using namespace std::chrono_literals;
 using Texts = std::vector<std::string>;
 
-enum class Store { Database, MessageQueuing };
-inline std::string nameOf(Store store) { return store == Store::Database ? "db" : "msmq"; }
+enum class Store { Database, MessageQueuing, PostgreSql };
+inline bool isDatabase(Store store) { return store != Store::MessageQueuing; }
+inline std::string typeOf(Store store) { return isDatabase(store) ? "db" : "msmq"; }
+inline std::string nameOf(Store store) { return store == Store::PostgreSql ? "postgresql" : typeOf(store); }
+#ifdef DATABASE_SERVER
+constexpr Store everyStore[] = {Store::PostgreSql};
+#else
+constexpr Store everyStore[] = {Store::Database, Store::MessageQueuing};
+#endif
 inline std::string settingsOf(Store store) {
-  return "[Configuration.Global]\nQueueStoreType = \"" + nameOf(store) + "\"\n";
+#ifdef DATABASE_SERVER
+  if (store == Store::PostgreSql) return newServerStore();
+#endif
+  return "[Configuration.Global]\nQueueStoreType = \"" + typeOf(store) + "\"\n";
 }
 
 // A queue that keeps a journal; the database store always does.
@@ -53,7 +66,7 @@ class Receiver {
   // `handle` is called before the document is acknowledged.
   Receiver(Store store, Queue queue, Handler handle = {})
       : store_(store), queue_(std::move(queue)), handle_(std::move(handle)) {
-    if (store_ == Store::Database) return;
+    if (isDatabase(store_)) return;
     arrivals_ = queue_->evtArrived([this](String& document, String& identifier) {
       taken_ = toUtf8(document);
       if (handle_) handle_(*taken_);
@@ -66,18 +79,18 @@ class Receiver {
     taken_.reset();
     const auto end = std::chrono::steady_clock::now() + time;
     while (true) {
-      if (store_ == Store::Database)
+      if (isDatabase(store_))
         poll();
       else
         Apartment::current().pump(std::min(time, 20ms));
       if (taken_ || std::chrono::steady_clock::now() >= end) return taken_;
-      if (store_ == Store::Database) usleep(1000);
+      if (isDatabase(store_)) usleep(1000);
     }
   }
   // After the exception of a handler: the document is announced again.
   void putBack() {
     queue_->Abort();
-    if (store_ == Store::Database) return;
+    if (isDatabase(store_)) return;
     queue_->ReceiveDisable();
     queue_->ReceiveEnable();
   }

@@ -52,6 +52,9 @@ void settings(const std::optional<std::string>& name, const std::optional<std::s
 void status();
 // Whether the store is sound.
 bool check();
+// Prepares the store on a database server, "install" or "upgrade"; "check"s it, or prints the "script" for an
+// engine. Whether all of it is there.
+bool database(const std::string& job, const std::string& engine);
 void describe();
 void registerServer();
 void unregisterServer();

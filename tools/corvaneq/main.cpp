@@ -23,6 +23,7 @@ constexpr int declined = 5;
 struct Arguments {
   std::string queue;
   std::string other;
+  std::string job;
   std::vector<std::string> items;
   std::string encoding;
   std::string identifier;
@@ -161,6 +162,14 @@ void addOtherCommands(CLI::App& app, Arguments& given) {
   addCommand(app, "status", "Tell which store is in use and what is supported.", corvaneq::status);
   addCommand(app, "check", "Read all of the store and tell whether it is sound.",
              [&] { given.result = corvaneq::check() ? succeeded : failed; });
+  auto* database =
+      addCommand(app, "database", "Prepare or check the store on a database server, or print its SQL.",
+                 [&] { given.result = corvaneq::database(given.job, given.other) ? succeeded : failed; });
+  database->add_option("job", given.job, "install, upgrade, check or script")
+      ->required()
+      ->check(CLI::IsMember({"install", "upgrade", "check", "script"}));
+  database->add_option("engine", given.other,
+                       "For script: postgresql or sqlserver; without it, that of the settings");
   addCommand(app, "describe", "Print the type description of the library, as IDL.", corvaneq::describe);
   addCommand(app, "register", "Enter the classes and the type library into the registry.",
              corvaneq::registerServer);

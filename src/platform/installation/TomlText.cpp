@@ -141,9 +141,11 @@ bool holds(toml::table root, const TomlAddress& address, const Variant& value) {
   return found && toString(found->get()) == toString(value.get());
 }
 
-// The content with the value replaced or added in place, so that everything else stays as written.
+// The content with the value replaced, or added to its table or in a table of its own at the end, so that
+// everything else stays as written.
+enum class New { InItsTable, AtTheEnd };
 std::string edited(const std::string& content, toml::table& root, const TomlAddress& address,
-                   const Variant& value) {
+                   const Variant& value, New place) {
   toml::table* table = tableOf(root, address);
   const toml::node* node = find(table, address.back());
   if (node != nullptr) {
@@ -152,7 +154,7 @@ std::string edited(const std::string& content, toml::table& root, const TomlAddr
     return content.substr(0, begin) + valueText(value) + content.substr(end);
   }
   const std::string line = keyText(address.back()) + " = " + valueText(value) + "\n";
-  if (table != nullptr && table->source().begin.line > 0) {
+  if (place == New::InItsTable && table != nullptr && table->source().begin.line > 0) {
     const std::size_t header = offsetOf(content, {table->source().begin.line, 1});
     const std::size_t first = content.find_first_not_of(" \t", header);
     if (first != std::string::npos && content[first] == '[') {
@@ -210,21 +212,17 @@ TomlValues valuesIn(std::string_view content, const std::filesystem::path& file)
 std::string withValue(const std::string& content, const std::filesystem::path& file,
                       const TomlAddress& address, const Variant& value) {
   toml::table root = parsed(content, file);
-  std::string changed = edited(content, root, address, value);
-  // What was written must read back, whatever shape the file had.
-  const auto readsBack = [&] {
-    try {
-      return holds(parsed(changed, file), address, value);
+  for (const New place :
+       {New::InItsTable, New::AtTheEnd}) {  // it has no header when a table in it is there alone
+    std::string changed = edited(content, root, address, value, place);
+    try {  // what was written must read back, whatever shape the file had
+      if (holds(parsed(changed, file), address, value)) return changed;
     } catch (const Error&) {
-      return false;
     }
-  };
-  if (!readsBack())
-    throw Error(E_FAIL, {},
-                u"The setting could not be written into \"" + shownPath(file) +
-                    u"\": write the table as \"[" + std::u16string(fromUtf8(headerText(address)).view()) +
-                    u"]\".");
-  return changed;
+  }
+  throw Error(E_FAIL, {},
+              u"The setting could not be written into \"" + shownPath(file) + u"\": write the table as \"[" +
+                  std::u16string(fromUtf8(headerText(address)).view()) + u"]\".");
 }
 
 std::string withoutValue(const std::string& content, const std::filesystem::path& file,

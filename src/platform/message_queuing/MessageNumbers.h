@@ -5,9 +5,9 @@
 
 namespace CorvaneQueue::platform_layer {
 
-// The last one given is in the page that all sessions share. The store counts numbers as given many at a time,
-// so that most commits have nothing to write for it; those that are left when the last session ends are not
-// used.
+// The last one given is in the page that all sessions share. The store counts numbers as given many at a
+// time, so that most commits have nothing to write for it; those that are left when the last session ends are
+// not used.
 class MessageNumbers {
  public:
   explicit MessageNumbers(Database& database) noexcept : database_(database) {}

@@ -34,9 +34,8 @@ bool holdFirst(SqliteConnection& connection, Statement& statement) {
 }
 
 Records heldRows(SqliteConnection& connection, Statement& statement) {
-  if (!connection.isInTransaction()) return std::make_unique<Rows>(statement);
-  return holdFirst(connection, statement) ? std::make_unique<Rows>(statement, Rows::From::CurrentRow)
-                                          : nullptr;
+  if (!connection.isInTransaction()) return rowsOf(statement);
+  return holdFirst(connection, statement) ? rowsOf(statement, From::CurrentRow) : nullptr;
 }
 
 [[noreturn]] void refuse(const ProcedureStep& step, const BoundParameters& bound, Database& database) {
@@ -55,7 +54,7 @@ Records SqliteConnection::query(std::u16string_view text, std::int32_t seconds) 
     Statement statement = database.prepare(lifted.sql);
     for (std::size_t i = 0; i < lifted.literals.size(); ++i)
       statement.bindText(static_cast<int>(i + 1), lifted.literals[i]);
-    records = std::make_unique<Rows>(statement);
+    records = rowsOf(statement);
   });
   return records;
 }
@@ -74,7 +73,7 @@ Records SqliteConnection::call(std::u16string_view name, std::span<Parameter> pa
       bound.bindTo(statement);
       switch (step.outcome) {
         case Outcome::Nothing: statement.step(); break;
-        case Outcome::Rows: records = std::make_unique<Rows>(statement); break;
+        case Outcome::Rows: records = rowsOf(statement); break;
         case Outcome::Held: records = heldRows(*this, statement); break;
         case Outcome::Output:
           if (statement.step()) parameters[step.output].Value = Variant(statement.integer(0));

@@ -1,6 +1,7 @@
 #include "Rows.h"
 
 #include "Dates.h"
+#include "RowsInMemory.h"
 #include "StoredText.h"
 
 #include <algorithm>
@@ -28,41 +29,16 @@ Variant cellOf(const Statement& statement, int column, bool isDateTime) {
 
 }  // namespace
 
-Rows::Rows(Statement& statement, From from)
-    : columnCount_(static_cast<std::size_t>(statement.columnCount())) {
+std::unique_ptr<Recordset> rowsOf(Statement& statement, From from) {
+  const auto columnCount = static_cast<std::size_t>(statement.columnCount());
+  auto rows = std::make_unique<RowsInMemory>(columnCount);
   std::vector<bool> isDateTime;
-  for (std::size_t i = 0; i < columnCount_; ++i)
+  for (std::size_t i = 0; i < columnCount; ++i)
     isDateTime.push_back(statement.declaredType(static_cast<int>(i)) == "DATETIME");
-  for (bool isRow = from == From::CurrentRow || statement.step(); isRow;
-       isRow = statement.step(), ++rowCount_)
-    for (std::size_t i = 0; i < columnCount_; ++i)
-      cells_.push_back(cellOf(statement, static_cast<int>(i), isDateTime[i]));
-}
-
-std::int32_t Rows::RecordCount() const { return static_cast<std::int32_t>(rowCount_); }
-
-void Rows::MoveNext() {
-  if (EndOfFile()) throw Error(static_cast<std::int32_t>(0x800A0BCDu), {}, u"The record set is at its end.");
-  ++current_;
-}
-
-Variant& Rows::cell(std::int32_t position) {
-  if (EndOfFile())
-    throw Error(static_cast<std::int32_t>(0x800A0BCDu), {}, u"The record set has no current record.");
-  if (position < 0 || static_cast<std::size_t>(position) >= columnCount_)
-    throw Error(static_cast<std::int32_t>(0x800A0CC1u), {},
-                u"The record has no field " + decimal(position) + u".");
-  Variant& found = cells_[current_ * columnCount_ + static_cast<std::size_t>(position)];
-  if (found.type() == VT_EMPTY)
-    throw Error(94, {},
-                u"Invalid use of Null: field " + decimal(position) + u" of the record holds no value.");
-  if (found.isOmitted())
-    throw Error(
-        E_FAIL, storeSource,
-        u"The stored document " + decimal(toInt64(cells_[current_ * columnCount_].get())) +
-            u" is damaged: it is not what was sent, and is not handed out. Restore the store from a copy, "
-            u"or delete the document.");
-  return found;
+  for (bool isRow = from == From::CurrentRow || statement.step(); isRow; isRow = statement.step())
+    for (std::size_t i = 0; i < columnCount; ++i)
+      rows->add(cellOf(statement, static_cast<int>(i), isDateTime[i]));
+  return rows;
 }
 
 std::string toStoredDate(Date date) {

@@ -1,0 +1,16 @@
+// The SQL of the message store for database servers.
+#pragma once
+
+#include <string_view>
+
+namespace CorvaneQueue::store {
+
+struct ServerScripts {
+  std::string_view tables;
+  std::string_view procedures;  // also over older ones
+  std::string_view check;       // its rows are sentences: what is missing, different or not permitted
+};
+ServerScripts postgreSqlScripts() noexcept;
+ServerScripts sqlServerScripts() noexcept;
+
+}  // namespace CorvaneQueue::store

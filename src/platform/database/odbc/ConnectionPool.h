@@ -1,0 +1,13 @@
+// Connections of this thread that nobody uses at the moment.
+#pragma once
+
+#include "OdbcConnection.h"
+
+namespace CorvaneQueue::platform_layer {
+
+// One to that place, a new one if need be. Throws OdbcFailure.
+std::unique_ptr<OdbcConnection> takeConnection(const ServerPlace& place);
+// Kept when it is clean, else closed.
+void giveBack(std::unique_ptr<OdbcConnection> connection) noexcept;
+
+}  // namespace CorvaneQueue::platform_layer

@@ -1,0 +1,58 @@
+// What differs between the database servers.
+#pragma once
+
+#include "Odbc.h"
+#include "ServerDriver.h"
+
+#include <span>
+#include <vector>
+
+namespace CorvaneQueue::platform_layer {
+
+enum class FailureKind {
+  Connection,  // lost, or never made
+  Timeout,
+  Integrity,
+  Permission,
+  Refused,   // by a procedure of the store
+  Conflict,  // with another transaction, by which this one was undone
+  DiskFull,
+  Statement,
+  Other,
+};
+
+// A text ready for the server, with values for its parameters.
+struct ServerText {
+  std::u16string sql;
+  std::vector<std::u16string> values;
+};
+
+class Dialect {
+ public:
+  static const Dialect& of(ServerEngine engine);
+  virtual ~Dialect() = default;
+
+  // The connection string, with what the driver must be told.
+  virtual std::u16string connectionString(const ServerPlace& place) const = 0;
+  virtual std::u16string_view onConnect() const = 0;
+  virtual std::u16string timeLimit(std::int32_t seconds) const = 0;
+  // The call of a procedure by its bracketed name; a mark for each bound parameter.
+  virtual std::u16string callText(std::u16string_view procedure,
+                                  std::span<const Parameter> parameters) const = 0;
+  // Whether outputs are columns of the row that a call returns; else they are bound, as is the return value.
+  virtual bool returnsOutputsAsRow() const noexcept = 0;
+  virtual ServerText queryText(std::u16string_view text) const = 0;
+  virtual std::u16string_view begin() const noexcept = 0;
+  virtual std::u16string savepoint(std::u16string_view name) const = 0;
+  // Empty where a savepoint needs no end.
+  virtual std::u16string release(std::u16string_view name) const = 0;
+  virtual std::u16string rollbackTo(std::u16string_view name) const = 0;
+  // Whether a statement that fails ends all of the transaction, unless it has a savepoint of its own.
+  virtual bool needsStatementSavepoints() const noexcept = 0;
+  virtual FailureKind kindOf(const Diagnosis& diagnosis) const = 0;
+};
+
+// The value of a keyword of a connection string, empty when it is not there.
+std::u16string valueOfKeyword(std::u16string_view connection, std::u16string_view keyword);
+
+}  // namespace CorvaneQueue::platform_layer

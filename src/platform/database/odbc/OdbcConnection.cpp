@@ -1,0 +1,115 @@
+#include "OdbcConnection.h"
+
+#include <unistd.h>
+
+namespace CorvaneQueue::platform_layer {
+
+namespace {
+
+SQLPOINTER value(SQLULEN number) noexcept { return reinterpret_cast<SQLPOINTER>(number); }
+
+// Closes the cursor of a statement when its rows have been read, also by a failure.
+class Executed {
+ public:
+  explicit Executed(const OdbcHandle& statement) noexcept : statement_(statement) {}
+  ~Executed() {
+    SQLFreeStmt(statement_.get(), SQL_CLOSE);
+    SQLFreeStmt(statement_.get(), SQL_RESET_PARAMS);
+  }
+  Executed(const Executed&) = delete;
+  Executed& operator=(const Executed&) = delete;
+
+ private:
+  const OdbcHandle& statement_;
+};
+
+}  // namespace
+
+OdbcConnection::OdbcConnection(const ServerPlace& place)
+    : place_(place), dialect_(Dialect::of(place.engine)), process_(getpid()) {
+  environment_ = OdbcHandle(SQL_HANDLE_ENV, nullptr);
+  environment_.check(
+      SQLSetEnvAttr(environment_.get(), SQL_ATTR_ODBC_VERSION, value(SQL_OV_ODBC3), SQL_IS_UINTEGER));
+  connection_ = OdbcHandle(SQL_HANDLE_DBC, environment_.get());
+  constexpr SQLULEN seconds = 15;
+  SQLSetConnectAttrW(connection_.get(), SQL_ATTR_LOGIN_TIMEOUT, value(seconds), SQL_IS_UINTEGER);
+  const std::u16string text = dialect_.connectionString(place);
+  connection_.check(SQLDriverConnectW(connection_.get(), nullptr, wide(text),
+                                      static_cast<SQLSMALLINT>(text.size()), nullptr, 0, nullptr,
+                                      SQL_DRIVER_NOPROMPT));
+  execute(dialect_.onConnect());
+}
+
+OdbcConnection::~OdbcConnection() {
+  if (process_ != getpid()) {  // it is the parent's
+    for (auto& [text, statement] : prepared_) statement.forget();
+    connection_.forget();
+    environment_.forget();
+    return;
+  }
+  prepared_.clear();
+  if (connection_.get() != nullptr) SQLDisconnect(connection_.get());
+}
+
+void OdbcConnection::limit(const OdbcHandle& statement, std::int32_t seconds) {
+  if (limit_ != seconds) {
+    const std::u16string text = dialect_.timeLimit(seconds);
+    if (!text.empty()) execute(text);
+    limit_ = seconds;
+  }
+  if (dialect_.timeLimit(seconds).empty())
+    SQLSetStmtAttrW(statement.get(), SQL_ATTR_QUERY_TIMEOUT, value(static_cast<SQLULEN>(seconds)),
+                    SQL_IS_UINTEGER);
+}
+
+void OdbcConnection::execute(std::u16string_view sql) {
+  const OdbcHandle statement(SQL_HANDLE_STMT, connection_.get());
+  statement.check(SQLExecDirectW(statement.get(), wide(sql), static_cast<SQLINTEGER>(sql.size())));
+}
+
+std::unique_ptr<RowsInMemory> OdbcConnection::run(const std::u16string& sql, OdbcParameters& parameters,
+                                                  std::int32_t seconds, Keep keep) {
+  OdbcHandle passing;
+  const bool isKept = keep == Keep::Yes;
+  if (!isKept) passing = OdbcHandle(SQL_HANDLE_STMT, connection_.get());
+  const auto [place, isNew] = isKept ? prepared_.try_emplace(sql) : std::pair(prepared_.end(), false);
+  OdbcHandle& statement = isKept ? place->second : passing;
+  if (isNew) try {
+      statement = OdbcHandle(SQL_HANDLE_STMT, connection_.get());
+      statement.check(SQLPrepareW(statement.get(), wide(sql), static_cast<SQLINTEGER>(sql.size())));
+    } catch (...) {
+      prepared_.erase(place);
+      throw;
+    }
+  limit(statement, seconds);
+  const Executed executed(statement);
+  parameters.bindTo(statement);
+  statement.check(isKept ? SQLExecute(statement.get())
+                         : SQLExecDirectW(statement.get(), wide(sql), static_cast<SQLINTEGER>(sql.size())));
+  std::unique_ptr<RowsInMemory> rows;
+  do {  // counts of rows stand before the rows
+    if (!rows) rows = readRows(statement);
+  } while (statement.check(SQLMoreResults(statement.get())));
+  parameters.takeOutputs();
+  return rows;
+}
+
+bool OdbcConnection::isAlive() const noexcept {
+  SQLUINTEGER isDead = SQL_CD_TRUE;
+  return SQL_SUCCEEDED(SQLGetConnectAttrW(connection_.get(), SQL_ATTR_CONNECTION_DEAD, &isDead,
+                                          SQL_IS_UINTEGER, nullptr)) &&
+         isDead == SQL_CD_FALSE;
+}
+
+bool OdbcConnection::clean() noexcept {
+  if (process_ != getpid()) return false;
+  try {
+    if (isInTransaction_) execute(u"ROLLBACK");
+    isInTransaction_ = false;
+    return isAlive();
+  } catch (const OdbcFailure&) {
+    return false;
+  }
+}
+
+}  // namespace CorvaneQueue::platform_layer

@@ -1,0 +1,53 @@
+// A connection to a database server.
+#pragma once
+
+#include "Dialect.h"
+#include "OdbcParameters.h"
+#include "OdbcRows.h"
+
+#include <memory>
+#include <unordered_map>
+
+namespace CorvaneQueue::platform_layer {
+
+// Throws OdbcFailure.
+class OdbcConnection {
+ public:
+  explicit OdbcConnection(const ServerPlace& place);
+  ~OdbcConnection();
+  OdbcConnection(const OdbcConnection&) = delete;
+  OdbcConnection& operator=(const OdbcConnection&) = delete;
+
+  bool isTo(const ServerPlace& place) const noexcept {
+    return place.engine == place_.engine && place.connection == place_.connection &&
+           place.password == place_.password;
+  }
+  const Dialect& dialect() const noexcept { return dialect_; }
+
+  // A text without parameters and without rows.
+  void execute(std::u16string_view sql);
+  // The rows of a text, if it has any. Statements that are `kept` are prepared once.
+  enum class Keep { Yes, No };
+  std::unique_ptr<RowsInMemory> run(const std::u16string& sql, OdbcParameters& parameters,
+                                    std::int32_t seconds, Keep keep);
+
+  // False when the connection is known to be lost.
+  bool isAlive() const noexcept;
+  // Ends what was begun; false when it is not known to be clean.
+  bool clean() noexcept;
+  void isInTransaction(bool is) noexcept { isInTransaction_ = is; }
+
+ private:
+  struct Connected;
+  void limit(const OdbcHandle& statement, std::int32_t seconds);
+  ServerPlace place_;
+  const Dialect& dialect_;
+  int process_;
+  OdbcHandle environment_;
+  OdbcHandle connection_;
+  std::unordered_map<std::u16string, OdbcHandle> prepared_;
+  std::int32_t limit_ = -1;
+  bool isInTransaction_ = false;
+};
+
+}  // namespace CorvaneQueue::platform_layer

@@ -1,0 +1,49 @@
+// A session with a message store on a database server.
+#pragma once
+
+#include "OdbcConnection.h"
+#include "ServerDriver.h"
+
+#include <functional>
+
+namespace CorvaneQueue::platform_layer {
+
+// The server's transaction begins with the first statement; until then nothing is lost with a connection.
+// Errors name server and database.
+class OdbcSession final : public StoreSession {
+ public:
+  explicit OdbcSession(ServerPlace place) : place_(std::move(place)) {}
+  ~OdbcSession() override;
+
+  ObjectStateEnum State() const override { return isLost_ ? adStateClosed : adStateOpen; }
+  std::int32_t BeginTrans() override;
+  void CommitTrans() override;
+  void RollbackTrans() override;
+  std::unique_ptr<Recordset> query(std::u16string_view text, std::int32_t seconds) override;
+  std::unique_ptr<Recordset> call(std::u16string_view procedure, std::span<Parameter> parameters,
+                                  std::int32_t seconds) override;
+  // A text that is made for the server.
+  std::unique_ptr<Recordset> execute(std::u16string_view text);
+
+ private:
+  using Work = std::function<std::unique_ptr<RowsInMemory>(OdbcConnection& connection)>;
+  std::unique_ptr<RowsInMemory> run(const Work& work);
+  std::unique_ptr<RowsInMemory> runInside(const Work& work);
+  OdbcConnection& connection();
+  void begin();
+  void drop() noexcept;
+  void mustStand() const;
+  FailureKind kindOf(const Diagnosis& diagnosis) const;
+  [[noreturn]] void fail(FailureKind kind, const Diagnosis& diagnosis) const;
+  [[noreturn]] void lose(const Diagnosis& diagnosis);
+  std::u16string shown() const;
+
+  ServerPlace place_;
+  std::unique_ptr<OdbcConnection> connection_;
+  std::int32_t level_ = 0;
+  bool isStarted_ = false;  // the server's transaction
+  bool hasMark_ = false;    // of the statement before
+  bool isLost_ = false;
+};
+
+}  // namespace CorvaneQueue::platform_layer
