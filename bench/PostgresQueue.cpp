@@ -115,4 +115,45 @@ workers::Step Server::receiver() const {
   };
 }
 
+std::string Server::storeSettings() const {
+  return "[Platform.MessageStore]\nEngine = \"postgresql\"\nConnection = \"Driver=PostgreSQL Unicode;Server=" +
+         directory_ + ";Database=postgres;UID=bench\"\n";
+}
+
+workers::Step Server::storeSender(std::size_t size) const {
+  const auto connection = connect(directory_);
+  done(connection, PQprepare(connection.get(), "send",
+                             "SELECT * FROM dbo.\"mdqCreateMessage\"('idoc', 'Orders', '', "
+                             "date_trunc('second', now() AT TIME ZONE 'UTC')::timestamp, $1)",
+                             1, nullptr));
+  return [connection, body = std::string(size, 'x')] {
+    const char* const values[] = {body.c_str()};
+    execute(connection, "BEGIN");
+    done(connection, PQexecPrepared(connection.get(), "send", 1, values, nullptr, nullptr, 0));
+    execute(connection, "COMMIT");
+    return true;
+  };
+}
+
+workers::Step Server::storeReceiver() const {
+  const auto connection = connect(directory_);
+  done(connection,
+       PQprepare(connection.get(), "receive",
+                 "SELECT * FROM dbo.\"mdqGetMessagesTrans\"('Orders', 1, '1899-12-31')", 0, nullptr));
+  done(connection, PQprepare(connection.get(), "acknowledge", "SELECT dbo.\"mdqAckReceive\"($1, 2::smallint)",
+                             1, nullptr));
+  return [connection] {
+    execute(connection, "BEGIN");
+    PGresult* const found = PQexecPrepared(connection.get(), "receive", 0, nullptr, nullptr, nullptr, 0);
+    const bool isThere = PQntuples(found) > 0;
+    if (isThere) {
+      const char* const values[] = {PQgetvalue(found, 0, 0)};
+      done(connection, PQexecPrepared(connection.get(), "acknowledge", 1, values, nullptr, nullptr, 0));
+    }
+    done(connection, found);
+    execute(connection, "COMMIT");
+    return isThere;
+  };
+}
+
 }  // namespace postgres

@@ -22,6 +22,11 @@ class Server {
   workers::Step sender(std::size_t size) const;
   workers::Step receiver() const;
 
+  // The library's store: the lines of its settings, and the same calls without the library.
+  std::string storeSettings() const;
+  workers::Step storeSender(std::size_t size) const;
+  workers::Step storeReceiver() const;
+
  private:
   explicit Server(std::string directory) : directory_(std::move(directory)) {}
   std::string directory_;

@@ -11,7 +11,9 @@
 #endif
 
 #include <CorvaneQueue/CorvaneQueue.h>
+#include <CorvaneQueue/serverStore.h>
 #include <sys/wait.h>
+#include <fstream>
 #include <map>
 
 using namespace measure;
@@ -134,6 +136,25 @@ std::shared_ptr<PlainStore> plainStore() {
   return std::make_shared<PlainStore>(home->directory / "messages.db");
 }
 
+#ifdef WITH_POSTGRES
+void prepareServerStore(const postgres::Server& server, int count) {
+  home = std::make_unique<Home>("db");
+  std::ofstream(home->directory / "settings.toml", std::ios::app) << server.storeSettings();
+  apart([&] {
+    if (!checkServerStore().empty()) installServerStore(ServerStoreScript::Install);
+    const Queue queue = openQueue();
+    for (const bool isJournal : {true, false}) {
+      queue.Initialize(u"Orders", isJournal);
+      queue.Purge();
+    }
+    const String body(std::u16string(size, u'x'));
+    queue.BeginTransaction();
+    for (int i = 0; i < count; ++i) queue.SendDocument(body);
+    queue.Commit();
+  });
+}
+#endif
+
 std::vector<Contender> contenders() {
   std::vector<Contender> all;
   all.push_back(
@@ -248,12 +269,21 @@ int main(int argc, char** argv) {
 #ifdef WITH_POSTGRES
   std::string why;
   const auto server = postgres::Server::start(why);
-  if (server)
+  if (server) {
+    const auto prepareServer = [&](int count) { prepareServerStore(*server, count); };
+    all.push_back({"Queue, PostgreSQL", "same calls by libpq, PostgreSQL", prepareServer, facadeSender,
+                   pollingReceiver});
+    all.push_back({"same calls by libpq, PostgreSQL",
+                   {},
+                   prepareServer,
+                   [&] { return server->storeSender(size); },
+                   [&] { return server->storeReceiver(); }});
     all.push_back({"PostgreSQL",
                    {},
                    [&](int count) { server->prepare(count, size); },
                    [&] { return server->sender(size); },
                    [&] { return server->receiver(); }});
+  }
 #else
   const std::string why = "this benchmark was built without libpq (Debian package libpq-dev)";
 #endif

@@ -1,6 +1,6 @@
 // The message store on a database server: what servers cannot carry, and connections that are cut.
-#include "Expect.h"
 #include "CuttingProxy.h"
+#include "Expect.h"
 #include "Processes.h"
 #include "Stores.h"
 
@@ -18,7 +18,8 @@ class ServerStore : public ::testing::Test {
  protected:
   static Queue open() { return openQueue(Store::PostgreSql, "Orders"); }
   static void sql(const std::string& text) {
-    const std::string command = "psql -qtA -o /dev/null -h " DATABASE_SERVER " -U corvane -c '" + text + "' " + lastDatabase;
+    const std::string command =
+        "psql -qtA -o /dev/null -h " DATABASE_SERVER " -U corvane -c '" + text + "' " + lastDatabase;
     ASSERT_EQ(std::system(command.c_str()), 0);
   }
   Installation home{settingsOf(Store::PostgreSql)};
@@ -32,13 +33,16 @@ TEST_F(ServerStore, RefusesWhatServersCannotCarryAndKeepsTheRest) {
   const auto message = browsed("Orders")->Item(1);
   EXPECT_EQ(message->Body().view(), kept);
   EXPECT_EQ(message->Label(), u"Object: <O'Brien \\ {?}> ");
-  expectError(ErrorNumber::InvalidArgument, u"SendDocument", "\"Body\" has U+0000 at position 2",
-              [&] { queue->SendDocument(std::u16string{u'a', 0}); });
-  expectError(ErrorNumber::InvalidArgument, nullptr, "U+D800 at position 1, half of a surrogate pair",
-              [&] { queue->SendDocument(std::u16string{0xD800, u'a'}); });
+  expectError(ErrorNumber::InvalidArgument, u"SendDocument", "\"Body\" has U+0000 at position 2", [&] {
+    queue->SendDocument(std::u16string{u'a', 0});
+  });
+  expectError(ErrorNumber::InvalidArgument, nullptr, "U+D800 at position 1, half of a surrogate pair", [&] {
+    queue->SendDocument(std::u16string{0xD800, u'a'});
+  });
   queue->MsgID(std::u16string(300, u'x'));
   expectError(ErrorNumber::InvalidArgument, nullptr, "too long", [&] { queue->SendDocument("x"); });
-  expectError(ErrorNumber::InvalidArgument, nullptr, "identifier 4711", [&] { queue->AcknowledgeDocument("4711"); });
+  expectError(ErrorNumber::InvalidArgument, nullptr, "identifier 4711",
+              [&] { queue->AcknowledgeDocument("4711"); });
   sql("DROP VIEW dbo.\"mdqMessage\"");
   expectError(static_cast<std::int32_t>(0x80040E14u), nullptr, "corvaneq database check",
               [&] { queue->IsEmpty(); });
@@ -160,9 +164,17 @@ TEST_F(ServerStore, LosesAndDoublesNothingWhateverDies) {
         }
     });
   };
-  std::vector<pid_t> crew;
+  struct Crew : std::vector<pid_t> {
+    ~Crew() { stop(); }
+    void stop() {
+      for (const pid_t each : *this) killed(each);
+      clear();
+    }
+  } crew;
   for (int worker = 0; worker < workers; ++worker) crew.push_back(start(worker));
-  for (int turn = 0; turn < 40; ++turn) {
+  const char* const given = std::getenv("CORVANE_SOAK");  // seconds
+  const int turns = given == nullptr ? 40 : 10 * std::atoi(given);
+  for (int turn = 0; turn < turns; ++turn) {
     usleep(static_cast<useconds_t>(random() % 200'000));
     const auto victim = static_cast<std::size_t>(random() % workers);
     if (turn % 20 == 10) {
@@ -175,7 +187,7 @@ TEST_F(ServerStore, LosesAndDoublesNothingWhateverDies) {
           " AND backend_type = $$client backend$$ AND random() < 0.3");
     }
   }
-  for (const pid_t each : crew) killed(each);
+  crew.stop();
   std::set<std::string> sent;
   std::set<std::string> taken;
   std::ifstream lines(ledger);

@@ -27,9 +27,9 @@ std::int32_t localBias() {
 // A damaged document is listed too, so that it can be seen and deleted.
 Ref<DbMessage> listed(Recordset& records, std::int32_t bias) {
   String id = listedID(toInt64(records.Field(store::columnID).get()));
-  String label = toString(records.Field(store::columnDescription));
+  String label = toString(records.TakeField(store::columnDescription));
   const Date sent = addMinutes(toDate(records.Field(store::columnCreated).get()), -bias);
-  String type = toString(records.Field(store::columnType));
+  String type = toString(records.TakeField(store::columnType));
   try {
     return make<DbMessage>(std::move(id), std::move(label), sent, std::move(type),
                            toString(records.TakeField(store::columnBody)));
