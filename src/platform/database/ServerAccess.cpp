@@ -72,6 +72,8 @@ std::vector<String> ServerAccess::ask(std::u16string_view sql) { return driver()
 StoreReport ServerAccess::check(StoreCheck how) {
   StoreReport report;
   const auto session = connect();
+  report.file = String(place().connection);
+  report.isThere = true;
   if (how == StoreCheck::Quick) return report;
   for (const char16_t* table : {u"mdqMessage", u"mdqMessageAck"}) {
     const auto rows = session->query(u"SELECT COUNT(*) FROM [dbo].[" + std::u16string(table) + u"]", 0);

@@ -41,7 +41,7 @@ OdbcConnection::OdbcConnection(const ServerPlace& place)
 }
 
 OdbcConnection::~OdbcConnection() {
-  if (process_ != getpid()) {  // it is the parent's
+  if (isInherited()) {
     for (auto& [text, statement] : prepared_) statement.forget();
     connection_.forget();
     environment_.forget();
@@ -94,6 +94,8 @@ std::unique_ptr<RowsInMemory> OdbcConnection::run(const std::u16string& sql, Odb
   return rows;
 }
 
+bool OdbcConnection::isInherited() const noexcept { return process_ != getpid(); }
+
 bool OdbcConnection::isAlive() const noexcept {
   SQLUINTEGER isDead = SQL_CD_TRUE;
   return SQL_SUCCEEDED(SQLGetConnectAttrW(connection_.get(), SQL_ATTR_CONNECTION_DEAD, &isDead,
@@ -102,7 +104,7 @@ bool OdbcConnection::isAlive() const noexcept {
 }
 
 bool OdbcConnection::clean() noexcept {
-  if (process_ != getpid()) return false;
+  if (isInherited()) return false;
   try {
     if (isInTransaction_) execute(u"ROLLBACK");
     isInTransaction_ = false;

@@ -31,6 +31,8 @@ class OdbcConnection {
   std::unique_ptr<RowsInMemory> run(const std::u16string& sql, OdbcParameters& parameters,
                                     std::int32_t seconds, Keep keep);
 
+  // Of the process that this one was forked off: not to be used.
+  bool isInherited() const noexcept;
   // False when the connection is known to be lost.
   bool isAlive() const noexcept;
   // Ends what was begun; false when it is not known to be clean.

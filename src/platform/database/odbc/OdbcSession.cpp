@@ -32,7 +32,7 @@ void OdbcSession::drop() noexcept {
 }
 
 OdbcConnection& OdbcSession::connection() {
-  if (!connection_) connection_ = takeConnection(place_);
+  if (!connection_ || connection_->isInherited()) connection_ = takeConnection(place_);
   return *connection_;
 }
 
@@ -98,6 +98,11 @@ void OdbcSession::lose(const Diagnosis& diagnosis) {
 }
 
 void OdbcSession::mustStand() const {
+  if (isStarted_ && connection_->isInherited())
+    throw Error(E_FAIL, storeSource,
+                shown() +
+                    u"this process was forked off one that has a transaction open, which is not its own. "
+                    u"Initialize the queue again.");
   if (isLost_)
     throw Error(E_FAIL, storeSource,
                 shown() + u"the connection was lost inside a transaction. " + std::u16string(undone));
