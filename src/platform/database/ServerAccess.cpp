@@ -40,6 +40,18 @@ std::u16string passwordIn(const std::filesystem::path& file) {
   return std::u16string(fromUtf8(text).view());
 }
 
+bool hasPassword(std::u16string_view connection) {
+  for (std::size_t at = 0; at < connection.size();) {
+    const auto end = std::min(connection.find(u';', at), connection.size());
+    std::u16string keyword = foldCase(connection.substr(at, end - at));
+    keyword.resize(std::min(keyword.find(u'='), keyword.size()));
+    std::erase(keyword, u' ');
+    if (keyword == u"pwd" || keyword == u"password") return true;
+    at = end + 1;
+  }
+  return false;
+}
+
 }  // namespace
 
 ServerPlace ServerAccess::place() {
@@ -53,11 +65,9 @@ ServerPlace ServerAccess::place() {
     badSetting(
         u"Connection is missing: the driver, server, database and user, for example "
         u"\"Driver=PostgreSQL Unicode;Server=db.example;Database=corvane;UID=corvane\".");
-  const std::u16string folded = foldCase(u";" + place.connection);
-  for (const char16_t* keyword : {u";pwd=", u";password="})
-    if (folded.find(keyword) != folded.npos)
-      badSetting(
-          u"a password does not belong into Connection. Write it into a file and name that as PasswordFile.");
+  if (hasPassword(place.connection))
+    badSetting(
+        u"a password does not belong into Connection. Write it into a file and name that as PasswordFile.");
   if (const auto file = text(u"PasswordFile"); !file.empty())
     place.password = passwordIn(installationDirectory() / std::filesystem::path(file));
   return place;

@@ -7,7 +7,7 @@ wanted_functions(name, inputs) AS (VALUES
   ('mdqCreateMessageType', 2), ('mdqCreateMessage', 5), ('mdqGetMessagesTrans', 3), ('mdqAckReceive', 2),
   ('mdqDeleteActiveQueueMessagesOlderThan', 2), ('mdqDeleteAckQueueMessagesOlderThan', 2)),
 wanted_rights(relation, rights) AS (VALUES
-  ('mdqMessageType', 'SELECT, INSERT'), ('mdqMessage', 'SELECT'), ('mdqMessageAck', 'SELECT'),
+  ('mdqMessageType', 'SELECT, INSERT, UPDATE'), ('mdqMessage', 'SELECT'), ('mdqMessageAck', 'SELECT'),
   ('mdqDocument', 'SELECT, INSERT, DELETE'), ('mdqWaiting', 'SELECT, INSERT, UPDATE, DELETE'),
   ('mdqAcknowledged', 'SELECT, INSERT, DELETE')),
 relations AS (
@@ -20,6 +20,9 @@ SELECT format('The schema dbo is missing: run "corvaneq database install".')
 UNION ALL
 SELECT format('The user %s may not use the schema dbo: GRANT USAGE ON SCHEMA dbo TO %s.', current_user, current_user)
   FROM pg_namespace WHERE nspname = 'dbo' AND NOT has_schema_privilege(oid, 'USAGE')
+UNION ALL
+SELECT format('The database %s has a character type (LC_CTYPE) in which letter case counts beyond ASCII: make it with another, such as C.UTF-8.', current_database())
+ WHERE lower('Ä') <> 'ä'
 UNION ALL
 SELECT format('The table or view dbo."%s" is missing.', w.relation)
   FROM wanted_columns w WHERE NOT EXISTS (SELECT 1 FROM relations r WHERE r.relname = w.relation)

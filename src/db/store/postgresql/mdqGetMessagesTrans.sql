@@ -31,7 +31,7 @@ BEGIN
     RETURN;
   END IF;
   v_front := string_to_array(current_setting('corvane.front', true), ' ');  -- queue, identifier, since when
-  IF v_front[1] = v_type::text AND v_now - v_front[3]::double precision < 1 THEN
+  IF v_front[1] = v_type::text AND v_now - v_front[3]::double precision BETWEEN 0 AND 1 THEN
     v_first := v_front[2];
   ELSE
     v_front[3] := v_now;

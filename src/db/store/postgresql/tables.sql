@@ -10,7 +10,7 @@ INSERT INTO dbo."mdqVersion" VALUES (1);
 CREATE TABLE dbo."mdqMessageType" (
   "MessageTypeID" smallint PRIMARY KEY CHECK ("MessageTypeID" > 0),
   "Name"          varchar(64) NOT NULL,
-  "Queue"         citext COLLATE "und-x-icu" NOT NULL CHECK (length("Queue") BETWEEN 1 AND 250),
+  "Queue"         citext NOT NULL CHECK (length("Queue") BETWEEN 1 AND 250),
   UNIQUE ("Name", "Queue")
 );
 CREATE SEQUENCE dbo."mdqNextType" AS smallint OWNED BY dbo."mdqMessageType"."MessageTypeID";

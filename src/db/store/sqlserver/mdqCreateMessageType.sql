@@ -17,7 +17,8 @@ BEGIN
   SET @MessageTypeID = NULL;
   SELECT @MessageTypeID = MessageTypeID FROM dbo.mdqMessageType WHERE Name = @Name AND Queue = @Queue;
   IF @MessageTypeID IS NOT NULL RETURN;
-  BEGIN TRANSACTION;
+  DECLARE @Outer int = @@TRANCOUNT;
+  IF @Outer = 0 BEGIN TRANSACTION;
   SELECT @MessageTypeID = MessageTypeID FROM dbo.mdqMessageType WITH (UPDLOCK, HOLDLOCK)
    WHERE Name = @Name AND Queue = @Queue;
   IF @MessageTypeID IS NULL
@@ -25,6 +26,6 @@ BEGIN
     INSERT INTO dbo.mdqMessageType (Name, Queue) VALUES (@Name, @Queue);
     SET @MessageTypeID = CAST(SCOPE_IDENTITY() AS smallint);
   END;
-  COMMIT TRANSACTION;
+  IF @Outer = 0 COMMIT TRANSACTION;
 END;
 GO

@@ -6,26 +6,37 @@
 namespace CorvaneQueue::platform_layer {
 
 namespace {
+
 constexpr std::size_t most = 4;
-thread_local std::vector<std::unique_ptr<OdbcConnection>> idle;
+thread_local bool isOver = false;  // sessions may end after the thread's pool
+struct Idle : std::vector<std::unique_ptr<OdbcConnection>> {
+  ~Idle() { isOver = true; }
+};
+thread_local Idle idle;
+
 }  // namespace
 
 std::unique_ptr<OdbcConnection> takeConnection(const ServerPlace& place) {
-  while (true) {
+  while (!isOver) {
     const auto found = std::ranges::find_if(idle, [&](const auto& each) { return each->isTo(place); });
-    if (found == idle.end()) return std::make_unique<OdbcConnection>(place);
+    if (found == idle.end()) break;
     auto connection = std::move(*found);
     idle.erase(found);
     if (connection->clean()) return connection;
   }
+  return std::make_unique<OdbcConnection>(place);
 }
 
 void giveBack(std::unique_ptr<OdbcConnection> connection) noexcept {
-  if (!connection || idle.size() >= most || !connection->clean()) return;
+  if (!connection || isOver || idle.size() >= most || !connection->clean()) return;
   try {
     idle.push_back(std::move(connection));
   } catch (const std::bad_alloc&) {  // then it is closed
   }
+}
+
+void closeIdle(const ServerPlace& place) noexcept {
+  if (!isOver) std::erase_if(idle, [&](const auto& each) { return each->isTo(place); });
 }
 
 }  // namespace CorvaneQueue::platform_layer

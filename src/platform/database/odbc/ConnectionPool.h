@@ -9,5 +9,7 @@ namespace CorvaneQueue::platform_layer {
 std::unique_ptr<OdbcConnection> takeConnection(const ServerPlace& place);
 // Kept when it is clean, else closed.
 void giveBack(std::unique_ptr<OdbcConnection> connection) noexcept;
+// Closes those to that place: one of them was lost.
+void closeIdle(const ServerPlace& place) noexcept;
 
 }  // namespace CorvaneQueue::platform_layer

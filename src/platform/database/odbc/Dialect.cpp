@@ -1,5 +1,6 @@
 #include "Dialect.h"
 
+#include "OdbcParameters.h"
 #include "QueryText.h"
 #include "StoredText.h"
 
@@ -50,7 +51,9 @@ std::u16string replaced(const LiftedQuery& query, const Name& name, const Litera
       std::size_t number = 0;
       for (; i + 1 < text.size() && text[i + 1] >= u'0' && text[i + 1] <= u'9'; ++i)
         number = number * 10 + static_cast<std::size_t>(text[i + 1] - u'0');
-      result += literal(fromStored(query.literals.at(number - 1)).view());
+      const auto value = fromStored(query.literals.at(number - 1));
+      mustBeCarried(u"Queue", value.view());
+      result += literal(value.view());
     } else {
       result += text[i];
     }
@@ -60,9 +63,10 @@ std::u16string replaced(const LiftedQuery& query, const Name& name, const Litera
 
 class PostgreSql final : public Dialect {
   std::u16string connectionString(const ServerPlace& place) const override {
-    // Line ends stay as they are, a failed statement is ours to undo, and statements are prepared there.
+    // Line ends stay as they are, a failed statement is ours to undo, statements are prepared there, and a
+    // host that is gone is noticed.
     return withPassword(place) +
-           u";LFConversion=0;Protocol=7.4-0;UseServerSidePrepare=1;UseDeclareFetch=0;"
+           u";KeepaliveTime=30;KeepaliveInterval=10;LFConversion=0;Protocol=7.4-0;UseServerSidePrepare=1;UseDeclareFetch=0;"
            u"TextAsLongVarchar=1;UnknownsAsLongVarchar=1";
   }
   std::u16string_view onConnect() const override {
@@ -87,6 +91,8 @@ class PostgreSql final : public Dialect {
             {}};
   }
   std::u16string_view begin() const noexcept override { return u"BEGIN"; }
+  std::u16string_view commit() const noexcept override { return u"COMMIT"; }
+  std::u16string_view rollback() const noexcept override { return u"ROLLBACK"; }
   std::u16string savepoint(std::u16string_view name) const override {
     return u"SAVEPOINT " + std::u16string(name);
   }
@@ -96,7 +102,7 @@ class PostgreSql final : public Dialect {
   std::u16string rollbackTo(std::u16string_view name) const override {
     return u"ROLLBACK TO SAVEPOINT " + std::u16string(name);
   }
-  bool needsStatementSavepoints() const noexcept override { return true; }
+  bool mayLeaveTransactions() const noexcept override { return false; }
   FailureKind kindOf(const Diagnosis& diagnosis) const override {
     static const std::map<std::string, FailureKind, std::less<>> states = {
         {"P0001", FailureKind::Refused},    {"57014", FailureKind::Timeout},
@@ -105,6 +111,7 @@ class PostgreSql final : public Dialect {
         {"40001", FailureKind::Conflict},   {"40P01", FailureKind::Conflict},
         {"53100", FailureKind::DiskFull},   {"57P01", FailureKind::Connection},
         {"57P02", FailureKind::Connection}, {"57P03", FailureKind::Connection},
+        {"25006", FailureKind::Connection},  // a server that has become one to read from
     };
     if (const auto found = states.find(diagnosis.state); found != states.end()) return found->second;
     if (diagnosis.is("08") || diagnosis.is("28") || diagnosis.is("IM")) return FailureKind::Connection;
@@ -147,6 +154,11 @@ class SqlServer final : public Dialect {
     return ready;
   }
   std::u16string_view begin() const noexcept override { return u"BEGIN TRANSACTION"; }
+  // A procedure that was cut off by a time limit may have left one of its own.
+  std::u16string_view commit() const noexcept override { return u"WHILE @@TRANCOUNT > 0 COMMIT TRANSACTION"; }
+  std::u16string_view rollback() const noexcept override {
+    return u"IF @@TRANCOUNT > 0 ROLLBACK TRANSACTION";
+  }
   std::u16string savepoint(std::u16string_view name) const override {
     return u"SAVE TRANSACTION " + std::u16string(name);
   }
@@ -154,7 +166,7 @@ class SqlServer final : public Dialect {
   std::u16string rollbackTo(std::u16string_view name) const override {
     return u"ROLLBACK TRANSACTION " + std::u16string(name);
   }
-  bool needsStatementSavepoints() const noexcept override { return true; }
+  bool mayLeaveTransactions() const noexcept override { return true; }
   FailureKind kindOf(const Diagnosis& diagnosis) const override {
     static const std::map<std::int32_t, FailureKind> numbers = {
         {1205, FailureKind::Conflict},  {3960, FailureKind::Conflict},  {1222, FailureKind::Timeout},

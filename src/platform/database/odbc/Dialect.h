@@ -43,12 +43,15 @@ class Dialect {
   virtual bool returnsOutputsAsRow() const noexcept = 0;
   virtual ServerText queryText(std::u16string_view text) const = 0;
   virtual std::u16string_view begin() const noexcept = 0;
+  virtual std::u16string_view commit() const noexcept = 0;
+  // Undoes all that is open, if anything is.
+  virtual std::u16string_view rollback() const noexcept = 0;
   virtual std::u16string savepoint(std::u16string_view name) const = 0;
   // Empty where a savepoint needs no end.
   virtual std::u16string release(std::u16string_view name) const = 0;
   virtual std::u16string rollbackTo(std::u16string_view name) const = 0;
-  // Whether a statement that fails ends all of the transaction, unless it has a savepoint of its own.
-  virtual bool needsStatementSavepoints() const noexcept = 0;
+  // Whether a call that is cut off may leave a transaction of its own behind.
+  virtual bool mayLeaveTransactions() const noexcept = 0;
   virtual FailureKind kindOf(const Diagnosis& diagnosis) const = 0;
 };
 

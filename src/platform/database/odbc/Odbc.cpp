@@ -43,7 +43,9 @@ OdbcHandle::OdbcHandle(SQLSMALLINT type, SQLHANDLE parent) : type_(type) {
 }
 
 OdbcHandle::~OdbcHandle() {
-  if (handle_ != nullptr) SQLFreeHandle(type_, handle_);
+  if (handle_ == nullptr) return;
+  if (type_ == SQL_HANDLE_DBC) SQLDisconnect(handle_);
+  SQLFreeHandle(type_, handle_);
 }
 
 bool OdbcHandle::check(SQLRETURN result) const {

@@ -48,7 +48,6 @@ OdbcConnection::~OdbcConnection() {
     return;
   }
   prepared_.clear();
-  if (connection_.get() != nullptr) SQLDisconnect(connection_.get());
 }
 
 void OdbcConnection::limit(const OdbcHandle& statement, std::int32_t seconds) {
@@ -65,6 +64,11 @@ void OdbcConnection::limit(const OdbcHandle& statement, std::int32_t seconds) {
 void OdbcConnection::execute(std::u16string_view sql) {
   const OdbcHandle statement(SQL_HANDLE_STMT, connection_.get());
   statement.check(SQLExecDirectW(statement.get(), wide(sql), static_cast<SQLINTEGER>(sql.size())));
+}
+
+void OdbcConnection::undo(std::u16string_view sql) {
+  limit_ = -1;  // which may have been set behind the mark
+  execute(sql);
 }
 
 std::unique_ptr<RowsInMemory> OdbcConnection::run(const std::u16string& sql, OdbcParameters& parameters,
@@ -106,7 +110,7 @@ bool OdbcConnection::isAlive() const noexcept {
 bool OdbcConnection::clean() noexcept {
   if (isInherited()) return false;
   try {
-    if (isInTransaction_) execute(u"ROLLBACK");
+    if (isInTransaction_ || dialect_.mayLeaveTransactions()) undo(dialect_.rollback());
     isInTransaction_ = false;
     return isAlive();
   } catch (const OdbcFailure&) {

@@ -26,6 +26,8 @@ class OdbcConnection {
 
   // A text without parameters and without rows.
   void execute(std::u16string_view sql);
+  // Undoes all of the transaction, or what came behind a mark, by such a text.
+  void undo(std::u16string_view sql);
   // The rows of a text, if it has any. Statements that are `kept` are prepared once.
   enum class Keep { Yes, No };
   std::unique_ptr<RowsInMemory> run(const std::u16string& sql, OdbcParameters& parameters,

@@ -21,18 +21,6 @@ std::size_t uncarriedIn(std::u16string_view text) noexcept {
   return text.npos;
 }
 
-void mustBeCarried(std::u16string_view name, std::u16string_view text) {
-  const auto at = uncarriedIn(text);
-  if (at == text.npos) return;
-  constexpr std::u16string_view digits = u"0123456789ABCDEF";
-  std::u16string code = u"U+";
-  for (int shift = 12; shift >= 0; shift -= 4) code += digits[(text[at] >> shift) & 0xF];
-  throw Error(ErrorNumber::InvalidArgument, storeSource,
-              u"The parameter \"" + std::u16string(name) + u"\" has " + code + u" at position " +
-                  decimal(at + 1) + (text[at] == 0 ? u"" : u", half of a surrogate pair") +
-                  u": a store on a database server cannot hold that character. Nothing was stored.");
-}
-
 SQL_TIMESTAMP_STRUCT timestampOf(Date date) noexcept {
   const Moment moment = momentOf(date);
   const Civil civil = civilOf(moment.day);
@@ -47,6 +35,18 @@ SQL_TIMESTAMP_STRUCT timestampOf(Date date) noexcept {
 }
 
 }  // namespace
+
+void mustBeCarried(std::u16string_view name, std::u16string_view text) {
+  const auto at = uncarriedIn(text);
+  if (at == text.npos) return;
+  constexpr std::u16string_view digits = u"0123456789ABCDEF";
+  std::u16string code = u"U+";
+  for (int shift = 12; shift >= 0; shift -= 4) code += digits[(text[at] >> shift) & 0xF];
+  throw Error(ErrorNumber::InvalidArgument, storeSource,
+              u"The parameter \"" + std::u16string(name) + u"\" has " + code + u" at position " +
+                  decimal(at + 1) + (text[at] == 0 ? u"" : u", half of a surrogate pair") +
+                  u": a store on a database server cannot hold that character. Nothing was stored.");
+}
 
 OdbcParameters::OdbcParameters(std::span<Parameter> parameters, Outputs outputs) {
   for (Parameter& parameter : parameters) {
@@ -79,10 +79,7 @@ OdbcParameters::OdbcParameters(std::span<Parameter> parameters, Outputs outputs)
 }
 
 OdbcParameters::OdbcParameters(std::span<const std::u16string> texts) {
-  for (const std::u16string& text : texts) {
-    mustBeCarried(u"Queue", text);
-    addText(text);
-  }
+  for (const std::u16string& text : texts) addText(text);
 }
 
 void OdbcParameters::addText(std::u16string_view text) {

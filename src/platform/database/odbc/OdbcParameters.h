@@ -11,8 +11,11 @@
 
 namespace CorvaneQueue::platform_layer {
 
-// Input values are checked and converted before anything is sent. A text with a character that not every
-// server can hold, U+0000 or half of a surrogate pair, is refused with error 5.
+// A text with a character that not every server can hold, U+0000 or half of a surrogate pair, is refused with
+// error 5.
+void mustBeCarried(std::u16string_view name, std::u16string_view text);
+
+// Input values are checked and converted before anything is sent.
 class OdbcParameters {
  public:
   enum class Outputs { Bound, InRow };

@@ -44,6 +44,17 @@ std::u16string OdbcSession::shown() const {
   return u"The message store in database \"" + database + u"\" on \"" + server + u"\": ";
 }
 
+// Without the password, whatever the driver prints.
+std::u16string OdbcSession::told(const Diagnosis& diagnosis) const {
+  constexpr std::u16string_view hidden = u"***";
+  std::u16string text = diagnosis.text;
+  if (!place_.password.empty())
+    for (auto at = text.find(place_.password); at != text.npos;
+         at = text.find(place_.password, at + hidden.size()))
+      text.replace(at, place_.password.size(), hidden);
+  return text;
+}
+
 // Drivers do not always say that it was the connection.
 FailureKind OdbcSession::kindOf(const Diagnosis& diagnosis) const {
   if (connection_ && !connection_->isAlive()) return FailureKind::Connection;
@@ -52,11 +63,7 @@ FailureKind OdbcSession::kindOf(const Diagnosis& diagnosis) const {
 
 void OdbcSession::fail(FailureKind kind, const Diagnosis& diagnosis) const {
   const auto failed = [&](std::int32_t number, std::u16string_view advice) {
-    std::u16string text = diagnosis.text;
-    if (!place_.password.empty())
-      for (auto at = text.find(place_.password); at != text.npos; at = text.find(place_.password))
-        text.replace(at, place_.password.size(), u"(password)");
-    throw Error(number, storeSource, shown() + text + u". " + std::u16string(advice));
+    throw Error(number, storeSource, shown() + told(diagnosis) + u". " + std::u16string(advice));
   };
   switch (kind) {
     case FailureKind::Connection:
@@ -74,9 +81,11 @@ void OdbcSession::fail(FailureKind kind, const Diagnosis& diagnosis) const {
       failed(StoreError::permissionDenied,
              u"\"corvaneq database check\" says which rights the user of the connection lacks.");
       break;
-    case FailureKind::Refused: throw Error(ErrorNumber::InvalidArgument, storeSource, diagnosis.text);
+    case FailureKind::Refused: throw Error(ErrorNumber::InvalidArgument, storeSource, told(diagnosis));
     case FailureKind::Conflict:
-      failed(E_FAIL, u"Another transaction was in the way, and this one is undone. Try it again.");
+      failed(E_FAIL,
+             u"Another transaction was in the way. This call is undone, and what came before it in its "
+             u"transaction stands: call it again, or abort.");
       break;
     case FailureKind::DiskFull: failed(E_FAIL, u"The server's disk is full; nothing was stored."); break;
     case FailureKind::Statement:
@@ -91,9 +100,10 @@ void OdbcSession::fail(FailureKind kind, const Diagnosis& diagnosis) const {
 
 void OdbcSession::lose(const Diagnosis& diagnosis) {
   isLost_ = true;
+  connection_.reset();
   drop();
   throw Error(E_FAIL, storeSource,
-              shown() + u"the connection was lost inside a transaction (" + diagnosis.text + u"). " +
+              shown() + u"the connection was lost inside a transaction (" + told(diagnosis) + u"). " +
                   std::u16string(undone));
 }
 
@@ -132,7 +142,7 @@ std::unique_ptr<RowsInMemory> OdbcSession::runInside(const Work& work) {
   } catch (const OdbcFailure& failure) {
     if (!isMarked || kindOf(failure.diagnosis()) == FailureKind::Connection) lose(failure.diagnosis());
     try {
-      connection.execute(dialect.rollbackTo(statementMark));
+      connection.undo(dialect.rollbackTo(statementMark));
     } catch (const OdbcFailure&) {
       lose(failure.diagnosis());
     }
@@ -153,6 +163,10 @@ std::unique_ptr<RowsInMemory> OdbcSession::run(const Work& work) {
       return work(*connection_);
     } catch (const OdbcFailure& failure) {
       const FailureKind kind = kindOf(failure.diagnosis());
+      if (kind == FailureKind::Connection) {
+        connection_.reset();
+        closeIdle(place_);
+      }
       drop();  // rolled back
       if (kind == FailureKind::Connection && attempt == 1) continue;
       if (kind == FailureKind::Conflict && attempt < tries) {
@@ -223,7 +237,7 @@ void OdbcSession::CommitTrans() {
       if (!released.empty()) connection_->execute(released);
       return;
     }
-    connection_->execute(u"COMMIT");
+    connection_->execute(dialect.commit());
     connection_->isInTransaction(false);
     isStarted_ = hasMark_ = false;
   } catch (const OdbcFailure& failure) {
@@ -232,7 +246,7 @@ void OdbcSession::CommitTrans() {
     drop();
     if (kind != FailureKind::Connection) fail(kind, failure.diagnosis());
     throw Error(StoreError::outcomeUnknown, storeSource,
-                shown() + u"the connection was lost during the commit (" + failure.diagnosis().text +
+                shown() + u"the connection was lost during the commit (" + told(failure.diagnosis()) +
                     u"): whether the work is stored is not known. Look whether it is there before it is done "
                     u"again.");
   }
@@ -245,7 +259,7 @@ void OdbcSession::RollbackTrans() {
   if (!isStarted_) return;
   if (level == 1) return drop();
   try {
-    connection_->execute(connection_->dialect().rollbackTo(markOf(level)));
+    connection_->undo(connection_->dialect().rollbackTo(markOf(level)));
     hasMark_ = false;
   } catch (const OdbcFailure& failure) {
     lose(failure.diagnosis());

@@ -15,7 +15,9 @@ class OdbcSession final : public StoreSession {
   explicit OdbcSession(ServerPlace place) : place_(std::move(place)) {}
   ~OdbcSession() override;
 
-  ObjectStateEnum State() const override { return isLost_ ? adStateClosed : adStateOpen; }
+  ObjectStateEnum State() const override {
+    return isLost_ || (isStarted_ && connection_->isInherited()) ? adStateClosed : adStateOpen;
+  }
   std::int32_t BeginTrans() override;
   void CommitTrans() override;
   void RollbackTrans() override;
@@ -33,6 +35,7 @@ class OdbcSession final : public StoreSession {
   void begin();
   void drop() noexcept;
   void mustStand() const;
+  std::u16string told(const Diagnosis& diagnosis) const;
   FailureKind kindOf(const Diagnosis& diagnosis) const;
   [[noreturn]] void fail(FailureKind kind, const Diagnosis& diagnosis) const;
   [[noreturn]] void lose(const Diagnosis& diagnosis);
