@@ -42,7 +42,6 @@ class OdbcConnection {
   void isInTransaction(bool is) noexcept { isInTransaction_ = is; }
 
  private:
-  struct Connected;
   void limit(const OdbcHandle& statement, std::int32_t seconds);
   ServerPlace place_;
   const Dialect& dialect_;
