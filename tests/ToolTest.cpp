@@ -106,8 +106,8 @@ TEST(Tool, WorksOnTheMessageQueuingStore) {
             "polish\" is not text in the code page of this installation: character 1 (U+017B)");
   expectRun("send Small " + polish, 0, "sent");
   expectRun("receive Small", 0, "Żółć");
-  expectRun("copy Small Copies --all", 3, "does not fit");
-  expectRun("receive Copies", 4, "");
+  expectRun("copy Small Copies --all", 0, "copied\t1");
+  expectRun("receive Copies --ack", 0, "Żółć");  // compressed as it was
   for (const char* tail : {"", "-wal", "-shm"})
     std::ofstream(home.file("msmq/storage/queues.db").string() + tail) << "no database at all";
   expectRun("messages Copies", 3, "queues.db");
@@ -170,10 +170,10 @@ TEST(Tool, WorksThroughAnOperatorsShift) {
   expectLines(0, "messages Copies");  // one that is not there: none is copied
   expectRun("copy Orders Nowhere --all", 4, "no queue \"Nowhere\"");
   expectRun("copy Orders Copies", 2, "--all");
-  expectLines(documents, "copy Orders Copies --all");
+  expectRun("copy Orders Copies --all", 0, "copied\t1000");
 
   expectRun("delete Orders 1 777777", 4, "");
-  expectRun("delete Orders 1 002", 0, "deleted\t0000000000000000002");
+  expectRun("delete Orders 1 002", 0, "deleted\t002");
   expectRun("show Orders 1", 4, "");
   expectRun("ack Orders 3", 0, "");
   expectRun("receive Orders --count 0 --ack --out " + home.file("inbox").string(), 0, "1000.txt");
@@ -182,7 +182,7 @@ TEST(Tool, WorksThroughAnOperatorsShift) {
   expectLines(documents, "journal Orders --json");
   expectRun("show Orders 1000 --journal", 0, "order 1000");
 
-  expectRun("purge Orders --journal < /dev/null", 5, "Delete all 1000 acknowledged documents");
+  expectRun("purge Orders --journal < /dev/null", 5, "All 1000 acknowledged documents");
   expectLines(documents, "journal Orders");
   expectRun("purge Orders --journal --yes", 0, "purged");
   expectLines(0, "journal Orders");

@@ -3,3 +3,4 @@
 
 #include <CorvaneQueue/Apartment.h>
 #include <CorvaneQueue/client.h>
+#include <CorvaneQueue/operationsClient.h>

@@ -142,16 +142,11 @@ struct InterfaceTraits<_Queue> {
 // The event interface of Queue: a sink implements IDispatch and is called with this identifier.
 struct __Queue : IDispatch {};
 inline constexpr DISPID evtArrivedId = 1;
-struct QueueEvent {
-  DISPID id;
-  const char16_t* name;
-  std::array<const char16_t*, 2> parameterNames;  // strings by reference
-  const char* help;
-};
-inline constexpr QueueEvent evtArrived{evtArrivedId,
-                                       u"evtArrived",
-                                       {u"RawDocument", u"DocumentID"},
-                                       "The evtArrived Event is fired when data arrives in a queue."};
+// Its parameters are strings by reference.
+inline constexpr EventDescription evtArrived{evtArrivedId,
+                                             u"evtArrived",
+                                             {u"RawDocument", u"DocumentID"},
+                                             "The evtArrived Event is fired when data arrives in a queue."};
 template <>
 struct InterfaceTraits<__Queue> {
   static constexpr IID iid = {0x6298a1b1, 0x945a, 0x4fa9, {0xa6, 0x4f, 0xf1, 0x6b, 0x9a, 0xc8, 0x0a, 0x7b}};

@@ -21,7 +21,7 @@ struct ParameterType {
   const char16_t* interfaceName = nullptr;  // of object references
 };
 
-inline constexpr std::size_t maximumParameters = 4;
+inline constexpr std::size_t maximumParameters = 5;
 
 struct Member {
   // Calls the vtable member of `object` (a pointer to the interface) with the arguments in
@@ -51,6 +51,14 @@ struct Member {
     copy.optionalCount = count;
     return copy;
   }
+};
+
+// An event of two parameters.
+struct EventDescription {
+  DISPID id;
+  const char16_t* name;
+  std::array<const char16_t*, 2> parameterNames;
+  const char* help;
 };
 
 // Late binding over a table; the two calls behind IDispatch.

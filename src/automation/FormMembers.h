@@ -69,6 +69,43 @@ decltype(auto) argument(P& parameter) {
     return self().reportedForm(procedure, [&] { return self().own(a); });        \
   }
 
+#define FORM_RESULT_2(member, form, own, procedure, a, b)                               \
+  HRESULT CORVANE_CALL member(FORM_PARAMETER(member, 0) a, FORM_PARAMETER(member, 1) b, \
+                              FORM_PARAMETER(member, 2) result) noexcept final {        \
+    return answer(result, [&] { return self().form(FORM_GIVEN(a), FORM_GIVEN(b)); });   \
+  }                                                                                     \
+  auto form(FORM_ARGUMENT(member, 0) a, FORM_ARGUMENT(member, 1) b) {                   \
+    return self().reportedForm(procedure, [&] { return self().own(a, b); });            \
+  }
+#define FORM_RESULT_3(member, form, own, procedure, a, b, c)                                         \
+  HRESULT CORVANE_CALL member(FORM_PARAMETER(member, 0) a, FORM_PARAMETER(member, 1) b,              \
+                              FORM_PARAMETER(member, 2) c,                                           \
+                              FORM_PARAMETER(member, 3) result) noexcept final {                     \
+    return answer(result, [&] { return self().form(FORM_GIVEN(a), FORM_GIVEN(b), FORM_GIVEN(c)); }); \
+  }                                                                                                  \
+  auto form(FORM_ARGUMENT(member, 0) a, FORM_ARGUMENT(member, 1) b, FORM_ARGUMENT(member, 2) c) {    \
+    return self().reportedForm(procedure, [&] { return self().own(a, b, c); });                      \
+  }
+#define FORM_RESULT_4(member, form, own, procedure, a, b, c, d)                                             \
+  HRESULT CORVANE_CALL member(FORM_PARAMETER(member, 0) a, FORM_PARAMETER(member, 1) b,                     \
+                              FORM_PARAMETER(member, 2) c, FORM_PARAMETER(member, 3) d,                     \
+                              FORM_PARAMETER(member, 4) result) noexcept final {                            \
+    return answer(result,                                                                                   \
+                  [&] { return self().form(FORM_GIVEN(a), FORM_GIVEN(b), FORM_GIVEN(c), FORM_GIVEN(d)); }); \
+  }                                                                                                         \
+  auto form(FORM_ARGUMENT(member, 0) a, FORM_ARGUMENT(member, 1) b, FORM_ARGUMENT(member, 2) c,             \
+            FORM_ARGUMENT(member, 3) d) {                                                                   \
+    return self().reportedForm(procedure, [&] { return self().own(a, b, c, d); });                          \
+  }
+#define FORM_3(member, form, own, procedure, a, b, c)                                             \
+  HRESULT CORVANE_CALL member(FORM_PARAMETER(member, 0) a, FORM_PARAMETER(member, 1) b,           \
+                              FORM_PARAMETER(member, 2) c) noexcept final {                       \
+    return answer([&] { return self().form(FORM_GIVEN(a), FORM_GIVEN(b), FORM_GIVEN(c)); });      \
+  }                                                                                               \
+  auto form(FORM_ARGUMENT(member, 0) a, FORM_ARGUMENT(member, 1) b, FORM_ARGUMENT(member, 2) c) { \
+    return self().reportedForm(procedure, [&] { return self().own(a, b, c); });                   \
+  }
+
 #define FORM_GET(kind, name) FORM_RESULT_0(get_##name, kind##_##name##_Get, name, u"" #kind "_" #name " Get")
 #define FORM_GET1(kind, name, a) \
   FORM_RESULT_1(get_##name, kind##_##name##_Get, name, u"" #kind "_" #name " Get", a)
@@ -81,6 +118,14 @@ decltype(auto) argument(P& parameter) {
 #define FORM_METHOD2(kind, name, a, b) FORM_2(raw_##name, kind##_##name, name, u"" #kind "_" #name, a, b)
 #define FORM_FUNCTION(kind, name) FORM_RESULT_0(raw_##name, kind##_##name, name, u"" #kind "_" #name)
 #define FORM_FUNCTION1(kind, name, a) FORM_RESULT_1(raw_##name, kind##_##name, name, u"" #kind "_" #name, a)
+#define FORM_FUNCTION2(kind, name, a, b) \
+  FORM_RESULT_2(raw_##name, kind##_##name, name, u"" #kind "_" #name, a, b)
+#define FORM_FUNCTION3(kind, name, a, b, c) \
+  FORM_RESULT_3(raw_##name, kind##_##name, name, u"" #kind "_" #name, a, b, c)
+#define FORM_FUNCTION4(kind, name, a, b, c, d) \
+  FORM_RESULT_4(raw_##name, kind##_##name, name, u"" #kind "_" #name, a, b, c, d)
+#define FORM_METHOD3(kind, name, a, b, c) \
+  FORM_3(raw_##name, kind##_##name, name, u"" #kind "_" #name, a, b, c)
 
 // First in a form.
 #define FORM_SELF \

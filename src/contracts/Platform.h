@@ -1,4 +1,4 @@
-// The door: everything the library reaches outside itself goes through these five interfaces.
+// The door: everything the library reaches outside itself goes through these interfaces.
 #pragma once
 
 #include "Compression.h"
@@ -6,6 +6,7 @@
 #include "HostServices.h"
 #include "OperatingSystem.h"
 #include "QueuingServices.h"
+#include "StoreOperations.h"
 
 namespace CorvaneQueue {
 
@@ -15,6 +16,7 @@ struct Platform {
   DatabaseAccess* database = nullptr;
   Compression* compression = nullptr;
   OperatingSystem* system = nullptr;
+  OperationsAccess* operations = nullptr;
 };
 
 // What is installed. The library's server installs it when it is loaded.

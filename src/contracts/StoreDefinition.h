@@ -31,6 +31,32 @@ struct StoreProcedure {
   std::span<const ProcedureStep> steps;
 };
 
+// For those who operate the store. `T` stands for the number of a queue (its MessageTypeID). What is there
+// for the waiting documents and for the journal stands in this order.
+struct OperationStatements {
+  std::string_view queues;  // names
+  std::string_view queue;   // T of a name (1)
+  std::string_view
+      content;  // of T (1): waiting, bytes; acknowledged, bytes; last sent, last acknowledged, oldest
+  std::string_view countBetween;  // waiting ones of T (1) from an identifier (2) to another (3)
+  // MessageID, label, creation, acknowledgement, length, and the body if it is wanted (4): of T (1) behind or
+  // before an identifier (2), at most so many (3).
+  std::string_view forward[2];
+  std::string_view backward[2];
+  std::string_view isListed[2];  // T (1), identifier (2)
+  std::string_view isSound;      // identifier (1)
+  // Lists of T (1), identifier (2), T to move to (3).
+  std::span<const std::string_view> deleting[2];
+  std::span<const std::string_view> acknowledging;
+  std::span<const std::string_view> moving[2];
+  std::span<const std::string_view> copying;
+  std::string_view store;        // the procedure that stores a document
+  std::string_view forgetQueue;  // T (1)
+  std::string_view note;         // run (1), position (2)
+  std::string_view forgetNote;   // run (1)
+  std::string_view noted;        // run (1)
+};
+
 struct StoreDefinition {
   // The statements may use the functions checksum(...), over all its arguments, and isHeldByOther(MessageID).
   // A body that is a blob is one that must not be handed out.
@@ -42,6 +68,7 @@ struct StoreDefinition {
   std::string_view documents;
   std::string_view unchecked;
   std::string_view damaged;
+  OperationStatements operations;
 };
 
 }  // namespace CorvaneQueue

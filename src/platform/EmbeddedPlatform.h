@@ -7,13 +7,14 @@
 #include "LocalSystem.h"
 #include "MessageStore.h"
 #include "Platform.h"
+#include "QueueOperations.h"
 #include "ServerAccess.h"
 #include "SqliteAccess.h"
 #include "ZstdCompression.h"
 
 namespace CorvaneQueue::platform_layer {
 
-class EmbeddedPlatform {
+class EmbeddedPlatform final : private OperationsAccess {
  public:
   explicit EmbeddedPlatform(StoreDefinition store)
       : embeddedStore_(settings_, store),
@@ -28,9 +29,18 @@ class EmbeddedPlatform {
   // Nothing when the settings name another engine than a server's.
   ServerAccess* server() { return dynamic_cast<ServerAccess*>(&store_.access()); }
 
-  Platform door() noexcept { return {&host_, &messageQueuing_, &store_, &compression_, &system_}; }
+  Platform door() noexcept { return {&host_, &messageQueuing_, &store_, &compression_, &system_, this}; }
 
  private:
+  std::unique_ptr<StoreOperations> open(std::u16string_view storeType) override {
+    if (storeType == u"db") return store_.access().operations();
+    return std::make_unique<QueueOperations>();
+  }
+
+  void giveName(const std::filesystem::path& part, const std::filesystem::path& name) override {
+    renameFile(part, name);
+  }
+
   InstallationFile settings_{"settings.toml"};
   InstallationFile registry_{"registry.toml"};
   SqliteAccess embeddedStore_;

@@ -1,6 +1,7 @@
 // The published classes and interfaces: what the type description prints and registration enters.
 #pragma once
 
+#include <CorvaneQueue/Operations.h>
 #include <CorvaneQueue/Queues.h>
 #include <CorvaneQueue/Utility.h>
 
@@ -26,9 +27,10 @@ constexpr DescribedInterface described() {
 inline const DescribedInterface foreignInterfaces[] = {described<_ExceptionHandler>(),
                                                        described<_ClassTrace>(), described<_ProcessTrace>(),
                                                        described<IMSMQMessage>()};
-inline const DescribedInterface publishedInterfaces[] = {described<_Message>(), described<_Messages>(),
-                                                         described<_Journal>(), described<_Queue>(),
-                                                         described<_Queues>(),  described<_Utility>()};
+inline const DescribedInterface publishedInterfaces[] = {
+    described<_Message>(),   described<_Messages>(),   described<_Journal>(),   described<_Queue>(),
+    described<_Queues>(),    described<_Utility>(),    described<_Filter>(),    described<_Document>(),
+    described<_Documents>(), described<_Statistics>(), described<_Operations>()};
 
 struct DescribedClass {
   const char* name;
@@ -56,6 +58,12 @@ inline const DescribedClass publishedClasses[] = {
      false,
      "The Journal Class is a Wrapper around the MSMQ journal object.",
      nullptr},
+    {"Operations", operationsClass, true, "The Operations Class is for those who operate queues.",
+     u"__Operations"},
+    {"Filter", filterClass, false, "", nullptr},
+    {"Document", documentClass, false, "", nullptr},
+    {"Documents", documentsClass, false, "", nullptr},
+    {"Statistics", statisticsClass, false, "", nullptr},
 };
 
 // Lower-case hexadecimal digits, without braces.

@@ -2,6 +2,7 @@
 #include "CreatableClasses.h"
 #include "EmbeddedPlatform.h"
 #include "Lasting.h"
+#include "PublicOperations.h"
 #include "PublicQueue.h"
 #include "PublicQueues.h"
 #include "PublicUtility.h"
@@ -39,6 +40,7 @@ const CreatableClass ourClasses[] = {
     {queueClass, u"CorvaneQueue.Queue", createObject<PublicQueue>},
     {queuesClass, u"CorvaneQueue.Queues", createObject<PublicQueues>},
     {utilityClass, u"CorvaneQueue.Utility", createObject<PublicUtility>},
+    {operationsClass, u"CorvaneQueue.Operations", createObject<PublicOperations>},
     {processTraceClass, u"CorvaneSYS.ProcessTrace",
      [] { return Ref<IDispatch>(platform().host->createProcessTrace()); }},
     {msmqQueueInfoClass, u"MSMQ.MSMQQueueInfo",

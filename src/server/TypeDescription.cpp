@@ -75,13 +75,14 @@ std::string interfaceText(const DescribedInterface& type) {
   return result + "  };\n";
 }
 
-std::string eventInterfaceText() {
-  std::string line = "\n  [uuid(" + guidText(iidOf<__Queue>) +
-                     "), hidden]\n  dispinterface __Queue {\n    properties:\n    methods:\n";
-  line += "    [id(" + std::to_string(evtArrived.id) + ")" + helpAttribute(evtArrived.help) + "]\n    void " +
-          toUtf8(evtArrived.name) + "(";
-  for (std::size_t i = 0; i < evtArrived.parameterNames.size(); ++i)
-    line += std::string(i > 0 ? ", " : "") + "[in, out] BSTR* " + toUtf8(evtArrived.parameterNames[i]);
+template <class Source>
+std::string eventInterfaceText(const EventDescription& event, const std::string& type) {
+  std::string line = "\n  [uuid(" + guidText(iidOf<Source>) + "), hidden]\n  dispinterface " +
+                     toUtf8(InterfaceTraits<Source>::name) + " {\n    properties:\n    methods:\n";
+  line += "    [id(" + std::to_string(event.id) + ")" + helpAttribute(event.help) + "]\n    void " +
+          toUtf8(event.name) + "(";
+  for (std::size_t i = 0; i < event.parameterNames.size(); ++i)
+    line += std::string(i > 0 ? ", " : "") + type + " " + toUtf8(event.parameterNames[i]);
   return line + ");\n  };\n";
 }
 
@@ -112,7 +113,8 @@ std::string typeDescription() {
       quoted(libraryHelp) + ")]\nlibrary CorvaneQueue {";
   for (const auto& type : foreignInterfaces) result += interfaceText(type);
   for (const auto& type : publishedInterfaces) result += interfaceText(type);
-  result += eventInterfaceText();
+  result += eventInterfaceText<__Queue>(evtArrived, "[in, out] BSTR*");
+  result += eventInterfaceText<__Operations>(evtProgress, "[in] long");
   for (const auto& described : publishedClasses) result += classText(described);
   return result + "};\n";
 }

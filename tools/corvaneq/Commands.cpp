@@ -166,10 +166,6 @@ Row rowOf(const Message& message) {
 }
 }  // namespace
 
-void listMessages(const std::string& queue, Among among) {
-  for (const auto& message : messagesOf(listedQueue(queue), among)) print(rowOf(message));
-}
-
 void show(const std::string& queue, const std::string& identifier, Among among) {
   const auto message = find(queue, identifier, among);
   const std::string body = toUtf8(message->Body());
@@ -182,58 +178,13 @@ void show(const std::string& queue, const std::string& identifier, Among among) 
   print(row);
 }
 
-namespace {
-bool isCompressed(const Message& message) { return usesMessageQueuing() && message->AppSpecific() == 1; }
-}  // namespace
-
-void copy(const std::string& from, const std::string& to, const std::vector<std::string>& identifiers,
-          Among among) {
-  const auto target = listedQueue(to);
-  std::vector<Message> chosen = findAll(from, identifiers, among);
-  if (identifiers.empty())
-    for (const auto& message : messagesOf(listedQueue(from), among)) chosen.push_back(message);
-  Progress progress(chosen.size());
-  target->BeginTransaction();
-  try {
-    for (const auto& message : chosen) {
-      if (isCompressed(message))  // else its bytes are copied as they are
-        mustBeKept(target, "The document " + toUtf8(message->ID()), message->Body());
-      target->SendMessage(message);
-      progress.step();
-    }
-  } catch (...) {
-    target->Abort();
-    throw;
-  }
-  target->Commit();
-  for (const auto& message : chosen) print({{"action", "copied"}, {"id", toUtf8(message->ID())}});
-}
-
-void deleteMessages(const std::string& queueName, const std::vector<std::string>& identifiers) {
-  const auto queue = listedQueue(queueName);
-  const auto chosen = findAll(queueName, identifiers, Among::Waiting);
-  Progress progress(chosen.size());
-  for (const auto& message : chosen) {
-    const std::string identifier = toUtf8(message->ID());
-    queue->AcknowledgeMessage(message);
-    print({{"action", "deleted"}, {"id", identifier}});
-    progress.step();
-  }
-}
-
 void purge(const std::string& queueName, Among among, bool isConfirmed) {
   const auto queue = listedQueue(queueName);
   const std::int32_t count = messagesOf(queue, among)->Count();
   const char* const kind = among == Among::Waiting ? "waiting" : "acknowledged";
-  if (!isConfirmed && count > 0) {
-    std::cerr << "Delete all " << count << ' ' << kind << " documents of \"" << queueName << "\"? [y/N] "
-              << (usesJson() ? "\n" : "") << std::flush;
-    std::string reply;
-    std::getline(std::cin, reply);
-    if (!std::cin) std::cerr << '\n';
-    if (reply != "y" && reply != "Y" && reply != "yes")
-      throw Declined("Nothing was deleted. Answer y, or add --yes.");
-  }
+  if (!isConfirmed && count > 0)
+    confirm("All " + std::to_string(count) + " " + kind + " documents of \"" + queueName +
+            "\" are about to be deleted.");
   if (among == Among::Waiting)
     queue->Purge();
   else

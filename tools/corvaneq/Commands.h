@@ -28,13 +28,7 @@ struct ReceiveOptions {
 int receive(const std::string& queue, const ReceiveOptions& options);
 void acknowledge(const std::string& queue, const std::string& identifier);
 
-void listMessages(const std::string& queue, Among among);
 void show(const std::string& queue, const std::string& identifier, Among among);
-// The named documents, or all when none is named; all of them or none.
-void copy(const std::string& from, const std::string& to, const std::vector<std::string>& identifiers,
-          Among among);
-// All of them are looked up before the first is deleted.
-void deleteMessages(const std::string& queue, const std::vector<std::string>& identifiers);
 // Asks first, unless confirmed already.
 void purge(const std::string& queue, Among among, bool isConfirmed);
 

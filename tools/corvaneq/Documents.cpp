@@ -71,13 +71,17 @@ String readDocument(const std::string& file, const std::string& encoding) {
 }
 
 void writeDocument(const std::filesystem::path& file, std::u16string_view document) {
+  writeFile(file, CorvaneQueue::toUtf8(document));
+}
+
+void writeFile(const std::filesystem::path& file, const std::string& content) {
   std::filesystem::path temporary = file;
   temporary += ".new";
   std::error_code error;
-  std::filesystem::create_directories(file.parent_path(), error);
+  if (file.has_parent_path()) std::filesystem::create_directories(file.parent_path(), error);
   if (!error) {
     std::ofstream stream(temporary, std::ios::binary | std::ios::trunc);
-    stream << CorvaneQueue::toUtf8(document);
+    stream << content;
     stream.close();
     if (!stream) error = std::error_code(errno, std::generic_category());
   }

@@ -16,4 +16,7 @@ CorvaneQueue::String readDocument(const std::string& file, const std::string& en
 // failed. Throws an Error that names it.
 void writeDocument(const std::filesystem::path& file, std::u16string_view document);
 
+// Replaces the file as a whole.
+void writeFile(const std::filesystem::path& file, const std::string& content);
+
 }  // namespace corvaneq

@@ -1,4 +1,5 @@
 #include "Output.h"
+#include "Lookups.h"
 
 #include <unistd.h>
 #include <cmath>
@@ -107,6 +108,15 @@ std::string timeText(CorvaneQueue::Date time) {
   return text;
 }
 
+void confirm(const std::string& what) {
+  std::cerr << what << " Go on? [y/N] " << (usesJson() ? "\n" : "") << std::flush;
+  std::string reply;
+  std::getline(std::cin, reply);
+  if (!std::cin) std::cerr << '\n';
+  if (reply != "y" && reply != "Y" && reply != "yes")
+    throw Declined("Nothing was done. Answer y, or add --yes.");
+}
+
 Progress::Progress(std::size_t total)
     : total_(total),
       isShown_(isatty(STDERR_FILENO) != 0),
@@ -114,8 +124,9 @@ Progress::Progress(std::size_t total)
 
 Progress::~Progress() { eraseBar(); }
 
-void Progress::step() {
-  ++done_;
+void Progress::at(std::size_t done, std::size_t total) {
+  done_ = done;
+  total_ = total;
   if (!isShown_) return;
   const auto now = std::chrono::steady_clock::now();
   if (now < next_) return;

@@ -32,6 +32,9 @@ void printError(const CorvaneQueue::Error& error);
 // Local time as 2026-11-22 23:08:03.
 std::string timeText(CorvaneQueue::Date time);
 
+// Throws Declined unless the operator says yes to it.
+void confirm(const std::string& what);
+
 // A bar on the error stream while work of more than a second goes on, when that is a terminal.
 class Progress {
  public:
@@ -40,7 +43,9 @@ class Progress {
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
   // One more is done.
-  void step();
+  void step() { at(done_ + 1, total_); }
+  // So many are done, of so many.
+  void at(std::size_t done, std::size_t total);
 
  private:
   std::size_t total_;

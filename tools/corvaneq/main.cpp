@@ -1,5 +1,6 @@
 // corvaneq: queues from the command line.
 #include "Commands.h"
+#include "OperatorCommands.h"
 #include "Output.h"
 
 #include <fcntl.h>
@@ -41,14 +42,9 @@ struct Arguments {
   }
 };
 
-CLI::App* addCommand(CLI::App& app, const char* name, const char* help, std::function<void()> run) {
-  CLI::App* const command = app.add_subcommand(name, help);
-  command->callback(std::move(run));
-  return command;
-}
 CLI::App* addQueueCommand(CLI::App& app, Arguments& given, const char* name, const char* help,
                           std::function<void()> run) {
-  CLI::App* const command = addCommand(app, name, help, std::move(run));
+  CLI::App* const command = corvaneq::addCommand(app, name, help, std::move(run));
   command->add_option("queue", given.queue, "The queue")->required();
   return command;
 }
@@ -116,27 +112,10 @@ void addDocumentCommands(CLI::App& app, Arguments& given) {
                   [&] { corvaneq::acknowledge(given.queue, given.identifier); })
       ->add_option("id", given.identifier, "Its identifier")
       ->required();
-  addQueueCommand(app, given, "messages", "List the waiting documents of a queue.",
-                  [&] { corvaneq::listMessages(given.queue, corvaneq::Among::Waiting); });
-  addQueueCommand(app, given, "journal", "List the acknowledged documents of a queue.",
-                  [&] { corvaneq::listMessages(given.queue, corvaneq::Among::Acknowledged); });
   auto* show = addQueueCommand(app, given, "show", "Print the text of a document.",
                                [&] { corvaneq::show(given.queue, given.identifier, given.among()); });
   show->add_option("id", given.identifier, "Its identifier")->required();
   addJournalFlag(show, given);
-  auto* copy =
-      addQueueCommand(app, given, "copy", "Copy documents to another queue, all of them or none.", [&] {
-        if (given.items.empty() != given.isAll)
-          throw CLI::ValidationError("copy", "Name the documents to copy, or add --all.");
-        corvaneq::copy(given.queue, given.other, given.items, given.among());
-      });
-  copy->add_option("to", given.other, "The queue to copy to")->required();
-  addItems(copy, given, "ids", "Identifiers of the documents");
-  copy->add_flag("--all", given.isAll, "Every document");
-  addJournalFlag(copy, given);
-  auto* remove = addQueueCommand(app, given, "delete", "Delete waiting documents.",
-                                 [&] { corvaneq::deleteMessages(given.queue, given.items); });
-  addItems(remove, given, "ids", "Identifiers of the documents")->required();
   auto* purge = addQueueCommand(app, given, "purge", "Delete all waiting documents, or the journal.",
                                 [&] { corvaneq::purge(given.queue, given.among(), given.isConfirmed); });
   addJournalFlag(purge, given);
@@ -144,7 +123,7 @@ void addDocumentCommands(CLI::App& app, Arguments& given) {
 }
 
 void addOtherCommands(CLI::App& app, Arguments& given) {
-  addCommand(app, "queues", "List the queues.", corvaneq::listQueues);
+  corvaneq::addCommand(app, "queues", "List the queues.", corvaneq::listQueues);
   addQueueCommand(app, given, "create", "Create a queue.", [&] { corvaneq::createQueue(given.queue); });
   addQueueCommand(app, given, "exists", "Tell whether a queue exists.",
                   [&] { given.result = corvaneq::exists(given.queue) ? succeeded : notThere; });
@@ -155,25 +134,27 @@ void addOtherCommands(CLI::App& app, Arguments& given) {
                                 [&] { corvaneq::queueSettings(given.queue, given.setting, given.value); });
   queue->add_option("name", given.setting, "JournalEnabled, Quota or JournalQuota");
   queue->add_option("value", given.value, "Its new value; quotas in kilobytes");
-  auto* settings = addCommand(app, "settings", "Show the settings of the installation, or change one.",
-                              [&] { corvaneq::settings(given.setting, given.value); });
+  auto* settings =
+      corvaneq::addCommand(app, "settings", "Show the settings of the installation, or change one.",
+                           [&] { corvaneq::settings(given.setting, given.value); });
   settings->add_option("name", given.setting, "The setting");
   settings->add_option("value", given.value, "Its new value");
-  addCommand(app, "status", "Tell which store is in use and what is supported.", corvaneq::status);
-  addCommand(app, "check", "Read all of the store and tell whether it is sound.",
-             [&] { given.result = corvaneq::check() ? succeeded : failed; });
-  auto* database =
-      addCommand(app, "database", "Prepare or check the store on a database server, or print its SQL.",
-                 [&] { given.result = corvaneq::database(given.job, given.other) ? succeeded : failed; });
+  corvaneq::addCommand(app, "status", "Tell which store is in use and what is supported.", corvaneq::status);
+  corvaneq::addCommand(app, "check", "Read all of the store and tell whether it is sound.",
+                       [&] { given.result = corvaneq::check() ? succeeded : failed; });
+  auto* database = corvaneq::addCommand(
+      app, "database", "Prepare or check the store on a database server, or print its SQL.",
+      [&] { given.result = corvaneq::database(given.job, given.other) ? succeeded : failed; });
   database->add_option("job", given.job, "install, upgrade, check or script")
       ->required()
       ->check(CLI::IsMember({"install", "upgrade", "check", "script"}));
   database->add_option("engine", given.other,
                        "For script: postgresql or sqlserver; without it, that of the settings");
-  addCommand(app, "describe", "Print the type description of the library, as IDL.", corvaneq::describe);
-  addCommand(app, "register", "Enter the classes and the type library into the registry.",
-             corvaneq::registerServer);
-  addCommand(app, "unregister", "Remove them from the registry.", corvaneq::unregisterServer);
+  corvaneq::addCommand(app, "describe", "Print the type description of the library, as IDL.",
+                       corvaneq::describe);
+  corvaneq::addCommand(app, "register", "Enter the classes and the type library into the registry.",
+                       corvaneq::registerServer);
+  corvaneq::addCommand(app, "unregister", "Remove them from the registry.", corvaneq::unregisterServer);
 }
 
 // How many letters must change to make one word of the other.
@@ -234,6 +215,8 @@ int main(int argc, char** argv) {
       "The installation is the directory CORVANE_HOME, or ~/.local/share/corvane.");
   Arguments given;
   addDocumentCommands(app, given);
+  corvaneq::OperatorArguments operating;
+  corvaneq::addOperatorCommands(app, operating);
   addOtherCommands(app, given);
   takeMarksOff(app);
 

@@ -79,6 +79,14 @@ void ServerAccess::run(std::u16string_view script) { driver().run(place(), scrip
 
 std::vector<String> ServerAccess::ask(std::u16string_view sql) { return driver().ask(place(), sql); }
 
+std::unique_ptr<StoreOperations> ServerAccess::operations() {
+  constexpr std::int32_t notSupported = 100;
+  throw Error(
+      notSupported, storeSource,
+      u"The message store is on a database server, where documents are counted, searched and moved with "
+      u"the tools of the server; its tables are in the documentation.");
+}
+
 StoreReport ServerAccess::check(StoreCheck how) {
   StoreReport report;
   const auto session = connect();

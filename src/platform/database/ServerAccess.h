@@ -14,6 +14,8 @@ class ServerAccess final : public StoreAccess {
       : settings_(settings), engine_(engine) {}
   std::shared_ptr<StoreSession> connect() override;
   StoreReport check(StoreCheck how) override;
+  // Throws 100: the tools of the server do this.
+  std::unique_ptr<StoreOperations> operations() override;
   ServerEngine engine() const noexcept { return engine_; }
   // Runs a script, as a whole or not at all.
   void run(std::u16string_view script);

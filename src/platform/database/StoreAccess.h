@@ -2,6 +2,7 @@
 #pragma once
 
 #include "DatabaseAccess.h"
+#include "StoreOperations.h"
 
 #include <CorvaneQueue/storeCheck.h>
 
@@ -26,6 +27,8 @@ class StoreAccess {
   virtual std::shared_ptr<StoreSession> connect() = 0;
   // Whether the store is sound.
   virtual StoreReport check(StoreCheck how) = 0;
+  // A session for those who operate it. Throws an Error when that is not done through this library.
+  virtual std::unique_ptr<StoreOperations> operations() = 0;
 };
 
 }  // namespace CorvaneQueue::platform_layer

@@ -12,28 +12,6 @@
 
 namespace CorvaneQueue::platform_layer {
 
-struct QueueRecord {
-  std::int64_t id = 0;
-  QueueAddress address;
-  bool isTransactional = false;
-  bool isWorldReadable = false;
-  bool keepsJournal = false;
-  std::int32_t quota = -1;  // kilobytes of bodies, -1 for none
-  std::int32_t journalQuota = -1;
-  // Of bodies; kept up to date while there is a quota.
-  std::int64_t bytes = 0;
-  std::int64_t journalBytes = 0;
-
-  bool fits(std::int64_t more) const noexcept {
-    return quota < 0 || bytes + more <= std::int64_t{quota} * 1024;
-  }
-};
-
-// Throws MQ_ERROR_INSUFFICIENT_RESOURCES.
-[[noreturn]] void overQuota(const QueueRecord& queue);
-// Throws MQ_ERROR_MESSAGE_STORAGE_FAILED.
-[[noreturn]] void damagedMessage(std::int64_t id);
-
 // A queue's waiting messages, or its journal.
 struct Box {
   std::int64_t queue = 0;
@@ -47,6 +25,38 @@ struct Box {
   static constexpr std::int64_t lastQueue = (std::int64_t{1} << (62 - positionBits)) - 1;
   friend bool operator==(const Box&, const Box&) noexcept = default;
 };
+
+struct QueueRecord {
+  std::int64_t id = 0;
+  QueueAddress address;
+  bool isTransactional = false;
+  bool isWorldReadable = false;
+  bool keepsJournal = false;
+  std::int32_t quota = -1;  // kilobytes of bodies, -1 for none
+  std::int32_t journalQuota = -1;
+  // What is in it, and in its journal: messages, and bytes of their bodies.
+  std::int64_t messages = 0;
+  std::int64_t bytes = 0;
+  std::int64_t journalMessages = 0;
+  std::int64_t journalBytes = 0;
+  // When something was last sent to it or taken from it: seconds since 1970 in UTC.
+  std::optional<std::int64_t> lastSent;
+  std::optional<std::int64_t> lastTaken;
+
+  // So many more, or fewer, in one of its boxes.
+  void count(Box box, std::int64_t moreMessages, std::int64_t moreBytes) noexcept {
+    (box.isJournal ? journalMessages : messages) += moreMessages;
+    (box.isJournal ? journalBytes : bytes) += moreBytes;
+  }
+  bool fits(std::int64_t more) const noexcept {
+    return quota < 0 || bytes + more <= std::int64_t{quota} * 1024;
+  }
+};
+
+// Throws MQ_ERROR_INSUFFICIENT_RESOURCES.
+[[noreturn]] void overQuota(const QueueRecord& queue);
+// Throws MQ_ERROR_MESSAGE_STORAGE_FAILED.
+[[noreturn]] void damagedMessage(std::int64_t id);
 
 struct MessageContent {
   String label;

@@ -71,6 +71,28 @@ DELETE FROM dbo.mqBody WHERE messageId NOT IN (SELECT messageId FROM dbo.mqMessa
 DELETE FROM dbo.mqDropped;
 DROP TABLE dbo.mqHeader;
 )sql",
+    // When a message was taken into the journal (not known of older ones), and what is in each queue. For
+    // operators: how far their unfinished work has come, and which messages a worker failed over.
+    R"sql(
+CREATE TABLE dbo.mqRun (run TEXT PRIMARY KEY, position INTEGER NOT NULL) WITHOUT ROWID;
+CREATE TABLE dbo.mqFailure (
+  messageId INTEGER PRIMARY KEY,
+  attempts  INTEGER NOT NULL,
+  reason    TEXT NOT NULL
+);
+ALTER TABLE dbo.mqMessage ADD COLUMN takenTime INTEGER;
+ALTER TABLE dbo.mqQueue ADD COLUMN messages INTEGER NOT NULL DEFAULT 0;
+ALTER TABLE dbo.mqQueue ADD COLUMN journalMessages INTEGER NOT NULL DEFAULT 0;
+ALTER TABLE dbo.mqQueue ADD COLUMN lastSent INTEGER;
+ALTER TABLE dbo.mqQueue ADD COLUMN lastTaken INTEGER;
+UPDATE dbo.mqQueue SET
+  (messages, bytes, lastSent) =
+    (SELECT count(*), coalesce(sum(bodyLength), 0), max(arrivedTime) FROM dbo.mqMessage
+      WHERE key BETWEEN queueId << 43 AND (queueId << 43) + 4398046511103),
+  (journalMessages, journalBytes) =
+    (SELECT count(*), coalesce(sum(bodyLength), 0) FROM dbo.mqMessage
+      WHERE key BETWEEN (queueId << 43) + 4398046511104 AND (queueId << 43) + 8796093022207);
+)sql",
 };
 
 }  // namespace

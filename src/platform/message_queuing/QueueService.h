@@ -89,15 +89,17 @@ class QueueService {
   // Throws when the store has been removed or replaced since it was opened.
   void mustBeThere() const;
 
- private:
+  // For work that is not a receive or a send. Locks of messages are those of somebody else.
   QueueStore& store();
-  bool isThere() const noexcept;
-  bool wasThereJustNow() noexcept { return !looks_.isDue() || isThere(); }
+  std::unique_ptr<MessageLocks> newLocks();
   // `onceStored` runs when the work is stored, also when the sync failed.
   void write(Database::Purpose purpose, const std::function<void()>& work,
              const std::function<void()>& onceStored);
+
+ private:
+  bool isThere() const noexcept;
+  bool wasThereJustNow() noexcept { return !looks_.isDue() || isThere(); }
   void prepare();
-  std::unique_ptr<MessageLocks> newLocks();
   void closeGap(const TransactionWork& work, const Taken& next);
   void release(TransactionWork& work) noexcept;
 

@@ -59,8 +59,7 @@ void QueueStore::write(Database::Purpose purpose, const std::function<void()>& w
     accounts_.clear();
     trimmed_.clear();
     work();
-    for (const auto& [queue, isChanged] : accounts_)
-      if (isChanged) queues_.setBytes(queue);
+    for (const QueueRecord& queue : accounts_) queues_.setContent(queue);
     if (droppedCount_ >= manyMessages || droppedBytes_ >= manyBytes) deleteDroppedBodies();
   });
   numbers_.stored();
@@ -154,13 +153,10 @@ StoreReport QueueStore::check(StoreCheck how) {
 }
 
 void QueueStore::update(const QueueRecord& queue) {
-  Account& account = accountOf(queue.id);
-  account.queue.bytes = bytesIn({queue.id, false});
-  account.queue.journalBytes = bytesIn({queue.id, true});
-  account.queue.keepsJournal = queue.keepsJournal;
-  account.queue.quota = queue.quota;
-  account.queue.journalQuota = queue.journalQuota;
-  account.isChanged = true;
+  QueueRecord& account = accountOf(queue.id);
+  account.keepsJournal = queue.keepsJournal;
+  account.quota = queue.quota;
+  account.journalQuota = queue.journalQuota;
   queues_.setSettings(queue);
   trimJournal(account);
 }
@@ -177,27 +173,18 @@ void QueueStore::remove(std::int64_t queue) {
   database_.execute("DELETE FROM dbo.mqQueue WHERE queueId = ?1", queue);
 }
 
-QueueStore::Account& QueueStore::accountOf(std::int64_t queue) {
-  for (Account& account : accounts_)
-    if (account.queue.id == queue) return account;
+QueueRecord& QueueStore::accountOf(std::int64_t queue) {
+  for (QueueRecord& account : accounts_)
+    if (account.id == queue) return account;
   const auto found = queues_.find(queue);
   if (!found)
     queuingFailed(MQ_ERROR_QUEUE_DELETED,
                   u"The queue has been deleted; nothing was stored. Close its handles.");
-  return accounts_.emplace_back(Account{*found});
-}
-
-std::int64_t QueueStore::bytesIn(Box box) {
-  Statement row =
-      database_.rows("SELECT coalesce(sum(bodyLength), 0) FROM dbo.mqMessage WHERE key BETWEEN ?1 AND ?2",
-                     box.key(0), box.key(Box::lastPosition));
-  row.step();
-  return row.integer(0);
+  return accounts_.emplace_back(*found);
 }
 
 void QueueStore::put(const Outgoing& message) {
-  Account& account = accountOf(message.queue);
-  const QueueRecord& queue = account.queue;
+  QueueRecord& queue = accountOf(message.queue);
   const auto bytes = message.content.bytes();
   const auto size = static_cast<std::int64_t>(bytes.size());
   if (!queue.fits(size)) overQuota(queue);
@@ -216,9 +203,8 @@ void QueueStore::put(const Outgoing& message) {
       isBeside ? std::optional(bytes) : std::nullopt);
   if (!isBeside)
     database_.execute("INSERT INTO dbo.mqBody (messageId, body) VALUES (?1, ?2)", header.id, bytes);
-  if (queue.quota < 0) return;
-  account.queue.bytes += size;
-  account.isChanged = true;
+  queue.count({queue.id, false}, 1, size);
+  queue.lastSent = header.arrivedTime;
 }
 
 // A message that was seen and is held is not there: nobody else could take it, but a journal loses its oldest
@@ -230,18 +216,19 @@ void QueueStore::mustBeTrimmed(const Taken& message) {
     damagedMessage(message.id);
 }
 
-std::int64_t QueueStore::drop(const Taken& message) {
+void QueueStore::drop(const Taken& message) {
+  QueueRecord& queue = accountOf(message.box.queue);
   Statement row =
       database_.rows("DELETE FROM dbo.mqMessage WHERE key = ?1 RETURNING bodyLength, body IS NOT NULL",
                      message.box.key(message.position));
-  if (!row.step()) return mustBeTrimmed(message), 0;
+  if (!row.step()) return mustBeTrimmed(message);
   const std::int64_t size = row.integer(0);
+  queue.count(message.box, -1, -size);
   ++deletedCount_;
-  if (row.integer(1) != 0) return size;
+  if (row.integer(1) != 0) return;
   database_.execute("INSERT INTO dbo.mqDropped (messageId) VALUES (?1) ON CONFLICT DO NOTHING", message.id);
   ++droppedCount_;
   droppedBytes_ += size;
-  return size;
 }
 
 void QueueStore::deleteDroppedBodies() {
@@ -253,42 +240,56 @@ void QueueStore::deleteDroppedBodies() {
 }
 
 bool QueueStore::take(const Taken& message) {
-  Account& account = accountOf(message.box.queue);
-  std::int64_t size = 0;
-  if (message.box.isJournal) {
-    size = drop(message);
-    if (account.queue.journalQuota < 0) return false;
-    account.queue.journalBytes -= size;
-    account.isChanged = true;
-    return false;
-  }
-  if (account.queue.keepsJournal) {
-    Statement move =
-        database_.rows("UPDATE dbo.mqMessage SET key = ?2 WHERE key = ?1 RETURNING bodyLength",
-                       message.box.key(message.position), Box{message.box.queue, true}.key(numbers_.take()));
-    if (!move.step()) damagedMessage(message.id);
-    size = move.integer(0);
-    account.queue.journalBytes += size;
-  } else {
-    size = drop(message);
-  }
-  account.queue.bytes -= size;
-  account.isChanged = account.isChanged || account.queue.quota >= 0 || account.queue.journalQuota >= 0;
-  trimJournal(account);
-  return account.queue.keepsJournal;
+  QueueRecord& queue = accountOf(message.box.queue);
+  if (message.box.isJournal) return drop(message), false;
+  queue.lastTaken = std::time(nullptr);
+  if (!queue.keepsJournal) return drop(message), false;
+  moveRow(message, {message.box.queue, true}, numbers_.take(), queue.lastTaken);
+  trimJournal(queue);
+  return true;
+}
+
+void QueueStore::move(const Taken& message, std::int64_t queue) {
+  std::vector<MessageHeader> found;
+  read(message.box, message.position - 1, 1, found);
+  if (found.empty() || found.front().position != message.position) damagedMessage(message.id);
+  const MessageHeader& header = found.front();
+  const auto whole = body(message.box, header);
+  if (const QueueRecord& to = accountOf(queue); !to.fits(header.bodyLength)) overQuota(to);
+  moveRow(message, {queue, false}, header.id, std::nullopt);
+  auto& lastSent = accountOf(queue).lastSent;
+  lastSent = std::max(lastSent, std::optional(header.arrivedTime));
+  if (queue == message.box.queue) return;
+  database_.execute("UPDATE dbo.mqMessage SET checksum = ?2 WHERE key = ?1", Box{queue, false}.key(header.id),
+                    static_cast<std::int64_t>(
+                        checksumOf(queue, header, toStored(header.content.label), bytesOf(whole->get()))));
+}
+
+void QueueStore::moveRow(const Taken& message, Box to, std::int64_t position,
+                         std::optional<std::int64_t> takenTime) {
+  Statement moved =
+      database_.rows("UPDATE dbo.mqMessage SET key = ?2, takenTime = ?3 WHERE key = ?1 RETURNING bodyLength",
+                     message.box.key(message.position), to.key(position), takenTime);
+  if (!moved.step()) damagedMessage(message.id);
+  const std::int64_t size = moved.integer(0);
+  accountOf(message.box.queue).count(message.box, -1, -size);
+  accountOf(to.queue).count(to, 1, size);
+}
+
+std::int64_t QueueStore::compact() {
+  if (droppedCount_ > 0) write(Database::Purpose::Frees, [&] { deleteDroppedBodies(); });
+  return database_.giveBackSome();
 }
 
 // The newest stay.
-void QueueStore::trimJournal(Account& account) {
-  const QueueRecord& queue = account.queue;
+void QueueStore::trimJournal(QueueRecord& queue) {
   if (queue.journalQuota < 0) return;
   const Box journal{queue.id, true};
   std::vector<MessageHeader> oldest;
   while (queue.journalBytes > std::int64_t{queue.journalQuota} * 1024) {
     read(journal, 0, 1, oldest);
     if (oldest.empty()) return;
-    account.queue.journalBytes -= drop({journal, oldest.front().position, oldest.front().id});
-    account.isChanged = true;
+    drop({journal, oldest.front().position, oldest.front().id});
     if (trimmed_.empty() || trimmed_.back().kind != queue.address.kind ||
         trimmed_.back().name != queue.address.name)
       trimmed_.push_back(queue.address);

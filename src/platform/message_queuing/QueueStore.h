@@ -54,6 +54,15 @@ class QueueStore {
   void put(const Outgoing& message);
   // Into the journal, if the queue keeps one; whether it does.
   bool take(const Taken& message);
+  // Without a trace.
+  void drop(const Taken& message);
+  // To the waiting messages of a queue, in the order of their identifiers. Throws
+  // MQ_ERROR_MESSAGE_STORAGE_FAILED for a damaged one, and MQ_ERROR_INSUFFICIENT_RESOURCES.
+  void move(const Taken& message, std::int64_t queue);
+
+  // Gives a part of the free room back to the disk; the bytes that are left of it.
+  std::int64_t compact();
+  Database& database() noexcept { return database_; }
 
   // Whether the store is sound.
   StoreReport check(StoreCheck how);
@@ -62,18 +71,12 @@ class QueueStore {
   const std::vector<QueueAddress>& trimmedJournals() const noexcept { return trimmed_; }
 
  private:
-  // A queue that a write has to do with, and its sums of bytes.
-  struct Account {
-    QueueRecord queue;
-    bool isChanged = false;
-  };
-  Account& accountOf(std::int64_t queue);
-  std::int64_t bytesIn(Box box);
+  // A queue that the write has to do with, as it is by now.
+  QueueRecord& accountOf(std::int64_t queue);
   void mustBeTrimmed(const Taken& message);
-  // Returns the length of its body.
-  std::int64_t drop(const Taken& message);
+  void moveRow(const Taken& message, Box to, std::int64_t position, std::optional<std::int64_t> takenTime);
   void deleteDroppedBodies();
-  void trimJournal(Account& account);
+  void trimJournal(QueueRecord& queue);
 
   Database database_;
   QueueTable queues_;
@@ -84,7 +87,7 @@ class QueueStore {
   std::int64_t droppedBytes_ = 0;
   int deletedCount_ = 0;  // messages, since room was given back
   // During a write:
-  std::deque<Account> accounts_;
+  std::deque<QueueRecord> accounts_;
   std::vector<QueueAddress> trimmed_;
 };
 

@@ -9,7 +9,10 @@ namespace CorvaneQueue::platform_layer {
 namespace {
 constexpr const char* queueColumns =
     "SELECT queueId, kind, name, isTransactional, isWorldReadable, keepsJournal, quota, journalQuota,"
-    " bytes, journalBytes FROM dbo.mqQueue";
+    " messages, bytes, journalMessages, journalBytes, lastSent, lastTaken FROM dbo.mqQueue";
+std::optional<std::int64_t> numberIn(const Statement& row, int column) {
+  return row.type(column) == Statement::Type::Null ? std::nullopt : std::optional(row.integer(column));
+}
 QueueRecord queueIn(const Statement& row) {
   QueueRecord queue;
   queue.id = row.integer(0);
@@ -20,8 +23,12 @@ QueueRecord queueIn(const Statement& row) {
   queue.keepsJournal = row.integer(5) != 0;
   queue.quota = static_cast<std::int32_t>(row.integer(6));
   queue.journalQuota = static_cast<std::int32_t>(row.integer(7));
-  queue.bytes = row.integer(8);
-  queue.journalBytes = row.integer(9);
+  queue.messages = row.integer(8);
+  queue.bytes = row.integer(9);
+  queue.journalMessages = row.integer(10);
+  queue.journalBytes = row.integer(11);
+  queue.lastSent = numberIn(row, 12);
+  queue.lastTaken = numberIn(row, 13);
   return queue;
 }
 }  // namespace
@@ -68,9 +75,12 @@ void QueueTable::setSettings(const QueueRecord& queue) {
       queue.keepsJournal, queue.quota, queue.journalQuota);
 }
 
-void QueueTable::setBytes(const QueueRecord& queue) {
-  database_.execute("UPDATE dbo.mqQueue SET bytes = ?2, journalBytes = ?3 WHERE queueId = ?1", queue.id,
-                    queue.bytes, queue.journalBytes);
+void QueueTable::setContent(const QueueRecord& queue) {
+  database_.execute(
+      "UPDATE dbo.mqQueue SET messages = ?2, bytes = ?3, journalMessages = ?4, journalBytes = ?5,"
+      " lastSent = ?6, lastTaken = ?7 WHERE queueId = ?1",
+      queue.id, queue.messages, queue.bytes, queue.journalMessages, queue.journalBytes, queue.lastSent,
+      queue.lastTaken);
 }
 
 }  // namespace CorvaneQueue::platform_layer

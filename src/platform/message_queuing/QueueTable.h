@@ -22,7 +22,8 @@ class QueueTable {
   // Returns the identifier of the new queue. Throws MQ_ERROR_QUEUE_EXISTS.
   std::int64_t create(const QueueRecord& queue);
   void setSettings(const QueueRecord& queue);
-  void setBytes(const QueueRecord& queue);
+  // What is in it.
+  void setContent(const QueueRecord& queue);
 
  private:
   Database& database_;

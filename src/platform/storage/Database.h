@@ -71,6 +71,9 @@ class Database {
 
   // Gives free pages back to the disk, should there be many, in short transactions.
   void giveBackSpace();
+  // The same for some of them, however few there are; the bytes that are left, 0 also for an older store
+  // that cannot give them back.
+  std::int64_t giveBackSome();
   // False once the store has ended the transaction by itself, or the file is no longer there, or in a forked
   // process.
   bool isUsable() const noexcept;
@@ -108,6 +111,8 @@ class Database {
   std::uint32_t generationInFile() const;
   void endTransaction() noexcept;
   void giveUpReserve() noexcept;
+  std::int64_t freePages();
+  bool giveBackPages();
   void moveLog(std::chrono::milliseconds patience) noexcept;
   void check(int code, const char* tried) const;
   int onBusy(int attempt);

@@ -3,6 +3,7 @@
 #include "Lasting.h"
 #include "Process.h"
 
+#include <algorithm>
 #include <mutex>
 #include <vector>
 
@@ -89,6 +90,19 @@ std::optional<ByteRange> MessageLocks::heldByOther(std::int64_t box, ByteRange p
   if (!held) return std::nullopt;
   const std::int64_t offset = positions.from - places.from;
   return ByteRange{held->from + offset, held->to + offset};
+}
+
+std::int64_t MessageLocks::countHeldByOthers(std::int64_t box,
+                                             const std::function<std::int64_t(ByteRange)>& count) const {
+  constexpr std::int64_t last = (std::int64_t{1} << bitsOfPosition) - 1;
+  std::int64_t held = 0;
+  for (std::int64_t from = 0; from <= last;) {
+    const auto range = heldByOther(box, {from, last});
+    if (!range) break;
+    held += count({std::max(from, range->from), std::min(range->to, last)});
+    from = range->to + 1;
+  }
+  return held;
 }
 
 }  // namespace CorvaneQueue::platform_layer

@@ -3,6 +3,8 @@
 
 #include "ByteLocks.h"
 
+#include <functional>
+
 namespace CorvaneQueue::platform_layer {
 
 // One holder's locks: a byte range of the lock file for each message, by its place: the number of its box and
@@ -27,6 +29,8 @@ class MessageLocks {
   std::optional<ByteRange> heldByOther(std::int64_t box, std::int64_t position) const {
     return heldByOther(box, {position, position});
   }
+  // How many messages of the box other holders have: `count` tells how many there are in a range.
+  std::int64_t countHeldByOthers(std::int64_t box, const std::function<std::int64_t(ByteRange)>& count) const;
 
  private:
   friend struct LocksOfProcess;

@@ -164,22 +164,30 @@ void Database::write(Purpose purpose, Limit limit, const std::function<void()>& 
   }
 }
 
+std::int64_t Database::freePages() { return numberOf(handle_.get(), file_, "PRAGMA dbo.freelist_count"); }
+
+bool Database::giveBackPages() {
+  const std::int64_t before = freePages();
+  write(Purpose::Frees, std::chrono::seconds(1), [&] { execute("PRAGMA dbo.incremental_vacuum(256)"); });
+  return freePages() < before;
+}
+
 void Database::giveBackSpace() {
   constexpr std::int64_t manyPages = 4096;
-  constexpr const char* free = "PRAGMA dbo.freelist_count";
-  constexpr const char* step = "PRAGMA dbo.incremental_vacuum(256)";
   try {
     bool isAnyGiven = false;
-    while (numberOf(handle_.get(), file_, free) > manyPages) {
-      isAnyGiven = true;
-      const std::int64_t before = numberOf(handle_.get(), file_, free);
-      write(Purpose::Frees, std::chrono::seconds(1), [&] { execute(step); });
-      if (numberOf(handle_.get(), file_, free) >= before) break;  // an older store that cannot
-    }
+    while (freePages() > manyPages && giveBackPages()) isAnyGiven = true;
     // The room is the disk's once the log is in the file.
     if (isAnyGiven) moveLog(std::chrono::seconds(1));
   } catch (const Error&) {  // another time
   }
+}
+
+std::int64_t Database::giveBackSome() {
+  const bool isAnyGiven = freePages() > 0 && giveBackPages();
+  const std::int64_t left = isAnyGiven ? freePages() : 0;
+  if (left == 0) moveLog(std::chrono::seconds(1));
+  return left * numberOf(handle_.get(), file_, "PRAGMA dbo.page_size");
 }
 
 }  // namespace CorvaneQueue::platform_layer

@@ -112,6 +112,9 @@ std::optional<std::int64_t> roomBeside(const std::filesystem::path& file) noexce
 void replaceFile(const std::filesystem::path& file, std::string_view content,
                  std::filesystem::path temporary = {});
 
+// Syncs the file and gives it another name, in the same directory; durable. Replaces what has that name.
+void renameFile(const std::filesystem::path& file, const std::filesystem::path& name);
+
 // Takes the rights of others in an own file or directory away. Whether there were some.
 bool takeFromOthers(const std::filesystem::path& file) noexcept;
 

@@ -83,6 +83,68 @@ CREATE VIEW dbo.mdqMessageAck AS
 )sql",
     // Nothing changes but the rules by which processes take turns and sync.
     "",
+    // When a document was acknowledged (not known of older ones), and what is in each queue: the lists keep
+    // the totals up to date, whoever changes them. For operators: how far their unfinished work has come, and
+    // which documents a worker failed over.
+    R"sql(
+CREATE TABLE dbo.mdqRun (Run TEXT PRIMARY KEY, Position INTEGER NOT NULL) WITHOUT ROWID;
+CREATE TABLE dbo.mdqFailure (
+  MessageID INTEGER PRIMARY KEY,
+  Attempts  INTEGER NOT NULL,
+  Reason    TEXT NOT NULL
+);
+ALTER TABLE dbo.mdqWaiting ADD COLUMN Length INTEGER NOT NULL DEFAULT 0;
+ALTER TABLE dbo.mdqAcknowledged ADD COLUMN Length INTEGER NOT NULL DEFAULT 0;
+ALTER TABLE dbo.mdqAcknowledged ADD COLUMN AckTimestamp DATETIME;
+UPDATE dbo.mdqWaiting SET Length = coalesce(
+  (SELECT length(CAST(Body AS BLOB)) FROM dbo.mdqDocument d WHERE d.MessageID = mdqWaiting.MessageID), 0);
+UPDATE dbo.mdqAcknowledged SET Length = coalesce(
+  (SELECT length(CAST(Body AS BLOB)) FROM dbo.mdqDocument d WHERE d.MessageID = mdqAcknowledged.MessageID), 0);
+CREATE TABLE dbo.mdqTotals (
+  MessageTypeID     INTEGER PRIMARY KEY,
+  Waiting           INTEGER NOT NULL DEFAULT 0,
+  WaitingBytes      INTEGER NOT NULL DEFAULT 0,
+  Acknowledged      INTEGER NOT NULL DEFAULT 0,
+  AcknowledgedBytes INTEGER NOT NULL DEFAULT 0,
+  LastSent          DATETIME NOT NULL DEFAULT '',
+  LastAcknowledged  DATETIME NOT NULL DEFAULT ''
+);
+INSERT INTO dbo.mdqTotals
+  SELECT MessageTypeID,
+         (SELECT count(*) FROM dbo.mdqWaiting w WHERE w.MessageTypeID = t.MessageTypeID),
+         (SELECT coalesce(sum(Length), 0) FROM dbo.mdqWaiting w WHERE w.MessageTypeID = t.MessageTypeID),
+         (SELECT count(*) FROM dbo.mdqAcknowledged a WHERE a.MessageTypeID = t.MessageTypeID),
+         (SELECT coalesce(sum(Length), 0) FROM dbo.mdqAcknowledged a WHERE a.MessageTypeID = t.MessageTypeID),
+         coalesce((SELECT max(CreateTimestamp) FROM dbo.mdqDocument d WHERE d.MessageTypeID = t.MessageTypeID), ''),
+         ''
+    FROM dbo.mdqMessageType t;
+CREATE TRIGGER dbo.mdqNewType AFTER INSERT ON mdqMessageType BEGIN
+  INSERT INTO mdqTotals (MessageTypeID) VALUES (NEW.MessageTypeID);
+END;
+CREATE TRIGGER dbo.mdqOldType AFTER DELETE ON mdqMessageType BEGIN
+  DELETE FROM mdqTotals WHERE MessageTypeID = OLD.MessageTypeID;
+END;
+CREATE TRIGGER dbo.mdqIntoWaiting AFTER INSERT ON mdqWaiting BEGIN
+  UPDATE mdqTotals
+     SET Waiting = Waiting + 1, WaitingBytes = WaitingBytes + NEW.Length,
+         LastSent = max(LastSent, (SELECT CreateTimestamp FROM mdqDocument WHERE MessageID = NEW.MessageID))
+   WHERE MessageTypeID = NEW.MessageTypeID;
+END;
+CREATE TRIGGER dbo.mdqOutOfWaiting AFTER DELETE ON mdqWaiting BEGIN
+  UPDATE mdqTotals SET Waiting = Waiting - 1, WaitingBytes = WaitingBytes - OLD.Length
+   WHERE MessageTypeID = OLD.MessageTypeID;
+END;
+CREATE TRIGGER dbo.mdqIntoAcknowledged AFTER INSERT ON mdqAcknowledged BEGIN
+  UPDATE mdqTotals
+     SET Acknowledged = Acknowledged + 1, AcknowledgedBytes = AcknowledgedBytes + NEW.Length,
+         LastAcknowledged = max(LastAcknowledged, coalesce(NEW.AckTimestamp, ''))
+   WHERE MessageTypeID = NEW.MessageTypeID;
+END;
+CREATE TRIGGER dbo.mdqOutOfAcknowledged AFTER DELETE ON mdqAcknowledged BEGIN
+  UPDATE mdqTotals SET Acknowledged = Acknowledged - 1, AcknowledgedBytes = AcknowledgedBytes - OLD.Length
+   WHERE MessageTypeID = OLD.MessageTypeID;
+END;
+)sql",
 };
 
 constexpr std::u16string_view namelessQueue = u"A queue needs a name; nothing was stored.";
@@ -104,7 +166,8 @@ constexpr ProcedureStep createMessage[] = {
     // Not by a SELECT, which would copy the body once more.
     {"INSERT INTO dbo.mdqDocument (MessageID, MessageTypeID, CreateTimestamp, Description, Body, Checksum)"
      " VALUES (" NEXT_ID ", " TYPE_ID ", ?4, ?3, ?5, checksum(" NEXT_ID ", " TYPE_ID ", ?4, ?3, ?5))"},
-    {"INSERT INTO dbo.mdqWaiting (MessageTypeID, MessageID) VALUES (" TYPE_ID ", last_insert_rowid())"},
+    {"INSERT INTO dbo.mdqWaiting (MessageTypeID, MessageID, Length)"
+     " VALUES (" TYPE_ID ", last_insert_rowid(), length(CAST(?5 AS BLOB)))"},
     {"SELECT last_insert_rowid()", Outcome::Output, 5},
 };
 #undef NEXT_ID
@@ -125,8 +188,9 @@ constexpr ProcedureStep ackReceive[] = {
      u"mdqAckReceive knows only @Flag 2: the acknowledged document is kept."},
     {"SELECT 1 FROM dbo.mdqDocument WHERE MessageID = ?1", Outcome::Required, 0,
      u"There is no document with the identifier %1: it was never stored, or it has been purged."},
-    {"INSERT INTO dbo.mdqAcknowledged (MessageTypeID, MessageID)"
-     " SELECT MessageTypeID, MessageID FROM dbo.mdqDocument WHERE MessageID = ?1 ON CONFLICT DO NOTHING"},
+    {"INSERT INTO dbo.mdqAcknowledged (MessageTypeID, MessageID, Length, AckTimestamp)"
+     " SELECT MessageTypeID, MessageID, Length, datetime('now') FROM dbo.mdqWaiting WHERE MessageID = ?1"
+     " AND MessageTypeID = (SELECT MessageTypeID FROM dbo.mdqDocument WHERE MessageID = ?1)"},
     {"DELETE FROM dbo.mdqWaiting WHERE MessageID = ?1"
      " AND MessageTypeID = (SELECT MessageTypeID FROM dbo.mdqDocument WHERE MessageID = ?1)"},
     {"UPDATE dbo.mdqDocument INDEXED BY mdqUnchecked"
@@ -175,9 +239,12 @@ constexpr StoreProcedure procedures[] = {
 }  // namespace
 
 StoreDefinition sqliteStore() noexcept {
-  return {migrations, procedures, "SELECT count(*) FROM dbo.mdqDocument",
+  return {migrations,
+          procedures,
+          "SELECT count(*) FROM dbo.mdqDocument",
           "SELECT count(*) FROM dbo.mdqDocument INDEXED BY mdqUnchecked WHERE Checksum IS NULL",
-          "SELECT MessageID FROM dbo.mdqContent WHERE typeof(Body) = 'blob'"};
+          "SELECT MessageID FROM dbo.mdqContent WHERE typeof(Body) = 'blob'",
+          operationStatements()};
 }
 
 }  // namespace CorvaneQueue::store

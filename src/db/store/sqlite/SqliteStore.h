@@ -7,5 +7,6 @@ namespace CorvaneQueue::store {
 
 // The schema is described in docs/stores-and-formats.md.
 StoreDefinition sqliteStore() noexcept;
+OperationStatements operationStatements() noexcept;
 
 }  // namespace CorvaneQueue::store

@@ -1,6 +1,7 @@
 #include "SqliteAccess.h"
 
 #include "SqliteConnection.h"
+#include "SqliteOperations.h"
 #include "StoreCheck.h"
 #include "StoredText.h"
 
@@ -19,6 +20,10 @@ std::filesystem::path SqliteAccess::file() {
 
 std::shared_ptr<StoreSession> SqliteAccess::connect() {
   return std::make_shared<SqliteConnection>(file(), definition_);
+}
+
+std::unique_ptr<StoreOperations> SqliteAccess::operations() {
+  return std::make_unique<SqliteOperations>(file(), definition_);
 }
 
 StoreReport SqliteAccess::check(StoreCheck how) {

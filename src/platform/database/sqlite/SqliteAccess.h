@@ -16,6 +16,7 @@ class SqliteAccess final : public StoreAccess {
       : settings_(settings), definition_(definition) {}
   std::shared_ptr<StoreSession> connect() override;
   StoreReport check(StoreCheck how) override;
+  std::unique_ptr<StoreOperations> operations() override;
 
  private:
   std::filesystem::path file();

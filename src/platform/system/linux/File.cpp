@@ -223,6 +223,12 @@ std::optional<std::int64_t> roomBeside(const std::filesystem::path& file) noexce
   return static_cast<std::int64_t>(disk.f_bavail * disk.f_frsize);
 }
 
+void renameFile(const std::filesystem::path& file, const std::filesystem::path& name) {
+  File(file, File::Use::Read).sync();
+  if (::rename(file.c_str(), name.c_str()) != 0) throwSystemError(u"Renaming", file);
+  syncDirectory(std::filesystem::absolute(name).parent_path());
+}
+
 void replaceFile(const std::filesystem::path& file, std::string_view content,
                  std::filesystem::path temporary) {
   if (std::filesystem::is_symlink(file))

@@ -1,0 +1,114 @@
+// What a store must offer to those who operate it.
+#pragma once
+
+#include <CorvaneQueue/Variant.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace CorvaneQueue {
+
+// A queue's waiting documents, or its journal.
+struct DocumentList {
+  String queue;
+  bool isJournal = false;
+};
+
+// Times are seconds since 1970 in UTC.
+struct StoredDocument {
+  std::int64_t id = 0;
+  std::int64_t position = 0;  // lists are in the order of positions
+  String label;
+  std::int64_t sent = 0;
+  std::optional<std::int64_t> acknowledged;  // nothing when it waits, or when that is not known
+  std::int64_t length = 0;                   // bytes of the body as it is stored
+  bool isCompressed = false;
+  bool isDamaged = false;  // the body was asked for, and is not what was sent
+  Variant body;            // a text, or bytes: text in the code page or, compressed, for modCompress
+};
+
+// What is in a queue.
+struct QueueContent {
+  String queue;
+  std::int64_t waiting = 0;
+  std::int64_t waitingBytes = 0;
+  std::int64_t held = 0;  // by receivers, among those that wait
+  std::int64_t acknowledged = 0;
+  std::int64_t acknowledgedBytes = 0;
+  std::optional<std::int64_t> oldestWaiting;  // when the first one was sent
+  std::optional<std::int64_t> lastSent;
+  std::optional<std::int64_t> lastAcknowledged;
+  std::int32_t quota = -1;  // kilobytes, -1 for none
+  std::int32_t journalQuota = -1;
+};
+
+// How far a piece of work has come that can be taken up again: stored together with what it does.
+struct RunNote {
+  std::string run;            // names the work; empty for none
+  std::int64_t position = 0;  // behind which it goes on, or `ended`
+  static constexpr std::int64_t ended = -1;
+};
+
+// What becomes of documents.
+enum class Fate {
+  Deleted,
+  Acknowledged,  // as receiving them would
+  Moved,         // to the waiting ones of a queue, in the order of their identifiers, which they keep
+  Copied,        // the same as new documents, behind all others
+};
+
+struct Changed {
+  std::int64_t done = 0;
+  std::int64_t held = 0;              // by receivers: left alone
+  std::vector<std::int64_t> damaged;  // left alone
+};
+
+// One session with the store that the settings name. Belongs to the thread that opened it. Errors are those
+// of the store, with the queue.
+class StoreOperations {
+ public:
+  virtual ~StoreOperations() = default;
+  // An identifier as lists of the store show it: a number with so many digits at least.
+  virtual std::int64_t shownNumber(std::int64_t id) const noexcept = 0;
+  virtual std::size_t shownDigits() const noexcept = 0;
+  virtual std::vector<String> queues() = 0;
+  // Asks for no document. Throws 5 for a queue that is not there, as do all others.
+  virtual QueueContent content(const String& queue) = 0;
+
+  enum class Bodies { Left, Read };
+  enum class Direction { Forward, Backward };
+  // The documents behind a position, or before it, at most `count`. Disturbs nobody.
+  virtual void read(const DocumentList& list, std::int64_t from, Direction direction, std::size_t count,
+                    Bodies bodies, std::vector<StoredDocument>& documents) = 0;
+  // One by its identifier, as a number that lists show.
+  virtual std::optional<StoredDocument> find(const DocumentList& list, std::int64_t shown, Bodies bodies) = 0;
+
+  // All of these are one durable unit each.
+  virtual Changed change(const DocumentList& list, std::span<const StoredDocument> documents, Fate fate,
+                         const String& to, const RunNote& note) = 0;
+  // With label, time and body of each; identifiers are new.
+  virtual void store(const String& queue, std::span<const StoredDocument> documents, const RunNote& note) = 0;
+  // The position that was noted last, 0 for a run that has not begun or has ended.
+  virtual std::int64_t noted(const std::string& run) = 0;
+  virtual void removeQueue(const String& queue) = 0;
+
+  // Gives a part of the free room back to the disk; what is left of it, in bytes.
+  virtual std::int64_t compact() = 0;
+};
+
+class OperationsAccess {
+ public:
+  virtual ~OperationsAccess() = default;
+  // Of the store of that type: "db" or "msmq". Throws an Error for a store that cannot be operated from here.
+  virtual std::unique_ptr<StoreOperations> open(std::u16string_view storeType) = 0;
+  // Gives a file that is whole its name; durable.
+  virtual void giveName(const std::filesystem::path& part, const std::filesystem::path& name) = 0;
+};
+
+}  // namespace CorvaneQueue

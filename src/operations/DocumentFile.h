@@ -1,0 +1,57 @@
+// Documents in a file: JSON Lines, an object a document (docs/stores-and-formats.md).
+#pragma once
+
+#include "OperatedStore.h"
+
+#include <filesystem>
+#include <fstream>
+
+namespace CorvaneQueue {
+
+// Written as FILE.part, which becomes FILE when it is whole. One that is there goes on behind its last whole
+// line.
+class ExportFile {
+ public:
+  // Throws 5 when FILE is there.
+  explicit ExportFile(std::filesystem::path file);
+  // In its list, of the last document that is in the file; 0 for none.
+  std::int64_t position() const noexcept { return position_; }
+  // How many documents are in it.
+  std::int64_t count() const noexcept { return count_; }
+  void add(std::u16string_view queue, const OperatedStore& store, const StoredDocument& document);
+  // All of it is on the disk, under its name.
+  void finish();
+
+ private:
+  void goOn();
+  void mustBeGood(const char* tried);
+  std::filesystem::path file_;
+  std::filesystem::path part_;
+  std::ofstream stream_;
+  std::int64_t position_ = 0;
+  std::int64_t count_ = 0;
+};
+
+class ImportFile {
+ public:
+  explicit ImportFile(std::filesystem::path file);
+  // Another one for another export.
+  std::string identity() const;
+  // Behind which the next line stands, in bytes.
+  std::int64_t position() const noexcept { return position_; }
+  void continueAt(std::int64_t position);
+  // The next documents, as the queue keeps them; false at the end. Throws 5 that names a line that is wrong:
+  // the documents before it come first.
+  bool next(std::size_t count, std::u16string_view queue, const OperatedStore& store,
+            std::vector<StoredDocument>& documents);
+
+ private:
+  [[noreturn]] void refuse(const std::string& what) const;
+  StoredDocument documentIn(const std::string& line, std::u16string_view queue, const OperatedStore& store);
+  std::filesystem::path file_;
+  std::ifstream stream_;
+  std::int64_t position_ = 0;
+  std::int64_t line_ = 0;
+};
+
+}  // namespace CorvaneQueue

@@ -1,0 +1,248 @@
+#include "PublicOperations.h"
+
+#include "DocumentFile.h"
+#include "StoredText.h"
+#include "UtcTime.h"
+
+#include <algorithm>
+#include <ctime>
+#include <limits>
+
+namespace CorvaneQueue {
+
+namespace {
+
+constexpr const char16_t* source = u"CorvaneQueue.Operations";
+constexpr std::size_t batchCount = 500;  // documents a durable unit
+
+std::int32_t asLong(std::int64_t count) noexcept {
+  constexpr std::int64_t most = std::numeric_limits<std::int32_t>::max();
+  return static_cast<std::int32_t>(std::min(count, most));
+}
+
+[[noreturn]] void refuse(const std::u16string& what) {
+  throw Error(ErrorNumber::InvalidArgument, source, what);
+}
+
+}  // namespace
+
+std::int32_t PublicStatistics::number(std::int64_t count) noexcept { return asLong(count); }
+Variant PublicStatistics::time(std::optional<std::int64_t> moment) {
+  return moment ? Variant(utcDate(*moment)) : Variant();
+}
+
+OperatedStore& PublicOperations::store() {
+  if (!store_ || !store_->isInUse()) store_ = std::make_shared<OperatedStore>();
+  return *store_;
+}
+
+// ---- Seeing
+
+Ref<PublicStatistics> PublicOperations::Statistics(StringRef Queue) {
+  OperatedStore& used = store();
+  return make<PublicStatistics>(String(Queue), used.session().content(used.list(Queue, false).queue));
+}
+
+Ref<PublicDocuments> PublicOperations::Search(StringRef Queue, bool IsJournal, const Ref<_Filter>& Filter) {
+  const DocumentList list = store().list(Queue, IsJournal);
+  return make<PublicDocuments>(store_, list, PublicFilter::of(Filter));
+}
+
+// ---- Working through lists
+
+void PublicOperations::begin() {
+  isCancelled_ = false;
+  held_ = 0;
+  damaged_.clear();
+}
+
+void PublicOperations::progress(std::int64_t done, std::int64_t total) {
+  Variant arguments[] = {Variant(asLong(total)), Variant(asLong(done))};
+  VARIANT given[] = {arguments[0].get(), arguments[1].get()};
+  const auto failures = fire(evtProgress.id, given);
+  if (!failures.empty()) throw Error(failures.front());
+}
+
+std::int64_t PublicOperations::note(const Changed& changed) {
+  held_ += changed.held;
+  damaged_.insert(damaged_.end(), changed.damaged.begin(), changed.damaged.end());
+  return changed.done;
+}
+
+std::int64_t PublicOperations::forEachBatch(const DocumentList& list, const DocumentFilter& filter,
+                                            StoreOperations::Bodies bodies, std::int64_t from,
+                                            const Batch& batch) {
+  DocumentReader reader(*store_, list, filter, bodies, StoreOperations::Direction::Forward, from);
+  reader.endHere();
+  const QueueContent content = store_->session().content(list.queue);
+  const std::int64_t total = list.isJournal ? content.acknowledged : content.waiting;
+  std::int64_t done = 0;
+  std::vector<StoredDocument> documents;
+  while (!isCancelled_ && reader.next(batchCount, documents)) {
+    if (!documents.empty()) done += batch(documents, reader.position());
+    progress(reader.seen(), std::max(total, reader.seen()));
+  }
+  damaged_.insert(damaged_.end(), reader.damaged().begin(), reader.damaged().end());
+  return done;
+}
+
+std::int32_t PublicOperations::change(const DocumentList& list, const Ref<_Filter>& filter, Fate fate,
+                                      const DocumentList& to) {
+  const DocumentFilter chosen = PublicFilter::of(filter);
+  StoreOperations& session = store_->session();
+  begin();
+  // What is copied stays where it is: how far a copy has come is noted, so that it can go on.
+  RunNote run;
+  if (fate == Fate::Copied)
+    run.run = toUtf8(u"copy " + std::u16string(list.queue.view()) + (list.isJournal ? u" journal " : u" ") +
+                     std::u16string(to.queue.view()) + u" " + chosen.text());
+  const std::int64_t from = run.run.empty() ? 0 : session.noted(run.run);
+  const std::int64_t done =
+      forEachBatch(list, chosen, StoreOperations::Bodies::Left, from,
+                   [&](std::span<const StoredDocument> documents, std::int64_t position) {
+                     run.position = position;
+                     return note(session.change(list, documents, fate, to.queue, run));
+                   });
+  if (!run.run.empty() && !isCancelled_ && run.position != 0) {
+    run.position = RunNote::ended;
+    session.change(list, {}, fate, to.queue, run);
+  }
+  return asLong(done);
+}
+
+std::int32_t PublicOperations::Delete(StringRef Queue, bool IsJournal, const Ref<_Filter>& Filter) {
+  const DocumentList list = store().list(Queue, IsJournal);
+  return change(list, Filter, Fate::Deleted, list);
+}
+
+std::int32_t PublicOperations::Acknowledge(StringRef Queue, const Ref<_Filter>& Filter) {
+  const DocumentList list = store().list(Queue, false);
+  return change(list, Filter, Fate::Acknowledged, list);
+}
+
+std::int32_t PublicOperations::Move(StringRef Queue, bool IsJournal, StringRef ToQueue,
+                                    const Ref<_Filter>& Filter) {
+  if (!IsJournal && foldCase(Queue) == foldCase(ToQueue))
+    refuse(u"The documents are in the queue \"" + std::u16string(ToQueue.view()) + u"\" already.");
+  const DocumentList list = store().list(Queue, IsJournal);
+  return change(list, Filter, Fate::Moved, store_->list(ToQueue, false));
+}
+
+std::int32_t PublicOperations::Redrive(StringRef Queue, const Ref<_Filter>& Filter) {
+  return Move(Queue, true, Queue, Filter);
+}
+
+std::int32_t PublicOperations::Copy(StringRef Queue, bool IsJournal, StringRef ToQueue,
+                                    const Ref<_Filter>& Filter) {
+  const DocumentList list = store().list(Queue, IsJournal);
+  return change(list, Filter, Fate::Copied, store_->list(ToQueue, false));
+}
+
+std::int32_t PublicOperations::Held() const noexcept { return asLong(held_); }
+
+String PublicOperations::Damaged() {
+  std::u16string identifiers;
+  for (const std::int64_t id : damaged_)
+    identifiers += (identifiers.empty() ? u"" : u" ") + std::u16string(store().shownID(id).view());
+  return identifiers;
+}
+
+// ---- Files
+
+std::int32_t PublicOperations::Export(StringRef Queue, bool IsJournal, const Ref<_Filter>& Filter,
+                                      StringRef File) {
+  const DocumentList list = store().list(Queue, IsJournal);
+  const DocumentFilter chosen = PublicFilter::of(Filter);
+  begin();
+  ExportFile file(toUtf8(File));
+  forEachBatch(list, chosen, StoreOperations::Bodies::Read, file.position(),
+               [&](std::span<const StoredDocument> documents, std::int64_t) {
+                 for (const StoredDocument& document : documents) file.add(Queue, *store_, document);
+                 return std::int64_t{0};
+               });
+  if (!isCancelled_) file.finish();
+  return asLong(file.count());
+}
+
+std::int32_t PublicOperations::Import(StringRef File, StringRef ToQueue) {
+  const DocumentList to = store().list(ToQueue, false);
+  begin();
+  ImportFile file(toUtf8(File));
+  StoreOperations& session = store_->session();
+  RunNote run{toUtf8(u"import " + std::u16string(to.queue.view()) + u" ") + file.identity(), 0};
+  file.continueAt(session.noted(run.run));
+  std::int64_t done = 0;
+  std::vector<StoredDocument> documents;
+  while (!isCancelled_ && file.next(batchCount, ToQueue, *store_, documents)) {
+    run.position = file.position();
+    session.store(to.queue, documents, run);
+    done += std::ssize(documents);
+    progress(done, 0);
+  }
+  if (!isCancelled_ && run.position != 0) session.store(to.queue, {}, {run.run, RunNote::ended});
+  return asLong(done);
+}
+
+// ---- Room
+
+std::int32_t PublicOperations::Prune(StringRef Queue, std::int32_t OlderThanSeconds, std::int32_t KeepCount,
+                                     std::int32_t KeepKilobytes) {
+  const DocumentList list = store().list(Queue, true);
+  StoreOperations& session = store_->session();
+  begin();
+  const QueueContent content = session.content(list.queue);
+  std::int64_t tooMany = KeepCount < 0 ? 0 : content.acknowledged - KeepCount;
+  std::int64_t tooLarge =
+      KeepKilobytes < 0 ? 0 : content.acknowledgedBytes - std::int64_t{KeepKilobytes} * 1024;
+  const std::int64_t oldest = std::time(nullptr) - OlderThanSeconds;
+  std::vector<StoredDocument> pruned;
+  const std::int64_t done = forEachBatch(
+      list, {}, StoreOperations::Bodies::Left, 0,
+      [&](std::span<const StoredDocument> documents, std::int64_t) {
+        pruned.clear();
+        for (const StoredDocument& document : documents) {
+          const bool isTooOld =
+              OlderThanSeconds >= 0 && document.acknowledged.value_or(document.sent) < oldest;
+          if (tooMany <= 0 && tooLarge <= 0 && !isTooOld) continue;
+          --tooMany;
+          tooLarge -= document.length;
+          pruned.push_back(document);
+        }
+        if (pruned.empty() && OlderThanSeconds < 0) isCancelled_ = true;  // the rest may stay
+        return pruned.empty() ? 0 : note(session.change(list, pruned, Fate::Deleted, list.queue, {}));
+      });
+  return asLong(done);
+}
+
+void PublicOperations::Compact() {
+  begin();
+  StoreOperations& session = store().session();
+  std::int64_t total = 0;
+  while (!isCancelled_) {
+    const std::int64_t left = session.compact();
+    total = std::max(total, left);
+    if (left == 0) break;
+    constexpr std::int64_t kilobyte = 1024;
+    progress((total - left) / kilobyte, total / kilobyte);
+  }
+}
+
+void PublicOperations::DeleteQueue(StringRef Queue, bool EvenIfNotEmpty) {
+  const DocumentList waiting = store().list(Queue, false);
+  StoreOperations& session = store_->session();
+  const QueueContent content = session.content(waiting.queue);
+  if (content.waiting + content.acknowledged > 0 && !EvenIfNotEmpty)
+    refuse(
+        u"The queue \"" + std::u16string(Queue.view()) + u"\" holds " + decimal(content.waiting) +
+        u" waiting documents and " + decimal(content.acknowledged) +
+        u" in its journal; nothing was deleted. Move or delete them first, or delete the queue with them.");
+  for (const bool isJournal : {false, true})
+    change(store_->list(Queue, isJournal), nullptr, Fate::Deleted, waiting);
+  if (held_ > 0)
+    refuse(u"Receivers hold " + decimal(held_) + u" documents of the queue \"" +
+           std::u16string(Queue.view()) +
+           u"\": the others are deleted, the queue stays. End the receivers first.");
+  session.removeQueue(waiting.queue);
+}
+
+}  // namespace CorvaneQueue

@@ -1,0 +1,71 @@
+// What operators do, over whichever store is in use.
+#pragma once
+
+#include "ConnectionPoint.h"
+#include "FoundDocuments.h"
+
+namespace CorvaneQueue {
+
+class PublicStatistics final : public Object<PublicStatistics, StatisticsForm<PublicStatistics>> {
+ public:
+  PublicStatistics(String queue, const QueueContent& content) : queue_(std::move(queue)), content_(content) {}
+  String Queue() const { return queue_; }
+  std::int32_t Waiting() const { return number(content_.waiting); }
+  std::int32_t Held() const { return number(content_.held); }
+  std::int32_t Acknowledged() const { return number(content_.acknowledged); }
+  Variant WaitingBytes() const { return Variant(content_.waitingBytes); }
+  Variant AcknowledgedBytes() const { return Variant(content_.acknowledgedBytes); }
+  Variant OldestWaiting() const { return time(content_.oldestWaiting); }
+  Variant LastSent() const { return time(content_.lastSent); }
+  Variant LastAcknowledged() const { return time(content_.lastAcknowledged); }
+  std::int32_t Quota() const noexcept { return content_.quota; }
+  std::int32_t JournalQuota() const noexcept { return content_.journalQuota; }
+
+ private:
+  static std::int32_t number(std::int64_t count) noexcept;
+  static Variant time(std::optional<std::int64_t> moment);
+  String queue_;
+  QueueContent content_;
+};
+
+class PublicOperations final
+    : public Object<PublicOperations, OperationsForm<PublicOperations>, EventSource<__Operations>> {
+ public:
+  Ref<PublicFilter> NewFilter() { return make<PublicFilter>(); }
+  Ref<PublicStatistics> Statistics(StringRef Queue);
+  Ref<PublicDocuments> Search(StringRef Queue, bool IsJournal, const Ref<_Filter>& Filter);
+  std::int32_t Delete(StringRef Queue, bool IsJournal, const Ref<_Filter>& Filter);
+  std::int32_t Acknowledge(StringRef Queue, const Ref<_Filter>& Filter);
+  std::int32_t Move(StringRef Queue, bool IsJournal, StringRef ToQueue, const Ref<_Filter>& Filter);
+  std::int32_t Redrive(StringRef Queue, const Ref<_Filter>& Filter);
+  std::int32_t Copy(StringRef Queue, bool IsJournal, StringRef ToQueue, const Ref<_Filter>& Filter);
+  std::int32_t Export(StringRef Queue, bool IsJournal, const Ref<_Filter>& Filter, StringRef File);
+  std::int32_t Import(StringRef File, StringRef ToQueue);
+  std::int32_t Prune(StringRef Queue, std::int32_t OlderThanSeconds, std::int32_t KeepCount,
+                     std::int32_t KeepKilobytes);
+  void Compact();
+  void DeleteQueue(StringRef Queue, bool EvenIfNotEmpty);
+  void Cancel() noexcept { isCancelled_ = true; }
+  std::int32_t Held() const noexcept;
+  String Damaged();
+
+ private:
+  OperatedStore& store();
+  // The documents of a list that a filter lets through, in batches; `batch` deals with one that ends at a
+  // position. Returns how many `batch` has dealt with.
+  using Batch = std::function<std::int64_t(std::span<const StoredDocument> documents, std::int64_t position)>;
+  std::int64_t forEachBatch(const DocumentList& list, const DocumentFilter& filter,
+                            StoreOperations::Bodies bodies, std::int64_t from, const Batch& batch);
+  std::int32_t change(const DocumentList& list, const Ref<_Filter>& filter, Fate fate,
+                      const DocumentList& to);
+  std::int64_t note(const Changed& changed);
+  void begin();
+  void progress(std::int64_t done, std::int64_t total);
+
+  std::shared_ptr<OperatedStore> store_;
+  bool isCancelled_ = false;
+  std::int64_t held_ = 0;
+  std::vector<std::int64_t> damaged_;
+};
+
+}  // namespace CorvaneQueue

@@ -1,0 +1,237 @@
+#include "SqliteOperations.h"
+
+#include "StoredText.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+
+namespace CorvaneQueue::platform_layer {
+
+namespace {
+
+constexpr auto writersWait = std::chrono::seconds(30);
+constexpr std::int64_t documentsBox = 0;  // of the locks: identifiers are unique in the store
+
+// "YYYY-MM-DD HH:MM:SS" in UTC; nothing for no time.
+std::optional<std::int64_t> timeIn(std::string_view text) {
+  int year = 0;
+  unsigned month = 0, day = 0;
+  int hour = 0, minute = 0, second = 0;
+  if (std::sscanf(std::string(text).c_str(), "%d-%u-%u %d:%d:%d", &year, &month, &day, &hour, &minute,
+                  &second) != 6)
+    return std::nullopt;
+  using namespace std::chrono;
+  const sys_days date = std::chrono::year(year) / std::chrono::month(month) / std::chrono::day(day);
+  return (date + hours(hour) + minutes(minute) + seconds(second)).time_since_epoch() / seconds(1);
+}
+
+std::string timeText(std::int64_t time) {
+  using namespace std::chrono;
+  const sys_seconds moment{seconds(time)};
+  const year_month_day date(floor<days>(moment));
+  const hh_mm_ss clock(moment - floor<days>(moment));
+  char text[40];
+  std::snprintf(text, sizeof text, "%04d-%02u-%02u %02d:%02d:%02d", static_cast<int>(date.year()),
+                static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
+                static_cast<int>(clock.hours().count()), static_cast<int>(clock.minutes().count()),
+                static_cast<int>(clock.seconds().count()));
+  return text;
+}
+
+}  // namespace
+
+SqliteOperations::SqliteOperations(std::filesystem::path file, const StoreDefinition& definition)
+    : file_(std::move(file)), definition_(definition), sql_(definition_.operations) {
+  open(Database::IfMissing::ReadEmpty);
+}
+
+void SqliteOperations::open(Database::IfMissing ifMissing) {
+  database_.reset();
+  database_.emplace(file_, definition_.migrations, ifMissing);
+}
+
+std::filesystem::path SqliteOperations::lockFile() const {
+  std::filesystem::path file = file_;
+  return file += "-held";
+}
+
+Database& SqliteOperations::reading() {
+  if (!database_->isUsable() || (database_->isStandIn() && isThere(file_)))
+    open(Database::IfMissing::ReadEmpty);
+  return *database_;
+}
+
+Database& SqliteOperations::writing() {
+  if (database_->isStandIn() || !database_->isUsable()) open(Database::IfMissing::Create);
+  if (!locks_) locks_.emplace(lockFile());
+  return *database_;
+}
+
+std::int64_t SqliteOperations::numberOf(std::u16string_view queue) {
+  const std::string name = toStored(queue);
+  Statement row = reading().rows(sql_.queue, std::string_view(name));
+  if (!row.step())
+    throw Error(ErrorNumber::InvalidArgument, storeSource,
+                u"There is no queue \"" + std::u16string(queue) + u"\".");
+  return row.integer(0);
+}
+
+std::vector<String> SqliteOperations::queues() {
+  std::vector<String> names;
+  Statement row = reading().prepare(sql_.queues);
+  while (row.step()) names.push_back(fromStored(row.text(0)));
+  return names;
+}
+
+QueueContent SqliteOperations::content(const String& queue) {
+  QueueContent content;
+  content.queue = queue;
+  const std::int64_t number = numberOf(queue);
+  Statement row = reading().rows(sql_.content, number);
+  if (!row.step()) return content;
+  content.waiting = row.integer(0);
+  content.waitingBytes = row.integer(1);
+  if (!locks_ && isWritable(lockFile())) locks_.emplace(lockFile());
+  if (locks_)
+    content.held = locks_->countHeldByOthers(documentsBox, [&](ByteRange range) {
+      Statement held = reading().rows(sql_.countBetween, number, range.from, range.to);
+      return held.step() ? held.integer(0) : 0;
+    });
+  content.acknowledged = row.integer(2);
+  content.acknowledgedBytes = row.integer(3);
+  content.lastSent = timeIn(row.text(4));
+  content.lastAcknowledged = timeIn(row.text(5));
+  content.oldestWaiting = timeIn(row.text(6));
+  return content;
+}
+
+void SqliteOperations::read(const DocumentList& list, std::int64_t from, Direction direction,
+                            std::size_t count, Bodies bodies, std::vector<StoredDocument>& documents) {
+  documents.clear();
+  const auto& statements = direction == Direction::Forward ? sql_.forward : sql_.backward;
+  Statement row = reading().rows(statements[list.isJournal ? 1 : 0], numberOf(list.queue), from, count,
+                                 bodies == Bodies::Read);
+  while (row.step()) {
+    StoredDocument& document = documents.emplace_back();
+    document.id = document.position = row.integer(0);
+    document.label = fromStored(row.text(1));
+    document.sent = timeIn(row.text(2)).value_or(0);
+    if (row.type(3) != Statement::Type::Null) document.acknowledged = timeIn(row.text(3));
+    document.length = row.integer(4);
+    if (bodies == Bodies::Left) continue;
+    document.isDamaged = row.type(5) == Statement::Type::Blob;
+    if (!document.isDamaged) document.body = fromStored(row.text(5));
+  }
+}
+
+std::optional<StoredDocument> SqliteOperations::find(const DocumentList& list, std::int64_t shown,
+                                                     Bodies bodies) {
+  std::vector<StoredDocument> found;
+  read(list, shown - 1, Direction::Forward, 1, bodies, found);
+  if (found.empty() || found.front().id != shown) return std::nullopt;
+  return std::move(found.front());
+}
+
+// ---- Changes
+
+std::span<const std::string_view> SqliteOperations::statementsFor(const DocumentList& list, Fate fate) const {
+  const std::size_t which = list.isJournal ? 1 : 0;
+  switch (fate) {
+    case Fate::Deleted: return sql_.deleting[which];
+    case Fate::Moved: return sql_.moving[which];
+    case Fate::Copied: return sql_.copying;
+    case Fate::Acknowledged: break;
+  }
+  return sql_.acknowledging;
+}
+
+Changed SqliteOperations::change(const DocumentList& list, std::span<const StoredDocument> documents,
+                                 Fate fate, const String& to, const RunNote& note) {
+  Database& database = writing();
+  // Nobody receives them meanwhile; a copy takes nothing from anybody.
+  std::vector<std::int64_t> ours;
+  const bool isTaken = !list.isJournal && fate != Fate::Copied;
+  for (const StoredDocument& document : documents)
+    if (!isTaken || locks_->tryLock(documentsBox, document.id)) ours.push_back(document.id);
+  const auto letGo = [&] {
+    if (isTaken) locks_->unlockAll();
+  };
+  const bool isToQueue = fate == Fate::Moved || fate == Fate::Copied;
+  const auto statements = statementsFor(list, fate);
+  const std::string_view isListed = sql_.isListed[list.isJournal ? 1 : 0];
+  Changed result;
+  try {
+    const auto purpose = fate == Fate::Copied ? Database::Purpose::Stores : Database::Purpose::Frees;
+    database.write(purpose, writersWait, [&] {
+      result = {};
+      result.held = std::ssize(documents) - std::ssize(ours);
+      const std::int64_t from = numberOf(list.queue);
+      const std::int64_t target = isToQueue ? numberOf(to) : from;
+      for (const std::int64_t id : ours) {
+        if (!database.rows(isListed, from, id).step()) continue;  // gone meanwhile
+        if (isToQueue && !database.rows(sql_.isSound, id).step()) {
+          result.damaged.push_back(id);
+          continue;
+        }
+        for (const std::string_view statement : statements) {
+          Statement step = database.prepare(statement);
+          const std::int64_t values[] = {from, id, target};
+          for (int i = 1; i <= step.parameterCount(); ++i) step.bind(i, values[i - 1]);
+          static_cast<void>(step.step());
+        }
+        ++result.done;
+      }
+      this->note(note);
+    });
+  } catch (...) {
+    letGo();
+    throw;
+  }
+  letGo();
+  return result;
+}
+
+void SqliteOperations::store(const String& queue, std::span<const StoredDocument> documents,
+                             const RunNote& note) {
+  const auto procedure =
+      std::ranges::find(definition_.procedures, fromUtf8(sql_.store).view(), &StoreProcedure::name);
+  const std::string name = toStored(queue);
+  Database& database = writing();
+  database.write(Database::Purpose::Stores, writersWait, [&] {
+    for (const StoredDocument& document : documents) {
+      const std::string label = toStored(document.label);
+      const std::string created = timeText(document.sent);
+      const std::string body = toStored(BorrowedText(document.body.get()).view());
+      const std::string_view values[] = {"idoc", name, label, created, body};
+      for (const ProcedureStep& step : procedure->steps) {
+        Statement statement = database.prepare(step.sql);
+        for (int i = 1; i <= statement.parameterCount(); ++i) statement.bindText(i, values[i - 1]);
+        static_cast<void>(statement.step());
+      }
+    }
+    this->note(note);
+  });
+}
+
+void SqliteOperations::note(const RunNote& note) {
+  if (note.run.empty()) return;
+  if (note.position == RunNote::ended)
+    database_->execute(sql_.forgetNote, std::string_view(note.run));
+  else
+    database_->execute(sql_.note, std::string_view(note.run), note.position);
+}
+
+std::int64_t SqliteOperations::noted(const std::string& run) {
+  Statement row = reading().rows(sql_.noted, std::string_view(run));
+  return row.step() ? row.integer(0) : 0;
+}
+
+void SqliteOperations::removeQueue(const String& queue) {
+  writing().write(Database::Purpose::Frees, writersWait,
+                  [&] { database_->execute(sql_.forgetQueue, numberOf(queue)); });
+}
+
+std::int64_t SqliteOperations::compact() { return database_->isStandIn() ? 0 : writing().giveBackSome(); }
+
+}  // namespace CorvaneQueue::platform_layer

@@ -1,0 +1,45 @@
+// The embedded message store for those who operate it.
+#pragma once
+
+#include "Database.h"
+#include "MessageLocks.h"
+#include "StoreDefinition.h"
+#include "StoreOperations.h"
+
+namespace CorvaneQueue::platform_layer {
+
+class SqliteOperations final : public StoreOperations {
+ public:
+  // The definition must outlive it.
+  SqliteOperations(std::filesystem::path file, const StoreDefinition& definition);
+  std::int64_t shownNumber(std::int64_t id) const noexcept override { return id; }
+  std::size_t shownDigits() const noexcept override { return 19; }
+  std::vector<String> queues() override;
+  QueueContent content(const String& queue) override;
+  void read(const DocumentList& list, std::int64_t from, Direction direction, std::size_t count,
+            Bodies bodies, std::vector<StoredDocument>& documents) override;
+  std::optional<StoredDocument> find(const DocumentList& list, std::int64_t shown, Bodies bodies) override;
+  Changed change(const DocumentList& list, std::span<const StoredDocument> documents, Fate fate,
+                 const String& to, const RunNote& note) override;
+  void store(const String& queue, std::span<const StoredDocument> documents, const RunNote& note) override;
+  std::int64_t noted(const std::string& run) override;
+  void removeQueue(const String& queue) override;
+  std::int64_t compact() override;
+
+ private:
+  std::int64_t numberOf(std::u16string_view queue);
+  std::span<const std::string_view> statementsFor(const DocumentList& list, Fate fate) const;
+  void note(const RunNote& note);
+  void open(Database::IfMissing ifMissing);
+  Database& reading();
+  Database& writing();
+  std::filesystem::path lockFile() const;
+
+  std::filesystem::path file_;
+  const StoreDefinition& definition_;
+  const OperationStatements& sql_;
+  std::optional<Database> database_;
+  std::optional<MessageLocks> locks_;
+};
+
+}  // namespace CorvaneQueue::platform_layer

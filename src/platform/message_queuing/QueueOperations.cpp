@@ -1,0 +1,210 @@
+#include "QueueOperations.h"
+
+#include "StoredText.h"
+
+#include <CorvaneQueue/MessageQueuing.h>
+
+#include <set>
+
+namespace CorvaneQueue::platform_layer {
+
+namespace {
+constexpr std::int32_t compressedBody = 1;  // of appSpecific
+}  // namespace
+
+QueueOperations::QueueOperations() {
+  if (!QueueService::isStoreThere()) return;  // looking makes none
+  service_ = QueueService::current();
+  locks_ = service_->newLocks();
+}
+
+QueueRecord QueueOperations::recordOf(std::u16string_view queue) {
+  const QueueAddress address = parsePathName(queue);
+  if (!service_) QueueService::notFound(address);
+  return service_->find(address);
+}
+
+std::vector<String> QueueOperations::queues() {
+  std::vector<String> names;
+  if (!service_) return names;
+  for (const QueueRecord& queue : service_->store().queues().all())
+    names.push_back(pathNameOf(queue.address));
+  return names;
+}
+
+QueueContent QueueOperations::content(const String& queue) {
+  const QueueRecord record = recordOf(queue);
+  QueueContent content;
+  content.queue = queue;
+  content.waiting = record.messages;
+  content.waitingBytes = record.bytes;
+  const Box waiting{record.id, false};
+  content.held = locks_->countHeldByOthers(waiting.number(), [&](ByteRange range) {
+    Statement row =
+        service_->store().database().rows("SELECT count(*) FROM dbo.mqMessage WHERE key BETWEEN ?1 AND ?2",
+                                          waiting.key(range.from), waiting.key(range.to));
+    return row.step() ? row.integer(0) : 0;
+  });
+  content.acknowledged = record.journalMessages;
+  content.acknowledgedBytes = record.journalBytes;
+  content.lastSent = record.lastSent;
+  content.lastAcknowledged = record.lastTaken;
+  content.quota = record.quota;
+  content.journalQuota = record.journalQuota;
+  std::vector<MessageHeader> first;
+  service_->store().read(waiting, 0, 1, first);
+  if (!first.empty()) content.oldestWaiting = first.front().content.sentTime;
+  return content;
+}
+
+#define DOCUMENT                                                                                      \
+  "SELECT key, messageId, label, appSpecific, delivery, sentTime, arrivedTime, bodyLength, checksum," \
+  " takenTime, CASE WHEN NOT ?4 THEN NULL WHEN body IS NOT NULL THEN body"                            \
+  " ELSE (SELECT body FROM dbo.mqBody b WHERE b.messageId = m.messageId) END FROM dbo.mqMessage m WHERE "
+
+StoredDocument QueueOperations::documentIn(Box box, const Statement& row, Bodies bodies) {
+  StoredDocument document;
+  document.position = Box::positionIn(row.integer(0));
+  document.id = row.integer(1);
+  document.label = fromStored(row.text(2));
+  document.isCompressed = row.integer(3) == compressedBody;
+  document.sent = row.integer(5);
+  document.length = row.integer(7);
+  if (row.type(9) != Statement::Type::Null) document.acknowledged = row.integer(9);
+  if (bodies == Bodies::Left) return document;
+  MessageHeader header;
+  header.id = document.id;
+  header.content.appSpecific = static_cast<std::int32_t>(row.integer(3));
+  header.content.delivery = static_cast<std::int32_t>(row.integer(4));
+  header.content.sentTime = document.sent;
+  header.arrivedTime = row.integer(6);
+  document.isDamaged =
+      checksumOf(box.queue, header, row.text(2), row.blob(10)) != static_cast<std::uint64_t>(row.integer(8));
+  if (!document.isDamaged) document.body = Variant::bytes(row.blob(10));
+  return document;
+}
+
+void QueueOperations::read(const DocumentList& list, std::int64_t from, Direction direction,
+                           std::size_t count, Bodies bodies, std::vector<StoredDocument>& documents) {
+  documents.clear();
+  const Box box = boxOf(list);
+  const bool isForward = direction == Direction::Forward;
+  if (isForward ? from >= Box::lastPosition : from <= 0) return;
+  const std::int64_t first = isForward ? from + 1 : 0;
+  const std::int64_t last = isForward ? Box::lastPosition : std::min(from - 1, Box::lastPosition);
+  Statement row = service_->store().database().rows(
+      isForward ? DOCUMENT "key BETWEEN ?1 AND ?2 ORDER BY key LIMIT ?3"
+                : DOCUMENT "key BETWEEN ?1 AND ?2 ORDER BY key DESC LIMIT ?3",
+      box.key(first), box.key(last), count, bodies == Bodies::Read);
+  while (row.step()) documents.push_back(documentIn(box, row, bodies));
+}
+
+std::optional<StoredDocument> QueueOperations::find(const DocumentList& list, std::int64_t shown,
+                                                    Bodies bodies) {
+  const Box box = boxOf(list);
+  const auto position = service_->store().firstWithNumber(box, static_cast<std::uint32_t>(shown));
+  if (!position || shown > 0xFFFFFFFF) return std::nullopt;
+  std::vector<StoredDocument> found;
+  read(list, *position - 1, Direction::Forward, 1, bodies, found);
+  if (found.empty() || found.front().position != *position) return std::nullopt;
+  return std::move(found.front());
+}
+
+// ---- Changes
+
+void QueueOperations::change(const Taken& message, Fate fate, std::int64_t to) {
+  QueueStore& store = service_->store();
+  switch (fate) {
+    case Fate::Deleted: store.drop(message); break;
+    case Fate::Acknowledged: store.take(message); break;
+    case Fate::Moved: store.move(message, to); break;
+    case Fate::Copied: {
+      std::vector<MessageHeader> found;
+      store.read(message.box, message.position - 1, 1, found);
+      MessageContent content = found.front().content;
+      content.body = store.body(message.box, found.front());
+      store.put({to, std::move(content)});
+    }
+  }
+}
+
+Changed QueueOperations::change(const DocumentList& list, std::span<const StoredDocument> documents,
+                                Fate fate, const String& to, const RunNote& note) {
+  const Box box = boxOf(list);
+  const bool isToQueue = fate == Fate::Moved || fate == Fate::Copied;
+  const Box target = isToQueue ? Box{recordOf(to).id, false} : Box{box.queue, true};
+  // Nobody receives them meanwhile; a copy takes nothing from anybody.
+  std::vector<Taken> ours;
+  for (const StoredDocument& document : documents)
+    if (fate == Fate::Copied || locks_->tryLock(box.number(), document.position))
+      ours.push_back({box, document.position, document.id});
+  Changed result;
+  const auto work = [&] {
+    result = {};
+    result.held = std::ssize(documents) - std::ssize(ours);
+    for (const Taken& message : ours) try {
+        if (!service_->store().contains(box, message.position, message.position)) continue;  // gone meanwhile
+        change(message, fate, target.queue);
+        ++result.done;
+      } catch (const Error& error) {
+        if (error.number() != MQ_ERROR_MESSAGE_STORAGE_FAILED) throw;
+        result.damaged.push_back(message.id);
+      }
+    this->note(note);
+  };
+  const auto letGo = [&] {
+    if (fate == Fate::Copied) return;
+    for (const Taken& message : ours) locks_->unlock(box.number(), message.position);
+  };
+  try {
+    service_->write(fate == Fate::Copied ? Database::Purpose::Stores : Database::Purpose::Frees, work, letGo);
+  } catch (...) {
+    letGo();
+    throw;
+  }
+  if (fate != Fate::Deleted) service_->signals().signal(target.number());
+  return result;
+}
+
+void QueueOperations::store(const String& queue, std::span<const StoredDocument> documents,
+                            const RunNote& note) {
+  const Box box{recordOf(queue).id, false};
+  service_->write(
+      Database::Purpose::Stores,
+      [&] {
+        for (const StoredDocument& document : documents) {
+          MessageContent content;
+          content.label = document.label;
+          content.appSpecific = document.isCompressed ? compressedBody : 0;
+          content.delivery = MQMSG_DELIVERY_RECOVERABLE;
+          content.sentTime = document.sent;
+          content.body = std::make_shared<const Variant>(document.body);
+          service_->store().put({box.queue, std::move(content)});
+        }
+        this->note(note);
+      },
+      [&] { service_->signals().signal(box.number()); });
+}
+
+void QueueOperations::note(const RunNote& note) {
+  Database& database = service_->store().database();
+  if (note.run.empty()) return;
+  if (note.position == RunNote::ended)
+    database.execute("DELETE FROM dbo.mqRun WHERE run = ?1", std::string_view(note.run));
+  else
+    database.execute("INSERT OR REPLACE INTO dbo.mqRun (run, position) VALUES (?1, ?2)",
+                     std::string_view(note.run), note.position);
+}
+
+std::int64_t QueueOperations::noted(const std::string& run) {
+  if (!service_) return 0;
+  Statement row = service_->store().database().rows("SELECT position FROM dbo.mqRun WHERE run = ?1",
+                                                    std::string_view(run));
+  return row.step() ? row.integer(0) : 0;
+}
+
+void QueueOperations::removeQueue(const String& queue) { service_->remove(recordOf(queue).address); }
+
+std::int64_t QueueOperations::compact() { return service_ ? service_->store().compact() : 0; }
+
+}  // namespace CorvaneQueue::platform_layer

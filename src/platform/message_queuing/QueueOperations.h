@@ -1,0 +1,38 @@
+// The queue service for those who operate it.
+#pragma once
+
+#include "QueueService.h"
+#include "StoreOperations.h"
+
+namespace CorvaneQueue::platform_layer {
+
+// Queues are named by path names.
+class QueueOperations final : public StoreOperations {
+ public:
+  QueueOperations();
+  std::int64_t shownNumber(std::int64_t id) const noexcept override { return id & 0xFFFFFFFF; }
+  std::size_t shownDigits() const noexcept override { return 10; }
+  std::vector<String> queues() override;
+  QueueContent content(const String& queue) override;
+  void read(const DocumentList& list, std::int64_t from, Direction direction, std::size_t count,
+            Bodies bodies, std::vector<StoredDocument>& documents) override;
+  std::optional<StoredDocument> find(const DocumentList& list, std::int64_t shown, Bodies bodies) override;
+  Changed change(const DocumentList& list, std::span<const StoredDocument> documents, Fate fate,
+                 const String& to, const RunNote& note) override;
+  void store(const String& queue, std::span<const StoredDocument> documents, const RunNote& note) override;
+  std::int64_t noted(const std::string& run) override;
+  void removeQueue(const String& queue) override;
+  std::int64_t compact() override;
+
+ private:
+  QueueRecord recordOf(std::u16string_view queue);
+  Box boxOf(const DocumentList& list) { return {recordOf(list.queue).id, list.isJournal}; }
+  StoredDocument documentIn(Box box, const Statement& row, Bodies bodies);
+  void change(const Taken& message, Fate fate, std::int64_t to);
+  void note(const RunNote& note);
+
+  std::shared_ptr<QueueService> service_;  // nothing when there is no store
+  std::unique_ptr<MessageLocks> locks_;
+};
+
+}  // namespace CorvaneQueue::platform_layer

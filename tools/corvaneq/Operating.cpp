@@ -1,0 +1,177 @@
+#include "Operating.h"
+
+#include "Output.h"
+
+#include <charconv>
+#include <functional>
+#include <iostream>
+
+namespace corvaneq {
+
+using namespace CorvaneQueue;
+
+namespace {
+
+// Work with many documents: tells how far it is, and in the end how many it has dealt with and why not all.
+class Work {
+ public:
+  explicit Work(const Selection& selection) : selection_(selection), operations_(create<Operations>()) {
+    if (!selection.queue.empty()) {
+      mustBeThere(selection.queue);
+      queue_ = argument("queue name", selection.queue);
+      filter_ = selection.filter(operations_);
+      // One that was named and is not there: nothing is done.
+      static_cast<void>(findAll(selection.queue, selection.identifiers,
+                                selection.isJournal ? Among::Acknowledged : Among::Waiting));
+    }
+    progress_ =
+        operations_->evtProgress([this](std::int32_t done, std::int32_t total) { bar_.at(done, total); });
+  }
+  const Operations& operations() const noexcept { return operations_; }
+  const String& queue() const noexcept { return queue_; }
+  const Filter& filter() const noexcept { return filter_; }
+
+  // Whether to go on. `what` is about to happen to so many documents.
+  bool isMeant(const char* what, const Doing& doing, bool isAsked) const {
+    if (!doing.isDryRun && (!isAsked || doing.isConfirmed || !selection_.identifiers.empty())) return true;
+    std::int64_t count = 0;
+    const auto found = operations_->Search(queue_, selection_.isJournal, filter_);
+    for (found->PageSize(1000); found->NextPage();) count += found->Count();
+    if (doing.isDryRun) {
+      print({{"action", std::string("would be ") + what}, {"documents", count}});
+      return false;
+    }
+    if (count > 0)
+      confirm(std::string("These ") + std::to_string(count) + " documents of \"" + selection_.queue +
+              "\" are about to be " + what + ".");
+    return true;
+  }
+
+  void report(const char* what, std::int64_t count) {
+    const std::int64_t held = operations_->Held();
+    if (count == std::ssize(selection_.identifiers)) {
+      for (const std::string& identifier : selection_.identifiers)
+        print({{"action", what}, {"id", identifier}});
+      if (count > 0) return;
+    }
+    Row row{{"action", what}, {"documents", count}};
+    if (held > 0) row.emplace_back("held", held);
+    print(row);
+    if (const String damaged = operations_->Damaged(); !damaged.empty())
+      refuse("These documents are damaged, and were left alone: " + toUtf8(damaged) +
+             ". See \"corvaneq check\".");
+  }
+
+ private:
+  const Selection& selection_;
+  Operations operations_;
+  String queue_;
+  Filter filter_;
+  Progress bar_{0};
+  Subscription progress_;
+};
+
+constexpr bool isAsked = true;
+
+std::int32_t secondsIn(const std::string& age) {
+  std::int64_t number = 0;
+  const auto [end, error] = std::from_chars(age.data(), age.data() + age.size(), number);
+  const std::string unit(end, age.data() + age.size());
+  const std::int64_t seconds = unit == "d"   ? 86400
+                               : unit == "h" ? 3600
+                               : unit == "m" ? 60
+                               : unit == "s" ? 1
+                                             : 0;
+  constexpr std::int64_t longest = std::int64_t{60} * 365 * 86400;
+  if (error != std::errc() || seconds == 0 || number < 0 || number > longest / seconds)
+    refuse("\"" + age + "\" is no age: write a number and d, h, m or s, like 30d.");
+  return static_cast<std::int32_t>(number * seconds);
+}
+
+}  // namespace
+
+void moveDocuments(const Selection& selection, const std::string& to, const Doing& doing) {
+  mustBeThere(to);
+  Work work(selection);
+  if (!work.isMeant("moved", doing, !isAsked)) return;
+  work.report("moved", work.operations()->Move(work.queue(), selection.isJournal, argument("queue name", to),
+                                               work.filter()));
+}
+
+void redriveDocuments(const Selection& selection, const Doing& doing) {
+  Work work(selection);
+  if (!work.isMeant("put back", doing, !isAsked)) return;
+  work.report("put back", work.operations()->Redrive(work.queue(), work.filter()));
+}
+
+void copyDocuments(const Selection& selection, const std::string& to, const Doing& doing) {
+  mustBeThere(to);
+  Work work(selection);
+  if (!work.isMeant("copied", doing, !isAsked)) return;
+  work.report("copied", work.operations()->Copy(work.queue(), selection.isJournal, argument("queue name", to),
+                                                work.filter()));
+}
+
+void deleteDocuments(const Selection& selection, bool leavesNoTrace, const Doing& doing) {
+  Work work(selection);
+  if (!work.isMeant("deleted", doing, isAsked)) return;
+  const bool isForGood = selection.isJournal || leavesNoTrace;
+  work.report("deleted", isForGood
+                             ? work.operations()->Delete(work.queue(), selection.isJournal, work.filter())
+                             : work.operations()->Acknowledge(work.queue(), work.filter()));
+}
+
+void exportDocuments(const Selection& selection, const std::string& file) {
+  Work work(selection);
+  work.report("exported", work.operations()->Export(work.queue(), selection.isJournal, work.filter(),
+                                                    argument("file name", file)));
+}
+
+void importDocuments(const std::string& file, const std::string& queue) {
+  mustBeThere(queue);
+  Work work({});
+  work.report("imported",
+              work.operations()->Import(argument("file name", file), argument("queue name", queue)));
+}
+
+void prune(const std::string& queue, const Bounds& bounds, bool isConfirmed) {
+  if (bounds.age.empty() && bounds.count < 0 && bounds.kilobytes < 0)
+    refuse("Say what may stay: --older-than, --keep or --keep-kilobytes.");
+  const std::int32_t age = bounds.age.empty() ? -1 : secondsIn(bounds.age);
+  Selection selection;
+  selection.queue = queue;
+  Work work(selection);
+  if (!isConfirmed) {
+    const auto statistics = work.operations()->Statistics(work.queue());
+    if (statistics->Acknowledged() > 0)
+      confirm("The journal of \"" + queue + "\" has " + std::to_string(statistics->Acknowledged()) +
+              " documents; those beyond the bounds are about to be deleted.");
+  }
+  work.report("deleted", work.operations()->Prune(work.queue(), age, bounds.count, bounds.kilobytes));
+}
+
+void compact() {
+  Work work({});
+  work.operations()->Compact();
+  print({{"action", "compacted"}});
+}
+
+void removeQueue(const std::string& queue, const std::string& confirmed) {
+  Selection selection;
+  selection.queue = queue;
+  Work work(selection);
+  const auto statistics = work.operations()->Statistics(work.queue());
+  std::string reply = confirmed;
+  if (reply.empty()) {
+    std::cerr << "The queue \"" << queue << "\" is about to be removed, with " << statistics->Waiting()
+              << " waiting documents and " << statistics->Acknowledged()
+              << " in its journal. Type its name to go on: " << std::flush;
+    std::getline(std::cin, reply);
+  }
+  if (reply != queue)
+    throw Declined("Nothing was removed. Type the name of the queue, or add --confirm=" + queue + ".");
+  work.operations()->DeleteQueue(work.queue(), true);
+  print({{"action", "removed"}, {"queue", queue}});
+}
+
+}  // namespace corvaneq
