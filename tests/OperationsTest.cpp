@@ -52,14 +52,18 @@ INSTANTIATE_TEST_SUITE_P(Stores, OperationsBehaviour, ::testing::ValuesIn(everyS
 
 TEST_P(OperationsBehaviour, SearchesFindByEveryFieldPageByPageWhileOthersSendAndReceive) {
   fill("Orders", 25);
-  EXPECT_THAT(found(operations->Search("Orders", false, where("ObjectID one of \"3, 7\" and MsgType equal \"ODD\""))),
-              ElementsAre("3", "7"));
-  EXPECT_THAT(found(operations->Search("orders", false, where("Body contains ignoring case \"DOCUMENT 2\" and "
-                                                              "ObjectID begins with \"2\" and Label contains \"EVEN\""))),
+  EXPECT_THAT(
+      found(operations->Search("Orders", false, where("ObjectID one of \"3, 7\" and MsgType equal \"ODD\""))),
+      ElementsAre("3", "7"));
+  EXPECT_THAT(found(operations->Search("orders", false,
+                                       where("Body contains ignoring case \"DOCUMENT 2\" and "
+                                             "ObjectID begins with \"2\" and Label contains \"EVEN\""))),
               ElementsAre("2", "20", "22", "24"));
-  EXPECT_THAT(found(operations->Search("Orders", false, where("Length to \"10\" and Sent from \"2026-01-01\""))),
-              testing::SizeIs(9));
-  EXPECT_THAT(found(operations->Search("Orders", false, where("Sent to \"2026-01-01T00:00:00Z\""))), IsEmpty());
+  EXPECT_THAT(
+      found(operations->Search("Orders", false, where("Length to \"10\" and Sent from \"2026-01-01\""))),
+      testing::SizeIs(9));
+  EXPECT_THAT(found(operations->Search("Orders", false, where("Sent to \"2026-01-01T00:00:00Z\""))),
+              IsEmpty());
   EXPECT_THAT(found(operations->Search("Orders", true)), IsEmpty());
 
   const auto backward = operations->Search("Orders");
@@ -82,9 +86,12 @@ TEST_P(OperationsBehaviour, SearchesFindByEveryFieldPageByPageWhileOthersSendAnd
   EXPECT_EQ(toUtf8(where("label CONTAINS \"say \"\"x\"\"\" and ID to \"9\"")->Text()),
             "Label contains \"say \"\"x\"\"\" and ID to \"9\"");
   const std::pair<const char*, const char*> mistakes[] = {
-      {"Colour equal \"x\"", "there are MsgType, MsgID"},   {"Body equal \"x\"", "it has \"contains"},
-      {"ID from \"x\"", "\"x\" is no whole number"},        {"Sent from \"2026-13-01\"", "write it in UTC as 2026-"},
-      {"Label contains \"x", "is not closed"},              {"Label contains \"x\" or ID to \"1\"", "joined by \"and\""},
+      {"Colour equal \"x\"", "there are MsgType, MsgID"},
+      {"Body equal \"x\"", "it has \"contains"},
+      {"ID from \"x\"", "\"x\" is no whole number"},
+      {"Sent from \"2026-13-01\"", "write it in UTC as 2026-"},
+      {"Label contains \"x", "is not closed"},
+      {"Label contains \"x\" or ID to \"1\"", "joined by \"and\""},
       {"Label", "not of the form FIELD TEST"}};
   for (const auto& [text, part] : mistakes)
     expectError(ErrorNumber::InvalidArgument, nullptr, part, [&] { where(text); });
@@ -102,9 +109,8 @@ TEST_P(OperationsBehaviour, StatisticsCountWithEveryChange) {
   sender->BeginTransaction();
   sender->SendDocument("given up");
   sender->Abort();
-  Receiver receiver(GetParam(), open("Orders"), [&](const std::string&) {
-    EXPECT_EQ(operations->Statistics("Orders")->Held(), 1);
-  });
+  Receiver receiver(GetParam(), open("Orders"),
+                    [&](const std::string&) { EXPECT_EQ(operations->Statistics("Orders")->Held(), 1); });
   EXPECT_EQ(receiver.take(1s), "document 1");
   expectContent("Orders", 2, 1);
   const auto after = operations->Statistics("Orders");
@@ -114,7 +120,8 @@ TEST_P(OperationsBehaviour, StatisticsCountWithEveryChange) {
   ASSERT_TRUE(journal->NextPage());
   EXPECT_GE(journal->Item(1)->AcknowledgedTime()->value, journal->Item(1)->SentTime().value);
   open("Orders")->Purge();
-  EXPECT_EQ(operations->Statistics("Orders")->Waiting() + operations->Statistics("Orders")->WaitingBytes(), 0);
+  EXPECT_EQ(operations->Statistics("Orders")->Waiting() + operations->Statistics("Orders")->WaitingBytes(),
+            0);
   listed("Orders")->Journal()->Purge();
   expectContent("Orders", 0, 0);
   EXPECT_EQ(operations->Statistics("Orders")->AcknowledgedBytes(), 0);
@@ -126,7 +133,8 @@ TEST_P(OperationsBehaviour, DocumentsAreMovedCopiedPutBackAndDeletedButForThoseT
   open("Other")->SendDocument("there already");
   std::vector<std::int32_t> steps;
   {
-    const auto progress = operations->evtProgress([&](std::int32_t done, std::int32_t) { steps.push_back(done); });
+    const auto progress =
+        operations->evtProgress([&](std::int32_t done, std::int32_t) { steps.push_back(done); });
     EXPECT_EQ(operations->Move("Orders", false, "Other", where("MsgType equal \"EVEN\"")), 600);
   }
   EXPECT_THAT(steps, ElementsAre(500, 1000, 1200));
@@ -226,11 +234,10 @@ TEST_P(OperationsBehaviour, WorkThatIsKilledGoesOn) {
     for (const char* name : {"Copies", "Moved", "Imported"}) create<Utility>()->CreateQueue(name);
   })));
   const std::string file = home.file("out.jsonl");
-  const std::function<void()> works[] = {
-      [&] { create<Operations>()->Copy("Orders", false, "Copies"); },
-      [&] { create<Operations>()->Export("Orders", false, {}, file); },
-      [&] { create<Operations>()->Import(file, "Imported"); },
-      [&] { create<Operations>()->Move("Orders", false, "Moved"); }};
+  const std::function<void()> works[] = {[&] { create<Operations>()->Copy("Orders", false, "Copies"); },
+                                         [&] { create<Operations>()->Export("Orders", false, {}, file); },
+                                         [&] { create<Operations>()->Import(file, "Imported"); },
+                                         [&] { create<Operations>()->Move("Orders", false, "Moved"); }};
   for (const auto& work : works)
     for (int microseconds = 20'000;; microseconds = microseconds * 5 / 4) {
       const pid_t worker = inProcess(work);

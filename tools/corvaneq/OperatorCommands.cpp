@@ -81,7 +81,8 @@ void addOperatorCommands(CLI::App& app, OperatorArguments& given) {
   });
   pruning->add_option("queue", given.selection.queue, "The queue")->required();
   pruning->add_option("--older-than", given.bounds.age, "Those acknowledged longer ago: 30d, 12h, 15m, 90s");
-  pruning->add_option("--keep", given.bounds.count, "As many stay, the newest")->check(CLI::NonNegativeNumber);
+  pruning->add_option("--keep", given.bounds.count, "As many stay, the newest")
+      ->check(CLI::NonNegativeNumber);
   pruning->add_option("--keep-kilobytes", given.bounds.kilobytes, "As much stays, the newest")
       ->check(CLI::NonNegativeNumber);
   pruning->add_flag("--yes", given.doing.isConfirmed, "Do not ask");
