@@ -100,6 +100,12 @@ TEST(LateClient, FindsEveryDescribedMemberByNameAndKind) {
     const auto& messages = keep("_Messages", queue.get(u"Messages"));
     messages.call(u"Refresh");
     keep("_Message", messages.get(u"Item", 1));
+    const auto& operations = keep("_Operations", Value::create(u"CorvaneQueue.Operations"));
+    keep("_Filter", operations.call(u"NewFilter"));
+    keep("_Statistics", operations.call(u"Statistics", u"Orders"));
+    const auto& documents = keep("_Documents", operations.call(u"Search", u"Orders", 0, Value()));
+    documents.call(u"NextPage");
+    keep("_Document", documents.get(u"Item", 1));
 
     const auto members = describedMembers();
     EXPECT_GT(members.size(), 80u);

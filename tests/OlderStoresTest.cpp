@@ -60,6 +60,9 @@ TEST_F(OlderStores, OfMessagesWithoutChecksums) {
   const auto database = platform().host->createDatabaseConnection();
   store::acknowledge(*database, String(u"1"));
   EXPECT_EQ(embedded.check(u"db", StoreCheck::Quick).unchecked, documents - 1);
+  const QueueContent content = platform().operations->open(u"db")->content(u"Orders");
+  EXPECT_EQ(content.waiting, documents - 1);
+  EXPECT_EQ(content.acknowledgedBytes, 6);  // "body 1"
 }
 
 TEST_F(OlderStores, OfQueuesWithAllBodiesApart) {
@@ -94,6 +97,8 @@ TEST_F(OlderStores, OfQueuesWithAllBodiesApart) {
   });
   QueueStore store(home.directory());
   store.write(Database::Purpose::Stores, [&] { store.put({1, {}}); });
+  EXPECT_EQ(store.queues().all().front().messages, documents / 2 + 1);
+  EXPECT_EQ(store.queues().all().front().journalMessages, documents / 2);
   std::vector<MessageHeader> headers;
   store.read({1, false}, documents, 1, headers);
   ASSERT_EQ(headers.size(), 1u);

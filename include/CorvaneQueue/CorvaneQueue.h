@@ -4,3 +4,4 @@
 #include <CorvaneQueue/Apartment.h>
 #include <CorvaneQueue/client.h>
 #include <CorvaneQueue/operationsClient.h>
+#include <CorvaneQueue/Worker.h>

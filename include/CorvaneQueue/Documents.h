@@ -45,6 +45,8 @@ struct _Document : IDispatch {
   virtual HRESULT CORVANE_CALL get_AcknowledgedTime(VARIANT* result) noexcept = 0;
   // Bytes of the body as it is stored.
   virtual HRESULT CORVANE_CALL get_Length(LONG* result) noexcept = 0;
+  // Why a worker failed over it the last time; empty when none did.
+  virtual HRESULT CORVANE_CALL get_Failure(BSTR* result) noexcept = 0;
   // Read from the store with each call. Error 5 when it is gone, or damaged.
   virtual HRESULT CORVANE_CALL get_Body(BSTR* result) noexcept = 0;
 };
@@ -59,6 +61,7 @@ inline constexpr std::array documentMembers{
     get<&_Document::get_SentTime>(0x68040006, u"SentTime"),
     get<&_Document::get_AcknowledgedTime>(0x68040007, u"AcknowledgedTime"),
     get<&_Document::get_Length>(0x68040008, u"Length"),
+    get<&_Document::get_Failure>(0x6804000a, u"Failure"),
     get<&_Document::get_Body>(0x68040009, u"Body"),
 };
 

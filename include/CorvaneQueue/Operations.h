@@ -47,6 +47,14 @@ struct _Operations : IDispatch {
   virtual HRESULT CORVANE_CALL raw_Compact() noexcept = 0;
   // Error 5 when it holds documents, waiting or in the journal, and they are not to go too.
   virtual HRESULT CORVANE_CALL raw_DeleteQueue(BSTR Queue, VARIANT_BOOL EvenIfNotEmpty) noexcept = 0;
+  // Reads all of the store: a sentence for everything that is wrong, each on a line; empty when it is sound.
+  virtual HRESULT CORVANE_CALL raw_Verify(BSTR* result) noexcept = 0;
+  // Copies both stores and the settings into a directory that is not there yet, while others work.
+  virtual HRESULT CORVANE_CALL raw_Backup(BSTR Directory) noexcept = 0;
+  // Puts such a copy in the place of what is there. Error 5, and nothing is changed, while processes work
+  // with the stores, and for a copy that is damaged, not whole, or of a newer library. Killed, it is done
+  // again.
+  virtual HRESULT CORVANE_CALL raw_Restore(BSTR Directory) noexcept = 0;
   // Ends the work that goes on, after its batch: for handlers of evtProgress.
   virtual HRESULT CORVANE_CALL raw_Cancel() noexcept = 0;
   // Documents that the last call left alone: how many a receiver held, and the identifiers of damaged ones.
@@ -75,6 +83,9 @@ inline constexpr std::array operationsMembers{
                                       {u"Queue", u"OlderThanSeconds", u"KeepCount", u"KeepKilobytes"}),
     method<&_Operations::raw_Compact>(0x6004000b, u"Compact"),
     method<&_Operations::raw_DeleteQueue>(0x6004000c, u"DeleteQueue", "", {u"Queue", u"EvenIfNotEmpty"}),
+    function<&_Operations::raw_Verify>(0x60040010, u"Verify"),
+    method<&_Operations::raw_Backup>(0x60040011, u"Backup", "", {u"Directory"}),
+    method<&_Operations::raw_Restore>(0x60040012, u"Restore", "", {u"Directory"}),
     method<&_Operations::raw_Cancel>(0x6004000d, u"Cancel"),
     get<&_Operations::get_Held>(0x6804000e, u"Held"),
     get<&_Operations::get_Damaged>(0x6804000f, u"Damaged"),

@@ -40,6 +40,7 @@ class Document : public Handle<Document, _Document> {
     return detail::timeOf(invoke<&_Document::get_AcknowledgedTime>());
   }
   std::int32_t Length() const { return invoke<&_Document::get_Length>(); }
+  String Failure() const { return invoke<&_Document::get_Failure>(); }
   String Body() const { return invoke<&_Document::get_Body>(); }
 };
 
@@ -128,6 +129,9 @@ class Operations : public Handle<Operations, _Operations> {
   void DeleteQueue(const Text& Queue, bool EvenIfNotEmpty = false) const {
     invoke<&_Operations::raw_DeleteQueue>(Queue, EvenIfNotEmpty);
   }
+  String Verify() const { return invoke<&_Operations::raw_Verify>(); }
+  void Backup(const Text& Directory) const { invoke<&_Operations::raw_Backup>(Directory); }
+  void Restore(const Text& Directory) const { invoke<&_Operations::raw_Restore>(Directory); }
   void Cancel() const { invoke<&_Operations::raw_Cancel>(); }
   std::int32_t Held() const { return invoke<&_Operations::get_Held>(); }
   String Damaged() const { return invoke<&_Operations::get_Damaged>(); }

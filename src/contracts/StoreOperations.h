@@ -1,6 +1,7 @@
 // What a store must offer to those who operate it.
 #pragma once
 
+#include <CorvaneQueue/storeCheck.h>
 #include <CorvaneQueue/Variant.h>
 
 #include <cstdint>
@@ -96,6 +97,13 @@ class StoreOperations {
   virtual void store(const String& queue, std::span<const StoredDocument> documents, const RunNote& note) = 0;
   // The position that was noted last, 0 for a run that has not begun or has ended.
   virtual std::int64_t noted(const std::string& run) = 0;
+  // For workers: counts an attempt at a document, and how many there have been; also those that a process has
+  // not survived. Forgets them; or keeps why the last one failed. Documents by their numbers in lists.
+  virtual std::int32_t beginAttempt(std::int64_t shown) = 0;
+  virtual void endAttempts(std::int64_t shown) = 0;
+  virtual void noteFailure(std::int64_t shown, const String& reason) = 0;
+  // Empty for none.
+  virtual String failure(std::int64_t shown) = 0;
   virtual void removeQueue(const String& queue) = 0;
 
   // Gives a part of the free room back to the disk; what is left of it, in bytes.
@@ -107,6 +115,14 @@ class OperationsAccess {
   virtual ~OperationsAccess() = default;
   // Of the store of that type: "db" or "msmq". Throws an Error for a store that cannot be operated from here.
   virtual std::unique_ptr<StoreOperations> open(std::u16string_view storeType) = 0;
+  // Whether the store of that type is sound; reads all of it.
+  virtual StoreReport verify(std::u16string_view storeType) = 0;
+  // Bytes done, of how many, 0 when that is not known. What it throws ends the work.
+  using Progress = std::function<void(std::int64_t done, std::int64_t total)>;
+  // Makes the directory, a copy of the installation, while others work; and puts one in its place, when
+  // nobody does. Throws 5 for a directory that will not do.
+  virtual void backUp(const std::filesystem::path& directory, const Progress& progress) = 0;
+  virtual void restore(const std::filesystem::path& directory, const Progress& progress) = 0;
   // Gives a file that is whole its name; durable.
   virtual void giveName(const std::filesystem::path& part, const std::filesystem::path& name) = 0;
 };

@@ -36,6 +36,7 @@ class PublicDocument final : public Object<PublicDocument, DocumentForm<PublicDo
   Date SentTime() const;
   Variant AcknowledgedTime() const;
   std::int32_t Length() const;
+  String Failure() const { return store_->session().failure(store_->shownNumber(document_.id)); }
   String Body() const;
 
  private:

@@ -30,6 +30,7 @@ class DocumentForm : public DispatchForm<_Document> {
   FORM_GET(Document, SentTime)
   FORM_GET(Document, AcknowledgedTime)
   FORM_GET(Document, Length)
+  FORM_GET(Document, Failure)
   FORM_GET(Document, Body)
 };
 
@@ -86,6 +87,9 @@ class OperationsForm : public DispatchForm<_Operations> {
   FORM_FUNCTION4(Operations, Prune, Queue, OlderThanSeconds, KeepCount, KeepKilobytes)
   FORM_METHOD(Operations, Compact)
   FORM_METHOD2(Operations, DeleteQueue, Queue, EvenIfNotEmpty)
+  FORM_FUNCTION(Operations, Verify)
+  FORM_METHOD1(Operations, Backup, Directory)
+  FORM_METHOD1(Operations, Restore, Directory)
   FORM_METHOD(Operations, Cancel)
   FORM_GET(Operations, Held)
   FORM_GET(Operations, Damaged)

@@ -1,6 +1,8 @@
 #include "PublicOperations.h"
 
+#include "DbUtility.h"
 #include "DocumentFile.h"
+#include "Platform.h"
 #include "StoredText.h"
 #include "UtcTime.h"
 
@@ -225,6 +227,34 @@ void PublicOperations::Compact() {
     constexpr std::int64_t kilobyte = 1024;
     progress((total - left) / kilobyte, total / kilobyte);
   }
+}
+
+// ---- The installation
+
+String PublicOperations::Verify() {
+  const StoreReport report = platform().operations->verify(make<DbUtility>()->QueueStoreType());
+  std::u16string lines;
+  for (const String& finding : report.findings)
+    lines += (lines.empty() ? u"" : u"\n") + std::u16string(finding.view());
+  return lines;
+}
+
+OperationsAccess::Progress PublicOperations::progressInKilobytes() {
+  begin();
+  return [this](std::int64_t done, std::int64_t total) {
+    constexpr std::int64_t kilobyte = 1024;
+    progress(done / kilobyte, total / kilobyte);
+    if (isCancelled_) refuse(u"The work has been cancelled; nothing was changed.");
+  };
+}
+
+void PublicOperations::Backup(StringRef Directory) {
+  platform().operations->backUp(toUtf8(Directory), progressInKilobytes());
+}
+
+void PublicOperations::Restore(StringRef Directory) {
+  store_ = nullptr;  // a session of this object is one too
+  platform().operations->restore(toUtf8(Directory), progressInKilobytes());
 }
 
 void PublicOperations::DeleteQueue(StringRef Queue, bool EvenIfNotEmpty) {

@@ -45,6 +45,9 @@ class PublicOperations final
                      std::int32_t KeepKilobytes);
   void Compact();
   void DeleteQueue(StringRef Queue, bool EvenIfNotEmpty);
+  String Verify();
+  void Backup(StringRef Directory);
+  void Restore(StringRef Directory);
   void Cancel() noexcept { isCancelled_ = true; }
   std::int32_t Held() const noexcept;
   String Damaged();
@@ -61,6 +64,7 @@ class PublicOperations final
   std::int64_t note(const Changed& changed);
   void begin();
   void progress(std::int64_t done, std::int64_t total);
+  OperationsAccess::Progress progressInKilobytes();
 
   std::shared_ptr<OperatedStore> store_;
   bool isCancelled_ = false;

@@ -1,6 +1,7 @@
 // Everything behind the door, on this machine alone.
 #pragma once
 
+#include "Backup.h"
 #include "CorvaneHost.h"
 #include "EmbeddedQueuing.h"
 #include "InstallationFile.h"
@@ -8,6 +9,7 @@
 #include "MessageStore.h"
 #include "Platform.h"
 #include "QueueOperations.h"
+#include "QueueSchema.h"
 #include "ServerAccess.h"
 #include "SqliteAccess.h"
 #include "ZstdCompression.h"
@@ -37,6 +39,26 @@ class EmbeddedPlatform final : private OperationsAccess {
     return std::make_unique<QueueOperations>();
   }
 
+  StoreReport verify(std::u16string_view storeType) override {
+    return check(storeType, StoreCheck::Thorough);
+  }
+  void backUp(const std::filesystem::path& directory, const Progress& progress) override {
+    Backup(files(*settings_.content())).make(directory, progress);
+  }
+  // The settings of the copy say where the store belongs.
+  void restore(const std::filesystem::path& directory, const Progress& progress) override {
+    TomlFile settings;
+    Backup(files(*settings.content((directory / "settings.toml").native()))).putBack(directory, progress);
+  }
+  std::vector<BackedUpFile> files(const TomlFile::Content& settings) const {
+    const std::filesystem::path& installation = installationDirectory();
+    const std::filesystem::path queues = installation / "msmq" / "storage";
+    return {{"settings.toml", installation / "settings.toml", {}},
+            {"registry.toml", installation / "registry.toml", {}},
+            {"codepage", queues / "codepage", {}},
+            {"messages.db", SqliteAccess::fileIn(settings), embeddedStore_.migrations()},
+            {"queues.db", queues / QueueStore::fileName, queueMigrations()}};
+  }
   void giveName(const std::filesystem::path& part, const std::filesystem::path& name) override {
     renameFile(part, name);
   }

@@ -3,6 +3,7 @@
 #include "Output.h"
 
 #include <charconv>
+#include <filesystem>
 #include <functional>
 #include <iostream>
 
@@ -15,14 +16,14 @@ namespace {
 // Work with many documents: tells how far it is, and in the end how many it has dealt with and why not all.
 class Work {
  public:
-  explicit Work(const Selection& selection) : selection_(selection), operations_(create<Operations>()) {
-    if (!selection.queue.empty()) {
-      mustBeThere(selection.queue);
-      queue_ = argument("queue name", selection.queue);
-      filter_ = selection.filter(operations_);
+  explicit Work(Selection selection) : selection_(std::move(selection)), operations_(create<Operations>()) {
+    if (!selection_.queue.empty()) {
+      mustBeThere(selection_.queue);
+      queue_ = argument("queue name", selection_.queue);
+      filter_ = selection_.filter(operations_);
       // One that was named and is not there: nothing is done.
-      static_cast<void>(findAll(selection.queue, selection.identifiers,
-                                selection.isJournal ? Among::Acknowledged : Among::Waiting));
+      static_cast<void>(findAll(selection_.queue, selection_.identifiers,
+                                selection_.isJournal ? Among::Acknowledged : Among::Waiting));
     }
     progress_ =
         operations_->evtProgress([this](std::int32_t done, std::int32_t total) { bar_.at(done, total); });
@@ -63,7 +64,7 @@ class Work {
   }
 
  private:
-  const Selection& selection_;
+  const Selection selection_;
   Operations operations_;
   String queue_;
   Filter filter_;
@@ -154,6 +155,22 @@ void compact() {
   Work work({});
   work.operations()->Compact();
   print({{"action", "compacted"}});
+}
+
+void backUp(const std::string& directory) {
+  Work work({});
+  work.operations()->Backup(argument("directory", std::filesystem::absolute(directory).string()));
+  print({{"action", "backed up"}, {"directory", directory}});
+}
+
+void restore(const std::string& directory, bool isConfirmed) {
+  if (!isConfirmed)
+    confirm(
+        "All that is in both stores of this installation, and its settings, are about to be replaced by \"" +
+        directory + "\".");
+  Work work({});
+  work.operations()->Restore(argument("directory", std::filesystem::absolute(directory).string()));
+  print({{"action", "restored"}, {"directory", directory}});
 }
 
 void removeQueue(const std::string& queue, const std::string& confirmed) {

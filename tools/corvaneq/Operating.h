@@ -39,6 +39,15 @@ struct Bounds {
 };
 void prune(const std::string& queue, const Bounds& bounds, bool isConfirmed);
 void compact();
+struct WorkOptions {
+  std::int32_t attempts = 5;
+  int pauseSeconds = 1;
+  bool isUntilEmpty = false;
+};
+// Runs the program for each document, which it has on its standard input; its exit code 0 acknowledges.
+void work(const std::string& queue, const std::vector<std::string>& command, const WorkOptions& options);
+void backUp(const std::string& directory);
+void restore(const std::string& directory, bool isConfirmed);
 // Asks for the name of the queue, unless it is given to confirm.
 void removeQueue(const std::string& queue, const std::string& confirmed);
 

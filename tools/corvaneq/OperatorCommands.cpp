@@ -87,6 +87,27 @@ void addOperatorCommands(CLI::App& app, OperatorArguments& given) {
       ->check(CLI::NonNegativeNumber);
   pruning->add_flag("--yes", given.doing.isConfirmed, "Do not ask");
   addCommand(app, "compact", "Give free room of the store back to the disk.", compact);
+  auto* working = addCommand(app, "work", "Run a program for each document; its exit code 0 acknowledges.",
+                             [&] { work(given.selection.queue, given.command, given.working); });
+  working->add_option("queue", given.selection.queue, "The queue")->required();
+  working
+      ->add_option("command", given.command,
+                   "Behind --: the program and its arguments. It reads the document, and finds CORVANE_ID, "
+                   "CORVANE_LABEL and CORVANE_ATTEMPT in its environment")
+      ->required();
+  working->add_option("--attempts", given.working.attempts, "After so many a document goes to QUEUE.failed")
+      ->check(CLI::PositiveNumber);
+  working->add_option("--pause", given.working.pauseSeconds, "Seconds between a failure and the next attempt")
+      ->check(CLI::NonNegativeNumber);
+  working->add_flag("--until-empty", given.working.isUntilEmpty, "Until nothing waits");
+  addCommand(app, "backup", "Copy both stores and the settings, while others work.",
+             [&] { backUp(given.to); })
+      ->add_option("directory", given.to, "A directory that is not there yet")
+      ->required();
+  auto* restoring = addCommand(app, "restore", "Put such a copy in the place of what is there.",
+                               [&] { restore(given.to, given.doing.isConfirmed); });
+  restoring->add_option("directory", given.to, "The copy")->required();
+  restoring->add_flag("--yes", given.doing.isConfirmed, "Do not ask");
   auto* remove = addCommand(app, "remove", "Remove a queue with its documents.",
                             [&] { removeQueue(given.selection.queue, given.confirmed); });
   remove->add_option("queue", given.selection.queue, "The queue")->required();

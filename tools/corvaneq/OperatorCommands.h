@@ -15,6 +15,8 @@ struct OperatorArguments {
   Doing doing;
   FindOptions finding;
   Bounds bounds;
+  WorkOptions working;
+  std::vector<std::string> command;
   std::vector<std::string> queues;
   std::string to;
   std::string confirmed;

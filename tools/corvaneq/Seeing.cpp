@@ -60,6 +60,8 @@ Row rowOf(const Document& document) {
   row.emplace_back("msgId", toUtf8(document->MsgID()));
   row.emplace_back("object", toUtf8(document->Object()));
   row.emplace_back("objectId", toUtf8(document->ObjectID()));
+  if (const String failure = document->Failure(); !failure.empty())
+    row.emplace_back("failure", toUtf8(failure));
   return row;
 }
 

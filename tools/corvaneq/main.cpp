@@ -140,6 +140,8 @@ void addOtherCommands(CLI::App& app, Arguments& given) {
   settings->add_option("name", given.setting, "The setting");
   settings->add_option("value", given.value, "Its new value");
   corvaneq::addCommand(app, "status", "Tell which store is in use and what is supported.", corvaneq::status);
+  corvaneq::addCommand(app, "verify", "The same as check.",
+                       [&] { given.result = corvaneq::check() ? succeeded : failed; });
   corvaneq::addCommand(app, "check", "Read all of the store and tell whether it is sound.",
                        [&] { given.result = corvaneq::check() ? succeeded : failed; });
   auto* database = corvaneq::addCommand(

@@ -1,5 +1,6 @@
 #include "QueueOperations.h"
 
+#include "Attempts.h"
 #include "StoredText.h"
 
 #include <CorvaneQueue/MessageQueuing.h>
@@ -10,6 +11,12 @@ namespace CorvaneQueue::platform_layer {
 
 namespace {
 constexpr std::int32_t compressedBody = 1;  // of appSpecific
+constexpr AttemptStatements attempts{
+    "INSERT INTO dbo.mqFailure (messageId, attempts, reason) VALUES (?1, 1, '')"
+    " ON CONFLICT DO UPDATE SET attempts = attempts + 1 RETURNING attempts",
+    "DELETE FROM dbo.mqFailure WHERE messageId = ?1",
+    "UPDATE dbo.mqFailure SET reason = ?2 WHERE messageId = ?1",
+    "SELECT reason FROM dbo.mqFailure WHERE messageId = ?1"};
 }  // namespace
 
 QueueOperations::QueueOperations() {
@@ -201,6 +208,21 @@ std::int64_t QueueOperations::noted(const std::string& run) {
   Statement row = service_->store().database().rows("SELECT position FROM dbo.mqRun WHERE run = ?1",
                                                     std::string_view(run));
   return row.step() ? row.integer(0) : 0;
+}
+
+// ---- Attempts
+
+std::int32_t QueueOperations::beginAttempt(std::int64_t shown) {
+  return platform_layer::beginAttempt(service_->store().database(), attempts, shown);
+}
+void QueueOperations::endAttempts(std::int64_t shown) {
+  platform_layer::endAttempts(service_->store().database(), attempts, shown);
+}
+void QueueOperations::noteFailure(std::int64_t shown, const String& reason) {
+  platform_layer::noteFailure(service_->store().database(), attempts, shown, toStored(reason));
+}
+String QueueOperations::failure(std::int64_t shown) {
+  return fromStored(failureOf(service_->store().database(), attempts, shown));
 }
 
 void QueueOperations::removeQueue(const String& queue) { service_->remove(recordOf(queue).address); }

@@ -53,15 +53,20 @@ class Database {
   // How long to wait for the other writers; nothing: without end.
   using Limit = std::optional<std::chrono::seconds>;
   // Runs `work` as one durable unit: all of it, or nothing and the error (but for SyncFailed).
-  void write(Purpose purpose, Limit limit, const std::function<void()>& work);
+  void write(Purpose purpose, Limit limit, const std::function<void()>& work) {
+    write(purpose, limit, work, Durable::Now);
+  }
 
   // The same in steps. Nobody else writes from begin to commit or rollback.
   void begin(Purpose purpose, Limit limit);
   // For a transaction that was begun for the other purpose.
   void mustTake(Purpose purpose);
-  // Durable when it returns. On failure everything is rolled back, but for SyncFailed.
-  void commit();
+  // Durable when it returns, or with a later commit: until then it survives the death of this process, not of
+  // the machine. On failure everything is rolled back, but for SyncFailed.
+  enum class Durable { Now, Later };
+  void commit(Durable when = Durable::Now);
   void rollback() noexcept;
+  void write(Purpose purpose, Limit limit, const std::function<void()>& work, Durable when);
   bool inTransaction() const noexcept { return inTransaction_; }
   // Another number with every commit of any process; nothing while one goes on.
   std::optional<std::uint64_t> commits() const noexcept;

@@ -103,7 +103,7 @@ void Database::endTransaction() noexcept {
   sessions_->note(this, false);
 }
 
-void Database::commit() {
+void Database::commit(Durable when) {
   const std::uint64_t number = durability_->committing();
   try {
     execute("COMMIT");
@@ -115,6 +115,7 @@ void Database::commit() {
   if (beginsLog_) sharing_->state().isLogMoved = 0;
   endTransaction();
   durability_->committed(number);
+  if (when == Durable::Later) return;
   durability_->sync(number);
   if (durability_->isMoveDue()) moveLog(std::chrono::milliseconds(0));
 }
@@ -146,12 +147,12 @@ void Database::moveLog(std::chrono::milliseconds patience) noexcept {
                        patience.count() > 0 ? Durability::Shorten::Yes : Durability::Shorten::No);
 }
 
-void Database::write(Purpose purpose, Limit limit, const std::function<void()>& work) {
+void Database::write(Purpose purpose, Limit limit, const std::function<void()>& work, Durable when) {
   for (bool isLast = false;; isLast = true) {
     begin(purpose, limit);
     try {
       work();
-      return commit();
+      return commit(when);
     } catch (const DiskFull&) {  // perhaps there is room in the store, and only the log cannot grow
       rollback();
       if (isLast) throw;

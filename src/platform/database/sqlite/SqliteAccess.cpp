@@ -7,10 +7,9 @@
 
 namespace CorvaneQueue::platform_layer {
 
-std::filesystem::path SqliteAccess::file() {
-  const auto content = settings_.content();
-  auto set = content->at({u"Platform", u"MessageStore"});
-  if (!set) set = content->at({u"Platform", u"MessageStore", u"File"});
+std::filesystem::path SqliteAccess::fileIn(const TomlFile::Content& settings) {
+  auto set = settings.at({u"Platform", u"MessageStore"});
+  if (!set) set = settings.at({u"Platform", u"MessageStore", u"File"});
   if (set && set->type() != VT_BSTR)
     throw Error(ErrorNumber::TypeMismatch, {},
                 u"The setting MessageStore must be a text: the name of the store's file.");

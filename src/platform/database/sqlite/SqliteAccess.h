@@ -17,9 +17,12 @@ class SqliteAccess final : public StoreAccess {
   std::shared_ptr<StoreSession> connect() override;
   StoreReport check(StoreCheck how) override;
   std::unique_ptr<StoreOperations> operations() override;
+  // Where settings of that content place the store.
+  static std::filesystem::path fileIn(const TomlFile::Content& settings);
+  std::span<const std::string_view> migrations() const noexcept { return definition_.migrations; }
 
  private:
-  std::filesystem::path file();
+  std::filesystem::path file() { return fileIn(*settings_.content()); }
   InstallationFile& settings_;
   StoreDefinition definition_;
 };

@@ -1,5 +1,6 @@
 #include "SqliteOperations.h"
 
+#include "Attempts.h"
 #include "StoredText.h"
 
 #include <algorithm>
@@ -10,6 +11,12 @@ namespace CorvaneQueue::platform_layer {
 
 namespace {
 
+constexpr AttemptStatements attempts{
+    "INSERT INTO dbo.mdqFailure (MessageID, Attempts, Reason) VALUES (?1, 1, '')"
+    " ON CONFLICT DO UPDATE SET Attempts = Attempts + 1 RETURNING Attempts",
+    "DELETE FROM dbo.mdqFailure WHERE MessageID = ?1",
+    "UPDATE dbo.mdqFailure SET Reason = ?2 WHERE MessageID = ?1",
+    "SELECT Reason FROM dbo.mdqFailure WHERE MessageID = ?1"};
 constexpr auto writersWait = std::chrono::seconds(30);
 constexpr std::int64_t documentsBox = 0;  // of the locks: identifiers are unique in the store
 
@@ -225,6 +232,21 @@ void SqliteOperations::note(const RunNote& note) {
 std::int64_t SqliteOperations::noted(const std::string& run) {
   Statement row = reading().rows(sql_.noted, std::string_view(run));
   return row.step() ? row.integer(0) : 0;
+}
+
+// ---- Attempts
+
+std::int32_t SqliteOperations::beginAttempt(std::int64_t shown) {
+  return platform_layer::beginAttempt(writing(), attempts, shown);
+}
+void SqliteOperations::endAttempts(std::int64_t shown) {
+  platform_layer::endAttempts(writing(), attempts, shown);
+}
+void SqliteOperations::noteFailure(std::int64_t shown, const String& reason) {
+  platform_layer::noteFailure(writing(), attempts, shown, toStored(reason));
+}
+String SqliteOperations::failure(std::int64_t shown) {
+  return fromStored(failureOf(reading(), attempts, shown));
 }
 
 void SqliteOperations::removeQueue(const String& queue) {

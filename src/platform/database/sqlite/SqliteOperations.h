@@ -23,6 +23,10 @@ class SqliteOperations final : public StoreOperations {
                  const String& to, const RunNote& note) override;
   void store(const String& queue, std::span<const StoredDocument> documents, const RunNote& note) override;
   std::int64_t noted(const std::string& run) override;
+  std::int32_t beginAttempt(std::int64_t shown) override;
+  void endAttempts(std::int64_t shown) override;
+  void noteFailure(std::int64_t shown, const String& reason) override;
+  String failure(std::int64_t shown) override;
   void removeQueue(const String& queue) override;
   std::int64_t compact() override;
 

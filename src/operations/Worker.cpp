@@ -1,0 +1,169 @@
+#include "DbUtility.h"
+#include "ErrorReports.h"
+#include "OperatedStore.h"
+#include "StoredText.h"
+
+#include <CorvaneQueue/operationsClient.h>
+#include <CorvaneQueue/Worker.h>
+#include <algorithm>
+#include <optional>
+#include <thread>
+
+namespace CorvaneQueue {
+
+namespace {
+constexpr std::int32_t handlerFailed = 100;
+constexpr auto longestPump = std::chrono::milliseconds(200);
+}  // namespace
+
+class Worker::Work {
+ public:
+  Work(String queue, Handler handler, WorkerOptions options)
+      : name_(std::move(queue)),
+        handler_(std::move(handler)),
+        options_(options),
+        errors_(u"Worker", ErrorReports::Naming::InOneCall),
+        isByArrival_(make<DbUtility>()->QueueStoreType() == u"msmq") {
+    if (!handler_ || options_.attempts < 1 || options_.pause.count() < 0 || options_.longestLook.count() < 1)
+      throw Error(ErrorNumber::InvalidArgument, u"CorvaneQueue.Worker",
+                  u"A worker needs a handler, at least one attempt, and times that are not negative.");
+    queue_->Initialize(name_);
+    if (!isByArrival_) return;
+    arrivals_ = queue_->evtArrived([this](String& document, String& identifier) {
+      isAnyTaken_ = true;
+      attempt({identifier, {}, document});
+    });
+    queue_->ReceiveEnable();
+  }
+
+  // Whether there was a document.
+  bool next(std::chrono::milliseconds patience) {
+    isAnyTaken_ = false;
+    failure_.reset();
+    if (isByArrival_)
+      Apartment::current().pump(patience);
+    else
+      poll();
+    if (failure_) putBack();
+    if (acknowledged_) finish(*std::exchange(acknowledged_, std::nullopt));
+    return isAnyTaken_;
+  }
+  void pauseAfterFailure(const std::stop_token& stop) {
+    const auto end = std::chrono::steady_clock::now() + options_.pause;
+    while (failure_ && !stop.stop_requested() && std::chrono::steady_clock::now() < end)
+      std::this_thread::sleep_for(std::min<std::chrono::milliseconds>(longestPump, options_.pause));
+  }
+  bool isByArrival() const noexcept { return isByArrival_; }
+  std::chrono::milliseconds longestLook() const noexcept { return options_.longestLook; }
+  std::int64_t done() const noexcept { return done_; }
+  std::int64_t failed() const noexcept { return failed_; }
+
+ private:
+  struct Failure {
+    String id;
+    std::int32_t attempts;
+    String reason;
+  };
+
+  void poll() {
+    queue_->BeginTransaction();
+    const auto message = queue_->ReceiveNext();
+    if (!message) return queue_->Abort();
+    isAnyTaken_ = true;
+    attempt({message->ID(), message->Label(), message->Body()});
+    if (!failure_) queue_->Commit();
+  }
+
+  void attempt(WorkerDocument document) {
+    const std::int64_t shown = toInt64(Variant(document.ID).get());
+    document.attempt = store_.session().beginAttempt(shown);
+    try {
+      if (document.attempt > options_.attempts)
+        throw Error(handlerFailed, u"CorvaneQueue.Worker", u"The process did not survive the last attempt.");
+      handler_(document);
+    } catch (...) {
+      const Error error = Error::current();
+      failure_ = {store_.shownID(shown), document.attempt, error.description()};
+      return;
+    }
+    queue_->AcknowledgeDocument(document.ID);
+    if (isByArrival_)
+      finish(shown);
+    else
+      acknowledged_ = shown;  // once it is committed
+  }
+
+  void finish(std::int64_t shown) {
+    store_.session().endAttempts(shown);
+    ++done_;
+  }
+
+  void putBack() {
+    queue_->Abort();
+    const bool isLast = failure_->attempts >= options_.attempts;
+    const std::u16string text = u"Queue \"" + std::u16string(name_.view()) + u"\", document " +
+                                std::u16string(failure_->id.view()) + u", attempt " +
+                                decimal(failure_->attempts) + u" of " + decimal(options_.attempts) +
+                                (isLast ? u", which goes to the queue \"" + failedName() + u"\": " : u": ") +
+                                std::u16string(failure_->reason.view());
+    errors_.noted(u"Run", Error(handlerFailed, u"CorvaneQueue.Worker", text));
+    store_.session().noteFailure(toInt64(Variant(failure_->id).get()), failure_->reason);
+    if (isLast) giveUp();
+    if (!isByArrival_) return;
+    queue_->ReceiveDisable();
+    queue_->ReceiveEnable();
+  }
+
+  std::u16string failedName() const { return std::u16string(name_.view()) + u".failed"; }
+
+  // The reason stays with the document, and so do its attempts: who puts it back gives it one more.
+  void giveUp() {
+    const String target = failedName();
+    if (!create<Queues>()->Exists(target)) create<Utility>()->CreateQueue(target);
+    const auto operations = create<Operations>();
+    const auto filter = operations->NewFilter();
+    filter->Where("ID", "equal", failure_->id);
+    if (operations->Move(name_, false, target, filter) == 1) ++failed_;
+    failure_.reset();  // no pause: the next one is another
+  }
+
+  String name_;
+  Handler handler_;
+  WorkerOptions options_;
+  ErrorReports errors_;
+  bool isByArrival_;
+  Queue queue_ = create<Queue>();
+  OperatedStore store_;
+  Subscription arrivals_;
+  bool isAnyTaken_ = false;
+  std::optional<Failure> failure_;
+  std::optional<std::int64_t> acknowledged_;
+  std::int64_t done_ = 0;
+  std::int64_t failed_ = 0;
+};
+
+Worker::Worker(const Text& queue, Handler handler, WorkerOptions options)
+    : work_(std::make_unique<Work>(String(StringRef(queue)), std::move(handler), options)) {}
+Worker::~Worker() = default;
+
+void Worker::run(std::stop_token stop) {
+  std::chrono::milliseconds look{1};
+  while (!stop.stop_requested()) {
+    if (work_->next(longestPump)) {
+      look = std::chrono::milliseconds(1);
+      work_->pauseAfterFailure(stop);
+    } else if (!work_->isByArrival()) {
+      std::this_thread::sleep_for(look);
+      look = std::min(look * 2, work_->longestLook());
+    }
+  }
+}
+
+void Worker::runUntilEmpty() {
+  while (work_->next(longestPump)) work_->pauseAfterFailure({});
+}
+
+std::int64_t Worker::done() const noexcept { return work_->done(); }
+std::int64_t Worker::failed() const noexcept { return work_->failed(); }
+
+}  // namespace CorvaneQueue
