@@ -181,6 +181,21 @@ TEST_P(OperationsBehaviour, JournalsArePrunedByCountBytesAndAge) {
   EXPECT_EQ(journaled("Orders").front(), "document 11");
   EXPECT_EQ(operations->Prune("Orders", -1, -1, 0), 20);
   expectContent("Orders", 0, 0);
+  // The standing rule is applied by whoever acknowledges.
+  operations->SetJournalRule("Orders", -1, 5);
+  EXPECT_EQ(operations->Statistics("Orders")->JournalCount(), 5);
+  Receiver receiver(GetParam(), open("Orders"));
+  fill("Orders", 30);
+  receiver.takeAll();
+  EXPECT_THAT(waiting("Orders"), IsEmpty());
+  for (int i = 0; i < 100 && operations->Statistics("Orders")->Acknowledged() > 5; ++i) {
+    usleep(100'000);
+    fill("Orders", 1);
+    receiver.takeAll();
+  }
+  EXPECT_EQ(operations->Statistics("Orders")->Acknowledged(), 5);
+  operations->SetJournalRule("Orders", -1);
+  operations->Delete("Orders", true);
   open("Orders")->SendDocument(std::string(3'000'000, 'x'));
   operations->Delete("Orders", false);
   operations->Compact();

@@ -133,7 +133,6 @@ TEST(Tool, AnswersMistakesWithSentencesAndExitCodes) {
   expectRun("messages Nowhere", 4, "There is no queue \"Nowhere\"");
   expectRun("settings QueueStoreType oracle", 3, "\"oracle\" is no value of QueueStoreType: msmq or db");
   expectRun("settings UsesPublicQueues maybe", 3, "UsesPublicQueues: true or false");
-  expectRun("watch Orders --ack", 3, "does not announce documents: use \"receive\"");
   expectRun("queue Orders", 3, "Only queues of the Message Queuing store");
   expectRun("receive Orders --count -1", 2, "--count");
   expectRun("send '\xFF' - < /dev/null", 3, "The queue name is not valid UTF-8");

@@ -129,6 +129,10 @@ struct _Statistics : IDispatch {
   // Kilobytes, -1 for none.
   virtual HRESULT CORVANE_CALL get_Quota(LONG* result) noexcept = 0;
   virtual HRESULT CORVANE_CALL get_JournalQuota(LONG* result) noexcept = 0;
+  // The standing rule for its journal (Operations.SetJournalRule), -1 for no bound.
+  virtual HRESULT CORVANE_CALL get_JournalSeconds(LONG* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_JournalCount(LONG* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_JournalKilobytes(LONG* result) noexcept = 0;
 };
 
 inline constexpr std::array statisticsMembers{
@@ -143,6 +147,9 @@ inline constexpr std::array statisticsMembers{
     get<&_Statistics::get_LastAcknowledged>(0x68040008, u"LastAcknowledged"),
     get<&_Statistics::get_Quota>(0x68040009, u"Quota"),
     get<&_Statistics::get_JournalQuota>(0x6804000a, u"JournalQuota"),
+    get<&_Statistics::get_JournalSeconds>(0x6804000b, u"JournalSeconds"),
+    get<&_Statistics::get_JournalCount>(0x6804000c, u"JournalCount"),
+    get<&_Statistics::get_JournalKilobytes>(0x6804000d, u"JournalKilobytes"),
 };
 
 template <>

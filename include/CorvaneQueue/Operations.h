@@ -43,6 +43,10 @@ struct _Operations : IDispatch {
   // too many, or too large together. -1 for no such bound.
   virtual HRESULT CORVANE_CALL raw_Prune(BSTR Queue, LONG OlderThanSeconds, LONG KeepCount,
                                          LONG KeepKilobytes, LONG* result) noexcept = 0;
+  // The same as a standing rule, kept in the settings: whoever acknowledges documents of the queue through a
+  // Queue object applies it, some at a time.
+  virtual HRESULT CORVANE_CALL raw_SetJournalRule(BSTR Queue, LONG OlderThanSeconds, LONG KeepCount,
+                                                  LONG KeepKilobytes) noexcept = 0;
   // Gives free room of the store back to the disk, while others work.
   virtual HRESULT CORVANE_CALL raw_Compact() noexcept = 0;
   // Error 5 when it holds documents, waiting or in the journal, and they are not to go too.
@@ -81,6 +85,8 @@ inline constexpr std::array operationsMembers{
     function<&_Operations::raw_Prune>(0x6004000a, u"Prune",
                                       "The Prune function deletes the oldest documents of a journal.",
                                       {u"Queue", u"OlderThanSeconds", u"KeepCount", u"KeepKilobytes"}),
+    method<&_Operations::raw_SetJournalRule>(0x60040013, u"SetJournalRule", "",
+                                             {u"Queue", u"OlderThanSeconds", u"KeepCount", u"KeepKilobytes"}),
     method<&_Operations::raw_Compact>(0x6004000b, u"Compact"),
     method<&_Operations::raw_DeleteQueue>(0x6004000c, u"DeleteQueue", "", {u"Queue", u"EvenIfNotEmpty"}),
     function<&_Operations::raw_Verify>(0x60040010, u"Verify"),

@@ -86,6 +86,9 @@ class Statistics : public Handle<Statistics, _Statistics> {
   }
   std::int32_t Quota() const { return invoke<&_Statistics::get_Quota>(); }
   std::int32_t JournalQuota() const { return invoke<&_Statistics::get_JournalQuota>(); }
+  std::int32_t JournalSeconds() const { return invoke<&_Statistics::get_JournalSeconds>(); }
+  std::int32_t JournalCount() const { return invoke<&_Statistics::get_JournalCount>(); }
+  std::int32_t JournalKilobytes() const { return invoke<&_Statistics::get_JournalKilobytes>(); }
 };
 
 // An empty filter handle is every document.
@@ -124,6 +127,10 @@ class Operations : public Handle<Operations, _Operations> {
   std::int32_t Prune(const Text& Queue, std::int32_t OlderThanSeconds, std::int32_t KeepCount = -1,
                      std::int32_t KeepKilobytes = -1) const {
     return invoke<&_Operations::raw_Prune>(Queue, OlderThanSeconds, KeepCount, KeepKilobytes);
+  }
+  void SetJournalRule(const Text& Queue, std::int32_t OlderThanSeconds, std::int32_t KeepCount = -1,
+                      std::int32_t KeepKilobytes = -1) const {
+    invoke<&_Operations::raw_SetJournalRule>(Queue, OlderThanSeconds, KeepCount, KeepKilobytes);
   }
   void Compact() const { invoke<&_Operations::raw_Compact>(); }
   void DeleteQueue(const Text& Queue, bool EvenIfNotEmpty = false) const {

@@ -105,6 +105,15 @@ decltype(auto) argument(P& parameter) {
   auto form(FORM_ARGUMENT(member, 0) a, FORM_ARGUMENT(member, 1) b, FORM_ARGUMENT(member, 2) c) { \
     return self().reportedForm(procedure, [&] { return self().own(a, b, c); });                   \
   }
+#define FORM_4(member, form, own, procedure, a, b, c, d)                                                    \
+  HRESULT CORVANE_CALL member(FORM_PARAMETER(member, 0) a, FORM_PARAMETER(member, 1) b,                     \
+                              FORM_PARAMETER(member, 2) c, FORM_PARAMETER(member, 3) d) noexcept final {    \
+    return answer([&] { return self().form(FORM_GIVEN(a), FORM_GIVEN(b), FORM_GIVEN(c), FORM_GIVEN(d)); }); \
+  }                                                                                                         \
+  auto form(FORM_ARGUMENT(member, 0) a, FORM_ARGUMENT(member, 1) b, FORM_ARGUMENT(member, 2) c,             \
+            FORM_ARGUMENT(member, 3) d) {                                                                   \
+    return self().reportedForm(procedure, [&] { return self().own(a, b, c, d); });                          \
+  }
 
 #define FORM_GET(kind, name) FORM_RESULT_0(get_##name, kind##_##name##_Get, name, u"" #kind "_" #name " Get")
 #define FORM_GET1(kind, name, a) \
@@ -126,6 +135,8 @@ decltype(auto) argument(P& parameter) {
   FORM_RESULT_4(raw_##name, kind##_##name, name, u"" #kind "_" #name, a, b, c, d)
 #define FORM_METHOD3(kind, name, a, b, c) \
   FORM_3(raw_##name, kind##_##name, name, u"" #kind "_" #name, a, b, c)
+#define FORM_METHOD4(kind, name, a, b, c, d) \
+  FORM_4(raw_##name, kind##_##name, name, u"" #kind "_" #name, a, b, c, d)
 
 // First in a form.
 #define FORM_SELF \

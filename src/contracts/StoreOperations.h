@@ -123,6 +123,8 @@ class OperationsAccess {
   // nobody does. Throws 5 for a directory that will not do.
   virtual void backUp(const std::filesystem::path& directory, const Progress& progress) = 0;
   virtual void restore(const std::filesystem::path& directory, const Progress& progress) = 0;
+  // What has been written to a file is on the disk.
+  virtual void sync(const std::filesystem::path& file) = 0;
   // Gives a file that is whole its name; durable.
   virtual void giveName(const std::filesystem::path& part, const std::filesystem::path& name) = 0;
 };

@@ -109,8 +109,12 @@ void PublicQueue::SendDocument(StringRef RawDocument) {
 }
 void PublicQueue::AcknowledgeDocument(StringRef MessageID) {
   forward<&IQueue::raw_AcknowledgeDocument>(u"AcknowledgeDocument", MessageID);
+  keepJournal();
 }
-void PublicQueue::Commit() { forward<&IQueue::raw_Commit>(u"Commit"); }
+void PublicQueue::Commit() {
+  forward<&IQueue::raw_Commit>(u"Commit");
+  keepJournal();
+}
 void PublicQueue::Abort() { forward<&IQueue::raw_Abort>(u"Abort"); }
 
 void PublicQueue::SendMessage(const Ref<_Message>& Message) {

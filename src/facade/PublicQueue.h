@@ -4,6 +4,7 @@
 #include "ConnectionPoint.h"
 #include "ErrorReports.h"
 #include "IQueue.h"
+#include "JournalRule.h"
 #include "MSMQQueueInterface.h"
 #include "Object.h"
 #include "QueueForm.h"
@@ -79,7 +80,13 @@ class PublicQueue final : public Object<PublicQueue, QueueForm<PublicQueue>, Eve
   }
   Ref<_MSMQQueue> messageQueuing() { return query<_MSMQQueue>(backEnd_.get()); }
 
+  // After something has been acknowledged for good.
+  void keepJournal() {
+    if (keeper_.isDue()) keeper_.look(Name());
+  }
+
   ErrorReports errors_;
+  JournalKeeper keeper_;
   Ref<IQueue> backEnd_;
   Ref<_Journal> journal_;
   Ref<_Messages> messages_;

@@ -134,9 +134,17 @@ void ExportFile::add(std::u16string_view queue, const OperatedStore& store, cons
   object["label"] = isText ? label : toBase64(label);
   object["body"] = isText ? body : toBase64(body);
   object["checksum"] = checksumOf(label, body);
-  stream_ << object.dump() << '\n';
+  const std::string line = object.dump() + '\n';
+  stream_ << line;
   mustBeGood("cannot be written");
   ++count_;
+  // All of it at the end would keep the syncs of others waiting.
+  constexpr std::size_t muchUnsynced = 4 << 20;
+  if ((unsynced_ += line.size()) < muchUnsynced) return;
+  unsynced_ = 0;
+  stream_.flush();
+  mustBeGood("cannot be written");
+  platform().operations->sync(part_);
 }
 
 void ExportFile::finish() {

@@ -30,6 +30,7 @@ class ExportFile {
   std::ofstream stream_;
   std::int64_t position_ = 0;
   std::int64_t count_ = 0;
+  std::size_t unsynced_ = 0;  // bytes
 };
 
 class ImportFile {

@@ -67,6 +67,9 @@ class StatisticsForm : public DispatchForm<_Statistics> {
   FORM_GET(Statistics, LastAcknowledged)
   FORM_GET(Statistics, Quota)
   FORM_GET(Statistics, JournalQuota)
+  FORM_GET(Statistics, JournalSeconds)
+  FORM_GET(Statistics, JournalCount)
+  FORM_GET(Statistics, JournalKilobytes)
 };
 
 template <class Self>
@@ -85,6 +88,7 @@ class OperationsForm : public DispatchForm<_Operations> {
   FORM_FUNCTION4(Operations, Export, Queue, IsJournal, Filter, File)
   FORM_FUNCTION2(Operations, Import, File, ToQueue)
   FORM_FUNCTION4(Operations, Prune, Queue, OlderThanSeconds, KeepCount, KeepKilobytes)
+  FORM_METHOD4(Operations, SetJournalRule, Queue, OlderThanSeconds, KeepCount, KeepKilobytes)
   FORM_METHOD(Operations, Compact)
   FORM_METHOD2(Operations, DeleteQueue, Queue, EvenIfNotEmpty)
   FORM_FUNCTION(Operations, Verify)

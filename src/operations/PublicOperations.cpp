@@ -7,7 +7,6 @@
 #include "UtcTime.h"
 
 #include <algorithm>
-#include <ctime>
 #include <limits>
 
 namespace CorvaneQueue {
@@ -42,7 +41,8 @@ OperatedStore& PublicOperations::store() {
 
 Ref<PublicStatistics> PublicOperations::Statistics(StringRef Queue) {
   OperatedStore& used = store();
-  return make<PublicStatistics>(String(Queue), used.session().content(used.list(Queue, false).queue));
+  return make<PublicStatistics>(String(Queue), used.session().content(used.list(Queue, false).queue),
+                                JournalBounds::of(Queue));
 }
 
 Ref<PublicDocuments> PublicOperations::Search(StringRef Queue, bool IsJournal, const Ref<_Filter>& Filter) {
@@ -192,28 +192,22 @@ std::int32_t PublicOperations::Prune(StringRef Queue, std::int32_t OlderThanSeco
   const DocumentList list = store().list(Queue, true);
   StoreOperations& session = store_->session();
   begin();
-  const QueueContent content = session.content(list.queue);
-  std::int64_t tooMany = KeepCount < 0 ? 0 : content.acknowledged - KeepCount;
-  std::int64_t tooLarge =
-      KeepKilobytes < 0 ? 0 : content.acknowledgedBytes - std::int64_t{KeepKilobytes} * 1024;
-  const std::int64_t oldest = std::time(nullptr) - OlderThanSeconds;
-  std::vector<StoredDocument> pruned;
+  const JournalBounds bounds{OlderThanSeconds, KeepCount, KeepKilobytes};
+  BeyondBounds beyond(bounds, session.content(list.queue));
   const std::int64_t done = forEachBatch(
       list, {}, StoreOperations::Bodies::Left, 0,
       [&](std::span<const StoredDocument> documents, std::int64_t) {
-        pruned.clear();
-        for (const StoredDocument& document : documents) {
-          const bool isTooOld =
-              OlderThanSeconds >= 0 && document.acknowledged.value_or(document.sent) < oldest;
-          if (tooMany <= 0 && tooLarge <= 0 && !isTooOld) continue;
-          --tooMany;
-          tooLarge -= document.length;
-          pruned.push_back(document);
-        }
+        const auto pruned = beyond.among(documents);
         if (pruned.empty() && OlderThanSeconds < 0) isCancelled_ = true;  // the rest may stay
         return pruned.empty() ? 0 : note(session.change(list, pruned, Fate::Deleted, list.queue, {}));
       });
   return asLong(done);
+}
+
+void PublicOperations::SetJournalRule(StringRef Queue, std::int32_t OlderThanSeconds, std::int32_t KeepCount,
+                                      std::int32_t KeepKilobytes) {
+  Statistics(Queue);  // it must be there
+  JournalBounds{OlderThanSeconds, KeepCount, KeepKilobytes}.writeFor(Queue);
 }
 
 void PublicOperations::Compact() {

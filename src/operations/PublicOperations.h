@@ -3,12 +3,14 @@
 
 #include "ConnectionPoint.h"
 #include "FoundDocuments.h"
+#include "JournalRule.h"
 
 namespace CorvaneQueue {
 
 class PublicStatistics final : public Object<PublicStatistics, StatisticsForm<PublicStatistics>> {
  public:
-  PublicStatistics(String queue, const QueueContent& content) : queue_(std::move(queue)), content_(content) {}
+  PublicStatistics(String queue, const QueueContent& content, const JournalBounds& rule)
+      : queue_(std::move(queue)), content_(content), rule_(rule) {}
   String Queue() const { return queue_; }
   std::int32_t Waiting() const { return number(content_.waiting); }
   std::int32_t Held() const { return number(content_.held); }
@@ -20,12 +22,16 @@ class PublicStatistics final : public Object<PublicStatistics, StatisticsForm<Pu
   Variant LastAcknowledged() const { return time(content_.lastAcknowledged); }
   std::int32_t Quota() const noexcept { return content_.quota; }
   std::int32_t JournalQuota() const noexcept { return content_.journalQuota; }
+  std::int32_t JournalSeconds() const noexcept { return rule_.seconds; }
+  std::int32_t JournalCount() const noexcept { return rule_.count; }
+  std::int32_t JournalKilobytes() const noexcept { return rule_.kilobytes; }
 
  private:
   static std::int32_t number(std::int64_t count) noexcept;
   static Variant time(std::optional<std::int64_t> moment);
   String queue_;
   QueueContent content_;
+  JournalBounds rule_;
 };
 
 class PublicOperations final
@@ -43,6 +49,8 @@ class PublicOperations final
   std::int32_t Import(StringRef File, StringRef ToQueue);
   std::int32_t Prune(StringRef Queue, std::int32_t OlderThanSeconds, std::int32_t KeepCount,
                      std::int32_t KeepKilobytes);
+  void SetJournalRule(StringRef Queue, std::int32_t OlderThanSeconds, std::int32_t KeepCount,
+                      std::int32_t KeepKilobytes);
   void Compact();
   void DeleteQueue(StringRef Queue, bool EvenIfNotEmpty);
   String Verify();

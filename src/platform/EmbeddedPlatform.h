@@ -59,6 +59,7 @@ class EmbeddedPlatform final : private OperationsAccess {
             {"messages.db", SqliteAccess::fileIn(settings), embeddedStore_.migrations()},
             {"queues.db", queues / QueueStore::fileName, queueMigrations()}};
   }
+  void sync(const std::filesystem::path& file) override { File(file, File::Use::Read).sync(); }
   void giveName(const std::filesystem::path& part, const std::filesystem::path& name) override {
     renameFile(part, name);
   }

@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <iostream>
 #include <optional>
+#include <thread>
 #include <utility>
 
 namespace corvaneq {
@@ -65,7 +66,9 @@ class Receiver {
   // Waits a moment, or without end. After a document it must be acknowledged before the next one comes.
   std::optional<Document> next(bool isEndless = false) {
     if (!isByArrival_) {
-      const auto message = queue_->ReceiveNext();
+      auto message = queue_->ReceiveNext();
+      for (; isEndless && !message; message = queue_->ReceiveNext())
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
       if (!message) return std::nullopt;
       return Document{message->ID(), message->Label(), message->Body()};
     }
@@ -101,10 +104,7 @@ class Receiver {
 }  // namespace
 
 int receive(const std::string& queueName, const ReceiveOptions& options) {
-  if (!options.isWatching)
-    mustBeThere(queueName);
-  else if (!usesMessageQueuing())
-    refuse("The database store does not announce documents: use \"receive\", as often as it takes.");
+  if (!options.isWatching) mustBeThere(queueName);
   const auto queue = openQueue(queueName);
   const std::filesystem::path directory = options.directory;
   // Files are written at once, so that a transaction can keep other receivers off the document. A

@@ -151,6 +151,20 @@ void prune(const std::string& queue, const Bounds& bounds, bool isConfirmed) {
   work.report("deleted", work.operations()->Prune(work.queue(), age, bounds.count, bounds.kilobytes));
 }
 
+void rule(const std::string& queue, const Bounds& bounds, bool isEnded) {
+  Selection selection;
+  selection.queue = queue;
+  const Work work(selection);
+  const auto& operations = work.operations();
+  if (isEnded || !bounds.age.empty() || bounds.count >= 0 || bounds.kilobytes >= 0)
+    operations->SetJournalRule(work.queue(), bounds.age.empty() ? -1 : secondsIn(bounds.age), bounds.count,
+                               bounds.kilobytes);
+  const auto statistics = operations->Statistics(work.queue());
+  tell("seconds", std::int64_t{statistics->JournalSeconds()});
+  tell("count", std::int64_t{statistics->JournalCount()});
+  tell("kilobytes", std::int64_t{statistics->JournalKilobytes()});
+}
+
 void compact() {
   Work work({});
   work.operations()->Compact();

@@ -38,6 +38,8 @@ struct Bounds {
   std::int32_t kilobytes = -1;
 };
 void prune(const std::string& queue, const Bounds& bounds, bool isConfirmed);
+// Makes the bounds a standing rule, if there are any, and shows the one there is.
+void rule(const std::string& queue, const Bounds& bounds, bool isEnded);
 void compact();
 struct WorkOptions {
   std::int32_t attempts = 5;

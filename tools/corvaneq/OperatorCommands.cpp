@@ -76,16 +76,23 @@ void addOperatorCommands(CLI::App& app, OperatorArguments& given) {
                             [&] { importDocuments(given.to, given.selection.queue); });
   import->add_option("queue", given.selection.queue, "The queue")->required();
   import->add_option("file", given.to, "The file")->required();
-  CLI::App* const pruning = addCommand(app, "prune", "Delete the oldest documents of a journal.", [&] {
+  const auto addBounded = [&](const char* name, const char* help, std::function<void()> run) {
+    CLI::App* const command = addCommand(app, name, help, std::move(run));
+    command->add_option("queue", given.selection.queue, "The queue")->required();
+    command->add_option("--older-than", given.bounds.age,
+                        "Those acknowledged longer ago: 30d, 12h, 15m, 90s");
+    command->add_option("--keep", given.bounds.count, "As many stay, the newest")
+        ->check(CLI::NonNegativeNumber);
+    command->add_option("--keep-kilobytes", given.bounds.kilobytes, "As much stays, the newest")
+        ->check(CLI::NonNegativeNumber);
+    return command;
+  };
+  addBounded("prune", "Delete the oldest documents of a journal.", [&] {
     prune(given.selection.queue, given.bounds, given.doing.isConfirmed);
-  });
-  pruning->add_option("queue", given.selection.queue, "The queue")->required();
-  pruning->add_option("--older-than", given.bounds.age, "Those acknowledged longer ago: 30d, 12h, 15m, 90s");
-  pruning->add_option("--keep", given.bounds.count, "As many stay, the newest")
-      ->check(CLI::NonNegativeNumber);
-  pruning->add_option("--keep-kilobytes", given.bounds.kilobytes, "As much stays, the newest")
-      ->check(CLI::NonNegativeNumber);
-  pruning->add_flag("--yes", given.doing.isConfirmed, "Do not ask");
+  })->add_flag("--yes", given.doing.isConfirmed, "Do not ask");
+  addBounded("rule", "Show the standing rule for a journal, or change it.", [&] {
+    rule(given.selection.queue, given.bounds, given.isEnded);
+  })->add_flag("--none", given.isEnded, "No rule any more");
   addCommand(app, "compact", "Give free room of the store back to the disk.", compact);
   auto* working = addCommand(app, "work", "Run a program for each document; its exit code 0 acknowledges.",
                              [&] { work(given.selection.queue, given.command, given.working); });

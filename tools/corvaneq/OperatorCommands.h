@@ -22,6 +22,7 @@ struct OperatorArguments {
   std::string confirmed;
   bool isWatching = false;
   bool leavesNoTrace = false;
+  bool isEnded = false;
 };
 void addOperatorCommands(CLI::App& app, OperatorArguments& given);
 

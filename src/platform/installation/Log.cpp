@@ -1,5 +1,6 @@
 #include "Log.h"
 
+#include "ByteLocks.h"
 #include "InstallationDirectory.h"
 #include "Lasting.h"
 #include "Process.h"
@@ -46,14 +47,25 @@ class OpenLog {
     const std::unique_lock guard(mutex_, std::try_to_lock);
     // Nowhere is left to tell of a line that cannot be written.
     if (!guard) return static_cast<void>(opened(name).append(line));
-    if (!file_.isOpen() || !FileState::ifThere(name).isSameFile(state_)) {
+    const FileState now = FileState::ifThere(name);
+    if (!file_.isOpen() || !now.isSameFile(state_)) {
       file_ = opened(name);
       state_ = file_.state();
     }
     static_cast<void>(file_.append(line));
+    if (now.size >= longest) setAside(name);
   }
 
  private:
+  static constexpr std::int64_t longest = 16 << 20;  // bytes, but for the last lines
+
+  // Of all processes that write it one does this; the others write into the older one until they look again.
+  void setAside(const std::filesystem::path& name) {
+    if (!tryLock(file_, {0, 0}, ByteLock::Exclusive)) return;
+    std::filesystem::path older = name;
+    if (FileState::ifThere(name).isSameFile(state_)) std::filesystem::rename(name, older += ".1");
+    file_ = File();  // and its lock with it
+  }
   static File opened(const std::filesystem::path& name) {
     makeDirectory(name.parent_path());
     return {name, File::Use::Append};

@@ -31,8 +31,10 @@ void StoreCopy::write(const std::filesystem::path& file, const Progress& progres
   if (!backup) target.failFor(opened, sqlite3_errcode(opened), "copying");
   const std::int64_t pageSize = numberOf(store_.handle(), store_.file(), "PRAGMA dbo.page_size");
   constexpr int pagesAtATime = 1024;
+  const File written(file, File::Use::Read);
   for (int result = SQLITE_OK; result != SQLITE_DONE;) {
     result = sqlite3_backup_step(backup.get(), pagesAtATime);
+    written.sync();  // all of it at the end would keep the syncs of others waiting
     if (result != SQLITE_OK && result != SQLITE_DONE) target.failFor(opened, result, "copying");
     const std::int64_t total = sqlite3_backup_pagecount(backup.get());
     progress((total - sqlite3_backup_remaining(backup.get())) * pageSize, total * pageSize);

@@ -169,7 +169,7 @@ std::int64_t Database::freePages() { return numberOf(handle_.get(), file_, "PRAG
 
 bool Database::giveBackPages() {
   const std::int64_t before = freePages();
-  write(Purpose::Frees, std::chrono::seconds(1), [&] { execute("PRAGMA dbo.incremental_vacuum(256)"); });
+  write(Purpose::Frees, std::chrono::seconds(1), [&] { execute("PRAGMA dbo.incremental_vacuum(1024)"); });
   return freePages() < before;
 }
 
@@ -187,7 +187,7 @@ void Database::giveBackSpace() {
 std::int64_t Database::giveBackSome() {
   const bool isAnyGiven = freePages() > 0 && giveBackPages();
   const std::int64_t left = isAnyGiven ? freePages() : 0;
-  if (left == 0) moveLog(std::chrono::seconds(1));
+  if (left == 0) moveLog(std::chrono::milliseconds(50));  // writers wait for it
   return left * numberOf(handle_.get(), file_, "PRAGMA dbo.page_size");
 }
 
