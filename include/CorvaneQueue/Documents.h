@@ -9,7 +9,8 @@ namespace CorvaneQueue {
 struct _Filter : IDispatch {
   // Field: MsgType, MsgID, Object, ObjectID, Label, Body, ID, Sent, Acknowledged or Length (bytes).
   // Test: "equal", "begins with", "one of" (a list with commas), "contains", "contains ignoring case",
-  // "from", "to". Times in UTC, as 2026-11-23T08:15:00Z or a day. Error 5 says what would be right.
+  // "from", "to". Times in UTC, as 2026-11-23T08:15:00Z or a day,
+  // which is meant from its beginning, and to its end. Error 5 says what would be right.
   virtual HRESULT CORVANE_CALL raw_Where(BSTR Field, BSTR Test, BSTR Value) noexcept = 0;
   // All of it: FIELD TEST "VALUE" and ...; a put replaces it.
   virtual HRESULT CORVANE_CALL get_Text(BSTR* result) noexcept = 0;

@@ -61,6 +61,11 @@ struct _Operations : IDispatch {
   virtual HRESULT CORVANE_CALL raw_Restore(BSTR Directory) noexcept = 0;
   // Ends the work that goes on, after its batch: for handlers of evtProgress.
   virtual HRESULT CORVANE_CALL raw_Cancel() noexcept = 0;
+  // An Import that goes on where an earlier one was killed, cancelled or failed: how many lines that had
+  // dealt with. Set StartsAnew, and Import and Copy forget the earlier ones.
+  virtual HRESULT CORVANE_CALL get_Before(LONG* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL get_StartsAnew(VARIANT_BOOL* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL put_StartsAnew(VARIANT_BOOL value) noexcept = 0;
   // Documents that the last call left alone: how many a receiver held, and the identifiers of damaged ones.
   virtual HRESULT CORVANE_CALL get_Held(LONG* result) noexcept = 0;
   virtual HRESULT CORVANE_CALL get_Damaged(BSTR* result) noexcept = 0;
@@ -93,6 +98,9 @@ inline constexpr std::array operationsMembers{
     method<&_Operations::raw_Backup>(0x60040011, u"Backup", "", {u"Directory"}),
     method<&_Operations::raw_Restore>(0x60040012, u"Restore", "", {u"Directory"}),
     method<&_Operations::raw_Cancel>(0x6004000d, u"Cancel"),
+    get<&_Operations::get_Before>(0x68040014, u"Before"),
+    get<&_Operations::get_StartsAnew>(0x68040015, u"StartsAnew"),
+    let<&_Operations::put_StartsAnew>(0x68040015, u"StartsAnew"),
     get<&_Operations::get_Held>(0x6804000e, u"Held"),
     get<&_Operations::get_Damaged>(0x6804000f, u"Damaged"),
 };

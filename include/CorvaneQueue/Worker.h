@@ -17,6 +17,14 @@ struct WorkerDocument {
   std::int32_t attempt = 1;  // of this document, by any worker
 };
 
+// Thrown by a handler that can do nothing for any document: this one goes back, the attempt does not count,
+// and the worker ends with this error.
+class StopWorker : public Error {
+ public:
+  explicit StopWorker(const Text& why)
+      : Error(ErrorNumber::InvalidArgument, u"CorvaneQueue.Worker", String(StringRef(why))) {}
+};
+
 struct WorkerOptions {
   // After so many failures a document goes to the queue NAME.failed, which is made when it is needed.
   std::int32_t attempts = 5;
@@ -43,7 +51,7 @@ class CORVANE_API Worker {
   // in hand, within a quarter of a second otherwise. Throws an Error when the store cannot be used.
   void run(std::stop_token stop);
   // The same until nothing waits.
-  void runUntilEmpty();
+  void runUntilEmpty(std::stop_token stop = {});
   // How many documents were acknowledged, and how many went to NAME.failed.
   std::int64_t done() const noexcept;
   std::int64_t failed() const noexcept;

@@ -140,6 +140,9 @@ class Operations : public Handle<Operations, _Operations> {
   void Backup(const Text& Directory) const { invoke<&_Operations::raw_Backup>(Directory); }
   void Restore(const Text& Directory) const { invoke<&_Operations::raw_Restore>(Directory); }
   void Cancel() const { invoke<&_Operations::raw_Cancel>(); }
+  std::int32_t Before() const { return invoke<&_Operations::get_Before>(); }
+  bool StartsAnew() const { return invoke<&_Operations::get_StartsAnew>(); }
+  void StartsAnew(bool value) const { invoke<&_Operations::put_StartsAnew>(value); }
   std::int32_t Held() const { return invoke<&_Operations::get_Held>(); }
   String Damaged() const { return invoke<&_Operations::get_Damaged>(); }
 

@@ -54,6 +54,9 @@ struct RunNote {
   std::string run;            // names the work; empty for none
   std::int64_t position = 0;  // behind which it goes on, or `ended`
   static constexpr std::int64_t ended = -1;
+  // In front of the queue that it puts documents into, at the end of its name: removing that queue forgets
+  // it.
+  static constexpr const char* intoQueue = " > ";
 };
 
 // What becomes of documents.
@@ -101,9 +104,11 @@ class StoreOperations {
   // not survived. Forgets them; or keeps why the last one failed. Documents by their numbers in lists.
   virtual std::int32_t beginAttempt(std::int64_t shown) = 0;
   virtual void endAttempts(std::int64_t shown) = 0;
-  virtual void noteFailure(std::int64_t shown, const String& reason) = 0;
+  // The reason of the last failure; as many attempts count from now on.
+  virtual void noteFailure(std::int64_t shown, const String& reason, std::int32_t attempts) = 0;
   // Empty for none.
   virtual String failure(std::int64_t shown) = 0;
+  // Throws an Error for a queue that holds documents.
   virtual void removeQueue(const String& queue) = 0;
 
   // Gives a part of the free room back to the disk; what is left of it, in bytes.

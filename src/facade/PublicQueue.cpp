@@ -16,6 +16,10 @@ PublicQueue::~PublicQueue() {
     // An error of it is nobody's any more; one that is on its way to the client must still arrive.
     const KeptErrorInformation kept;
     backEnd_->raw_Abort();
+    try {
+      if (isJournalLeft_) keeper_.look(Name());
+    } catch (const Error&) {  // somebody else will look
+    }
   }
   backEnd_ = nullptr;
   errors_.releaseTrace();

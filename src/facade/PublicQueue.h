@@ -82,11 +82,13 @@ class PublicQueue final : public Object<PublicQueue, QueueForm<PublicQueue>, Eve
 
   // After something has been acknowledged for good.
   void keepJournal() {
-    if (keeper_.isDue()) keeper_.look(Name());
+    isJournalLeft_ = !keeper_.isDue();
+    if (!isJournalLeft_) keeper_.look(Name());
   }
 
   ErrorReports errors_;
   JournalKeeper keeper_;
+  bool isJournalLeft_ = false;  // what has been acknowledged since the keeper looked
   Ref<IQueue> backEnd_;
   Ref<_Journal> journal_;
   Ref<_Messages> messages_;

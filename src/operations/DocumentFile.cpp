@@ -80,12 +80,18 @@ Json shown(std::u16string_view text) { return isUnicode(text) ? toUtf8(text) : s
 
 }  // namespace
 
+std::string checksumText(std::string_view bytes) {
+  return hexadecimal(XXH3_64bits(bytes.data(), bytes.size()));
+}
+
 // ---- Export
 
-ExportFile::ExportFile(std::filesystem::path file) : file_(std::move(file)), part_(file_) {
-  part_ += ".part";
+ExportFile::ExportFile(std::filesystem::path file, const std::string& what, Begin begin)
+    : file_(std::move(file)), part_(file_) {
+  part_ += "." + what + ".part";
   if (std::filesystem::exists(file_))
     fail(file_, "it is there already; nothing was exported. Name another one.");
+  if (begin == Begin::Anew) std::filesystem::remove(part_);
   if (std::filesystem::exists(part_)) goOn();
   stream_.open(part_, std::ios::binary | std::ios::app);
   mustBeGood("cannot be written");
@@ -157,15 +163,15 @@ void ExportFile::finish() {
 
 ImportFile::ImportFile(std::filesystem::path file)
     : file_(std::move(file)), stream_(file_, std::ios::binary) {
-  if (!stream_ || std::filesystem::is_directory(file_))
-    fail(file_, "it cannot be read: " + std::generic_category().message(errno));
+  if (std::filesystem::is_directory(file_)) fail(file_, "it is a directory.");
+  if (!stream_) fail(file_, "it cannot be read: " + std::generic_category().message(errno));
 }
 
 std::string ImportFile::identity() const {
   std::ifstream beginning(file_, std::ios::binary);
   std::string line;
   std::getline(beginning, line);
-  return hexadecimal(XXH3_64bits(line.data(), line.size()));
+  return checksumText(line);
 }
 
 void ImportFile::continueAt(std::int64_t position) {
@@ -197,6 +203,7 @@ bool ImportFile::next(std::size_t count, std::u16string_view queue, const Operat
     position_ += std::ssize(line) + 1;
     bytes += std::ssize(line);
   }
+  if (stream_.bad()) fail(file_, "it cannot be read to its end.");
   return !documents.empty();
 }
 

@@ -8,12 +8,16 @@
 
 namespace CorvaneQueue {
 
-// Written as FILE.part, which becomes FILE when it is whole. One that is there goes on behind its last whole
-// line.
+// XXH3 in hexadecimal digits.
+std::string checksumText(std::string_view bytes);
+
+// Written as FILE.WHAT.part, which becomes FILE when it is whole; WHAT is another one for another export. One
+// that is there goes on behind its last whole line.
 class ExportFile {
  public:
   // Throws 5 when FILE is there.
-  explicit ExportFile(std::filesystem::path file);
+  enum class Begin { Anew, WhereItEnded };
+  ExportFile(std::filesystem::path file, const std::string& what, Begin begin);
   // In its list, of the last document that is in the file; 0 for none.
   std::int64_t position() const noexcept { return position_; }
   // How many documents are in it.
@@ -41,6 +45,7 @@ class ImportFile {
   // Behind which the next line stands, in bytes.
   std::int64_t position() const noexcept { return position_; }
   void continueAt(std::int64_t position);
+  std::int64_t line() const noexcept { return line_; }
   // The next documents, as the queue keeps them; false at the end. Throws 5 that names a line that is wrong:
   // the documents before it come first.
   bool next(std::size_t count, std::u16string_view queue, const OperatedStore& store,

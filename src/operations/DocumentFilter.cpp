@@ -94,15 +94,20 @@ void DocumentFilter::add(std::u16string_view field, std::u16string_view test, st
     if (foldCase(candidate.name) != foldCase(test)) continue;
     Condition condition{word.field, candidate.test, std::u16string(value), {}, {}};
     const bool isText = word.kind == Kind::Text || word.kind == Kind::Body;
+    constexpr std::int64_t secondsOfDay = 86400;
+    const bool isDay = word.kind == Kind::Time && value.find(u'T') == std::u16string_view::npos;
     for (std::u16string_view rest = value; true;) {
       const std::size_t comma = candidate.test == Test::OneOf ? rest.find(u',') : std::u16string_view::npos;
       const std::u16string_view part =
           candidate.test == Test::OneOf || !isText ? trimmed(rest.substr(0, comma)) : rest;
+      if (part.empty() && candidate.test == Test::OneOf)
+        refuse(u"A part of the list " + inQuotes(value) + u" is empty.");
       if (isText)
         condition.texts.insert(candidate.test == Test::ContainsAnyCase ? foldCase(part)
                                                                        : std::u16string(part));
       else
-        condition.numbers.insert(numberIn(part, word.kind));
+        condition.numbers.insert(numberIn(part, word.kind) +
+                                 (isDay && candidate.test == Test::To ? secondsOfDay - 1 : 0));
       if (comma == std::u16string_view::npos) break;
       rest.remove_prefix(comma + 1);
     }

@@ -36,8 +36,7 @@ std::int32_t PublicDocument::Length() const {
 }
 
 String PublicDocument::Body() const {
-  const auto found =
-      store_->session().find(list_, store_->shownNumber(document_.id), StoreOperations::Bodies::Read);
+  const auto found = store_->whole(list_, document_);
   if (!found)
     throw Error(ErrorNumber::InvalidArgument, ofSearches,
                 u"The document " + std::u16string(ID().view()) + u" is no longer there.");

@@ -73,6 +73,7 @@ bool JournalKeeper::prune(std::u16string_view queue, const JournalBounds& rule) 
 
 void JournalKeeper::look(std::u16string_view queue) noexcept {
   const auto now = Clock::now();
+  if (platform().operations == nullptr) return;
   const KeptErrorInformation kept;
   try {
     const JournalBounds rule = JournalBounds::of(queue);

@@ -41,8 +41,8 @@ class JournalKeeper {
  private:
   bool prune(std::u16string_view queue, const JournalBounds& bounds);
   using Clock = std::chrono::steady_clock;
-  static constexpr auto pause = std::chrono::seconds(5);
-  Clock::time_point due_ = Clock::now() + pause;
+  static constexpr auto pause = std::chrono::seconds(1);
+  Clock::time_point due_{};
   std::unique_ptr<OperatedStore> store_;
 };
 

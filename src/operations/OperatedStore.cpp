@@ -45,6 +45,14 @@ String OperatedStore::shownID(std::int64_t id) const {
   return std::u16string(length - digits.size(), u'0') + digits;
 }
 
+std::optional<StoredDocument> OperatedStore::whole(const DocumentList& list, const StoredDocument& document) {
+  std::vector<StoredDocument> found;
+  session_->read(list, document.position - 1, StoreOperations::Direction::Forward, 1,
+                 StoreOperations::Bodies::Read, found);
+  if (found.empty() || found.front().id != document.id) return std::nullopt;
+  return std::move(found.front());
+}
+
 String OperatedStore::textOf(const StoredDocument& document) const {
   if (document.isDamaged)
     throw Error(ErrorNumber::InvalidArgument, u"CorvaneQueue.Operations",
@@ -132,7 +140,7 @@ bool DocumentReader::isMeant(StoredDocument& document) {
   if (!filter_.matchesHeader(document, shown)) return false;
   if (bodies_ == Bodies::Left) return true;
   if (document.body.type() == VT_EMPTY && !document.isDamaged) {
-    auto whole = store_.session().find(list_, shown, Bodies::Read);
+    auto whole = store_.whole(list_, document);
     if (!whole) return false;  // gone meanwhile
     document = std::move(*whole);
   }

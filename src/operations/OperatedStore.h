@@ -20,6 +20,8 @@ class OperatedStore {
   std::int64_t shownNumber(std::int64_t id) const noexcept { return session_->shownNumber(id); }
   // Throws 5 for a damaged one.
   String textOf(const StoredDocument& document) const;
+  // The document with its body; nothing when it is gone.
+  std::optional<StoredDocument> whole(const DocumentList& list, const StoredDocument& document);
   // A document of that text, in the form that the queue keeps. Throws 5 when it cannot be kept whole.
   StoredDocument documentOf(std::u16string_view queue, String text) const;
 

@@ -95,6 +95,9 @@ class OperationsForm : public DispatchForm<_Operations> {
   FORM_METHOD1(Operations, Backup, Directory)
   FORM_METHOD1(Operations, Restore, Directory)
   FORM_METHOD(Operations, Cancel)
+  FORM_GET(Operations, Before)
+  FORM_GET(Operations, StartsAnew)
+  FORM_LET(Operations, StartsAnew)
   FORM_GET(Operations, Held)
   FORM_GET(Operations, Damaged)
 };

@@ -21,6 +21,11 @@ std::int32_t asLong(std::int64_t count) noexcept {
   return static_cast<std::int32_t>(std::min(count, most));
 }
 
+// The store forgets those into a queue with it.
+std::string runName(const char* kind, const String& queue, const std::string& what) {
+  return std::string(kind) + " " + checksumText(what) + RunNote::intoQueue + toUtf8(queue);
+}
+
 [[noreturn]] void refuse(const std::u16string& what) {
   throw Error(ErrorNumber::InvalidArgument, source, what);
 }
@@ -54,6 +59,7 @@ Ref<PublicDocuments> PublicOperations::Search(StringRef Queue, bool IsJournal, c
 
 void PublicOperations::begin() {
   isCancelled_ = false;
+  before_ = 0;
   held_ = 0;
   damaged_.clear();
 }
@@ -96,16 +102,17 @@ std::int32_t PublicOperations::change(const DocumentList& list, const Ref<_Filte
   // What is copied stays where it is: how far a copy has come is noted, so that it can go on.
   RunNote run;
   if (fate == Fate::Copied)
-    run.run = toUtf8(u"copy " + std::u16string(list.queue.view()) + (list.isJournal ? u" journal " : u" ") +
-                     std::u16string(to.queue.view()) + u" " + chosen.text());
-  const std::int64_t from = run.run.empty() ? 0 : session.noted(run.run);
+    run.run = runName("copy", to.queue,
+                      toUtf8(std::u16string(list.queue.view()) + (list.isJournal ? u" journal " : u" ") +
+                             std::u16string(to.queue.view()) + u" " + chosen.text()));
+  const std::int64_t from = run.run.empty() || startsAnew_ ? 0 : session.noted(run.run);
   const std::int64_t done =
       forEachBatch(list, chosen, StoreOperations::Bodies::Left, from,
                    [&](std::span<const StoredDocument> documents, std::int64_t position) {
                      run.position = position;
                      return note(session.change(list, documents, fate, to.queue, run));
                    });
-  if (!run.run.empty() && !isCancelled_ && run.position != 0) {
+  if (!run.run.empty() && !isCancelled_ && (run.position != 0 || from != 0)) {
     run.position = RunNote::ended;
     session.change(list, {}, fate, to.queue, run);
   }
@@ -140,6 +147,7 @@ std::int32_t PublicOperations::Copy(StringRef Queue, bool IsJournal, StringRef T
   return change(list, Filter, Fate::Copied, store_->list(ToQueue, false));
 }
 
+std::int32_t PublicOperations::Before() const noexcept { return asLong(before_); }
 std::int32_t PublicOperations::Held() const noexcept { return asLong(held_); }
 
 String PublicOperations::Damaged() {
@@ -156,7 +164,11 @@ std::int32_t PublicOperations::Export(StringRef Queue, bool IsJournal, const Ref
   const DocumentList list = store().list(Queue, IsJournal);
   const DocumentFilter chosen = PublicFilter::of(Filter);
   begin();
-  ExportFile file(toUtf8(File));
+  const bool isNamed = chosen.named() != nullptr;
+  ExportFile file(toUtf8(File),
+                  checksumText(toUtf8(std::u16string(list.queue.view()) + (IsJournal ? u" journal " : u" ") +
+                                      chosen.text())),
+                  isNamed ? ExportFile::Begin::Anew : ExportFile::Begin::WhereItEnded);
   forEachBatch(list, chosen, StoreOperations::Bodies::Read, file.position(),
                [&](std::span<const StoredDocument> documents, std::int64_t) {
                  for (const StoredDocument& document : documents) file.add(Queue, *store_, document);
@@ -171,8 +183,10 @@ std::int32_t PublicOperations::Import(StringRef File, StringRef ToQueue) {
   begin();
   ImportFile file(toUtf8(File));
   StoreOperations& session = store_->session();
-  RunNote run{toUtf8(u"import " + std::u16string(to.queue.view()) + u" ") + file.identity(), 0};
-  file.continueAt(session.noted(run.run));
+  RunNote run{runName("import", to.queue, file.identity()), 0};
+  const std::int64_t from = startsAnew_ ? 0 : session.noted(run.run);
+  file.continueAt(from);
+  before_ = file.line();
   std::int64_t done = 0;
   std::vector<StoredDocument> documents;
   while (!isCancelled_ && file.next(batchCount, ToQueue, *store_, documents)) {
@@ -181,7 +195,8 @@ std::int32_t PublicOperations::Import(StringRef File, StringRef ToQueue) {
     done += std::ssize(documents);
     progress(done, 0);
   }
-  if (!isCancelled_ && run.position != 0) session.store(to.queue, {}, {run.run, RunNote::ended});
+  if (!isCancelled_ && (run.position != 0 || from != 0))
+    session.store(to.queue, {}, {run.run, RunNote::ended});
   return asLong(done);
 }
 
@@ -260,11 +275,14 @@ void PublicOperations::DeleteQueue(StringRef Queue, bool EvenIfNotEmpty) {
         u"The queue \"" + std::u16string(Queue.view()) + u"\" holds " + decimal(content.waiting) +
         u" waiting documents and " + decimal(content.acknowledged) +
         u" in its journal; nothing was deleted. Move or delete them first, or delete the queue with them.");
-  for (const bool isJournal : {false, true})
+  std::int64_t held = 0;
+  for (const bool isJournal : {false, true}) {
     change(store_->list(Queue, isJournal), nullptr, Fate::Deleted, waiting);
-  if (held_ > 0)
-    refuse(u"Receivers hold " + decimal(held_) + u" documents of the queue \"" +
-           std::u16string(Queue.view()) +
+    if (isCancelled_) return;
+    held += held_;
+  }
+  if (held > 0)
+    refuse(u"Receivers hold " + decimal(held) + u" documents of the queue \"" + std::u16string(Queue.view()) +
            u"\": the others are deleted, the queue stays. End the receivers first.");
   session.removeQueue(waiting.queue);
 }

@@ -58,6 +58,9 @@ class PublicOperations final
   void Restore(StringRef Directory);
   void Cancel() noexcept { isCancelled_ = true; }
   std::int32_t Held() const noexcept;
+  std::int32_t Before() const noexcept;
+  bool StartsAnew() const noexcept { return startsAnew_; }
+  void StartsAnew_Let(bool value) noexcept { startsAnew_ = value; }
   String Damaged();
 
  private:
@@ -76,6 +79,8 @@ class PublicOperations final
 
   std::shared_ptr<OperatedStore> store_;
   bool isCancelled_ = false;
+  bool startsAnew_ = false;
+  std::int64_t before_ = 0;
   std::int64_t held_ = 0;
   std::vector<std::int64_t> damaged_;
 };

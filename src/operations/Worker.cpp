@@ -1,6 +1,7 @@
 #include "DbUtility.h"
 #include "ErrorReports.h"
 #include "OperatedStore.h"
+#include "Platform.h"
 #include "StoredText.h"
 
 #include <CorvaneQueue/operationsClient.h>
@@ -34,6 +35,12 @@ class Worker::Work {
       attempt({identifier, {}, document});
     });
     queue_->ReceiveEnable();
+    const auto info = platform().messageQueuing->createQueueInfo();
+    call<&IMSMQQueueInfo::put_PathName>(info, make<DbUtility>()->FormatQueuePathName(name_));
+    if (!call<&IMSMQQueueInfo::get_IsTransactional>(info))
+      throw Error(ErrorNumber::InvalidArgument, u"CorvaneQueue.Worker",
+                  u"The queue \"" + std::u16string(name_.view()) +
+                      u"\" is not transactional: what a worker has in hand could not go back.");
   }
 
   // Whether there was a document.
@@ -44,6 +51,7 @@ class Worker::Work {
       Apartment::current().pump(patience);
     else
       poll();
+    if (isByArrival_ && !isAnyTaken_ && queue_->Transaction().get().pdispVal != nullptr) attemptUnreadable();
     if (failure_) putBack();
     if (acknowledged_) finish(*std::exchange(acknowledged_, std::nullopt));
     return isAnyTaken_;
@@ -74,6 +82,20 @@ class Worker::Work {
     if (!failure_) queue_->Commit();
   }
 
+  // One has arrived that cannot be read, and is not announced: it is in the transaction. Somebody else may
+  // have taken it, too.
+  void attemptUnreadable() {
+    queue_->Abort();
+    std::vector<StoredDocument> first;
+    store_.session().read(store_.list(name_, false), 0, StoreOperations::Direction::Forward, 1,
+                          StoreOperations::Bodies::Left, first);
+    if (first.empty()) return queue_->ReceiveEnable();
+    const std::int64_t shown = store_.shownNumber(first.front().id);
+    isAnyTaken_ = true;
+    failure_ = {store_.shownID(shown), store_.session().beginAttempt(shown),
+                u"It cannot be read: the log has the reason above."};
+  }
+
   void attempt(WorkerDocument document) {
     const std::int64_t shown = toInt64(Variant(document.ID).get());
     document.attempt = store_.session().beginAttempt(shown);
@@ -81,6 +103,10 @@ class Worker::Work {
       if (document.attempt > options_.attempts)
         throw Error(handlerFailed, u"CorvaneQueue.Worker", u"The process did not survive the last attempt.");
       handler_(document);
+    } catch (const StopWorker& stop) {
+      stop_ = stop;
+      failure_ = {store_.shownID(shown), document.attempt, stop.description()};
+      return;
     } catch (...) {
       const Error error = Error::current();
       failure_ = {store_.shownID(shown), document.attempt, error.description()};
@@ -100,6 +126,11 @@ class Worker::Work {
 
   void putBack() {
     queue_->Abort();
+    if (stop_) {
+      store_.session().noteFailure(toInt64(Variant(failure_->id).get()), failure_->reason,
+                                   failure_->attempts - 1);
+      throw StopWorker(*std::exchange(stop_, std::nullopt));
+    }
     const bool isLast = failure_->attempts >= options_.attempts;
     const std::u16string text = u"Queue \"" + std::u16string(name_.view()) + u"\", document " +
                                 std::u16string(failure_->id.view()) + u", attempt " +
@@ -107,7 +138,9 @@ class Worker::Work {
                                 (isLast ? u", which goes to the queue \"" + failedName() + u"\": " : u": ") +
                                 std::u16string(failure_->reason.view());
     errors_.noted(u"Run", Error(handlerFailed, u"CorvaneQueue.Worker", text));
-    store_.session().noteFailure(toInt64(Variant(failure_->id).get()), failure_->reason);
+    // Who puts it back from there gives it all its attempts again.
+    store_.session().noteFailure(toInt64(Variant(failure_->id).get()), failure_->reason,
+                                 isLast ? 0 : failure_->attempts);
     if (isLast) giveUp();
     if (!isByArrival_) return;
     queue_->ReceiveDisable();
@@ -116,15 +149,16 @@ class Worker::Work {
 
   std::u16string failedName() const { return std::u16string(name_.view()) + u".failed"; }
 
-  // The reason stays with the document, and so do its attempts: who puts it back gives it one more.
   void giveUp() {
     const String target = failedName();
     if (!create<Queues>()->Exists(target)) create<Utility>()->CreateQueue(target);
     const auto operations = create<Operations>();
     const auto filter = operations->NewFilter();
     filter->Where("ID", "equal", failure_->id);
-    if (operations->Move(name_, false, target, filter) == 1) ++failed_;
-    failure_.reset();  // no pause: the next one is another
+    if (operations->Move(name_, false, target, filter) != 1)
+      return;  // it cannot be moved: a pause, and again
+    ++failed_;
+    failure_.reset();
   }
 
   String name_;
@@ -137,6 +171,7 @@ class Worker::Work {
   Subscription arrivals_;
   bool isAnyTaken_ = false;
   std::optional<Failure> failure_;
+  std::optional<StopWorker> stop_;
   std::optional<std::int64_t> acknowledged_;
   std::int64_t done_ = 0;
   std::int64_t failed_ = 0;
@@ -159,8 +194,8 @@ void Worker::run(std::stop_token stop) {
   }
 }
 
-void Worker::runUntilEmpty() {
-  while (work_->next(longestPump)) work_->pauseAfterFailure({});
+void Worker::runUntilEmpty(std::stop_token stop) {
+  while (!stop.stop_requested() && work_->next(longestPump)) work_->pauseAfterFailure(stop);
 }
 
 std::int64_t Worker::done() const noexcept { return work_->done(); }

@@ -47,8 +47,10 @@ class EmbeddedPlatform final : private OperationsAccess {
   }
   // The settings of the copy say where the store belongs.
   void restore(const std::filesystem::path& directory, const Progress& progress) override {
+    Backup::mustBeCopy(directory);
     TomlFile settings;
-    Backup(files(*settings.content((directory / "settings.toml").native()))).putBack(directory, progress);
+    Backup(files(*settings.content((directory / "settings.toml").native())))
+        .putBack(directory, SqliteAccess::fileIn(*settings_.content()), progress);
   }
   std::vector<BackedUpFile> files(const TomlFile::Content& settings) const {
     const std::filesystem::path& installation = installationDirectory();

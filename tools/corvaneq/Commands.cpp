@@ -104,7 +104,7 @@ class Receiver {
 }  // namespace
 
 int receive(const std::string& queueName, const ReceiveOptions& options) {
-  if (!options.isWatching) mustBeThere(queueName);
+  mustBeThere(queueName);
   const auto queue = openQueue(queueName);
   const std::filesystem::path directory = options.directory;
   // Files are written at once, so that a transaction can keep other receivers off the document. A

@@ -25,8 +25,9 @@ class Work {
       static_cast<void>(findAll(selection_.queue, selection_.identifiers,
                                 selection_.isJournal ? Among::Acknowledged : Among::Waiting));
     }
-    progress_ =
-        operations_->evtProgress([this](std::int32_t done, std::int32_t total) { bar_.at(done, total); });
+    progress_ = operations_->evtProgress([this](std::int32_t done, std::int32_t total) {
+      bar_.at(static_cast<std::size_t>(done), static_cast<std::size_t>(total));
+    });
   }
   const Operations& operations() const noexcept { return operations_; }
   const String& queue() const noexcept { return queue_; }
@@ -34,7 +35,9 @@ class Work {
 
   // Whether to go on. `what` is about to happen to so many documents.
   bool isMeant(const char* what, const Doing& doing, bool isAsked) const {
-    if (!doing.isDryRun && (!isAsked || doing.isConfirmed || !selection_.identifiers.empty())) return true;
+    if (!doing.isDryRun && (!isAsked || doing.isConfirmed || !selection_.identifiers.empty() ||
+                            !selection_.identifiersFrom.empty()))
+      return true;
     std::int64_t count = 0;
     const auto found = operations_->Search(queue_, selection_.isJournal, filter_);
     for (found->PageSize(1000); found->NextPage();) count += found->Count();
@@ -50,13 +53,14 @@ class Work {
 
   void report(const char* what, std::int64_t count) {
     const std::int64_t held = operations_->Held();
-    if (count == std::ssize(selection_.identifiers)) {
+    if (count == std::ssize(selection_.identifiers) && selection_.identifiersFrom.empty() && held == 0) {
       for (const std::string& identifier : selection_.identifiers)
         print({{"action", what}, {"id", identifier}});
       if (count > 0) return;
     }
     Row row{{"action", what}, {"documents", count}};
     if (held > 0) row.emplace_back("held", held);
+    if (const std::int64_t before = operations_->Before(); before > 0) row.emplace_back("before", before);
     print(row);
     if (const String damaged = operations_->Damaged(); !damaged.empty())
       refuse("These documents are damaged, and were left alone: " + toUtf8(damaged) +
@@ -73,6 +77,10 @@ class Work {
 };
 
 constexpr bool isAsked = true;
+
+void mustBeFile(const std::string& name) {
+  if (name == "-") refuse("Name a file: what is stopped goes on in it, which a stream cannot.");
+}
 
 std::int32_t secondsIn(const std::string& age) {
   std::int64_t number = 0;
@@ -108,6 +116,7 @@ void redriveDocuments(const Selection& selection, const Doing& doing) {
 void copyDocuments(const Selection& selection, const std::string& to, const Doing& doing) {
   mustBeThere(to);
   Work work(selection);
+  work.operations()->StartsAnew(doing.startsAnew);
   if (!work.isMeant("copied", doing, !isAsked)) return;
   work.report("copied", work.operations()->Copy(work.queue(), selection.isJournal, argument("queue name", to),
                                                 work.filter()));
@@ -122,15 +131,19 @@ void deleteDocuments(const Selection& selection, bool leavesNoTrace, const Doing
                              : work.operations()->Acknowledge(work.queue(), work.filter()));
 }
 
-void exportDocuments(const Selection& selection, const std::string& file) {
+void exportDocuments(const Selection& selection, const std::string& file, const Doing& doing) {
+  mustBeFile(file);
   Work work(selection);
+  if (!work.isMeant("exported", doing, !isAsked)) return;
   work.report("exported", work.operations()->Export(work.queue(), selection.isJournal, work.filter(),
                                                     argument("file name", file)));
 }
 
-void importDocuments(const std::string& file, const std::string& queue) {
+void importDocuments(const std::string& file, const std::string& queue, bool startsAnew) {
   mustBeThere(queue);
+  mustBeFile(file);
   Work work({});
+  work.operations()->StartsAnew(startsAnew);
   work.report("imported",
               work.operations()->Import(argument("file name", file), argument("queue name", queue)));
 }

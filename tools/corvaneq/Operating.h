@@ -14,6 +14,7 @@ namespace corvaneq {
 struct Doing {
   bool isDryRun = false;     // tells how many there are, and does nothing
   bool isConfirmed = false;  // does not ask
+  bool startsAnew = false;   // not where the same work was stopped
 };
 
 void statistics(const std::vector<std::string>& queues, bool isWatching);
@@ -30,8 +31,8 @@ void redriveDocuments(const Selection& selection, const Doing& doing);
 void copyDocuments(const Selection& selection, const std::string& to, const Doing& doing);
 // Waiting ones go into the journal, unless no trace is to be left.
 void deleteDocuments(const Selection& selection, bool leavesNoTrace, const Doing& doing);
-void exportDocuments(const Selection& selection, const std::string& file);
-void importDocuments(const std::string& file, const std::string& queue);
+void exportDocuments(const Selection& selection, const std::string& file, const Doing& doing);
+void importDocuments(const std::string& file, const std::string& queue, bool startsAnew);
 struct Bounds {
   std::string age;  // "30d", "12h", "15m", "90s"
   std::int32_t count = -1;

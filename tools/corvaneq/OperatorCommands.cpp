@@ -11,12 +11,15 @@ CLI::App* addCommand(CLI::App& app, const char* name, const char* help, std::fun
 namespace {
 
 void addSelectingCommands(CLI::App& app, OperatorArguments& given) {
-  enum Flags { Journal = 1, Identifiers = 2, Doing = 4, Asked = 8 };
+  enum Flags { Journal = 1, Identifiers = 2, Doing = 4, Asked = 8, Everything = 16 };
   const auto add = [&](const char* name, const char* help, int flags, const char* to,
                        std::function<void()> run) {
     CLI::App* const command = addCommand(app, name, help, [&given, flags, name, run = std::move(run)] {
-      if ((flags & Doing) != 0 && !given.selection.isGiven())
+      if ((flags & Doing) != 0 && (flags & Everything) == 0 && !given.selection.isGiven())
         throw CLI::ValidationError(name, "Name the documents, add conditions, or add --all.");
+      if (given.selection.isAll && given.selection.isNarrowed())
+        throw CLI::ValidationError(name,
+                                   "Every document, or those of the conditions: leave --all or these out.");
       run();
     });
     command->add_option("queue", given.selection.queue, "The queue")->required();
@@ -42,7 +45,8 @@ void addSelectingCommands(CLI::App& app, OperatorArguments& given) {
        {add("find", "List documents that meet conditions.", Journal, nullptr, find),
         add("messages", "List the waiting documents of a queue.", 0, nullptr, find),
         add("journal", "List the acknowledged documents of a queue.", 0, nullptr, findInJournal)}) {
-    command->add_option("--limit", given.finding.limit, "How many at most")->check(CLI::PositiveNumber);
+    command->add_option("--limit", given.finding.limit, "How many at most")
+        ->check(CLI::Range(1, 1'000'000'000));
     command->add_flag("--newest-first", given.finding.isBackward, "From the last to the first");
     command->add_flag("--with-body", given.finding.isWithBodies, "With the texts of the documents");
   }
@@ -53,12 +57,13 @@ void addSelectingCommands(CLI::App& app, OperatorArguments& given) {
   add("redrive", "Put documents of the journal back into their queue.", Identifiers | Doing, nullptr, [&] {
     given.selection.isJournal = true;
     redriveDocuments(given.selection, given.doing);
-  });
+  })->add_flag("--anew", given.doing.startsAnew, "From the first one, also when the same copy was stopped");
   add("delete", "Delete documents; waiting ones go into the journal.", Journal | Identifiers | Doing | Asked,
       nullptr, [&] { deleteDocuments(given.selection, given.leavesNoTrace, given.doing); })
       ->add_flag("--no-journal", given.leavesNoTrace, "Not into the journal");
-  add("export", "Write documents to a file, a JSON object a line.", Journal | Identifiers, "The file",
-      [&] { exportDocuments(given.selection, given.to); });
+  add("export", "Write documents to a file, a JSON object a line.",
+      Journal | Identifiers | Doing | Everything, "The file",
+      [&] { exportDocuments(given.selection, given.to, given.doing); });
 }
 
 }  // namespace
@@ -72,19 +77,22 @@ void addOperatorCommands(CLI::App& app, OperatorArguments& given) {
   addCommand(app, "metrics", "Print what is in the queues for Prometheus.", [&] {
     metrics(given.to);
   })->add_option("--out", given.to, "Into this file, which is replaced as a whole");
-  auto* import = addCommand(app, "import", "Send the documents of an exported file.",
-                            [&] { importDocuments(given.to, given.selection.queue); });
+  auto* import = addCommand(app, "import", "Send the documents of an exported file.", [&] {
+    importDocuments(given.to, given.selection.queue, given.doing.startsAnew);
+  });
   import->add_option("queue", given.selection.queue, "The queue")->required();
   import->add_option("file", given.to, "The file")->required();
+  import->add_flag("--anew", given.doing.startsAnew,
+                   "From the first line, also when an import of it was stopped");
   const auto addBounded = [&](const char* name, const char* help, std::function<void()> run) {
     CLI::App* const command = addCommand(app, name, help, std::move(run));
     command->add_option("queue", given.selection.queue, "The queue")->required();
     command->add_option("--older-than", given.bounds.age,
                         "Those acknowledged longer ago: 30d, 12h, 15m, 90s");
     command->add_option("--keep", given.bounds.count, "As many stay, the newest")
-        ->check(CLI::NonNegativeNumber);
+        ->check(CLI::Range(0, 1'000'000'000));
     command->add_option("--keep-kilobytes", given.bounds.kilobytes, "As much stays, the newest")
-        ->check(CLI::NonNegativeNumber);
+        ->check(CLI::Range(0, 1'000'000'000));
     return command;
   };
   addBounded("prune", "Delete the oldest documents of a journal.", [&] {
@@ -103,9 +111,9 @@ void addOperatorCommands(CLI::App& app, OperatorArguments& given) {
                    "CORVANE_LABEL and CORVANE_ATTEMPT in its environment")
       ->required();
   working->add_option("--attempts", given.working.attempts, "After so many a document goes to QUEUE.failed")
-      ->check(CLI::PositiveNumber);
+      ->check(CLI::Range(1, 1'000'000'000));
   working->add_option("--pause", given.working.pauseSeconds, "Seconds between a failure and the next attempt")
-      ->check(CLI::NonNegativeNumber);
+      ->check(CLI::Range(0, 1'000'000'000));
   working->add_flag("--until-empty", given.working.isUntilEmpty, "Until nothing waits");
   addCommand(app, "backup", "Copy both stores and the settings, while others work.",
              [&] { backUp(given.to); })

@@ -79,6 +79,7 @@ std::int64_t forEach(const Documents& found, Use use) {
 }  // namespace
 
 void statistics(const std::vector<std::string>& named, bool isWatching) {
+  for (const std::string& queue : named) mustBeThere(queue);
   const auto operations = create<Operations>();
   bool isFirst = true;
   while (true) {

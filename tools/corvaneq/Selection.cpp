@@ -47,6 +47,9 @@ std::string identifiersIn(const std::string& file) {
   if (!stream) refuse("\"" + file + "\" cannot be read.");
   std::string list;
   for (std::string line; std::getline(stream, line);) {
+    constexpr std::string_view key = "\"id\":\"";  // of a row in JSON
+    if (const auto id = line.find(key); line.starts_with('{') && id != std::string::npos)
+      line = line.substr(id + key.size(), line.find('"', id + key.size()) - id - key.size());
     line = line.substr(0, line.find_first_of("\t ,\r"));  // a row of a list begins with it
     if (!line.empty()) list += (list.empty() ? "" : ",") + line;
   }
@@ -55,14 +58,16 @@ std::string identifiersIn(const std::string& file) {
 
 }  // namespace
 
-bool Selection::isGiven() const {
+bool Selection::isNarrowed() const {
   const auto isSet = [](const Option& option) { return !option.value.empty(); };
-  return isAll || !identifiers.empty() || !identifiersFrom.empty() || !where.empty() ||
+  return !identifiers.empty() || !identifiersFrom.empty() || !where.empty() ||
          std::ranges::any_of(options, isSet);
 }
 
 Filter Selection::filter(const Operations& operations) const {
   const Filter filter = operations->NewFilter();
+  if (!where.empty() && where.find_first_not_of(' ') == std::string::npos)
+    refuse("--where has no condition.");
   if (!where.empty()) filter->Text(argument("condition", where));
   std::string list = identifiersFrom.empty() ? std::string() : identifiersIn(identifiersFrom);
   for (const std::string& identifier : identifiers) list += (list.empty() ? "" : ",") + identifier;

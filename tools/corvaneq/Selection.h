@@ -29,7 +29,8 @@ struct Selection {
   bool isAll = false;  // said so
 
   // Whether anything says which documents.
-  bool isGiven() const;
+  bool isGiven() const { return isAll || isNarrowed(); }
+  bool isNarrowed() const;
 
   Selection();
   void addTo(CLI::App& command);

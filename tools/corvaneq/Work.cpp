@@ -21,13 +21,16 @@ namespace {
 // Gives the document to the program's standard input; how the program ended.
 int statusOf(const std::vector<std::string>& command, const WorkerDocument& document) {
   int ends[2];
-  if (pipe2(ends, O_CLOEXEC) != 0) refuse(std::string("No pipe can be made: ") + std::strerror(errno));
+  int toldWhy[2];  // the program cannot be run
+  if (pipe2(ends, O_CLOEXEC) != 0 || pipe2(toldWhy, O_CLOEXEC) != 0)
+    refuse(std::string("No pipe can be made: ") + std::strerror(errno));
   const pid_t child = fork();
   if (child == 0) {
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
     signal(SIGPIPE, SIG_DFL);
+    setpgid(0, 0);  // who stops this tool by the keyboard lets the program end
     dup2(ends[0], STDIN_FILENO);
     setenv("CORVANE_ID", toUtf8(document.ID).c_str(), 1);
     setenv("CORVANE_LABEL", toUtf8(document.Label).c_str(), 1);
@@ -36,10 +39,12 @@ int statusOf(const std::vector<std::string>& command, const WorkerDocument& docu
     for (const std::string& argument : command) arguments.push_back(const_cast<char*>(argument.c_str()));
     arguments.push_back(nullptr);
     execvp(arguments[0], arguments.data());
-    std::fprintf(stderr, "corvaneq: \"%s\" cannot be run: %s\n", arguments[0], std::strerror(errno));
+    const int why = errno;
+    static_cast<void>(!write(toldWhy[1], &why, sizeof why));
     _exit(127);
   }
   close(ends[0]);
+  close(toldWhy[1]);
   if (child < 0) refuse(std::string("No process can be started: ") + std::strerror(errno));
   const std::string body = toUtf8(document.Body);
   for (std::size_t written = 0; written < body.size();) {
@@ -48,9 +53,13 @@ int statusOf(const std::vector<std::string>& command, const WorkerDocument& docu
     if (count > 0) written += static_cast<std::size_t>(count);
   }
   close(ends[1]);
+  int why = 0;
+  const bool isRun = read(toldWhy[0], &why, sizeof why) <= 0;
+  close(toldWhy[0]);
   int status = 0;
   while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
   }
+  if (!isRun) throw StopWorker("\"" + command[0] + "\" cannot be run: " + std::strerror(why));
   return status;
 }
 
@@ -90,7 +99,7 @@ void work(const std::string& queue, const std::vector<std::string>& command, con
       },
       given);
   if (options.isUntilEmpty)
-    worker.runUntilEmpty();
+    worker.runUntilEmpty(stop.get_token());
   else
     worker.run(stop.get_token());
   print({{"action", "worked"}, {"documents", worker.done()}, {"failed", worker.failed()}});

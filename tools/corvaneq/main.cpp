@@ -105,7 +105,7 @@ void addDocumentCommands(CLI::App& app, Arguments& given) {
     command->add_option("--out", given.receiving.directory, "Write each to a file in this directory");
   };
   addReceiving("receive", "Receive documents that wait.", false);
-  addReceiving("watch", "Receive documents as they arrive, without end (Message Queuing store).", true);
+  addReceiving("watch", "Receive documents as they arrive, without end.", true);
   addQueueCommand(app, given, "ack",
                   "Acknowledge a waiting document. On the database store its identifier alone "
                   "tells which one, whatever queue is named.",

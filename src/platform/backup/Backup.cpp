@@ -62,6 +62,7 @@ std::int64_t schemaVersion(const std::filesystem::path& file) {
 }  // namespace
 
 void Backup::make(const std::filesystem::path& directory, const Progress& progress) {
+  std::erase_if(files_, [](const BackedUpFile& each) { return !isThere(each.file); });
   if (isThere(directory))
     refuse(directory, u"it is there already; nothing was copied. Name another directory.");
   const std::filesystem::path part = with(directory, ".part");
@@ -88,11 +89,19 @@ void Backup::make(const std::filesystem::path& directory, const Progress& progre
   renameFile(part, directory);
 }
 
-void Backup::putBack(const std::filesystem::path& directory, const Progress& progress) {
+void Backup::mustBeCopy(const std::filesystem::path& directory) {
   std::ifstream list(directory / listName);
   std::string line;
   if (!std::getline(list, line) || line != firstLine)
     refuse(directory, u"it is no copy of an installation, or not a whole one; nothing was changed.");
+}
+
+void Backup::putBack(const std::filesystem::path& directory, const std::filesystem::path& inUse,
+                     const Progress& progress) {
+  mustBeCopy(directory);
+  std::ifstream list(directory / listName);
+  std::string line;
+  std::getline(list, line);
   std::vector<const BackedUpFile*> found;
   std::int64_t done = 0;
   for (std::string size, checksum, name; list >> size >> checksum >> name;) {
@@ -111,12 +120,14 @@ void Backup::putBack(const std::filesystem::path& directory, const Progress& pro
   }
   // Nobody may work with a store, and none comes until these go.
   std::vector<std::unique_ptr<StoreSharing>> alone;
-  for (const BackedUpFile& each : files_) {
-    if (!each.isStore()) continue;
-    makeDirectory(each.file.parent_path());
-    alone.push_back(StoreSharing::join(each.file));
+  std::vector<std::filesystem::path> stores{inUse};
+  for (const BackedUpFile& each : files_)
+    if (each.isStore() && each.file != inUse) stores.push_back(each.file);
+  for (const std::filesystem::path& store : stores) {
+    makeDirectory(store.parent_path());
+    alone.push_back(StoreSharing::join(store));
     if (!alone.back() || !alone.back()->isFirst())
-      refuse(directory, u"processes work with the store \"" + shownPath(each.file) +
+      refuse(directory, u"processes work with the store \"" + shownPath(store) +
                             u"\"; nothing was changed. End them all first.");
   }
   for (const BackedUpFile* each : found) copyFile(directory / each->name, with(each->file, ".restored"));
@@ -125,7 +136,10 @@ void Backup::putBack(const std::filesystem::path& directory, const Progress& pro
   for (const BackedUpFile& each : files_) {
     if (each.isStore())
       for (const char* tail : {"-wal", "-shm", ""}) removeFile(with(each.file, tail));
-    if (std::ranges::find(found, &each) != found.end()) renameFile(with(each.file, ".restored"), each.file);
+    if (std::ranges::find(found, &each) != found.end())
+      renameFile(with(each.file, ".restored"), each.file);
+    else
+      removeFile(each.file);
   }
   for (const BackedUpFile& each : files_)
     if (each.isStore()) removeFile(with(each.file, restoringTail));

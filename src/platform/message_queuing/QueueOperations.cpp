@@ -15,7 +15,7 @@ constexpr AttemptStatements attempts{
     "INSERT INTO dbo.mqFailure (messageId, attempts, reason) VALUES (?1, 1, '')"
     " ON CONFLICT DO UPDATE SET attempts = attempts + 1 RETURNING attempts",
     "DELETE FROM dbo.mqFailure WHERE messageId = ?1",
-    "UPDATE dbo.mqFailure SET reason = ?2 WHERE messageId = ?1",
+    "UPDATE dbo.mqFailure SET reason = ?2, attempts = ?3 WHERE messageId = ?1",
     "SELECT reason FROM dbo.mqFailure WHERE messageId = ?1"};
 }  // namespace
 
@@ -218,14 +218,25 @@ std::int32_t QueueOperations::beginAttempt(std::int64_t shown) {
 void QueueOperations::endAttempts(std::int64_t shown) {
   platform_layer::endAttempts(service_->store().database(), attempts, shown);
 }
-void QueueOperations::noteFailure(std::int64_t shown, const String& reason) {
-  platform_layer::noteFailure(service_->store().database(), attempts, shown, toStored(reason));
+void QueueOperations::noteFailure(std::int64_t shown, const String& reason, std::int32_t count) {
+  platform_layer::noteFailure(service_->store().database(), attempts, shown, toStored(reason), count);
 }
 String QueueOperations::failure(std::int64_t shown) {
   return fromStored(failureOf(service_->store().database(), attempts, shown));
 }
 
-void QueueOperations::removeQueue(const String& queue) { service_->remove(recordOf(queue).address); }
+void QueueOperations::removeQueue(const String& queue) {
+  const QueueAddress address = recordOf(queue).address;
+  service_->remove(address, [&] {
+    const QueueRecord now = service_->find(address);
+    if (now.messages + now.journalMessages > 0)
+      queuingFailed(MQ_ERROR_ACCESS_DENIED, u"Messages have come into the queue " + shownName(address) +
+                                                u" meanwhile; it stays. End its senders first.");
+    const std::string runs = RunNote::intoQueue + toUtf8(queue);
+    service_->store().database().execute("DELETE FROM dbo.mqRun WHERE substr(run, -length(?1)) = ?1",
+                                         std::string_view(runs));
+  });
+}
 
 std::int64_t QueueOperations::compact() { return service_ ? service_->store().compact() : 0; }
 

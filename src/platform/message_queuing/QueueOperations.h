@@ -23,7 +23,7 @@ class QueueOperations final : public StoreOperations {
   std::int64_t noted(const std::string& run) override;
   std::int32_t beginAttempt(std::int64_t shown) override;
   void endAttempts(std::int64_t shown) override;
-  void noteFailure(std::int64_t shown, const String& reason) override;
+  void noteFailure(std::int64_t shown, const String& reason, std::int32_t attempts) override;
   String failure(std::int64_t shown) override;
   void removeQueue(const String& queue) override;
   std::int64_t compact() override;

@@ -51,8 +51,8 @@ void QueueService::prepare() {
 
 bool QueueService::isStoreThere() {
   std::error_code ignored;
-  return std::filesystem::exists(installationDirectory() / "msmq" / "storage" / QueueStore::fileName,
-                                 ignored);
+  const auto file = (installationDirectory() / "msmq" / "storage" / QueueStore::fileName).native();
+  return std::filesystem::exists(file, ignored) || std::filesystem::exists(file + restoringTail, ignored);
 }
 
 QueueStore& QueueService::store() {
@@ -157,10 +157,10 @@ void QueueService::update(const QueueRecord& queue, const std::function<void(Que
   }
 }
 
-void QueueService::remove(const QueueAddress& address) {
+void QueueService::remove(const QueueAddress& address, const std::function<void()>& check) {
   const QueueRecord queue = find(address);
   write(
-      Database::Purpose::Frees, [&] { store().remove(queue.id); },
+      Database::Purpose::Frees, [&] { check(), store().remove(queue.id); },
       [&] {
         files_.remove(queue.id);
         for (const bool isJournal : {false, true}) {

@@ -37,7 +37,9 @@ class QueueService {
   QueueRecord find(std::int64_t queue, const QueueAddress& address);
   // Changes settings of the queue as they are at that moment.
   void update(const QueueRecord& queue, const std::function<void(QueueRecord& now)>& change);
-  void remove(const QueueAddress& address);
+  // `check` is called in the same write, and may throw.
+  void remove(
+      const QueueAddress& address, const std::function<void()>& check = [] {});
 
   // The first message behind a position that nobody holds, read ahead for a cursor or not.
   Sight firstVisible(Box box, std::int64_t after) { return reader_.first(store(), box, after); }

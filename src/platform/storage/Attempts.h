@@ -9,7 +9,7 @@ namespace CorvaneQueue::platform_layer {
 struct AttemptStatements {
   std::string_view begin;  // gives the count
   std::string_view end;
-  std::string_view fail;  // the second parameter: why
+  std::string_view fail;  // the second parameter: why; the third: how many attempts count
   std::string_view reason;
 };
 
@@ -31,9 +31,9 @@ inline void endAttempts(Database& database, const AttemptStatements& sql, std::i
       Database::Durable::Later);
 }
 inline void noteFailure(Database& database, const AttemptStatements& sql, std::int64_t document,
-                        std::string_view reason) {
+                        std::string_view reason, std::int32_t attempts) {
   database.write(Database::Purpose::Frees, std::chrono::seconds(30),
-                 [&] { database.execute(sql.fail, document, reason); });
+                 [&] { database.execute(sql.fail, document, reason, attempts); });
 }
 inline std::string failureOf(Database& database, const AttemptStatements& sql, std::int64_t document) {
   Statement row = database.rows(sql.reason, document);

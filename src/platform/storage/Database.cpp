@@ -46,6 +46,9 @@ Database::Database(const std::filesystem::path& file, std::span<const std::strin
       isStandIn_(ifMissing == IfMissing::ReadEmpty && !isThere(file)),
       sessions_(Sessions::ofProcess()),
       reserve_(file) {
+  std::filesystem::path restoring = file;
+  if (isThere(restoring += restoringTail))
+    file_.fail(E_FAIL, u"the file was being restored from a copy, which did not end. Restore it again.");
   if (!sessions_->add(this, file))
     file_.fail(
         E_FAIL,
@@ -93,9 +96,7 @@ void Database::openStandIn(std::span<const std::string_view> migrations) {
 void Database::open(std::span<const std::string_view> migrations) {
   makeDirectory(file_.path.parent_path());
   sharing_ = StoreSharing::join(file_.path);  // only writers need it
-  std::filesystem::path restoring = file_.path;
-  if (isThere(restoring += restoringTail))
-    file_.fail(E_FAIL, u"the file was being restored from a copy, which did not end. Restore it again.");
+
   const bool isFirst = sharing_ && sharing_->isFirst();
   if (sharing_) {
     file_.state = &sharing_->state();

@@ -15,7 +15,7 @@ constexpr AttemptStatements attempts{
     "INSERT INTO dbo.mdqFailure (MessageID, Attempts, Reason) VALUES (?1, 1, '')"
     " ON CONFLICT DO UPDATE SET Attempts = Attempts + 1 RETURNING Attempts",
     "DELETE FROM dbo.mdqFailure WHERE MessageID = ?1",
-    "UPDATE dbo.mdqFailure SET Reason = ?2 WHERE MessageID = ?1",
+    "UPDATE dbo.mdqFailure SET Reason = ?2, Attempts = ?3 WHERE MessageID = ?1",
     "SELECT Reason FROM dbo.mdqFailure WHERE MessageID = ?1"};
 constexpr auto writersWait = std::chrono::seconds(30);
 constexpr std::int64_t documentsBox = 0;  // of the locks: identifiers are unique in the store
@@ -242,16 +242,25 @@ std::int32_t SqliteOperations::beginAttempt(std::int64_t shown) {
 void SqliteOperations::endAttempts(std::int64_t shown) {
   platform_layer::endAttempts(writing(), attempts, shown);
 }
-void SqliteOperations::noteFailure(std::int64_t shown, const String& reason) {
-  platform_layer::noteFailure(writing(), attempts, shown, toStored(reason));
+void SqliteOperations::noteFailure(std::int64_t shown, const String& reason, std::int32_t count) {
+  platform_layer::noteFailure(writing(), attempts, shown, toStored(reason), count);
 }
 String SqliteOperations::failure(std::int64_t shown) {
   return fromStored(failureOf(reading(), attempts, shown));
 }
 
 void SqliteOperations::removeQueue(const String& queue) {
-  writing().write(Database::Purpose::Frees, writersWait,
-                  [&] { database_->execute(sql_.forgetQueue, numberOf(queue)); });
+  writing().write(Database::Purpose::Frees, writersWait, [&] {
+    const std::int64_t number = numberOf(queue);
+    Statement row = database_->rows(sql_.content, number);
+    if (row.step() && row.integer(0) + row.integer(2) > 0)
+      throw Error(ErrorNumber::InvalidArgument, storeSource,
+                  u"Documents have come into the queue \"" + std::u16string(queue.view()) +
+                      u"\" meanwhile; it stays. End its senders first.");
+    const std::string runs = RunNote::intoQueue + toUtf8(queue);
+    database_->execute(sql_.forgetQueue, number);
+    database_->execute(sql_.forgetRuns, std::string_view(runs));
+  });
 }
 
 std::int64_t SqliteOperations::compact() { return database_->isStandIn() ? 0 : writing().giveBackSome(); }
