@@ -1,5 +1,6 @@
 #include "Operating.h"
 
+#include "OnServers.h"
 #include "Output.h"
 
 #include <charconv>
@@ -115,6 +116,8 @@ void redriveDocuments(const Selection& selection, const Doing& doing) {
 
 void copyDocuments(const Selection& selection, const std::string& to, const Doing& doing) {
   mustBeThere(to);
+  mustBeThere(selection.queue);
+  if (isOnServer(selection)) return copyOnServer(selection, to);
   Work work(selection);
   work.operations()->StartsAnew(doing.startsAnew);
   if (!work.isMeant("copied", doing, !isAsked)) return;
@@ -123,6 +126,9 @@ void copyDocuments(const Selection& selection, const std::string& to, const Doin
 }
 
 void deleteDocuments(const Selection& selection, bool leavesNoTrace, const Doing& doing) {
+  mustBeThere(selection.queue);
+  if (!selection.identifiers.empty() && !selection.isJournal && !leavesNoTrace && isOnServer(selection))
+    return deleteOnServer(selection);
   Work work(selection);
   if (!work.isMeant("deleted", doing, isAsked)) return;
   const bool isForGood = selection.isJournal || leavesNoTrace;

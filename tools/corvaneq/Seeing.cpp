@@ -1,4 +1,5 @@
 #include "Documents.h"
+#include "OnServers.h"
 #include "Operating.h"
 #include "Output.h"
 
@@ -136,6 +137,7 @@ void metrics(const std::string& file) {
 
 void findDocuments(const Selection& selection, const FindOptions& options) {
   mustBeThere(selection.queue);
+  if (isOnServer(selection)) return listOnServer(selection);
   const auto operations = create<Operations>();
   const auto found = operations->Search(argument("queue name", selection.queue), selection.isJournal,
                                         selection.filter(operations));

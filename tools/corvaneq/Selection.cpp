@@ -58,10 +58,9 @@ std::string identifiersIn(const std::string& file) {
 
 }  // namespace
 
-bool Selection::isNarrowed() const {
+bool Selection::hasConditions() const {
   const auto isSet = [](const Option& option) { return !option.value.empty(); };
-  return !identifiers.empty() || !identifiersFrom.empty() || !where.empty() ||
-         std::ranges::any_of(options, isSet);
+  return !identifiersFrom.empty() || !where.empty() || std::ranges::any_of(options, isSet);
 }
 
 Filter Selection::filter(const Operations& operations) const {

@@ -30,7 +30,8 @@ struct Selection {
 
   // Whether anything says which documents.
   bool isGiven() const { return isAll || isNarrowed(); }
-  bool isNarrowed() const;
+  bool isNarrowed() const { return !identifiers.empty() || hasConditions(); }
+  bool hasConditions() const;
 
   Selection();
   void addTo(CLI::App& command);
