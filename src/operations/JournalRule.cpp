@@ -1,9 +1,11 @@
 #include "JournalRule.h"
 
+#include "ErrorReports.h"
 #include "Form.h"
 #include "Platform.h"
 
 #include <ctime>
+#include <utility>
 
 namespace CorvaneQueue {
 
@@ -80,7 +82,14 @@ void JournalKeeper::look(std::u16string_view queue) noexcept {
     constexpr auto soon = std::chrono::milliseconds(100);
     const bool isMore = rule.isAny() && prune(queue, rule);
     due_ = now + (isMore ? Clock::duration(soon) : Clock::duration(pause));
-  } catch (const std::exception&) {  // in a transaction of this thread: after its commit
+  } catch (...) {
+    const Error error = Error::current();
+    if (error.number() == StoreError::timeoutExpired)
+      return;  // in a transaction of this thread: after its commit
+    constexpr auto later = std::chrono::minutes(1);
+    due_ = now + later;
+    if (!std::exchange(isTold_, true))
+      ErrorReports(u"JournalRule", ErrorReports::Naming::InOneCall).noted(queue, error);
   }
 }
 

@@ -43,6 +43,7 @@ class JournalKeeper {
   using Clock = std::chrono::steady_clock;
   static constexpr auto pause = std::chrono::seconds(1);
   Clock::time_point due_{};
+  bool isTold_ = false;  // that the rule cannot be applied
   std::unique_ptr<OperatedStore> store_;
 };
 

@@ -1,5 +1,5 @@
-// What the class Operations does not do on a store on a database server: lists, copies and deletions there, of all
-// documents or of those that are named.
+// What the class Operations does not do on a store on a database server: lists, copies and deletions there,
+// of all documents or of those that are named.
 #pragma once
 
 #include "Selection.h"
