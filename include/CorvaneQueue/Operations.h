@@ -4,6 +4,7 @@
 #pragma once
 
 #include <CorvaneQueue/Documents.h>
+#include <CorvaneQueue/Queue.h>
 #include <CorvaneQueue/Subscription.h>
 
 namespace CorvaneQueue {
@@ -69,6 +70,15 @@ struct _Operations : IDispatch {
   // Documents that the last call left alone: how many a receiver held, and the identifiers of damaged ones.
   virtual HRESULT CORVANE_CALL get_Held(LONG* result) noexcept = 0;
   virtual HRESULT CORVANE_CALL get_Damaged(BSTR* result) noexcept = 0;
+  // Sends a document with the routing fields of a Queue object, in a transaction of its own, and returns its
+  // identifier as lists show it. Error 5 for a text that would not be kept whole.
+  virtual HRESULT CORVANE_CALL raw_Send(_Queue* Queue, BSTR Document, BSTR* result) noexcept = 0;
+  // Whether documents for a queue are compressed from now on (Message Queuing store).
+  virtual HRESULT CORVANE_CALL raw_SetCompressMessages(BSTR Queue, VARIANT_BOOL Value) noexcept = 0;
+  // What the bytes mean in which the Message Queuing store keeps documents, 65001 for UTF-8. It can be
+  // changed while its queues and journals are empty; processes that work with them are to be ended first.
+  virtual HRESULT CORVANE_CALL get_CodePage(LONG* result) noexcept = 0;
+  virtual HRESULT CORVANE_CALL put_CodePage(LONG value) noexcept = 0;
 };
 
 inline constexpr std::array operationsMembers{
@@ -103,6 +113,13 @@ inline constexpr std::array operationsMembers{
     let<&_Operations::put_StartsAnew>(0x68040015, u"StartsAnew"),
     get<&_Operations::get_Held>(0x6804000e, u"Held"),
     get<&_Operations::get_Damaged>(0x6804000f, u"Damaged"),
+    function<&_Operations::raw_Send>(0x60040016, u"Send",
+                                     "The Send function sends a document and returns its identifier.",
+                                     {u"Queue", u"Document"}),
+    method<&_Operations::raw_SetCompressMessages>(0x60040017, u"SetCompressMessages", "",
+                                                  {u"Queue", u"Value"}),
+    get<&_Operations::get_CodePage>(0x68040018, u"CodePage"),
+    let<&_Operations::put_CodePage>(0x68040018, u"CodePage"),
 };
 
 template <>

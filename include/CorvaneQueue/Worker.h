@@ -30,12 +30,12 @@ struct WorkerOptions {
   std::int32_t attempts = 5;
   // Between a failure and the next attempt; meanwhile this worker takes nothing.
   std::chrono::milliseconds pause{1000};
-  // Between two looks at an empty queue of the database store, at most.
+  // Between two looks at an empty queue of the database store, at most. What is stored there wakes it.
   std::chrono::milliseconds longestLook{250};
 };
 
-// Documents arrive on the Message Queuing store, and are looked for on the database store, more seldom the
-// longer there is none. The handler is called for each; when it returns, the document is acknowledged. When
+// Documents arrive on the Message Queuing store, and are looked for on the database store whenever something
+// is stored there. The handler is called for each; when it returns, the document is acknowledged. When
 // it throws, the document goes back, the log tells why, with queue and identifier, and it is tried again
 // after a pause, before all later ones. Attempts are counted in the store: also one that the process did not
 // survive. For more at a time make more workers, each in a thread or a process of its own.

@@ -145,6 +145,14 @@ class Operations : public Handle<Operations, _Operations> {
   void StartsAnew(bool value) const { invoke<&_Operations::put_StartsAnew>(value); }
   std::int32_t Held() const { return invoke<&_Operations::get_Held>(); }
   String Damaged() const { return invoke<&_Operations::get_Damaged>(); }
+  String Send(const Queue& queue, const Text& Document) const {
+    return invoke<&_Operations::raw_Send>(queue.object(), Document);
+  }
+  void SetCompressMessages(const Text& Queue, bool Value) const {
+    invoke<&_Operations::raw_SetCompressMessages>(Queue, Value);
+  }
+  std::int32_t CodePage() const { return invoke<&_Operations::get_CodePage>(); }
+  void CodePage(std::int32_t value) const { invoke<&_Operations::put_CodePage>(value); }
 
   // Calls the handler after each batch of a call of this object, as long as the result lives.
   using ProgressHandler = std::function<void(std::int32_t Done, std::int32_t Total)>;

@@ -2,6 +2,7 @@
 
 #include <CorvaneQueue/Error.h>
 
+#include <algorithm>
 #include <string>
 
 namespace CorvaneQueue {
@@ -32,6 +33,15 @@ String CreateLabel(const RoutingFields& fields) {
     label += closing;
   }
   return String(label);
+}
+
+std::u16string labelPart(String RoutingFields::*field, std::u16string_view value, bool isWhole) {
+  std::u16string part;
+  if (value.empty()) return part;
+  part += std::ranges::find(elements, field, &Element::field)->tag;
+  part += value;
+  if (isWhole) part += closing;
+  return part;
 }
 
 void ParseLabel(std::u16string_view label, RoutingFields& fields) {

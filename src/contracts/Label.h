@@ -3,6 +3,9 @@
 
 #include <CorvaneQueue/String.h>
 
+#include <string>
+#include <string_view>
+
 namespace CorvaneQueue {
 
 struct RoutingFields {
@@ -14,6 +17,10 @@ struct RoutingFields {
 
 // One element a non-empty field, in the order above: tag, value, closing text. Nothing is escaped.
 String CreateLabel(const RoutingFields& fields);
+
+// What the label of a document with that value of a field has in it, or with a value that begins so. Nothing
+// for an empty value, which has no element.
+std::u16string labelPart(String RoutingFields::*field, std::u16string_view value, bool isWhole);
 
 // Reads the elements of a label into the fields; a field without an element keeps its value. An
 // element that stands before one of an earlier field is not seen. Throws 5 for an element without a

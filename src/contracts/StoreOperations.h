@@ -4,13 +4,16 @@
 #include <CorvaneQueue/storeCheck.h>
 #include <CorvaneQueue/Variant.h>
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace CorvaneQueue {
@@ -32,6 +35,24 @@ struct StoredDocument {
   bool isCompressed = false;
   bool isDamaged = false;  // the body was asked for, and is not what was sent
   Variant body;            // a text, or bytes: text in the code page or, compressed, for modCompress
+};
+
+// What a document has at least that is looked for; one that has it may still not be meant.
+struct Sieve {
+  std::string labelPart;  // in the stored form
+  std::int64_t sentFrom = std::numeric_limits<std::int64_t>::min();
+  std::int64_t sentTo = std::numeric_limits<std::int64_t>::max();
+  bool isAny() const noexcept { return *this != Sieve{}; }
+  bool operator==(const Sieve&) const = default;
+  bool passes(std::string_view label, std::int64_t sent) const noexcept {
+    return sent >= sentFrom && sent <= sentTo && label.find(labelPart) != std::string_view::npos;
+  }
+};
+
+// How far a reader has come.
+struct Looked {
+  std::int64_t documents = 0;
+  std::int64_t position = 0;  // of the last one
 };
 
 // What is in a queue.
@@ -87,17 +108,19 @@ class StoreOperations {
 
   enum class Bodies { Left, Read };
   enum class Direction { Forward, Backward };
-  // The documents behind a position, or before it, at most `count`. Disturbs nobody.
-  virtual void read(const DocumentList& list, std::int64_t from, Direction direction, std::size_t count,
-                    Bodies bodies, std::vector<StoredDocument>& documents) = 0;
+  // Looks at the documents behind a position, or before it, at most `count`, and reads those that pass.
+  // Disturbs nobody.
+  virtual Looked read(const DocumentList& list, std::int64_t from, Direction direction, std::size_t count,
+                      Bodies bodies, std::vector<StoredDocument>& documents, const Sieve& sieve = {}) = 0;
   // One by its identifier, as a number that lists show.
   virtual std::optional<StoredDocument> find(const DocumentList& list, std::int64_t shown, Bodies bodies) = 0;
 
   // All of these are one durable unit each.
   virtual Changed change(const DocumentList& list, std::span<const StoredDocument> documents, Fate fate,
                          const String& to, const RunNote& note) = 0;
-  // With label, time and body of each; identifiers are new.
-  virtual void store(const String& queue, std::span<const StoredDocument> documents, const RunNote& note) = 0;
+  // With label, time and body of each; returns their identifiers, which are new.
+  virtual std::vector<std::int64_t> store(const String& queue, std::span<const StoredDocument> documents,
+                                          const RunNote& note) = 0;
   // The position that was noted last, 0 for a run that has not begun or has ended.
   virtual std::int64_t noted(const std::string& run) = 0;
   // For workers: counts an attempt at a document, and how many there have been; also those that a process has
@@ -108,6 +131,8 @@ class StoreOperations {
   virtual void noteFailure(std::int64_t shown, const String& reason, std::int32_t attempts) = 0;
   // Empty for none.
   virtual String failure(std::int64_t shown) = 0;
+  // Returns as soon as the store may have changed since this was called last, at the latest after that time.
+  virtual void waitForChange(std::chrono::milliseconds longest) = 0;
   // Throws an Error for a queue that holds documents.
   virtual void removeQueue(const String& queue) = 0;
 
@@ -128,6 +153,12 @@ class OperationsAccess {
   // nobody does. Throws 5 for a directory that will not do.
   virtual void backUp(const std::filesystem::path& directory, const Progress& progress) = 0;
   virtual void restore(const std::filesystem::path& directory, const Progress& progress) = 0;
+  // Settings that no other part writes, by the names of their tables and their own.
+  using SettingNames = std::vector<std::u16string_view>;
+  virtual void writeSetting(const SettingNames& names, const Variant& value) = 0;
+  // Of the bytes that the Message Queuing store keeps. Throws an Error for a number that is none.
+  virtual std::int32_t codePage() = 0;
+  virtual void setCodePage(std::int32_t number) = 0;
   // What has been written to a file is on the disk.
   virtual void sync(const std::filesystem::path& file) = 0;
   // Gives a file that is whole its name; durable.

@@ -211,6 +211,33 @@ bool DocumentFilter::matchesBody(std::u16string_view text) const {
   });
 }
 
+Sieve DocumentFilter::sieve() const {
+  Sieve sieve;
+  for (const Condition& condition : conditions_) {
+    if (condition.field == Field::Sent && condition.test == Test::From)
+      sieve.sentFrom = std::max(sieve.sentFrom, *condition.numbers.begin());
+    else if (condition.field == Field::Sent)
+      sieve.sentTo = std::min(sieve.sentTo, *condition.numbers.begin());
+    if (condition.texts.size() != 1 || condition.test == Test::ContainsAnyCase) continue;
+    const bool isWhole = condition.test == Test::Equal || condition.test == Test::OneOf;
+    const std::u16string& text = *condition.texts.begin();
+    std::u16string part;
+    switch (condition.field) {
+      case Field::MsgType: part = labelPart(&RoutingFields::MsgType, text, isWhole); break;
+      case Field::MsgID: part = labelPart(&RoutingFields::MsgID, text, isWhole); break;
+      case Field::Object: part = labelPart(&RoutingFields::Object, text, isWhole); break;
+      case Field::ObjectID: part = labelPart(&RoutingFields::ObjectID, text, isWhole); break;
+      case Field::Label: part = text; break;
+      default: continue;
+    }
+    if (condition.test == Test::Contains) part = text;
+    // The halves of a pair of surrogates, apart, are stored in another form than together.
+    if (std::ranges::any_of(part, [](char16_t c) { return c >= 0xD800 && c <= 0xDFFF; })) continue;
+    if (part.size() > sieve.labelPart.size()) sieve.labelPart = toStored(part);
+  }
+  return sieve;
+}
+
 const std::set<std::int64_t>* DocumentFilter::named() const noexcept {
   for (const Condition& condition : conditions_)
     if (condition.field == Field::ID && (condition.test == Test::OneOf || condition.test == Test::Equal))

@@ -21,6 +21,8 @@ class DocumentFilter {
   bool matchesHeader(const StoredDocument& document, std::int64_t shown) const;
   bool asksForBody() const noexcept;
   bool matchesBody(std::u16string_view text) const;
+  // What every document that meets the conditions passes.
+  Sieve sieve() const;
   // The identifiers that were named one by one, if they were; as lists show them.
   const std::set<std::int64_t>* named() const noexcept;
 

@@ -14,12 +14,11 @@ namespace CorvaneQueue {
 namespace {
 
 constexpr std::size_t pieceCount = 500;
+constexpr std::size_t siftedCount = 5000;
 constexpr std::int64_t pieceBytes = 4 << 20;
 
 struct CompressionOf : RoutedQueue {
-  static bool isSet(std::u16string_view queue) {
-    return readsCompressMessages(std::u16string(queue) + u"Queue");
-  }
+  static bool isSet(std::u16string_view component) { return readsCompressMessages(component); }
 };
 
 }  // namespace
@@ -28,6 +27,16 @@ OperatedStore::OperatedStore() : type_(make<DbUtility>()->QueueStoreType()) {
   if (type_ != u"db" && type_ != u"msmq")
     throw Error(100, u"CorvaneQueue.Operations", u"Unsupported queue storage type");
   session_ = platform().operations->open(type_);
+}
+
+std::u16string OperatedStore::component(std::u16string_view queue) const {
+  return std::u16string(queue) + (isMessageQueuing() ? u"Queue" : u"DbQueue");
+}
+
+void OperatedStore::setCompression(std::u16string_view queue, bool isSet) const {
+  const std::u16string name = component(queue);
+  platform().operations->writeSetting({u"Components", name, name, u"CompressMessages"},
+                                      Variant(std::int32_t{isSet ? 1 : 0}));
 }
 
 bool OperatedStore::isInUse() const { return make<DbUtility>()->QueueStoreType() == type_; }
@@ -69,7 +78,7 @@ StoredDocument OperatedStore::documentOf(std::u16string_view queue, String text)
     document.body = Variant(std::move(text));
     return document;
   }
-  document.isCompressed = CompressionOf::isSet(queue);
+  document.isCompressed = CompressionOf::isSet(component(queue));
   if (document.isCompressed) {
     document.body = modCompress::Compress(Variant(std::move(text)).get());
     return document;
@@ -90,6 +99,7 @@ DocumentReader::DocumentReader(OperatedStore& store, DocumentList list, const Do
     : store_(store),
       list_(std::move(list)),
       filter_(filter),
+      sieve_(filter.sieve()),
       bodies_(filter.asksForBody() ? Bodies::Read : bodies),
       direction_(direction),
       position_(direction == Direction::Backward && from == 0 ? std::numeric_limits<std::int64_t>::max()
@@ -105,23 +115,32 @@ void DocumentReader::endHere() {
 bool DocumentReader::next(std::size_t count, std::vector<StoredDocument>& documents) {
   documents.clear();
   if (filter_.named() != nullptr) return nextNamed(count, documents);
-  if (used_ == piece_.size()) {
-    store_.session().read(list_, position_, direction_, pieceCount, Bodies::Left, piece_);
-    used_ = 0;
-    if (last_)
-      std::erase_if(piece_, [&](const StoredDocument& document) { return document.position > *last_; });
-    if (piece_.empty()) return false;
-    if (bodies_ == Bodies::Read) addBodies(piece_, pieceCount);
-  }
+  if (used_ == piece_.size() && !nextPiece()) return false;
   std::int64_t bytes = 0;
   while (used_ < piece_.size() && documents.size() < count && bytes < pieceBytes) {
     StoredDocument& document = piece_[used_++];
     position_ = document.position;
-    ++seen_;
+    seen_ = before_ + looked_.documents * static_cast<std::int64_t>(used_) / std::ssize(piece_);
     if (!isMeant(document)) continue;
     bytes += document.length;
     documents.push_back(std::move(document));
   }
+  if (used_ == piece_.size()) position_ = looked_.position, seen_ = before_ + looked_.documents;
+  return true;
+}
+
+bool DocumentReader::nextPiece() {
+  const std::size_t count = sieve_.isAny() ? siftedCount : pieceCount;
+  before_ = seen_;
+  used_ = 0;
+  looked_ = store_.session().read(list_, position_, direction_, count, Bodies::Left, piece_, sieve_);
+  if (looked_.documents == 0) return false;
+  if (last_ && looked_.position > *last_) {
+    std::erase_if(piece_, [&](const StoredDocument& document) { return document.position > *last_; });
+    if (piece_.empty()) return false;
+    looked_ = {std::ssize(piece_), *last_};
+  }
+  if (bodies_ == Bodies::Read && !sieve_.isAny()) addBodies(piece_, pieceCount);
   return true;
 }
 

@@ -13,6 +13,8 @@ class OperatedStore {
   // A queue, or its journal, as the store names it.
   DocumentList list(std::u16string_view queue, bool isJournal) const;
   StoreOperations& session() noexcept { return *session_; }
+  // Of the settings: whether documents for a queue are compressed.
+  void setCompression(std::u16string_view queue, bool isSet) const;
   // Whether the setting still names it.
   bool isInUse() const;
 
@@ -27,6 +29,8 @@ class OperatedStore {
 
  private:
   bool isMessageQueuing() const noexcept { return type_ != u"db"; }
+  // Under which the settings know the queue.
+  std::u16string component(std::u16string_view queue) const;
   String type_;
   std::unique_ptr<StoreOperations> session_;
 };
@@ -52,6 +56,7 @@ class DocumentReader {
   const std::vector<std::int64_t>& damaged() const noexcept { return damaged_; }
 
  private:
+  bool nextPiece();
   bool nextNamed(std::size_t count, std::vector<StoredDocument>& documents);
   void addBodies(std::vector<StoredDocument>& documents, std::size_t count);
   bool isMeant(StoredDocument& document);
@@ -59,6 +64,7 @@ class DocumentReader {
   OperatedStore& store_;
   DocumentList list_;
   const DocumentFilter& filter_;
+  Sieve sieve_;
   Bodies bodies_;
   Direction direction_;
   std::int64_t position_;
@@ -66,7 +72,9 @@ class DocumentReader {
   std::int64_t seen_ = 0;
   std::vector<std::int64_t> damaged_;
   std::vector<StoredDocument> piece_;
-  std::size_t used_ = 0;  // of the piece
+  std::size_t used_ = 0;     // of the piece
+  Looked looked_;            // for it
+  std::int64_t before_ = 0;  // seen before it
 };
 
 }  // namespace CorvaneQueue

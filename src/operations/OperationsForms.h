@@ -100,6 +100,10 @@ class OperationsForm : public DispatchForm<_Operations> {
   FORM_LET(Operations, StartsAnew)
   FORM_GET(Operations, Held)
   FORM_GET(Operations, Damaged)
+  FORM_FUNCTION2(Operations, Send, Queue, Document)
+  FORM_METHOD2(Operations, SetCompressMessages, Queue, Value)
+  FORM_GET(Operations, CodePage)
+  FORM_LET(Operations, CodePage)
 };
 
 }  // namespace CorvaneQueue

@@ -2,11 +2,15 @@
 
 #include "DbUtility.h"
 #include "DocumentFile.h"
+#include "Label.h"
 #include "Platform.h"
 #include "StoredText.h"
 #include "UtcTime.h"
 
+#include <CorvaneQueue/client.h>
+#include <CorvaneQueue/MessageQueuing.h>
 #include <algorithm>
+#include <ctime>
 #include <limits>
 
 namespace CorvaneQueue {
@@ -200,6 +204,24 @@ std::int32_t PublicOperations::Import(StringRef File, StringRef ToQueue) {
   return asLong(done);
 }
 
+String PublicOperations::Send(const Ref<_Queue>& Queue, StringRef Document) {
+  if (!Queue) refuse(u"Send needs a Queue object, which says where to and with which fields.");
+  const String name = call<&_Queue::get_Name>(Queue);
+  StoredDocument document = store().documentOf(name, String(Document));
+  document.label = CreateLabel({call<&_Queue::get_MsgType>(Queue), call<&_Queue::get_MsgID>(Queue),
+                                call<&_Queue::get_Object>(Queue), call<&_Queue::get_ObjectID>(Queue)});
+  document.sent = std::time(nullptr);
+  const DocumentList to = store_->list(name, false);
+  const auto send = [&] { return store_->session().store(to.queue, {&document, 1}, {}).front(); };
+  try {
+    return store_->shownID(send());
+  } catch (const Error& error) {  // as a Queue object does it
+    if (error.number() != MQ_ERROR_QUEUE_NOT_FOUND) throw;
+    create<Utility>()->CreateQueue(name);
+    return store_->shownID(send());
+  }
+}
+
 // ---- Room
 
 std::int32_t PublicOperations::Prune(StringRef Queue, std::int32_t OlderThanSeconds, std::int32_t KeepCount,
@@ -236,34 +258,6 @@ void PublicOperations::Compact() {
     constexpr std::int64_t kilobyte = 1024;
     progress((total - left) / kilobyte, total / kilobyte);
   }
-}
-
-// ---- The installation
-
-String PublicOperations::Verify() {
-  const StoreReport report = platform().operations->verify(make<DbUtility>()->QueueStoreType());
-  std::u16string lines;
-  for (const String& finding : report.findings)
-    lines += (lines.empty() ? u"" : u"\n") + std::u16string(finding.view());
-  return lines;
-}
-
-OperationsAccess::Progress PublicOperations::progressInKilobytes() {
-  begin();
-  return [this](std::int64_t done, std::int64_t total) {
-    constexpr std::int64_t kilobyte = 1024;
-    progress(done / kilobyte, total / kilobyte);
-    if (isCancelled_) refuse(u"The work has been cancelled; nothing was changed.");
-  };
-}
-
-void PublicOperations::Backup(StringRef Directory) {
-  platform().operations->backUp(toUtf8(Directory), progressInKilobytes());
-}
-
-void PublicOperations::Restore(StringRef Directory) {
-  store_ = nullptr;  // a session of this object is one too
-  platform().operations->restore(toUtf8(Directory), progressInKilobytes());
 }
 
 void PublicOperations::DeleteQueue(StringRef Queue, bool EvenIfNotEmpty) {

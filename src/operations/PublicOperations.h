@@ -62,6 +62,10 @@ class PublicOperations final
   bool StartsAnew() const noexcept { return startsAnew_; }
   void StartsAnew_Let(bool value) noexcept { startsAnew_ = value; }
   String Damaged();
+  String Send(const Ref<_Queue>& Queue, StringRef Document);
+  void SetCompressMessages(StringRef Queue, bool Value);
+  std::int32_t CodePage() const;
+  void CodePage_Let(std::int32_t value);
 
  private:
   OperatedStore& store();

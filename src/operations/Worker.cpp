@@ -63,6 +63,7 @@ class Worker::Work {
   }
   bool isByArrival() const noexcept { return isByArrival_; }
   std::chrono::milliseconds longestLook() const noexcept { return options_.longestLook; }
+  void waitForChange(std::chrono::milliseconds longest) { store_.session().waitForChange(longest); }
   std::int64_t done() const noexcept { return done_; }
   std::int64_t failed() const noexcept { return failed_; }
 
@@ -188,7 +189,8 @@ void Worker::run(std::stop_token stop) {
       look = std::chrono::milliseconds(1);
       work_->pauseAfterFailure(stop);
     } else if (!work_->isByArrival()) {
-      std::this_thread::sleep_for(look);
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));  // others may change much
+      work_->waitForChange(look);
       look = std::min(look * 2, work_->longestLook());
     }
   }

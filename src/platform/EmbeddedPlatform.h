@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Backup.h"
+#include "CodePage.h"
 #include "CorvaneHost.h"
 #include "EmbeddedQueuing.h"
 #include "InstallationFile.h"
@@ -60,6 +61,14 @@ class EmbeddedPlatform final : private OperationsAccess {
             {"codepage", queues / "codepage", {}},
             {"messages.db", SqliteAccess::fileIn(settings), embeddedStore_.migrations()},
             {"queues.db", queues / QueueStore::fileName, queueMigrations()}};
+  }
+  void writeSetting(const SettingNames& names, const Variant& value) override {
+    settings_.write(TomlFile::Address(names.begin(), names.end()), value);
+  }
+  std::int32_t codePage() override { return system_.codePage(); }
+  void setCodePage(std::int32_t number) override {
+    static_cast<void>(CodePage(number));
+    settings_.write({u"Platform", u"CodePage"}, Variant(number));
   }
   void sync(const std::filesystem::path& file) override { File(file, File::Use::Read).sync(); }
   void giveName(const std::filesystem::path& part, const std::filesystem::path& name) override {

@@ -16,30 +16,70 @@ using namespace CorvaneQueue;
 namespace {
 
 // A setting of the installation (Utility) or of a queue.
+enum class Of { EveryStore, MessageQueuing, EmbeddedStores };
 template <class Owner>
 struct Setting {
   const char* name;
+  Of stores;
   const char* values;
   Field (*read)(const Owner& owner);
   void (*write)(const Owner& owner, const VARIANT& value);
 };
 const Setting<Utility> settingsOfInstallation[] = {
-    {"QueueStoreType", "msmq or db",
+    {"QueueStoreType", Of::EveryStore, "msmq or db",
      [](const Utility& utility) { return Field(toUtf8(utility->QueueStoreType())); },
      [](const Utility& utility, const VARIANT& value) { utility->QueueStoreType(toString(value)); }},
-    {"UsesPublicQueues", "true or false",
+    {"UsesPublicQueues", Of::EveryStore, "true or false",
      [](const Utility& utility) { return Field(utility->UsesPublicQueues()); },
      [](const Utility& utility, const VARIANT& value) { utility->UsesPublicQueues(toBoolean(value)); }},
+    {"CodePage", Of::EveryStore, "the number of a code page, 65001 for UTF-8",
+     [](const Utility&) { return Field(std::int64_t{create<Operations>()->CodePage()}); },
+     [](const Utility&, const VARIANT& value) { create<Operations>()->CodePage(toInt32(value)); }},
 };
+
+// The standing rule of a queue's journal, one of its bounds changed.
+using Bound = std::int32_t (Statistics::*)() const;
+template <Bound Changed>
+void changeRule(const Queue& queue, const VARIANT& value) {
+  const auto operations = create<Operations>();
+  const auto now = operations->Statistics(queue->Name());
+  const auto bound = [&](Bound each) { return each == Changed ? toInt32(value) : (now.*each)(); };
+  operations->SetJournalRule(queue->Name(), bound(&Statistics::JournalSeconds),
+                             bound(&Statistics::JournalCount), bound(&Statistics::JournalKilobytes));
+}
+template <Bound Shown>
+Field ofRule(const Queue& queue) {
+  return std::int64_t{(create<Operations>()->Statistics(queue->Name()).*Shown)()};
+}
+constexpr const char* bounds = "a whole number, or -1 for no such bound";
 constexpr const char* kilobytes = "a whole number of kilobytes, or -1 for no limit";
 const Setting<Queue> settingsOfQueue[] = {
-    {"JournalEnabled", "true or false", [](const Queue& queue) { return Field(queue->JournalEnabled()); },
+    {"JournalEnabled", Of::MessageQueuing, "true or false",
+     [](const Queue& queue) { return Field(queue->JournalEnabled()); },
      [](const Queue& queue, const VARIANT& value) { queue->JournalEnabled(toBoolean(value)); }},
-    {"Quota", kilobytes, [](const Queue& queue) { return Field(queue->Quota()); },
+    {"Quota", Of::MessageQueuing, kilobytes, [](const Queue& queue) { return Field(queue->Quota()); },
      [](const Queue& queue, const VARIANT& value) { queue->Quota(toInt32(value)); }},
-    {"JournalQuota", kilobytes, [](const Queue& queue) { return Field(queue->JournalQuota()); },
+    {"JournalQuota", Of::MessageQueuing, kilobytes,
+     [](const Queue& queue) { return Field(queue->JournalQuota()); },
      [](const Queue& queue, const VARIANT& value) { queue->JournalQuota(toInt32(value)); }},
+    {"CompressMessages", Of::MessageQueuing, "true or false",
+     [](const Queue& queue) { return Field(queue->CompressMessages()); },
+     [](const Queue& queue, const VARIANT& value) {
+       create<Operations>()->SetCompressMessages(queue->Name(), toBoolean(value));
+       queue->Initialize(queue->Name());  // reads it
+     }},
+    {"JournalSeconds", Of::EmbeddedStores, bounds, ofRule<&Statistics::JournalSeconds>,
+     changeRule<&Statistics::JournalSeconds>},
+    {"JournalCount", Of::EmbeddedStores, bounds, ofRule<&Statistics::JournalCount>,
+     changeRule<&Statistics::JournalCount>},
+    {"JournalKilobytes", Of::EmbeddedStores, bounds, ofRule<&Statistics::JournalKilobytes>,
+     changeRule<&Statistics::JournalKilobytes>},
 };
+
+bool isHere(Of stores) {
+  return stores == Of::EveryStore ||
+         (stores == Of::MessageQueuing ? usesMessageQueuing() : !isStoreOnServer());
+}
 
 // Puts a value, or refuses it with a sentence that tells which ones there are.
 template <class Owner>
@@ -50,23 +90,27 @@ void change(const Setting<Owner>& setting, const Owner& owner, const std::string
     constexpr std::int32_t unsupported = 100;
     for (const std::int32_t number : {ErrorNumber::TypeMismatch, ErrorNumber::Overflow, unsupported})
       if (error.number() == number)
-        refuse("\"" + value + "\" is no value of " + setting.name + ": " + setting.values + ".");
+        throw WrongUsage("\"" + value + "\" is no value of " + setting.name + ": " + setting.values + ".");
     throw;
   }
 }
 
-// Shows the one that is named, or all, and changes it first when there is a value. False for an unknown name.
+// Shows the one that is named, or all, and changes it first when there is a value.
 template <class Owner>
-bool showSettings(std::span<const Setting<Owner>> table, const Owner& owner, const char* key,
+void showSettings(std::span<const Setting<Owner>> table, const Owner& owner, const char* key,
                   const std::optional<std::string>& name, const std::optional<std::string>& value) {
+  std::string known;
   bool isKnown = !name;
   for (const Setting<Owner>& setting : table) {
+    if (!isHere(setting.stores)) continue;
+    known += (known.empty() ? "" : ", ") + std::string(setting.name);
     if (name && *name != setting.name) continue;
     isKnown = true;
     if (value) change(setting, owner, *value);
     print({{key, setting.name}, {"value", setting.read(owner)}});
   }
-  return isKnown;
+  if (!isKnown)
+    throw WrongUsage("There is no setting \"" + *name + "\"; there are " + known + " on this store.");
 }
 
 }  // namespace
@@ -101,17 +145,11 @@ void names(const std::string& queue) {
 void queueSettings(const std::string& queueName, const std::optional<std::string>& name,
                    const std::optional<std::string>& value) {
   mustBeThere(queueName);
-  if (!usesMessageQueuing())
-    refuse(
-        "Only queues of the Message Queuing store (\"msmq\") have settings; on the database store a queue "
-        "keeps its journal always, and no quota.");
-  if (!showSettings<Queue>(settingsOfQueue, openQueue(queueName), "name", name, value))
-    refuse("A queue has no setting \"" + *name + "\", only JournalEnabled, Quota and JournalQuota.");
+  showSettings<Queue>(settingsOfQueue, openQueue(queueName), "name", name, value);
 }
 
 void settings(const std::optional<std::string>& name, const std::optional<std::string>& value) {
-  if (!showSettings<Utility>(settingsOfInstallation, create<Utility>(), "setting", name, value))
-    refuse("There is no setting \"" + *name + "\"; there are QueueStoreType and UsesPublicQueues.");
+  showSettings<Utility>(settingsOfInstallation, create<Utility>(), "setting", name, value);
 }
 
 void status() {

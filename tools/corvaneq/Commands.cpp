@@ -42,10 +42,15 @@ void send(const std::string& queueName, const std::vector<std::string>& files, c
   queue->Object(argument("object", routing.object));
   queue->ObjectID(argument("object identifier", routing.objectID));
   for (std::size_t i = 0; i < files.size(); ++i) mustBeKept(queue, '"' + files[i] + '"', documents[i]);
+  const auto operations = isStoreOnServer() ? Operations() : create<Operations>();
   Progress progress(files.size());
   for (std::size_t i = 0; i < files.size(); ++i) {
-    queue->SendDocument(documents[i]);
-    print({{"action", "sent"}, {"file", files[i]}});
+    Row row{{"action", "sent"}, {"file", files[i]}};
+    if (operations)
+      row.emplace_back("id", toUtf8(operations->Send(queue, documents[i])));
+    else
+      queue->SendDocument(documents[i]);
+    print(row);
     progress.step();
   }
 }
@@ -119,20 +124,20 @@ int receive(const std::string& queueName, const ReceiveOptions& options) {
     const auto document = receiver.next(options.isWatching);
     if (!document) break;
     const auto& [identifier, label, body] = *document;
-    const auto file = directory / (toUtf8(identifier) + ".txt");
+    const auto file = directory / (shownID(identifier) + ".txt");
     if (!directory.empty()) {
       writeDocument(file, body);
     } else if (options.isWatching || (usesJson() && receiver.isByArrival())) {
-      print({{"id", toUtf8(identifier)}, {"body", toUtf8(body)}});  // an arrival tells no label
+      print({{"id", shownID(identifier)}, {"body", toUtf8(body)}});  // an arrival tells no label
     } else if (usesJson()) {
-      print({{"id", toUtf8(identifier)}, {"label", toUtf8(label)}, {"body", toUtf8(body)}});
+      print({{"id", shownID(identifier)}, {"label", toUtf8(label)}, {"body", toUtf8(body)}});
     } else {
       std::cout << toUtf8(body) << std::flush;
       if (!std::cout) refuse("Standard output cannot be written; the document stays in the queue.");
     }
     if (options.acknowledge) queue->AcknowledgeDocument(identifier);
     if (isShared) queue->Commit();
-    if (!directory.empty()) print({{"id", toUtf8(identifier)}, {"file", file.string()}});
+    if (!directory.empty()) print({{"id", shownID(identifier)}, {"file", file.string()}});
     progress.step();
   }
   return received;
@@ -159,8 +164,8 @@ void acknowledge(const std::string& queue, const std::string& identifier) {
 
 namespace {
 Row rowOf(const Message& message) {
-  return {{"id", toUtf8(message->ID())},
-          {"sent", timeText(message->SentTime())},
+  return {{"id", shownID(message->ID())},
+          {"sent", utcOfLocal(message->SentTime())},
           {"length", std::int64_t{message->BodyLength()}},
           {"label", toUtf8(message->Label())}};
 }

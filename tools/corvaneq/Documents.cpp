@@ -71,7 +71,10 @@ String readDocument(const std::string& file, const std::string& encoding) {
 }
 
 void writeDocument(const std::filesystem::path& file, std::u16string_view document) {
-  writeFile(file, CorvaneQueue::toUtf8(document));
+  const std::string content = CorvaneQueue::toUtf8(document);
+  if (!std::filesystem::exists(file)) return writeFile(file, content);
+  if (contentOf(file.string()) != content)
+    failed("is not overwritten", file.string(), "it has another content. The document stays in the queue");
 }
 
 void writeFile(const std::filesystem::path& file, const std::string& content) {

@@ -13,7 +13,7 @@ namespace corvaneq {
 // cannot be read or is not text in the encoding.
 CorvaneQueue::String readDocument(const std::string& file, const std::string& encoding);
 // Writes a file as a whole, into a directory that is made if it is missing: nothing is left of one that
-// failed. Throws an Error that names it.
+// failed, and one with another content that is there already stays. Throws an Error that names it.
 void writeDocument(const std::filesystem::path& file, std::u16string_view document);
 
 // Replaces the file as a whole.

@@ -25,6 +25,24 @@ Queue openQueue(const std::string& name) {
 
 bool usesMessageQueuing() { return create<Utility>()->QueueStoreType() == u"msmq"; }
 
+bool isStoreOnServer() {
+  constexpr std::int32_t notSupported = 100;
+  try {
+    static_cast<void>(create<Operations>()->Search("any"));
+    return false;
+  } catch (const Error& error) {
+    if (error.number() != notSupported || usesMessageQueuing()) throw;
+    return true;
+  }
+}
+
+std::string shownID(const String& identifier) {
+  constexpr std::size_t digits = 19;
+  std::string text = toUtf8(identifier);
+  if (!usesMessageQueuing() && text.size() < digits) text.insert(0, digits - text.size(), '0');
+  return text;
+}
+
 bool isThere(const std::string& name) {
   const String queue = argument("queue name", name);
   if (create<Queues>()->Exists(queue)) return true;

@@ -9,6 +9,11 @@
 
 namespace corvaneq {
 
+// The command line cannot be meant so.
+class WrongUsage : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
 // A queue or a document that was named is not there.
 class NotThere : public std::runtime_error {
  public:
@@ -23,6 +28,10 @@ class Declined : public std::runtime_error {
 [[noreturn]] void refuse(const std::string& what);
 // A text from the command line; `what` names it in the error for one that is not UTF-8.
 CorvaneQueue::String argument(const char* what, const std::string& text);
+// Whether the database store is on a database server, where the class Operations does not work.
+bool isStoreOnServer();
+// An identifier as lists show it.
+std::string shownID(const CorvaneQueue::String& identifier);
 // The store is not the database store; one that is neither fails at the first use of a queue.
 bool usesMessageQueuing();
 // Whether the queue is there. Throws when that cannot be told.

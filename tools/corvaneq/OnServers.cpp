@@ -8,15 +8,11 @@ namespace corvaneq {
 using namespace CorvaneQueue;
 
 bool isOnServer(const Selection& selection) {
-  constexpr std::int32_t notSupported = 100;
-  try {
+  if (!isStoreOnServer()) return false;
+  // Conditions are for the class Operations: its error says why there are none.
+  if (selection.hasConditions())
     static_cast<void>(create<Operations>()->Search(argument("queue name", selection.queue)));
-    return false;
-  } catch (const Error& error) {
-    // Conditions are for the class Operations: its error says why there are none.
-    if (error.number() != notSupported || selection.hasConditions()) throw;
-    return true;
-  }
+  return true;
 }
 
 namespace {
@@ -38,7 +34,7 @@ std::vector<Message> chosen(const Selection& selection) {
 void listOnServer(const Selection& selection) {
   for (const auto& message : messagesOf(listedQueue(selection.queue), amongOf(selection)))
     print({{"id", toUtf8(message->ID())},
-           {"sent", timeText(message->SentTime())},
+           {"sent", utcOfLocal(message->SentTime())},
            {"length", std::int64_t{message->BodyLength()}},
            {"label", toUtf8(message->Label())}});
 }

@@ -80,7 +80,7 @@ class Work {
 constexpr bool isAsked = true;
 
 void mustBeFile(const std::string& name) {
-  if (name == "-") refuse("Name a file: what is stopped goes on in it, which a stream cannot.");
+  if (name == "-") throw WrongUsage("Name a file: what is stopped goes on in it, which a stream cannot.");
 }
 
 std::int32_t secondsIn(const std::string& age) {
@@ -94,7 +94,7 @@ std::int32_t secondsIn(const std::string& age) {
                                              : 0;
   constexpr std::int64_t longest = std::int64_t{60} * 365 * 86400;
   if (error != std::errc() || seconds == 0 || number < 0 || number > longest / seconds)
-    refuse("\"" + age + "\" is no age: write a number and d, h, m or s, like 30d.");
+    throw WrongUsage("\"" + age + "\" is no age: write a number and d, h, m or s, like 30d.");
   return static_cast<std::int32_t>(number * seconds);
 }
 
@@ -156,7 +156,7 @@ void importDocuments(const std::string& file, const std::string& queue, bool sta
 
 void prune(const std::string& queue, const Bounds& bounds, bool isConfirmed) {
   if (bounds.age.empty() && bounds.count < 0 && bounds.kilobytes < 0)
-    refuse("Say what may stay: --older-than, --keep or --keep-kilobytes.");
+    throw WrongUsage("Say what may stay: --older-than, --keep or --keep-kilobytes.");
   const std::int32_t age = bounds.age.empty() ? -1 : secondsIn(bounds.age);
   Selection selection;
   selection.queue = queue;
@@ -175,7 +175,9 @@ void rule(const std::string& queue, const Bounds& bounds, bool isEnded) {
   selection.queue = queue;
   const Work work(selection);
   const auto& operations = work.operations();
-  if (isEnded || !bounds.age.empty() || bounds.count >= 0 || bounds.kilobytes >= 0)
+  const bool isAny = !bounds.age.empty() || bounds.count >= 0 || bounds.kilobytes >= 0;
+  if (isEnded && isAny) throw WrongUsage("Either --none, or what may stay.");
+  if (isEnded || isAny)
     operations->SetJournalRule(work.queue(), bounds.age.empty() ? -1 : secondsIn(bounds.age), bounds.count,
                                bounds.kilobytes);
   const auto statistics = operations->Statistics(work.queue());

@@ -52,12 +52,13 @@ void addSelectingCommands(CLI::App& app, OperatorArguments& given) {
   }
   add("move", "Move documents to another queue.", Journal | Identifiers | Doing, "The queue to move to",
       [&] { moveDocuments(given.selection, given.to, given.doing); });
-  add("copy", "Copy documents to another queue.", Journal | Identifiers | Doing, "The queue to copy to",
-      [&] { copyDocuments(given.selection, given.to, given.doing); });
+  add("copy", "Copy documents to another queue.", Journal | Identifiers | Doing, "The queue to copy to", [&] {
+    copyDocuments(given.selection, given.to, given.doing);
+  })->add_flag("--anew", given.doing.startsAnew, "From the first one, also when the same copy was stopped");
   add("redrive", "Put documents of the journal back into their queue.", Identifiers | Doing, nullptr, [&] {
     given.selection.isJournal = true;
     redriveDocuments(given.selection, given.doing);
-  })->add_flag("--anew", given.doing.startsAnew, "From the first one, also when the same copy was stopped");
+  });
   add("delete", "Delete documents; waiting ones go into the journal.", Journal | Identifiers | Doing | Asked,
       nullptr, [&] { deleteDocuments(given.selection, given.leavesNoTrace, given.doing); })
       ->add_flag("--no-journal", given.leavesNoTrace, "Not into the journal");

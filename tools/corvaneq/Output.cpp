@@ -4,6 +4,7 @@
 #include <unistd.h>
 #include <cmath>
 #include <cstdio>
+#include <ctime>
 #include <iostream>
 #include <nlohmann/json.hpp>
 
@@ -93,19 +94,28 @@ void printError(const Error& error) {
             << (source.empty() ? "" : ", ") << source << ")\n";
 }
 
-std::string timeText(CorvaneQueue::Date time) {
-  using namespace std::chrono;
-  constexpr auto dayZero = sys_days(year(1899) / December / 30);
-  const sys_seconds moment = dayZero + seconds(std::llround(time.value * 86400));
-  const auto day = floor<days>(moment);
-  const year_month_day date(day);
-  const hh_mm_ss clock(moment - day);
+namespace {
+// Since 1970.
+std::time_t secondsIn(CorvaneQueue::Date time) {
+  constexpr double dayOf1970 = 25569;
+  return std::llround((time.value - dayOf1970) * 86400);
+}
+std::string utcText(std::time_t time) {
+  std::tm parts{};
+  gmtime_r(&time, &parts);
   char text[40];
-  std::snprintf(text, sizeof text, "%04d-%02u-%02u %02d:%02d:%02d", static_cast<int>(date.year()),
-                static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
-                static_cast<int>(clock.hours().count()), static_cast<int>(clock.minutes().count()),
-                static_cast<int>(clock.seconds().count()));
-  return text;
+  return {text, std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts)};
+}
+}  // namespace
+
+std::string utcText(CorvaneQueue::Date time) { return utcText(secondsIn(time)); }
+
+std::string utcOfLocal(CorvaneQueue::Date time) {
+  const std::time_t local = secondsIn(time);
+  std::tm parts{};
+  gmtime_r(&local, &parts);
+  parts.tm_isdst = -1;
+  return utcText(std::mktime(&parts));
 }
 
 void confirm(const std::string& what) {

@@ -29,8 +29,10 @@ void tell(const char* name, Field value);
 void printError(const std::string& description);
 void printError(const CorvaneQueue::Error& error);
 
-// Local time as 2026-11-22 23:08:03.
-std::string timeText(CorvaneQueue::Date time);
+// A time in UTC as 2026-11-22T23:08:03Z.
+std::string utcText(CorvaneQueue::Date time);
+// The same of a local time.
+std::string utcOfLocal(CorvaneQueue::Date time);
 
 // Throws Declined unless the operator says yes to it.
 void confirm(const std::string& what);

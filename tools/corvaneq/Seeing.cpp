@@ -15,12 +15,7 @@ using namespace CorvaneQueue;
 
 namespace {
 
-std::string utc(const std::optional<Date>& time) {
-  if (!time) return "";
-  std::string text = timeText(*time);
-  text[text.find(' ')] = 'T';
-  return text + "Z";
-}
+std::string utc(const std::optional<Date>& time) { return time ? utcText(*time) : ""; }
 
 std::int64_t ageOf(const std::optional<Date>& time) {
   if (!time) return 0;

@@ -66,7 +66,7 @@ bool Selection::hasConditions() const {
 Filter Selection::filter(const Operations& operations) const {
   const Filter filter = operations->NewFilter();
   if (!where.empty() && where.find_first_not_of(' ') == std::string::npos)
-    refuse("--where has no condition.");
+    throw WrongUsage("--where has no condition.");
   if (!where.empty()) filter->Text(argument("condition", where));
   std::string list = identifiersFrom.empty() ? std::string() : identifiersIn(identifiersFrom);
   for (const std::string& identifier : identifiers) list += (list.empty() ? "" : ",") + identifier;

@@ -1,5 +1,6 @@
 // corvaneq: queues from the command line.
 #include "Commands.h"
+#include "Manual.h"
 #include "OperatorCommands.h"
 #include "Output.h"
 
@@ -116,8 +117,10 @@ void addDocumentCommands(CLI::App& app, Arguments& given) {
                                [&] { corvaneq::show(given.queue, given.identifier, given.among()); });
   show->add_option("id", given.identifier, "Its identifier")->required();
   addJournalFlag(show, given);
-  auto* purge = addQueueCommand(app, given, "purge", "Delete all waiting documents, or the journal.",
-                                [&] { corvaneq::purge(given.queue, given.among(), given.isConfirmed); });
+  auto* purge = addQueueCommand(
+      app, given, "purge",
+      "Delete all waiting documents, or the journal. The Message Queuing store takes waiting documents into the journal, if the queue keeps one; the database store keeps nothing of them.",
+      [&] { corvaneq::purge(given.queue, given.among(), given.isConfirmed); });
   addJournalFlag(purge, given);
   purge->add_flag("--yes", given.isConfirmed, "Do not ask");
 }
@@ -129,10 +132,9 @@ void addOtherCommands(CLI::App& app, Arguments& given) {
                   [&] { given.result = corvaneq::exists(given.queue) ? succeeded : notThere; });
   addQueueCommand(app, given, "names", "Print the path name and the format name of a queue.",
                   [&] { corvaneq::names(given.queue); });
-  auto* queue = addQueueCommand(app, given, "queue",
-                                "Show the settings of a queue, or change one (Message Queuing store).",
+  auto* queue = addQueueCommand(app, given, "queue", "Show the settings of a queue, or change one.",
                                 [&] { corvaneq::queueSettings(given.queue, given.setting, given.value); });
-  queue->add_option("name", given.setting, "JournalEnabled, Quota or JournalQuota");
+  queue->add_option("name", given.setting, "The setting");
   queue->add_option("value", given.value, "Its new value; quotas in kilobytes");
   auto* settings =
       corvaneq::addCommand(app, "settings", "Show the settings of the installation, or change one.",
@@ -140,7 +142,7 @@ void addOtherCommands(CLI::App& app, Arguments& given) {
   settings->add_option("name", given.setting, "The setting");
   settings->add_option("value", given.value, "Its new value");
   corvaneq::addCommand(app, "status", "Tell which store is in use and what is supported.", corvaneq::status);
-  corvaneq::addCommand(app, "verify", "The same as check.",
+  corvaneq::addCommand(app, "verify", "Read all of the store and tell whether it is sound, as check does.",
                        [&] { given.result = corvaneq::check() ? succeeded : failed; });
   corvaneq::addCommand(app, "check", "Read all of the store and tell whether it is sound.",
                        [&] { given.result = corvaneq::check() ? succeeded : failed; });
@@ -152,6 +154,14 @@ void addOtherCommands(CLI::App& app, Arguments& given) {
       ->check(CLI::IsMember({"install", "upgrade", "check", "script"}));
   database->add_option("engine", given.other,
                        "For script: postgresql or sqlserver; without it, that of the settings");
+  corvaneq::addCommand(app, "manual", "Print the manual page of the tool, or of a command.", [&] {
+    std::cout << corvaneq::manualPage(app, given.job);
+  })->add_option("command", given.job, "The command");
+  corvaneq::addCommand(app, "completion", "Print the completion of a shell: of commands, options and queues.",
+                       [&] { std::cout << corvaneq::completion(app, given.job); })
+      ->add_option("shell", given.job, "bash, zsh or fish")
+      ->required()
+      ->check(CLI::IsMember({"bash", "zsh", "fish"}));
   corvaneq::addCommand(app, "describe", "Print the type description of the library, as IDL.",
                        corvaneq::describe);
   corvaneq::addCommand(app, "register", "Enter the classes and the type library into the registry.",
@@ -220,6 +230,7 @@ int main(int argc, char** argv) {
   corvaneq::OperatorArguments operating;
   corvaneq::addOperatorCommands(app, operating);
   addOtherCommands(app, given);
+  corvaneq::addExamples(app);
   takeMarksOff(app);
 
   int first = 1;  // argument that names a command
@@ -240,6 +251,9 @@ int main(int argc, char** argv) {
     if (error.get_exit_code() == 0) return app.exit(error);  // help was asked for
     corvaneq::printError(wrongUsageOf(app, error.what()));
     return wrongUsage;
+  } catch (const corvaneq::WrongUsage& error) {
+    corvaneq::printError(wrongUsageOf(app, error.what()));
+    return wrongUsage;
   } catch (const corvaneq::NotThere& error) {
     corvaneq::printError(error.what());
     return notThere;
@@ -248,6 +262,7 @@ int main(int argc, char** argv) {
     return declined;
   } catch (const CorvaneQueue::Error& error) {
     corvaneq::printError(explained(error));
+    if (error.source() == u"CorvaneQueue.Filter") return wrongUsage;
   } catch (const std::exception& error) {
     corvaneq::printError(error.what());
   }

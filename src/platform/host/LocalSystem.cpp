@@ -83,9 +83,13 @@ TimeZoneId LocalSystem::GetTimeZoneInformation(std::int32_t& bias) {
   }
 }
 
-CodePage& LocalSystem::installedCodePage() {
+std::int32_t LocalSystem::codePage() {
   const auto set = NumberSettings::of(settings_.content()).find(u"CodePage");
-  const std::int32_t number = set ? *set : codePageOfStore(installationDirectory());
+  return set ? *set : codePageOfStore(installationDirectory());
+}
+
+CodePage& LocalSystem::installedCodePage() {
+  const std::int32_t number = codePage();
   static Lasting<PerThread<std::optional<CodePage>>> kept;
   auto& current = kept->current();
   if (!current || current->number() != number) current.emplace(number);

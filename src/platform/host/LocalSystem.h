@@ -30,6 +30,7 @@ class LocalSystem final : public OperatingSystem {
   std::optional<String> readClassesValue(std::u16string_view key, std::u16string_view name) override;
   void setClassesValues(std::span<const ClassesValue> values) override;
   void deleteClassesValues(std::span<const ClassesValue> values) override;
+  std::int32_t codePage();
 
  private:
   CodePage& installedCodePage();

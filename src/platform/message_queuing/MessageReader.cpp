@@ -63,9 +63,14 @@ std::optional<MessageHeader> MessageReader::lastFirst(Box box) {
 }
 
 std::optional<MessageHeader> MessageReader::at(QueueStore& store, Box box, std::int64_t position) {
-  store.read(box, position - 1, 1, batch_);
-  if (batch_.empty() || batch_.front().position != position || isHeld(box, position)) return std::nullopt;
-  return std::move(batch_.front());
+  const bool isKnown = lastAt_.box == box && lastAt_.header.position == position && lastAt_.header.readAt &&
+                       lastAt_.header.readAt == store.database().commits();
+  if (!isKnown) {
+    store.read(box, position - 1, 1, batch_, QueueStore::Bodies::Beside);
+    if (batch_.empty() || batch_.front().position != position) return std::nullopt;
+    lastAt_ = {box, std::move(batch_.front())};
+  }
+  return isHeld(box, position) ? std::nullopt : std::optional(lastAt_.header);
 }
 
 }  // namespace CorvaneQueue::platform_layer

@@ -58,6 +58,7 @@ class MessageReader {
     std::chrono::steady_clock::time_point readAt{};
   };
   Seen front_;
+  Seen lastAt_;  // at() gave it last
 };
 
 }  // namespace CorvaneQueue::platform_layer

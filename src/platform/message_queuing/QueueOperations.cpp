@@ -19,7 +19,9 @@ constexpr AttemptStatements attempts{
     "SELECT reason FROM dbo.mqFailure WHERE messageId = ?1"};
 }  // namespace
 
-QueueOperations::QueueOperations() {
+QueueOperations::QueueOperations() { look(); }
+
+void QueueOperations::look() {
   if (!QueueService::isStoreThere()) return;  // looking makes none
   service_ = QueueService::current();
   locks_ = service_->newLocks();
@@ -27,6 +29,7 @@ QueueOperations::QueueOperations() {
 
 QueueRecord QueueOperations::recordOf(std::u16string_view queue) {
   const QueueAddress address = parsePathName(queue);
+  if (!service_) look();  // others may have made it
   if (!service_) QueueService::notFound(address);
   return service_->find(address);
 }
@@ -91,19 +94,26 @@ StoredDocument QueueOperations::documentIn(Box box, const Statement& row, Bodies
   return document;
 }
 
-void QueueOperations::read(const DocumentList& list, std::int64_t from, Direction direction,
-                           std::size_t count, Bodies bodies, std::vector<StoredDocument>& documents) {
+Looked QueueOperations::read(const DocumentList& list, std::int64_t from, Direction direction,
+                             std::size_t count, Bodies bodies, std::vector<StoredDocument>& documents,
+                             const Sieve& sieve) {
   documents.clear();
+  Looked looked;
   const Box box = boxOf(list);
   const bool isForward = direction == Direction::Forward;
-  if (isForward ? from >= Box::lastPosition : from <= 0) return;
+  if (isForward ? from >= Box::lastPosition : from <= 0) return looked;
   const std::int64_t first = isForward ? from + 1 : 0;
   const std::int64_t last = isForward ? Box::lastPosition : std::min(from - 1, Box::lastPosition);
   Statement row = service_->store().database().rows(
       isForward ? DOCUMENT "key BETWEEN ?1 AND ?2 ORDER BY key LIMIT ?3"
                 : DOCUMENT "key BETWEEN ?1 AND ?2 ORDER BY key DESC LIMIT ?3",
       box.key(first), box.key(last), count, bodies == Bodies::Read);
-  while (row.step()) documents.push_back(documentIn(box, row, bodies));
+  while (row.step()) {
+    ++looked.documents;
+    looked.position = Box::positionIn(row.integer(0));
+    if (sieve.passes(row.text(2), row.integer(5))) documents.push_back(documentIn(box, row, bodies));
+  }
+  return looked;
 }
 
 std::optional<StoredDocument> QueueOperations::find(const DocumentList& list, std::int64_t shown,
@@ -112,7 +122,7 @@ std::optional<StoredDocument> QueueOperations::find(const DocumentList& list, st
   const auto position = service_->store().firstWithNumber(box, static_cast<std::uint32_t>(shown));
   if (!position || shown > 0xFFFFFFFF) return std::nullopt;
   std::vector<StoredDocument> found;
-  read(list, *position - 1, Direction::Forward, 1, bodies, found);
+  read(list, *position - 1, Direction::Forward, 1, bodies, found, {});
   if (found.empty() || found.front().position != *position) return std::nullopt;
   return std::move(found.front());
 }
@@ -173,12 +183,15 @@ Changed QueueOperations::change(const DocumentList& list, std::span<const Stored
   return result;
 }
 
-void QueueOperations::store(const String& queue, std::span<const StoredDocument> documents,
-                            const RunNote& note) {
+std::vector<std::int64_t> QueueOperations::store(const String& queue,
+                                                 std::span<const StoredDocument> documents,
+                                                 const RunNote& note) {
+  std::vector<std::int64_t> identifiers;
   const Box box{recordOf(queue).id, false};
   service_->write(
       Database::Purpose::Stores,
       [&] {
+        identifiers.clear();
         for (const StoredDocument& document : documents) {
           MessageContent content;
           content.label = document.label;
@@ -186,11 +199,12 @@ void QueueOperations::store(const String& queue, std::span<const StoredDocument>
           content.delivery = MQMSG_DELIVERY_RECOVERABLE;
           content.sentTime = document.sent;
           content.body = std::make_shared<const Variant>(document.body);
-          service_->store().put({box.queue, std::move(content)});
+          identifiers.push_back(service_->store().put({box.queue, std::move(content)}));
         }
         this->note(note);
       },
       [&] { service_->signals().signal(box.number()); });
+  return identifiers;
 }
 
 void QueueOperations::note(const RunNote& note) {

@@ -4,6 +4,8 @@
 #include "QueueService.h"
 #include "StoreOperations.h"
 
+#include <thread>
+
 namespace CorvaneQueue::platform_layer {
 
 // Queues are named by path names.
@@ -14,21 +16,25 @@ class QueueOperations final : public StoreOperations {
   std::size_t shownDigits() const noexcept override { return 10; }
   std::vector<String> queues() override;
   QueueContent content(const String& queue) override;
-  void read(const DocumentList& list, std::int64_t from, Direction direction, std::size_t count,
-            Bodies bodies, std::vector<StoredDocument>& documents) override;
+  Looked read(const DocumentList& list, std::int64_t from, Direction direction, std::size_t count,
+              Bodies bodies, std::vector<StoredDocument>& documents, const Sieve& sieve) override;
   std::optional<StoredDocument> find(const DocumentList& list, std::int64_t shown, Bodies bodies) override;
   Changed change(const DocumentList& list, std::span<const StoredDocument> documents, Fate fate,
                  const String& to, const RunNote& note) override;
-  void store(const String& queue, std::span<const StoredDocument> documents, const RunNote& note) override;
+  std::vector<std::int64_t> store(const String& queue, std::span<const StoredDocument> documents,
+                                  const RunNote& note) override;
   std::int64_t noted(const std::string& run) override;
   std::int32_t beginAttempt(std::int64_t shown) override;
   void endAttempts(std::int64_t shown) override;
   void noteFailure(std::int64_t shown, const String& reason, std::int32_t attempts) override;
   String failure(std::int64_t shown) override;
+  // Arrivals are announced: nobody needs more.
+  void waitForChange(std::chrono::milliseconds longest) override { std::this_thread::sleep_for(longest); }
   void removeQueue(const String& queue) override;
   std::int64_t compact() override;
 
  private:
+  void look();
   QueueRecord recordOf(std::u16string_view queue);
   Box boxOf(const DocumentList& list) { return {recordOf(list.queue).id, list.isJournal}; }
   StoredDocument documentIn(Box box, const Statement& row, Bodies bodies);

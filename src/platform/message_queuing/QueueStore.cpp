@@ -183,7 +183,7 @@ QueueRecord& QueueStore::accountOf(std::int64_t queue) {
   return accounts_.emplace_back(*found);
 }
 
-void QueueStore::put(const Outgoing& message) {
+std::int64_t QueueStore::put(const Outgoing& message) {
   QueueRecord& queue = accountOf(message.queue);
   const auto bytes = message.content.bytes();
   const auto size = static_cast<std::int64_t>(bytes.size());
@@ -205,6 +205,7 @@ void QueueStore::put(const Outgoing& message) {
     database_.execute("INSERT INTO dbo.mqBody (messageId, body) VALUES (?1, ?2)", header.id, bytes);
   queue.count({queue.id, false}, 1, size);
   queue.lastSent = header.arrivedTime;
+  return header.id;
 }
 
 // A message that was seen and is held is not there: nobody else could take it, but a journal loses its oldest

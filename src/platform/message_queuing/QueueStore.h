@@ -50,8 +50,9 @@ class QueueStore {
   // Changes the settings of the queue.
   void update(const QueueRecord& queue);
   void remove(std::int64_t queue);
-  // Throws MQ_ERROR_QUEUE_DELETED, and MQ_ERROR_INSUFFICIENT_RESOURCES over the quota.
-  void put(const Outgoing& message);
+  // Returns its identifier. Throws MQ_ERROR_QUEUE_DELETED, and MQ_ERROR_INSUFFICIENT_RESOURCES over the
+  // quota.
+  std::int64_t put(const Outgoing& message);
   // Into the journal, if the queue keeps one; whether it does.
   bool take(const Taken& message);
   // Without a trace.

@@ -22,15 +22,20 @@ constexpr std::int64_t documentsBox = 0;  // of the locks: identifiers are uniqu
 
 // "YYYY-MM-DD HH:MM:SS" in UTC; nothing for no time.
 std::optional<std::int64_t> timeIn(std::string_view text) {
-  int year = 0;
-  unsigned month = 0, day = 0;
-  int hour = 0, minute = 0, second = 0;
-  if (std::sscanf(std::string(text).c_str(), "%d-%u-%u %d:%d:%d", &year, &month, &day, &hour, &minute,
-                  &second) != 6)
-    return std::nullopt;
+  constexpr std::string_view form = "0000-00-00 00:00:00";
+  if (text.size() < form.size()) return std::nullopt;
+  for (std::size_t i = 0; i < form.size(); ++i)
+    if (form[i] == '0' ? text[i] < '0' || text[i] > '9' : text[i] != form[i]) return std::nullopt;
+  const auto number = [&](std::size_t at, std::size_t digits) {
+    int value = 0;
+    for (const char digit : text.substr(at, digits)) value = value * 10 + (digit - '0');
+    return value;
+  };
   using namespace std::chrono;
-  const sys_days date = std::chrono::year(year) / std::chrono::month(month) / std::chrono::day(day);
-  return (date + hours(hour) + minutes(minute) + seconds(second)).time_since_epoch() / seconds(1);
+  const sys_days date = year(number(0, 4)) / month(static_cast<unsigned>(number(5, 2))) /
+                        day(static_cast<unsigned>(number(8, 2)));
+  return (date + hours(number(11, 2)) + minutes(number(14, 2)) + seconds(number(17, 2))).time_since_epoch() /
+         seconds(1);
 }
 
 std::string timeText(std::int64_t time) {
@@ -113,29 +118,36 @@ QueueContent SqliteOperations::content(const String& queue) {
   return content;
 }
 
-void SqliteOperations::read(const DocumentList& list, std::int64_t from, Direction direction,
-                            std::size_t count, Bodies bodies, std::vector<StoredDocument>& documents) {
+Looked SqliteOperations::read(const DocumentList& list, std::int64_t from, Direction direction,
+                              std::size_t count, Bodies bodies, std::vector<StoredDocument>& documents,
+                              const Sieve& sieve) {
   documents.clear();
+  Looked looked;
   const auto& statements = direction == Direction::Forward ? sql_.forward : sql_.backward;
   Statement row = reading().rows(statements[list.isJournal ? 1 : 0], numberOf(list.queue), from, count,
                                  bodies == Bodies::Read);
   while (row.step()) {
+    ++looked.documents;
+    looked.position = row.integer(0);
+    const std::int64_t sent = timeIn(row.text(2)).value_or(0);
+    if (!sieve.passes(row.text(1), sent)) continue;
     StoredDocument& document = documents.emplace_back();
-    document.id = document.position = row.integer(0);
+    document.id = document.position = looked.position;
     document.label = fromStored(row.text(1));
-    document.sent = timeIn(row.text(2)).value_or(0);
+    document.sent = sent;
     if (row.type(3) != Statement::Type::Null) document.acknowledged = timeIn(row.text(3));
     document.length = row.integer(4);
     if (bodies == Bodies::Left) continue;
     document.isDamaged = row.type(5) == Statement::Type::Blob;
     if (!document.isDamaged) document.body = fromStored(row.text(5));
   }
+  return looked;
 }
 
 std::optional<StoredDocument> SqliteOperations::find(const DocumentList& list, std::int64_t shown,
                                                      Bodies bodies) {
   std::vector<StoredDocument> found;
-  read(list, shown - 1, Direction::Forward, 1, bodies, found);
+  read(list, shown - 1, Direction::Forward, 1, bodies, found, {});
   if (found.empty() || found.front().id != shown) return std::nullopt;
   return std::move(found.front());
 }
@@ -199,13 +211,16 @@ Changed SqliteOperations::change(const DocumentList& list, std::span<const Store
   return result;
 }
 
-void SqliteOperations::store(const String& queue, std::span<const StoredDocument> documents,
-                             const RunNote& note) {
+std::vector<std::int64_t> SqliteOperations::store(const String& queue,
+                                                  std::span<const StoredDocument> documents,
+                                                  const RunNote& note) {
   const auto procedure =
       std::ranges::find(definition_.procedures, fromUtf8(sql_.store).view(), &StoreProcedure::name);
   const std::string name = toStored(queue);
   Database& database = writing();
+  std::vector<std::int64_t> identifiers;
   database.write(Database::Purpose::Stores, writersWait, [&] {
+    identifiers.clear();
     for (const StoredDocument& document : documents) {
       const std::string label = toStored(document.label);
       const std::string created = timeText(document.sent);
@@ -214,11 +229,13 @@ void SqliteOperations::store(const String& queue, std::span<const StoredDocument
       for (const ProcedureStep& step : procedure->steps) {
         Statement statement = database.prepare(step.sql);
         for (int i = 1; i <= statement.parameterCount(); ++i) statement.bindText(i, values[i - 1]);
-        static_cast<void>(statement.step());
+        if (statement.step() && step.outcome == ProcedureStep::Outcome::Output)
+          identifiers.push_back(statement.integer(0));
       }
     }
     this->note(note);
   });
+  return identifiers;
 }
 
 void SqliteOperations::note(const RunNote& note) {
@@ -247,6 +264,20 @@ void SqliteOperations::noteFailure(std::int64_t shown, const String& reason, std
 }
 String SqliteOperations::failure(std::int64_t shown) {
   return fromStored(failureOf(reading(), attempts, shown));
+}
+
+// Every commit is written to the log.
+void SqliteOperations::waitForChange(std::chrono::milliseconds longest) {
+  if (!watcher_.isOpen()) watcher_.open();
+  if (!isWatching_) {
+    std::filesystem::path log = file_;
+    isWatching_ = watcher_.watch(log += "-wal").has_value();
+    if (isWatching_) return;  // what has come before
+  }
+  watcher_.wait(longest);
+  watcher_.take([this](FileWatcher::Change change) {
+    if (change.isOver) isWatching_ = false;
+  });
 }
 
 void SqliteOperations::removeQueue(const String& queue) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Database.h"
+#include "FileWatcher.h"
 #include "MessageLocks.h"
 #include "StoreDefinition.h"
 #include "StoreOperations.h"
@@ -16,17 +17,19 @@ class SqliteOperations final : public StoreOperations {
   std::size_t shownDigits() const noexcept override { return 19; }
   std::vector<String> queues() override;
   QueueContent content(const String& queue) override;
-  void read(const DocumentList& list, std::int64_t from, Direction direction, std::size_t count,
-            Bodies bodies, std::vector<StoredDocument>& documents) override;
+  Looked read(const DocumentList& list, std::int64_t from, Direction direction, std::size_t count,
+              Bodies bodies, std::vector<StoredDocument>& documents, const Sieve& sieve) override;
   std::optional<StoredDocument> find(const DocumentList& list, std::int64_t shown, Bodies bodies) override;
   Changed change(const DocumentList& list, std::span<const StoredDocument> documents, Fate fate,
                  const String& to, const RunNote& note) override;
-  void store(const String& queue, std::span<const StoredDocument> documents, const RunNote& note) override;
+  std::vector<std::int64_t> store(const String& queue, std::span<const StoredDocument> documents,
+                                  const RunNote& note) override;
   std::int64_t noted(const std::string& run) override;
   std::int32_t beginAttempt(std::int64_t shown) override;
   void endAttempts(std::int64_t shown) override;
   void noteFailure(std::int64_t shown, const String& reason, std::int32_t attempts) override;
   String failure(std::int64_t shown) override;
+  void waitForChange(std::chrono::milliseconds longest) override;
   void removeQueue(const String& queue) override;
   std::int64_t compact() override;
 
@@ -44,6 +47,8 @@ class SqliteOperations final : public StoreOperations {
   const OperationStatements& sql_;
   std::optional<Database> database_;
   std::optional<MessageLocks> locks_;
+  FileWatcher watcher_;
+  bool isWatching_ = false;
 };
 
 }  // namespace CorvaneQueue::platform_layer

@@ -1,0 +1,169 @@
+// Work with many documents that dies in the middle, workers among it, and copies of the installation.
+#include "OperatedQueues.h"
+
+#include <CorvaneQueue/Worker.h>
+
+#include <sys/mman.h>
+#include <fstream>
+
+namespace {
+
+using namespace stores;
+using ::testing::ElementsAre;
+
+class OperationsThatDie : public OperatedQueues {};
+INSTANTIATE_TEST_SUITE_P(Stores, OperationsThatDie, ::testing::ValuesIn(everyStore),
+                         [](const auto& each) { return nameOf(each.param); });
+
+// Each killed at any point and begun again: nothing is lost, nothing is there twice.
+TEST_P(OperationsThatDie, WorkThatIsKilledGoesOn) {
+  constexpr int documents = 3000;
+  ASSERT_TRUE(succeeded(inProcess([&] {  // this process opens no store before the others
+    for (const char* name : {"Orders", "Pruned"}) fill(name, documents);
+    for (const char* name : {"Copies", "Moved", "Imported"}) create<Utility>()->CreateQueue(name);
+  })));
+  const std::string file = home.file("out.jsonl");
+  // What has stored its last document and not yet said so may end: nobody could tell it from one that has.
+  auto* const isDone = static_cast<volatile bool*>(
+      mmap(nullptr, 1, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+  const auto watched = [&](const char* target, const std::function<void(const Operations&)>& work) {
+    return [&, target, work] {
+      const auto here = create<Operations>();
+      const auto progress = here->evtProgress([&](std::int32_t, std::int32_t) {
+        *isDone = create<Operations>()->Statistics(target)->Waiting() == documents;
+      });
+      work(here);
+    };
+  };
+  const std::function<void()> works[] = {
+      watched("Copies", [](const Operations& here) { here->Copy("Orders", false, "Copies"); }),
+      [&] {
+        if (!std::filesystem::exists(file)) create<Operations>()->Export("Orders", false, {}, file);
+      },
+      watched("Imported", [&](const Operations& here) { here->Import(file, "Imported"); }),
+      watched("Moved", [](const Operations& here) { here->Move("Orders", false, "Moved"); })};
+  const auto untilItEnds = [&](const std::function<void()>& work) {
+    *isDone = false;
+    for (int microseconds = 20'000;; microseconds = microseconds * 5 / 4) {
+      const pid_t worker = inProcess(work);
+      usleep(static_cast<unsigned>(microseconds));
+      kill(worker, SIGSTOP);
+      int status = 0;
+      ASSERT_EQ(waitpid(worker, &status, WUNTRACED), worker);
+      if (WIFSTOPPED(status)) {
+        kill(worker, *isDone ? SIGCONT : SIGKILL);
+        status = endOf(worker);
+      }
+      ASSERT_TRUE(WIFSIGNALED(status) || status == 0);
+      if (status == 0) break;
+    }
+  };
+  for (const auto& work : works) untilItEnds(work);
+  untilItEnds([] { create<Operations>()->Acknowledge("Pruned"); });
+  untilItEnds([] { create<Operations>()->Prune("Pruned", -1, 7); });
+  untilItEnds([] { create<Operations>()->Compact(); });
+  Texts all;
+  for (int i = 1; i <= documents; ++i) all.push_back("document " + std::to_string(i));
+  for (const char* name : {"Copies", "Moved", "Imported"}) EXPECT_EQ(waiting(name), all) << name;
+  expectContent("Orders", 0, 0);
+  expectContent("Pruned", 0, 7);
+  EXPECT_EQ(operations->Verify(), u"");
+}
+
+TEST_P(OperationsThatDie, WorkersSurviveBadDocuments) {
+  fill("Orders", 5);
+  Texts seen;
+  std::optional<Worker> worker;
+  worker.emplace(
+      "Orders",
+      [&](const WorkerDocument& document) {
+        seen.push_back(toUtf8(document.Body));
+        if (document.Body == u"document 3") throw std::runtime_error("no such customer");
+      },
+      WorkerOptions{.attempts = 3, .pause = 1ms});
+  worker->runUntilEmpty();
+  EXPECT_EQ(worker->done(), 4);
+  EXPECT_EQ(worker->failed(), 1);
+  worker.reset();
+  EXPECT_THAT(seen, ElementsAre("document 1", "document 2", "document 3", "document 3", "document 3",
+                                "document 4", "document 5"));
+  expectContent("Orders", 0, 4);
+  const auto failed = operations->Search("Orders.failed");
+  ASSERT_TRUE(failed->NextPage());
+  EXPECT_EQ(failed->Item(1)->Body(), u"document 3");
+  EXPECT_EQ(failed->Item(1)->Failure(), u"no such customer");
+  const std::string id = toUtf8(failed->Item(1)->ID());
+  // Moved back, it has its attempts again; what no document is to blame for is none.
+  operations->Move("Orders.failed", false, "Orders");
+  expectError(ErrorNumber::InvalidArgument, nullptr, "no printer", [] {
+    Worker("Orders", [](const WorkerDocument&) { throw StopWorker("no printer"); }).runUntilEmpty();
+  });
+  Worker("Orders", [&](const WorkerDocument& document) { EXPECT_EQ(document.attempt, 1); }, {.attempts = 3})
+      .runUntilEmpty();
+  expectContent("Orders", 0, 5);
+  EXPECT_THAT(home.read("log/corvane.log"),
+              testing::HasSubstr("Queue \\\"Orders\\\", document " + id + ", attempt 3 of 3"));
+}
+
+TEST_P(OperationsThatDie, ADocumentOverWhichProcessesDieIsGivenUpToo) {
+  ASSERT_TRUE(succeeded(inProcess([&] { fill("Orders", 2); })));
+  int deaths = 0;
+  const auto work = [&] {
+    Worker("Orders",
+           [](const WorkerDocument& document) {
+             if (document.Body == u"document 1") _exit(9);
+           },
+           {.attempts = 2, .pause = 1ms})
+        .runUntilEmpty();
+  };
+  while (!succeeded(inProcess(work))) ASSERT_LT(++deaths, 5);
+  EXPECT_EQ(deaths, 2);
+  EXPECT_THAT(waiting("Orders.failed"), ElementsAre("document 1"));
+  expectContent("Orders", 0, 1);
+}
+
+// The copy is of one moment; it goes back when nobody works with the stores, whole or not at all.
+TEST_P(OperationsThatDie, CopiesOfTheInstallationAreMadeWhileOthersWorkAndPutBack) {
+  const std::string copy = home.file("copy").string();
+  ASSERT_TRUE(succeeded(inProcess([&] { fill("Orders", 500); })));
+  const pid_t sender = inProcess([&] {
+    auto queue = open("Orders");
+    for (int i = 501;; ++i) queue->SendDocument("document " + std::to_string(i));
+  });
+  const auto backUp = [&] { create<Operations>()->Backup(copy); };
+  const auto restore = [&] { create<Operations>()->Restore(copy); };
+  usleep(50'000);
+  EXPECT_TRUE(succeeded(inProcess(backUp)));
+  const auto refused = [](const char* part, const auto& work) {
+    return succeeded(inProcess([&] {
+      expectError(ErrorNumber::InvalidArgument, nullptr, part, work);
+      if (::testing::Test::HasFailure()) throw std::runtime_error("not refused");
+    }));
+  };
+  EXPECT_TRUE(refused("there already", backUp));
+  EXPECT_TRUE(refused("End them all first", restore));
+  killed(sender);
+
+  const char* const store = GetParam() == Store::Database ? "copy/messages.db" : "copy/queues.db";
+  const std::string whole = home.read(store);
+  std::string damaged = whole;
+  damaged[whole.size() / 2] ^= 1;
+  std::ofstream(home.file(store)) << damaged;
+  EXPECT_TRUE(refused("damaged or missing", restore));
+  std::ofstream(home.file(store)) << whole;
+  for (int microseconds = 500;; microseconds = microseconds * 6 / 5) {
+    const pid_t worker = inProcess(restore);
+    usleep(static_cast<unsigned>(microseconds));
+    kill(worker, SIGKILL);
+    const int status = endOf(worker);
+    ASSERT_TRUE(WIFSIGNALED(status) || status == 0);
+    if (status == 0) break;
+  }
+  const Texts found = waiting("Orders");
+  ASSERT_GT(found.size(), 500u);
+  for (std::size_t i = 0; i < found.size(); ++i) ASSERT_EQ(found[i], "document " + std::to_string(i + 1));
+  expectContent("Orders", static_cast<int>(found.size()), 0);
+  EXPECT_EQ(operations->Verify(), u"");
+}
+
+}  // namespace
