@@ -52,10 +52,11 @@ void PublicOperations::CodePage_Let(std::int32_t value) {
   for (const String& queue : session->queues()) {
     const QueueContent content = session->content(queue);
     if (content.waiting + content.acknowledged > 0)
-      refuse(u"The queue " + std::u16string(queue.view()) + u" holds " +
-             decimal(content.waiting + content.acknowledged) +
-             u" messages in the code page of now, in it or its journal; nothing was changed. Export and delete "
-             u"them first.");
+      refuse(
+          u"The queue " + std::u16string(queue.view()) + u" holds " +
+          decimal(content.waiting + content.acknowledged) +
+          u" messages in the code page of now, in it or its journal; nothing was changed. Export and delete "
+          u"them first.");
   }
   platform().operations->setCodePage(value);
 }

@@ -72,10 +72,14 @@ const char* const exitCodes[][2] = {{"0", "Done."},
 std::string roff(const std::string& text) {
   std::string escaped;
   for (const char c : text) {
-    if (c == '\\') escaped += "\\e";
-    else if (c == '-') escaped += "\\-";
-    else if (c == '\'' || (c == '.' && (escaped.empty() || escaped.back() == '\n'))) escaped += c == '.' ? "\\&." : "\\(aq";
-    else escaped += c;
+    if (c == '\\')
+      escaped += "\\e";
+    else if (c == '-')
+      escaped += "\\-";
+    else if (c == '\'' || (c == '.' && (escaped.empty() || escaped.back() == '\n')))
+      escaped += c == '.' ? "\\&." : "\\(aq";
+    else
+      escaped += c;
   }
   return escaped;
 }
@@ -102,7 +106,8 @@ std::string manualPage(const CLI::App& app, const std::string& name) {
   const CLI::App* command = &app;
   if (!name.empty()) {
     const auto commands = commandsOf(app);
-    const auto found = std::ranges::find(commands, name, [](const CLI::App* each) { return each->get_name(); });
+    const auto found =
+        std::ranges::find(commands, name, [](const CLI::App* each) { return each->get_name(); });
     if (found == commands.end()) throw WrongUsage("There is no command \"" + name + "\"");
     command = *found;
   }
@@ -123,9 +128,11 @@ std::string manualPage(const CLI::App& app, const std::string& name) {
   if (name.empty()) {
     text << ".SH COMMANDS\n";
     for (const CLI::App* each : commandsOf(app))
-      text << ".TP\n.BR corvaneq\\-" << roff(each->get_name()) << " (1)\n" << roff(each->get_description()) << "\n";
-    text << ".SH ENVIRONMENT\n.TP\n.B CORVANE_HOME\nThe directory of the installation: settings, stores and log. "
-            "Without it, ~/.local/share/corvane.\n";
+      text << ".TP\n.BR corvaneq\\-" << roff(each->get_name()) << " (1)\n"
+           << roff(each->get_description()) << "\n";
+    text
+        << ".SH ENVIRONMENT\n.TP\n.B CORVANE_HOME\nThe directory of the installation: settings, stores and log. "
+           "Without it, ~/.local/share/corvane.\n";
   } else {
     text << ".SH EXAMPLE\n.nf\n" << roff(examples.at(name)) << "\n.fi\n";
   }

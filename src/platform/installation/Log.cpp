@@ -83,7 +83,7 @@ void writeLog(const LogEntry& entry) noexcept {
     char number[32];
     std::snprintf(number, sizeof number, entry.number < 0 ? "0x%08X" : "%d",
                   static_cast<unsigned>(entry.number));
-    const std::string line = timeStamp() + " " + std::to_string(processNumber()) + " " +
+    const std::string line = timeStamp() + " " + std::to_string(processNumber()) + " " CORVANE_VERSION " " +
                              toUtf8(entry.component) + "." + toUtf8(entry.className) + " " +
                              quotedLine(entry.procedure) + " " +
                              (entry.level == LogEntry::Level::Warning ? "warning" : "error") + " " + number +

@@ -1,0 +1,338 @@
+"""Queued documents in the application's own process.
+
+The object model of CorvaneQueue for Python: the members have the names that they have in C++, and
+errors are exceptions. The module is plain Python over the library's C interface::
+
+    from corvanequeue import Queue
+
+    with Queue("Orders") as queue:
+        queue.MsgType = "ORDER"
+        queue.SendDocument("<order/>")
+        for message in queue.receive():      # database store
+            print(message.Body)
+            queue.AcknowledgeDocument(message.ID)
+
+The library is ``libCorvaneQueue.so.0``; the environment variable ``CORVANE_LIBRARY`` names another
+file. An object belongs to the thread that created it.
+"""
+
+from __future__ import annotations
+
+from collections.abc import Callable, Iterator
+from contextlib import contextmanager
+from datetime import datetime, timezone
+from typing import Any
+
+from ._library import Error, Object, listen, pump, version
+
+__all__ = ["Document", "Error", "Message", "Messages", "Operations", "Queue", "Queues", "Statistics",
+           "Utility", "pump", "version"]
+
+
+class _Text:
+    """A property that is a text."""
+
+    def __set_name__(self, owner: type, name: str) -> None:
+        self.name = name
+
+    def __get__(self, instance: Any, owner: type) -> str:
+        return instance._object.get(self.name)
+
+    def __set__(self, instance: Any, value: str) -> None:
+        instance._object.put(self.name, value)
+
+
+class _Number(_Text):
+    """A property that is a whole number."""
+
+    def __get__(self, instance: Any, owner: type) -> int:
+        return instance._object.get(self.name)
+
+
+class _Truth(_Text):
+    """A property that is true or false."""
+
+    def __get__(self, instance: Any, owner: type) -> bool:
+        return instance._object.get(self.name)
+
+
+class _Time(_Text):
+    """A time, None when there is none."""
+
+    def __get__(self, instance: Any, owner: type) -> datetime | None:
+        return instance._object.get(self.name)
+
+
+class _Utc(_Time):
+    """A time in UTC."""
+
+    def __get__(self, instance: Any, owner: type) -> datetime | None:
+        time = instance._object.get(self.name)
+        return None if time is None else time.replace(tzinfo=timezone.utc)
+
+
+class _Handle:
+    """Stands for an object of the library until it is closed."""
+
+    def __init__(self, object: Object) -> None:
+        self._object = object
+
+    def close(self) -> None:
+        """Lets go of the object. Leaving a ``with`` does the same."""
+        self._object.close()
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_: object) -> None:
+        self.close()
+
+
+class Message(_Handle):
+    """A document in a list, or one that was received."""
+
+    ID, Label, Body = _Text(), _Text(), _Text()
+    BodyLength = _Number()
+    SentTime = _Time()
+
+
+class Messages(_Handle):
+    """A list of messages as it was at its last ``Refresh``; it iterates over that."""
+
+    def Refresh(self) -> None:
+        self._object.call("Refresh")
+
+    def __len__(self) -> int:
+        return self._object.get("Count")
+
+    def Item(self, key: int | str) -> Message:
+        """By position, counted from 1, or by identifier."""
+        return Message(self._object.get("Item", key))
+
+    def __iter__(self) -> Iterator[Message]:
+        for position in range(1, len(self) + 1):
+            yield self.Item(position)
+
+
+class Queue(_Handle):
+    """A queue by its name, and the routing fields of what is sent through this object."""
+
+    MsgType, MsgID, Object, ObjectID, Name, LastDocument = (_Text() for _ in range(6))
+    Quota, JournalQuota, QueueSize = (_Number() for _ in range(3))
+    JournalEnabled, CompressMessages = _Truth(), _Truth()
+
+    def __init__(self, name: str, object: Object | None = None) -> None:
+        super().__init__(object or Object.create("CorvaneQueue.Queue"))
+        if object is None:
+            self._object.call("Initialize", name, False)
+
+    def SendDocument(self, document: str) -> None:
+        """Durable when it returns; in a transaction, when that is committed."""
+        self._object.call("SendDocument", document)
+
+    def ReceiveNext(self) -> Message | None:
+        """The oldest document, which stays until it is acknowledged (database store)."""
+        found = self._object.call("ReceiveNext")
+        return None if found is None else Message(found)
+
+    def receive(self) -> Iterator[Message]:
+        """What waits, one after the other: acknowledge each one before the next."""
+        while (message := self.ReceiveNext()) is not None:
+            yield message
+
+    def AcknowledgeDocument(self, identifier: str = "") -> None:
+        self._object.call("AcknowledgeDocument", identifier)
+
+    def SendMessage(self, message: Message) -> None:
+        self._object.call("SendMessage", message._object)
+
+    def AcknowledgeMessage(self, message: Message) -> None:
+        self._object.call("AcknowledgeMessage", message._object)
+
+    def IsEmpty(self) -> bool:
+        return self._object.call("IsEmpty")
+
+    def Purge(self) -> None:
+        self._object.call("Purge")
+
+    def Messages(self) -> Messages:
+        """Those that wait, as they are now."""
+        return self._list(self._listed().get("Messages"))
+
+    def Journal(self) -> Messages:
+        """Those that have been acknowledged, as they are now."""
+        return self._list(self._listed().get("Journal").get("Messages"))
+
+    def _listed(self) -> Object:
+        """The queue as the list of queues has it: with its messages and its journal."""
+        return Queues().Item(self.Name)._object
+
+    @staticmethod
+    def _list(object: Object) -> Messages:
+        messages = Messages(object)
+        messages.Refresh()
+        return messages
+
+    def BeginTransaction(self) -> None:
+        self._object.call("BeginTransaction")
+
+    def Commit(self) -> None:
+        self._object.call("Commit")
+
+    def Abort(self) -> None:
+        self._object.call("Abort")
+
+    @contextmanager
+    def transaction(self) -> Iterator[None]:
+        """Commits at the end of the ``with``, and aborts when an exception leaves it."""
+        self.BeginTransaction()
+        try:
+            yield
+        except BaseException:
+            self.Abort()
+            raise
+        self.Commit()
+
+    @contextmanager
+    def arrivals(self, handler: Callable[[str, str], None]) -> Iterator[None]:
+        """Calls the handler with text and identifier of what arrives, inside ``pump`` (Message Queuing
+        store). An exception of the handler comes out of ``pump``."""
+        with listen(self._object, "evtArrived", handler):
+            self._object.call("ReceiveEnable")
+            try:
+                yield
+            finally:
+                self._object.call("ReceiveDisable")
+
+
+class Queues(_Handle):
+    """The queues of the store; iterates over them."""
+
+    def __init__(self) -> None:
+        super().__init__(Object.create("CorvaneQueue.Queues"))
+
+    def Exists(self, name: str) -> bool:
+        return self._object.call("Exists", name)
+
+    def Item(self, key: int | str) -> Queue:
+        return Queue("", self._object.get("Item", key))
+
+    def __len__(self) -> int:
+        return self._object.get("Count")
+
+    def __iter__(self) -> Iterator[Queue]:
+        self._object.call("Refresh")
+        for position in range(1, len(self) + 1):
+            yield self.Item(position)
+
+
+class Utility(_Handle):
+    """The settings of the installation."""
+
+    QueueStoreType = _Text()
+    UsesPublicQueues = _Truth()
+
+    def __init__(self) -> None:
+        super().__init__(Object.create("CorvaneQueue.Utility"))
+
+    def CreateQueue(self, name: str) -> None:
+        self._object.call("CreateQueue", name)
+
+
+class Statistics(_Handle):
+    """What is in a queue."""
+
+    Queue = _Text()
+    Waiting, Held, Acknowledged, WaitingBytes, AcknowledgedBytes = (_Number() for _ in range(5))
+    OldestWaiting, LastSent, LastAcknowledged = (_Utc() for _ in range(3))
+
+
+class Document(_Handle):
+    """A document that a search has found."""
+
+    ID, Label, MsgType, MsgID, Object, ObjectID, Failure, Body = (_Text() for _ in range(8))
+    Length = _Number()
+    SentTime, AcknowledgedTime = _Utc(), _Utc()
+
+
+class Operations(_Handle):
+    """What operators do. ``where`` is a text of conditions: ``MsgType equal "ORDER" and Body contains "x"``."""
+
+    def __init__(self) -> None:
+        super().__init__(Object.create("CorvaneQueue.Operations"))
+
+    def _filter(self, where: str) -> Object:
+        chosen = self._object.call("NewFilter")
+        if where:
+            chosen.put("Text", where)
+        return chosen
+
+    def Statistics(self, queue: str) -> Statistics:
+        return Statistics(self._object.call("Statistics", queue))
+
+    def Search(self, queue: str, where: str = "", *, journal: bool = False, newest_first: bool = False
+               ) -> Iterator[Document]:
+        """The documents, page by page as they are asked for."""
+        found = self._object.call("Search", queue, journal, self._filter(where))
+        found.put("Backward", newest_first)
+        while found.call("NextPage"):
+            for position in range(1, found.get("Count") + 1):
+                yield Document(found.get("Item", position))
+
+    def Send(self, queue: Queue, document: str) -> str:
+        """Sends with the routing fields of the queue object; returns the identifier."""
+        return self._object.call("Send", queue._object, document)
+
+    def Delete(self, queue: str, where: str = "", *, journal: bool = False) -> int:
+        return self._object.call("Delete", queue, journal, self._filter(where))
+
+    def Acknowledge(self, queue: str, where: str = "") -> int:
+        return self._object.call("Acknowledge", queue, self._filter(where))
+
+    def Move(self, queue: str, to: str, where: str = "", *, journal: bool = False) -> int:
+        return self._object.call("Move", queue, journal, to, self._filter(where))
+
+    def Copy(self, queue: str, to: str, where: str = "", *, journal: bool = False) -> int:
+        return self._object.call("Copy", queue, journal, to, self._filter(where))
+
+    def Redrive(self, queue: str, where: str = "") -> int:
+        return self._object.call("Redrive", queue, self._filter(where))
+
+    def Export(self, queue: str, file: str, where: str = "", *, journal: bool = False) -> int:
+        return self._object.call("Export", queue, journal, self._filter(where), file)
+
+    def Import(self, file: str, queue: str) -> int:
+        return self._object.call("Import", file, queue)
+
+    def Prune(self, queue: str, *, older_than_seconds: int = -1, keep: int = -1, keep_kilobytes: int = -1) -> int:
+        return self._object.call("Prune", queue, older_than_seconds, keep, keep_kilobytes)
+
+    def SetJournalRule(self, queue: str, *, older_than_seconds: int = -1, keep: int = -1,
+                       keep_kilobytes: int = -1) -> None:
+        self._object.call("SetJournalRule", queue, older_than_seconds, keep, keep_kilobytes)
+
+    def Compact(self) -> None:
+        self._object.call("Compact")
+
+    def DeleteQueue(self, queue: str, *, even_if_not_empty: bool = False) -> None:
+        self._object.call("DeleteQueue", queue, even_if_not_empty)
+
+    def Verify(self) -> list[str]:
+        """A sentence for everything that is wrong; none when the store is sound."""
+        return self._object.call("Verify").splitlines()
+
+    def Backup(self, directory: str) -> None:
+        self._object.call("Backup", directory)
+
+    def Restore(self, directory: str) -> None:
+        self._object.call("Restore", directory)
+
+    def Cancel(self) -> None:
+        """From a handler of ``progress``: ends the work that goes on."""
+        self._object.call("Cancel")
+
+    @contextmanager
+    def progress(self, handler: Callable[[int, int], None]) -> Iterator[None]:
+        """Calls the handler with how many are done, of how many, while work goes on."""
+        with listen(self._object, "evtProgress", handler):
+            yield

@@ -1,0 +1,75 @@
+"""The module, on both stores."""
+
+import os
+import tempfile
+import unittest
+from datetime import datetime, timedelta, timezone
+
+from corvanequeue import Error, Operations, Queue, Queues, Utility, pump
+
+
+class CorvaneQueueTest(unittest.TestCase):
+    def setUp(self):
+        self.home = tempfile.TemporaryDirectory()
+        os.environ["CORVANE_HOME"] = self.home.name
+        self.addCleanup(self.home.cleanup)
+
+    def use(self, store):
+        with Utility() as utility:
+            utility.QueueStoreType = store
+
+    def test_documents_are_received_by_polling(self):
+        self.use("db")
+        with Queue("Orders") as queue, Operations() as operations:
+            queue.MsgType = "ORDER"
+            with queue.transaction():
+                for text in ("Grüße", "with\0zero", ""):
+                    queue.SendDocument(text)
+            with self.assertRaises(ZeroDivisionError), queue.transaction():
+                queue.SendDocument("given up")
+                raise ZeroDivisionError
+            self.assertEqual([each.Body for each in queue.Messages()], ["Grüße", "with\0zero", ""])
+            self.assertEqual([each.Body for each in operations.Search("Orders", 'Body contains "zero"')], ["with\0zero"])
+            for message in queue.receive():
+                queue.AcknowledgeDocument(message.ID)
+            self.assertEqual([each.Label for each in queue.Journal()], ["Msg Type: <ORDER> "] * 3)
+            now = datetime.now(timezone.utc)
+            self.assertLess(abs(operations.Statistics("Orders").LastSent - now), timedelta(minutes=1))
+            seen = []
+            with operations.progress(lambda done, total: seen.append((done, total))):
+                self.assertEqual(operations.Redrive("Orders"), 3)
+            self.assertEqual(seen, [(3, 3)])
+            sent = operations.Send(queue, "x")
+            self.assertEqual(sent, next(operations.Search("Orders", newest_first=True)).ID)
+            self.assertEqual([each.Name for each in Queues()], ["Orders"])
+
+    def test_documents_arrive(self):
+        self.use("msmq")
+        with Queue("Orders") as queue:
+            queue.SendDocument("first")
+            texts = []
+
+            def take(text, identifier):
+                texts.append(text)
+                if len(texts) == 1:
+                    raise KeyError("too much")
+                queue.AcknowledgeDocument(identifier)
+
+            with queue.arrivals(take):
+                with self.assertRaises(KeyError):
+                    pump(5)
+                queue.Abort()
+            with queue.arrivals(take):
+                pump(5)
+            self.assertEqual(texts, ["first", "first"])
+            self.assertTrue(queue.IsEmpty())
+
+    def test_errors_have_number_source_and_description(self):
+        self.use("db")
+        with Operations() as operations, self.assertRaises(Error) as raised:
+            operations.Statistics("Nowhere")
+        self.assertEqual((raised.exception.number, str(raised.exception)), (5, 'There is no queue "Nowhere".'))
+
+
+if __name__ == "__main__":
+    unittest.main()
