@@ -28,13 +28,15 @@ int main(int argc, char** argv) {
   const auto call = [&](const char16_t* name, const char16_t* text, bool hasFlag) {
     char16_t* names[] = {const_cast<char16_t*>(name)};
     DISPID identifier = 0;
-    if (const HRESULT result = queue->GetIDsOfNames(GUID{}, names, 1, 0, &identifier); result < 0) return result;
+    if (const HRESULT result = queue->GetIDsOfNames(GUID{}, names, 1, 0, &identifier); result < 0)
+      return result;
     VARIANT arguments[2]{};  // the last one first
     arguments[0].vt = VT_BOOL;
     arguments[1].vt = VT_BSTR;
     arguments[1].bstrVal = allocate(text);
     DISPPARAMS parameters{hasFlag ? arguments : arguments + 1, nullptr, hasFlag ? 2U : 1U, 0};
-    const HRESULT result = queue->Invoke(identifier, GUID{}, 0, DISPATCH_METHOD, &parameters, nullptr, nullptr, nullptr);
+    const HRESULT result =
+        queue->Invoke(identifier, GUID{}, 0, DISPATCH_METHOD, &parameters, nullptr, nullptr, nullptr);
     release(arguments[1].bstrVal);
     return result;
   };

@@ -13,13 +13,12 @@ int main() {
   queue->Initialize("Orders");
   for (const char* text : {"good", "bad", "also good"}) queue->SendDocument(text);
 
-  Worker worker(
-      "Orders",
-      [](const WorkerDocument& document) {
-        std::printf("%s, attempt %d\n", toUtf8(document.Body).c_str(), document.attempt);
-        if (document.Body == u"bad") throw std::runtime_error("there is no such customer");
-      },
-      {.attempts = 2, .pause = std::chrono::milliseconds(10)});
+  Worker worker("Orders",
+                [](const WorkerDocument& document) {
+                  std::printf("%s, attempt %d\n", toUtf8(document.Body).c_str(), document.attempt);
+                  if (document.Body == u"bad") throw std::runtime_error("there is no such customer");
+                },
+                {.attempts = 2, .pause = std::chrono::milliseconds(10)});
   worker.runUntilEmpty();  // run(stop) works until it is asked to stop
   std::printf("%lld done, %lld given up\n", static_cast<long long>(worker.done()),
               static_cast<long long>(worker.failed()));

@@ -1,7 +1,8 @@
 /* The object model and the operations for C, and for every language that can call C.
  *
- * One handle stands for an object; its members are called by their names, which are those of the C++ headers and of
- * `corvaneq describe`. The functions behind the first part give them types, for what programs use most.
+ * One handle stands for an object; its members are called by their names, which are those of the C++ headers
+ * and of `corvaneq describe`. The functions behind the first part give them types, for what programs use
+ * most.
  *
  *   corvane_error error = {0};
  *   corvane_object* queue = corvane_create("CorvaneQueue.Queue", &error);
@@ -11,8 +12,8 @@
  *   corvane_error_clear(&error);
  *   corvane_release(queue);
  *
- * Texts are UTF-8. No function throws; one that returns false, or NULL for an object, has failed and has filled
- * `error`, which may be NULL. An object belongs to the thread that created it; release it there. */
+ * Texts are UTF-8. No function throws; one that returns false, or NULL for an object, has failed and has
+ * filled `error`, which may be NULL. An object belongs to the thread that created it; release it there. */
 #ifndef CORVANE_C_H
 #define CORVANE_C_H
 
@@ -34,8 +35,8 @@ CORVANE_C_API const char* corvaneVersion(void);
 
 typedef struct corvane_object corvane_object;
 
-/* What failed: the number as in docs/errors.md, where from, and a sentence. Set it to {0} before its first use, and
- * clear it when it is used no more. A call that fails replaces what is in it. */
+/* What failed: the number as in docs/errors.md, where from, and a sentence. Set it to {0} before its first
+ * use, and clear it when it is used no more. A call that fails replaces what is in it. */
 typedef struct corvane_error {
   int32_t number;
   char* source;
@@ -64,24 +65,26 @@ typedef struct corvane_value {
 /* Frees the text of a result, or releases its object. */
 CORVANE_C_API void corvane_value_clear(corvane_value* value);
 
-/* A new object: "CorvaneQueue.Queue", "CorvaneQueue.Queues", "CorvaneQueue.Utility", "CorvaneQueue.Operations". */
+/* A new object: "CorvaneQueue.Queue", "CorvaneQueue.Queues", "CorvaneQueue.Utility",
+ * "CorvaneQueue.Operations". */
 CORVANE_C_API corvane_object* corvane_create(const char* name, corvane_error* error);
 /* NULL is no object. */
 CORVANE_C_API void corvane_release(corvane_object* object);
 
-/* Calls a member by its name: with its arguments in their order; reads a property, perhaps with an argument; writes
- * one. Error 438 for a member that there is not. `result` may be NULL; clear it. */
+/* Calls a member by its name: with its arguments in their order; reads a property, perhaps with an argument;
+ * writes one. Error 438 for a member that there is not. `result` may be NULL; clear it. */
 typedef enum corvane_use { CORVANE_CALL, CORVANE_GET, CORVANE_PUT, CORVANE_SET } corvane_use;
 CORVANE_C_API bool corvane_invoke(corvane_object* object, corvane_use use, const char* member,
                                   const corvane_value* arguments, size_t count, corvane_value* result,
                                   corvane_error* error);
 
-/* Events: "evtArrived" of a Queue (document, identifier), "evtProgress" of Operations (done, total). The arguments
- * are gone when the handler returns. One that returns false has failed: what it was told of is not acknowledged, and
- * corvane_pump, or the call that goes on, fails with error 100. Release the listener before its source. */
+/* Events: "evtArrived" of a Queue (document, identifier), "evtProgress" of Operations (done, total). The
+ * arguments are gone when the handler returns. One that returns false has failed: what it was told of is not
+ * acknowledged, and corvane_pump, or the call that goes on, fails with error 100. Release the listener before
+ * its source. */
 typedef bool (*corvane_handler)(void* user, const corvane_value* arguments, size_t count);
-CORVANE_C_API corvane_object* corvane_listen(corvane_object* source, const char* event, corvane_handler handler,
-                                             void* user, corvane_error* error);
+CORVANE_C_API corvane_object* corvane_listen(corvane_object* source, const char* event,
+                                             corvane_handler handler, void* user, corvane_error* error);
 /* Delivers the events of this thread's objects for so long, or until the first one was delivered. */
 CORVANE_C_API bool corvane_pump(int32_t milliseconds, corvane_error* error);
 
@@ -122,7 +125,8 @@ static inline bool corvane_get_number(corvane_object* object, const char* proper
   return true;
 }
 /* NULL without an error when the property is no object. Release it. */
-static inline corvane_object* corvane_get_object(corvane_object* object, const char* property, corvane_error* error) {
+static inline corvane_object* corvane_get_object(corvane_object* object, const char* property,
+                                                 corvane_error* error) {
   corvane_value value;
   if (!corvane_invoke(object, CORVANE_GET, property, NULL, 0, &value, error)) return NULL;
   return value.object;
@@ -178,7 +182,8 @@ static inline corvane_object* corvane_filter(corvane_object* operations, const c
   corvane_value_clear(&filter);
   return NULL;
 }
-/* The documents that a filter, or NULL, lets through: call NextPage of it, then Count and corvane_item. Release it. */
+/* The documents that a filter, or NULL, lets through: call NextPage of it, then Count and corvane_item.
+ * Release it. */
 static inline corvane_object* corvane_search(corvane_object* operations, const char* queue, bool is_journal,
                                              corvane_object* filter, corvane_error* error) {
   corvane_value arguments[3], result;
@@ -188,7 +193,8 @@ static inline corvane_object* corvane_search(corvane_object* operations, const c
   if (!corvane_invoke(operations, CORVANE_CALL, "Search", arguments, 3, &result, error)) return NULL;
   return result.object;
 }
-static inline corvane_object* corvane_statistics(corvane_object* operations, const char* queue, corvane_error* error) {
+static inline corvane_object* corvane_statistics(corvane_object* operations, const char* queue,
+                                                 corvane_error* error) {
   corvane_value value = corvane_text(queue), result;
   if (!corvane_invoke(operations, CORVANE_CALL, "Statistics", &value, 1, &result, error)) return NULL;
   return result.object;

@@ -102,6 +102,8 @@ class StoreOperations {
   // An identifier as lists of the store show it: a number with so many digits at least.
   virtual std::int64_t shownNumber(std::int64_t id) const noexcept = 0;
   virtual std::size_t shownDigits() const noexcept = 0;
+  // In 16-bit units, as those of a queue's name.
+  virtual std::size_t longestLabel() const noexcept = 0;
   virtual std::vector<String> queues() = 0;
   // Asks for no document. Throws 5 for a queue that is not there, as do all others.
   virtual QueueContent content(const String& queue) = 0;

@@ -229,8 +229,7 @@ StoredDocument ImportFile::documentIn(const std::string& line, std::u16string_vi
   if (checksumOf(label, body) != text("checksum"))
     refuse("does not have the checksum that it names: it is not what was exported");
   try {
-    StoredDocument document = store.documentOf(queue, fromStored(body));
-    document.label = fromStored(label);
+    StoredDocument document = store.documentOf(queue, fromStored(label), fromStored(body));
     document.sent = utcTime(fromUtf8(text("sent")));
     document.length = std::ssize(body);
     return document;

@@ -72,8 +72,13 @@ String OperatedStore::textOf(const StoredDocument& document) const {
   return platform().system->fromAnsi(bytesOf(document.body.get()));
 }
 
-StoredDocument OperatedStore::documentOf(std::u16string_view queue, String text) const {
+StoredDocument OperatedStore::documentOf(std::u16string_view queue, String label, String text) const {
+  if (label.size() > session_->longestLabel())
+    throw Error(ErrorNumber::InvalidArgument, u"CorvaneQueue.Operations",
+                u"The label of a document has " + decimal(label.size()) + u" characters, and at most " +
+                    decimal(session_->longestLabel()) + u" are kept: shorten its routing fields.");
   StoredDocument document;
+  document.label = std::move(label);
   if (!isMessageQueuing()) {
     document.body = Variant(std::move(text));
     return document;

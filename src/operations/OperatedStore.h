@@ -24,8 +24,9 @@ class OperatedStore {
   String textOf(const StoredDocument& document) const;
   // The document with its body; nothing when it is gone.
   std::optional<StoredDocument> whole(const DocumentList& list, const StoredDocument& document);
-  // A document of that text, in the form that the queue keeps. Throws 5 when it cannot be kept whole.
-  StoredDocument documentOf(std::u16string_view queue, String text) const;
+  // A document of that label and text, in the form that the queue keeps. Throws 5 when it cannot be kept
+  // whole.
+  StoredDocument documentOf(std::u16string_view queue, String label, String text) const;
 
  private:
   bool isMessageQueuing() const noexcept { return type_ != u"db"; }

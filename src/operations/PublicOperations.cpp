@@ -207,9 +207,9 @@ std::int32_t PublicOperations::Import(StringRef File, StringRef ToQueue) {
 String PublicOperations::Send(const Ref<_Queue>& Queue, StringRef Document) {
   if (!Queue) refuse(u"Send needs a Queue object, which says where to and with which fields.");
   const String name = call<&_Queue::get_Name>(Queue);
-  StoredDocument document = store().documentOf(name, String(Document));
-  document.label = CreateLabel({call<&_Queue::get_MsgType>(Queue), call<&_Queue::get_MsgID>(Queue),
-                                call<&_Queue::get_Object>(Queue), call<&_Queue::get_ObjectID>(Queue)});
+  const String label = CreateLabel({call<&_Queue::get_MsgType>(Queue), call<&_Queue::get_MsgID>(Queue),
+                                    call<&_Queue::get_Object>(Queue), call<&_Queue::get_ObjectID>(Queue)});
+  StoredDocument document = store().documentOf(name, label, String(Document));
   document.sent = std::time(nullptr);
   const DocumentList to = store_->list(name, false);
   const auto send = [&] { return store_->session().store(to.queue, {&document, 1}, {}).front(); };

@@ -116,12 +116,13 @@ Variant invoked(IDispatch& object, WORD flags, std::u16string member, std::vecto
   for (auto each = arguments.rbegin(); each != arguments.rend(); ++each) backward.push_back(each->get());
   DISPID put = DISPID_PROPERTYPUT;
   const bool isPut = (flags & (DISPATCH_PROPERTYPUT | DISPATCH_PROPERTYPUTREF)) != 0;
-  DISPPARAMS parameters{backward.data(), isPut ? &put : nullptr, static_cast<UINT>(backward.size()), isPut ? 1U : 0U};
+  DISPPARAMS parameters{backward.data(), isPut ? &put : nullptr, static_cast<UINT>(backward.size()),
+                        isPut ? 1U : 0U};
   Variant result;
   EXCEPINFO exception{};
   UINT wrong = 0;
-  const HRESULT code = object.Invoke(identifier, GUID{}, 0, flags, &parameters, isPut ? nullptr : result.address(),
-                                     &exception, &wrong);
+  const HRESULT code = object.Invoke(identifier, GUID{}, 0, flags, &parameters,
+                                     isPut ? nullptr : result.address(), &exception, &wrong);
   if (code == DISP_E_EXCEPTION)
     throw Error(Error::ofResult(exception.scode).number(), String::adopt(exception.bstrSource),
                 String::adopt(exception.bstrDescription));
@@ -153,11 +154,13 @@ corvane_object* corvane_create(const char* name, corvane_error* error) {
 
 void corvane_release(corvane_object* object) { delete object; }
 
-bool corvane_invoke(corvane_object* object, corvane_use use, const char* member, const corvane_value* arguments,
-                    size_t count, corvane_value* result, corvane_error* error) {
+bool corvane_invoke(corvane_object* object, corvane_use use, const char* member,
+                    const corvane_value* arguments, size_t count, corvane_value* result,
+                    corvane_error* error) {
   if (result != nullptr) *result = {};
   return attempt(error, [&] {
-    constexpr WORD flags[] = {DISPATCH_METHOD, DISPATCH_PROPERTYGET, DISPATCH_PROPERTYPUT, DISPATCH_PROPERTYPUTREF};
+    constexpr WORD flags[] = {DISPATCH_METHOD, DISPATCH_PROPERTYGET, DISPATCH_PROPERTYPUT,
+                              DISPATCH_PROPERTYPUTREF};
     IDispatch& called = dispatchOf(object);
     std::vector<Variant> given;
     for (size_t i = 0; i < count; ++i) given.push_back(variantOf(arguments[i]));
@@ -176,14 +179,18 @@ corvane_object* corvane_listen(corvane_object* source, const char* event, corvan
       throw Error(ErrorNumber::InvalidArgument, u"CorvaneQueue.C",
                   u"There is no event \"" + std::u16string(fromUtf8(name).view()) +
                       u"\"; there are evtArrived and evtProgress.");
-    const EventKind kind = isArrival ? arrivalKind<__Queue> : EventKind{iidOf<__Operations>, evtProgress.id, 2};
+    const EventKind kind =
+        isArrival ? arrivalKind<__Queue> : EventKind{iidOf<__Operations>, evtProgress.id, 2};
     return new corvane_object{
         {}, {&dispatchOf(source), kind, [=](std::span<VARIANT> given) {
                struct Values {
                  std::vector<corvane_value> all;
-                 ~Values() { std::ranges::for_each(all, [](auto& each) { corvane_value_clear(&each); }); }
+                 ~Values() {
+                   std::ranges::for_each(all, [](auto& each) { corvane_value_clear(&each); });
+                 }
                } values;
-               for (auto each = given.rbegin(); each != given.rend(); ++each) values.all.push_back(valueOf(*each));
+               for (auto each = given.rbegin(); each != given.rend(); ++each)
+                 values.all.push_back(valueOf(*each));
                constexpr std::int32_t handlerFailed = 100;
                if (!handler(user, values.all.data(), values.all.size()))
                  throw Error(handlerFailed, u"CorvaneQueue.C", u"The handler of the event has failed.");

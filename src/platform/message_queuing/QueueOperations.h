@@ -14,6 +14,7 @@ class QueueOperations final : public StoreOperations {
   QueueOperations();
   std::int64_t shownNumber(std::int64_t id) const noexcept override { return id & 0xFFFFFFFF; }
   std::size_t shownDigits() const noexcept override { return 10; }
+  std::size_t longestLabel() const noexcept override { return MessageContent::longestLabel; }
   std::vector<String> queues() override;
   QueueContent content(const String& queue) override;
   Looked read(const DocumentList& list, std::int64_t from, Direction direction, std::size_t count,

@@ -59,6 +59,7 @@ struct QueueRecord {
 [[noreturn]] void damagedMessage(std::int64_t id);
 
 struct MessageContent {
+  static constexpr std::size_t longestLabel = 249;
   String label;
   std::int32_t appSpecific = 0;
   std::int32_t delivery = 0;

@@ -11,7 +11,6 @@ namespace CorvaneQueue::platform_layer {
 
 namespace {
 
-constexpr std::size_t longestLabel = 249;
 constexpr std::size_t longestBody = 1'000'000'000;
 
 Variant localDate(std::int64_t time) {
@@ -108,7 +107,7 @@ HRESULT QueuedMessage::get_MaxTimeToReceive(LONG* result) noexcept {
 HRESULT QueuedMessage::raw_Send(IDispatch* DestinationQueue, VARIANT* Transaction) noexcept {
   return answer([&] {
     const auto queue = queryClass<OpenQueue>(DestinationQueue);
-    if (content_.label.size() > longestLabel)
+    if (content_.label.size() > MessageContent::longestLabel)
       queuingFailed(MQ_ERROR_LABEL_TOO_LONG,
                     u"The label has " + decimal(content_.label.size()) +
                         u" characters, and at most 249 are allowed; nothing was sent.");

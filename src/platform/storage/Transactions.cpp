@@ -169,7 +169,14 @@ std::int64_t Database::freePages() { return numberOf(handle_.get(), file_, "PRAG
 
 bool Database::giveBackPages() {
   const std::int64_t before = freePages();
-  write(Purpose::Frees, std::chrono::seconds(1), [&] { execute("PRAGMA dbo.incremental_vacuum(1024)"); });
+  // Writers wait for it, and for the sync of what it has written.
+  constexpr int parts = 8;
+  constexpr auto longest = std::chrono::milliseconds(20);
+  write(Purpose::Frees, std::chrono::seconds(1), [&] {
+    const auto end = std::chrono::steady_clock::now() + longest;
+    for (int part = 0; part < parts && std::chrono::steady_clock::now() < end; ++part)
+      execute("PRAGMA dbo.incremental_vacuum(128)");
+  });
   return freePages() < before;
 }
 

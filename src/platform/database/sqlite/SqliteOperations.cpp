@@ -2,10 +2,10 @@
 
 #include "Attempts.h"
 #include "StoredText.h"
+#include "StoredTime.h"
 
 #include <algorithm>
 #include <chrono>
-#include <cstdio>
 
 namespace CorvaneQueue::platform_layer {
 
@@ -19,37 +19,6 @@ constexpr AttemptStatements attempts{
     "SELECT Reason FROM dbo.mdqFailure WHERE MessageID = ?1"};
 constexpr auto writersWait = std::chrono::seconds(30);
 constexpr std::int64_t documentsBox = 0;  // of the locks: identifiers are unique in the store
-
-// "YYYY-MM-DD HH:MM:SS" in UTC; nothing for no time.
-std::optional<std::int64_t> timeIn(std::string_view text) {
-  constexpr std::string_view form = "0000-00-00 00:00:00";
-  if (text.size() < form.size()) return std::nullopt;
-  for (std::size_t i = 0; i < form.size(); ++i)
-    if (form[i] == '0' ? text[i] < '0' || text[i] > '9' : text[i] != form[i]) return std::nullopt;
-  const auto number = [&](std::size_t at, std::size_t digits) {
-    int value = 0;
-    for (const char digit : text.substr(at, digits)) value = value * 10 + (digit - '0');
-    return value;
-  };
-  using namespace std::chrono;
-  const sys_days date = year(number(0, 4)) / month(static_cast<unsigned>(number(5, 2))) /
-                        day(static_cast<unsigned>(number(8, 2)));
-  return (date + hours(number(11, 2)) + minutes(number(14, 2)) + seconds(number(17, 2))).time_since_epoch() /
-         seconds(1);
-}
-
-std::string timeText(std::int64_t time) {
-  using namespace std::chrono;
-  const sys_seconds moment{seconds(time)};
-  const year_month_day date(floor<days>(moment));
-  const hh_mm_ss clock(moment - floor<days>(moment));
-  char text[40];
-  std::snprintf(text, sizeof text, "%04d-%02u-%02u %02d:%02d:%02d", static_cast<int>(date.year()),
-                static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
-                static_cast<int>(clock.hours().count()), static_cast<int>(clock.minutes().count()),
-                static_cast<int>(clock.seconds().count()));
-  return text;
-}
 
 }  // namespace
 
@@ -214,6 +183,9 @@ Changed SqliteOperations::change(const DocumentList& list, std::span<const Store
 std::vector<std::int64_t> SqliteOperations::store(const String& queue,
                                                   std::span<const StoredDocument> documents,
                                                   const RunNote& note) {
+  if (queue.size() > longestText)
+    throw Error(ErrorNumber::InvalidArgument, storeSource,
+                u"A queue's name has 250 characters at most; nothing was sent.");
   const auto procedure =
       std::ranges::find(definition_.procedures, fromUtf8(sql_.store).view(), &StoreProcedure::name);
   const std::string name = toStored(queue);
@@ -223,7 +195,7 @@ std::vector<std::int64_t> SqliteOperations::store(const String& queue,
     identifiers.clear();
     for (const StoredDocument& document : documents) {
       const std::string label = toStored(document.label);
-      const std::string created = timeText(document.sent);
+      const std::string created = storedTime(document.sent);
       const std::string body = toStored(BorrowedText(document.body.get()).view());
       const std::string_view values[] = {"idoc", name, label, created, body};
       for (const ProcedureStep& step : procedure->steps) {

@@ -15,6 +15,7 @@ class SqliteOperations final : public StoreOperations {
   SqliteOperations(std::filesystem::path file, const StoreDefinition& definition);
   std::int64_t shownNumber(std::int64_t id) const noexcept override { return id; }
   std::size_t shownDigits() const noexcept override { return 19; }
+  std::size_t longestLabel() const noexcept override { return longestText; }
   std::vector<String> queues() override;
   QueueContent content(const String& queue) override;
   Looked read(const DocumentList& list, std::int64_t from, Direction direction, std::size_t count,
@@ -34,6 +35,7 @@ class SqliteOperations final : public StoreOperations {
   std::int64_t compact() override;
 
  private:
+  static constexpr std::size_t longestText = 250;  // of a label or a name
   std::int64_t numberOf(std::u16string_view queue);
   std::span<const std::string_view> statementsFor(const DocumentList& list, Fate fate) const;
   void note(const RunNote& note);
