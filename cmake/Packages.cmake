@@ -39,6 +39,16 @@ if(TARGET corvaneq)
   install(FILES ${PROJECT_SOURCE_DIR}/packaging/corvaneq-work@.service DESTINATION lib/systemd/system COMPONENT tool)
 endif()
 
+foreach(component library development tool)
+  set(PACKAGE_library libcorvanequeue${PROJECT_VERSION_MAJOR})
+  set(PACKAGE_development libcorvanequeue-dev)
+  set(PACKAGE_tool corvaneq)
+  install(FILES ${PROJECT_SOURCE_DIR}/LICENSE RENAME copyright
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${PACKAGE_${component}} COMPONENT ${component})
+  install(FILES ${PROJECT_SOURCE_DIR}/CHANGELOG.md
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${PACKAGE_${component}} COMPONENT ${component})
+endforeach()
+
 # ---- Debian packages: cpack -G DEB
 
 set(CPACK_GENERATOR DEB)
@@ -66,7 +76,7 @@ set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "headers and build files of CorvaneQueu
  For programs that are built with the library, by CMake or pkg-config.")
 set(CPACK_DEBIAN_TOOL_PACKAGE_NAME corvaneq)
 set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION utils)
-set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS "libcorvanequeue${PROJECT_VERSION_MAJOR} (= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS "libcorvanequeue${PROJECT_VERSION_MAJOR} (= ${PROJECT_VERSION}), passwd")
 set(CPACK_DEBIAN_TOOL_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/postinst)
 set(CPACK_DEBIAN_TOOL_DESCRIPTION "operator tool of CorvaneQueue
  Sends, receives, finds, moves, exports and prunes queued documents, backs

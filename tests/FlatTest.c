@@ -42,7 +42,7 @@ static void testPolling(void) {
   corvane_object* operations = corvane_create("CorvaneQueue.Operations", &error);
   corvane_object* filter = corvane_filter(operations, "MsgType equal \"ORDER\"", &error);
   corvane_object* found = corvane_search(operations, "Orders", false, filter, &error);
-  EXPECT(found != NULL && corvane_invoke(found, CORVANE_CALL, "NextPage", NULL, 0, &text, &error) && text.number == 1);
+  EXPECT(found != NULL && corvane_invoke(found, CORVANE_USE_CALL, "NextPage", NULL, 0, &text, &error) && text.number == 1);
   corvane_object* document = corvane_item(found, 1, &error);
   EXPECT(document != NULL && corvane_get_text(document, "Body", &text, &error));
   EXPECT(strcmp(text.text, "Gr\xC3\xBC\xC3\x9F"
@@ -78,6 +78,8 @@ static void testArrivals(void) {
   EXPECT(corvane_listen(queue, "evtNonsense", take, NULL, &error) == NULL && error.number == 5);
   EXPECT(corvane_create("CorvaneQueue.Nonsense", &error) == NULL);
   EXPECT(!corvane_call(NULL, "Purge", &error) && error.number == 91);
+  EXPECT(corvane_create(NULL, &error) == NULL && error.number == 5);
+  EXPECT(corvane_listen(queue, "evtArrived", NULL, NULL, &error) == NULL && error.number == 5);
   corvane_release(queue);
 }
 

@@ -1,6 +1,8 @@
 // What operators do with many documents, on every store.
 #include "OperatedQueues.h"
 
+#include <sys/wait.h>
+#include <algorithm>
 #include <fstream>
 
 namespace {
@@ -214,6 +216,31 @@ TEST_P(OperationsBehaviour, FilesCarryDocumentsFromStoreToStore) {
   std::ofstream(file) << content;
   EXPECT_EQ(here->Import(file, "Mended"), 2);
   EXPECT_EQ(here->Statistics("Mended")->Waiting(), 4);
+}
+
+// What leaves while a list is read takes nothing else out of it, and brings nothing back into it.
+TEST_P(OperationsBehaviour, SearchesSeeNothingTwiceAndMissNothingWhileOthersReceive) {
+  constexpr int documents = 3000;
+  ASSERT_TRUE(succeeded(inProcess([&] { fill("Orders", documents); })));
+  const pid_t receiver = inProcess([&] {
+    const auto there = create<Operations>();
+    for (int last = 20; last < documents; last += 20) {
+      const auto filter = there->NewFilter();
+      filter->Text("ID to \"" + std::to_string(last) + "\"");
+      there->Acknowledge("Orders", filter);
+    }
+  });
+  for (bool isBackward = false; waitpid(receiver, nullptr, WNOHANG) == 0; isBackward = !isBackward) {
+    const auto search = create<Operations>()->Search("Orders", false, where("Body contains \"document\""));
+    search->Backward(isBackward);
+    search->PageSize(1000);
+    std::vector<int> seen;
+    for (const std::string& id : found(search)) seen.push_back(std::stoi(id));
+    if (isBackward) std::ranges::reverse(seen);
+    if (seen.empty()) continue;
+    ASSERT_EQ(seen.back(), documents);
+    ASSERT_EQ(seen.back() - seen.front() + 1, std::ssize(seen));
+  }
 }
 
 }  // namespace

@@ -88,13 +88,18 @@ TEST(Tool, WorksOnTheMessageQueuingStore) {
   expectRun("queue Copies", 0, "JournalEnabled\ttrue\nQuota\t7\nJournalQuota\t-1\n");
   expectRun("queue Copies Quota much", 2, "a whole number of kilobytes");
   expectRun("queue Copies Colour", 2, "there are JournalEnabled, Quota, JournalQuota, CompressMessages");
+  expectRun("queue Copies CompressMessages true", 0, "CompressMessages\ttrue");
+  expectRun("queue Copies CompressMessages false", 0, "CompressMessages\tfalse");
+  expectRun("send Copies " + home.file("d1").string(), 0, "sent");
+  expectRun("settings CodePage 1252", 3, "holds 1 messages in the code page of now");
+  expectRun("receive Copies --ack", 0, "document d1");
   expectRun("queue Copies JournalCount 100", 0, "JournalCount\t100");
   expectRun("queue Nowhere", 4, "no queue");
   const std::string send = "send Copies " + home.file("d1").string() + " ";
   expectRun("watch Copies --ack --count 2 --out " + out + " & " CORVANEQ " " + send +
                 home.file("d2").string() + " > /dev/null; wait",
             0, ".txt");
-  expectLines(2, "journal Copies");
+  expectLines(3, "journal Copies");
   expectRun("watch Copies --count 2", 2, "add --ack");
   // A document that cannot be read is told, and stays.
   const std::string polish = home.file("polish").string();

@@ -73,7 +73,7 @@ CORVANE_C_API void corvane_release(corvane_object* object);
 
 /* Calls a member by its name: with its arguments in their order; reads a property, perhaps with an argument;
  * writes one. Error 438 for a member that there is not. `result` may be NULL; clear it. */
-typedef enum corvane_use { CORVANE_CALL, CORVANE_GET, CORVANE_PUT, CORVANE_SET } corvane_use;
+typedef enum corvane_use { CORVANE_USE_CALL, CORVANE_USE_GET, CORVANE_USE_PUT, CORVANE_USE_SET } corvane_use;
 CORVANE_C_API bool corvane_invoke(corvane_object* object, corvane_use use, const char* member,
                                   const corvane_value* arguments, size_t count, corvane_value* result,
                                   corvane_error* error);
@@ -114,12 +114,12 @@ static inline corvane_value corvane_given(corvane_object* object) {
 /* Properties of any object. A text is to be freed with corvane_value_clear. */
 static inline bool corvane_get_text(corvane_object* object, const char* property, corvane_value* text,
                                     corvane_error* error) {
-  return corvane_invoke(object, CORVANE_GET, property, NULL, 0, text, error);
+  return corvane_invoke(object, CORVANE_USE_GET, property, NULL, 0, text, error);
 }
 static inline bool corvane_get_number(corvane_object* object, const char* property, int64_t* number,
                                       corvane_error* error) {
   corvane_value value;
-  if (!corvane_invoke(object, CORVANE_GET, property, NULL, 0, &value, error)) return false;
+  if (!corvane_invoke(object, CORVANE_USE_GET, property, NULL, 0, &value, error)) return false;
   *number = value.number;
   corvane_value_clear(&value);
   return true;
@@ -128,26 +128,28 @@ static inline bool corvane_get_number(corvane_object* object, const char* proper
 static inline corvane_object* corvane_get_object(corvane_object* object, const char* property,
                                                  corvane_error* error) {
   corvane_value value;
-  if (!corvane_invoke(object, CORVANE_GET, property, NULL, 0, &value, error)) return NULL;
-  return value.object;
+  if (!corvane_invoke(object, CORVANE_USE_GET, property, NULL, 0, &value, error)) return NULL;
+  if (value.kind == CORVANE_OBJECT) return value.object;
+  corvane_value_clear(&value);
+  return NULL;
 }
 static inline bool corvane_put_text(corvane_object* object, const char* property, const char* text,
                                     corvane_error* error) {
   corvane_value value = corvane_text(text);
-  return corvane_invoke(object, CORVANE_PUT, property, &value, 1, NULL, error);
+  return corvane_invoke(object, CORVANE_USE_PUT, property, &value, 1, NULL, error);
 }
 static inline bool corvane_put_number(corvane_object* object, const char* property, int64_t number,
                                       corvane_error* error) {
   corvane_value value = corvane_number(number);
-  return corvane_invoke(object, CORVANE_PUT, property, &value, 1, NULL, error);
+  return corvane_invoke(object, CORVANE_USE_PUT, property, &value, 1, NULL, error);
 }
 static inline bool corvane_call(corvane_object* object, const char* method, corvane_error* error) {
-  return corvane_invoke(object, CORVANE_CALL, method, NULL, 0, NULL, error);
+  return corvane_invoke(object, CORVANE_USE_CALL, method, NULL, 0, NULL, error);
 }
 /* The element of a list at a position, counted from 1. Release it. */
 static inline corvane_object* corvane_item(corvane_object* list, int64_t position, corvane_error* error) {
   corvane_value value = corvane_number(position), result;
-  if (!corvane_invoke(list, CORVANE_GET, "Item", &value, 1, &result, error)) return NULL;
+  if (!corvane_invoke(list, CORVANE_USE_GET, "Item", &value, 1, &result, error)) return NULL;
   return result.object;
 }
 
@@ -155,29 +157,29 @@ static inline bool corvane_queue_initialize(corvane_object* queue, const char* n
   corvane_value arguments[2];
   arguments[0] = corvane_text(name);
   arguments[1] = corvane_truth(false); /* no journal */
-  return corvane_invoke(queue, CORVANE_CALL, "Initialize", arguments, 2, NULL, error);
+  return corvane_invoke(queue, CORVANE_USE_CALL, "Initialize", arguments, 2, NULL, error);
 }
 static inline bool corvane_queue_send_document(corvane_object* queue, const char* text, size_t size,
                                                corvane_error* error) {
   corvane_value value = corvane_bytes(text, size);
-  return corvane_invoke(queue, CORVANE_CALL, "SendDocument", &value, 1, NULL, error);
+  return corvane_invoke(queue, CORVANE_USE_CALL, "SendDocument", &value, 1, NULL, error);
 }
 /* The next message, NULL without an error when nothing waits (database store). Release it. */
 static inline corvane_object* corvane_queue_receive_next(corvane_object* queue, corvane_error* error) {
   corvane_value result;
-  if (!corvane_invoke(queue, CORVANE_CALL, "ReceiveNext", NULL, 0, &result, error)) return NULL;
+  if (!corvane_invoke(queue, CORVANE_USE_CALL, "ReceiveNext", NULL, 0, &result, error)) return NULL;
   return result.object;
 }
 static inline bool corvane_queue_acknowledge_document(corvane_object* queue, const char* identifier,
                                                       corvane_error* error) {
   corvane_value value = corvane_text(identifier);
-  return corvane_invoke(queue, CORVANE_CALL, "AcknowledgeDocument", &value, 1, NULL, error);
+  return corvane_invoke(queue, CORVANE_USE_CALL, "AcknowledgeDocument", &value, 1, NULL, error);
 }
 /* A filter of conditions in words, such as MsgType equal "ORDER". Release it. */
 static inline corvane_object* corvane_filter(corvane_object* operations, const char* conditions,
                                              corvane_error* error) {
   corvane_value filter;
-  if (!corvane_invoke(operations, CORVANE_CALL, "NewFilter", NULL, 0, &filter, error)) return NULL;
+  if (!corvane_invoke(operations, CORVANE_USE_CALL, "NewFilter", NULL, 0, &filter, error)) return NULL;
   if (corvane_put_text(filter.object, "Text", conditions, error)) return filter.object;
   corvane_value_clear(&filter);
   return NULL;
@@ -190,13 +192,13 @@ static inline corvane_object* corvane_search(corvane_object* operations, const c
   arguments[0] = corvane_text(queue);
   arguments[1] = corvane_truth(is_journal);
   arguments[2] = corvane_given(filter);
-  if (!corvane_invoke(operations, CORVANE_CALL, "Search", arguments, 3, &result, error)) return NULL;
+  if (!corvane_invoke(operations, CORVANE_USE_CALL, "Search", arguments, 3, &result, error)) return NULL;
   return result.object;
 }
 static inline corvane_object* corvane_statistics(corvane_object* operations, const char* queue,
                                                  corvane_error* error) {
   corvane_value value = corvane_text(queue), result;
-  if (!corvane_invoke(operations, CORVANE_CALL, "Statistics", &value, 1, &result, error)) return NULL;
+  if (!corvane_invoke(operations, CORVANE_USE_CALL, "Statistics", &value, 1, &result, error)) return NULL;
   return result.object;
 }
 

@@ -149,14 +149,17 @@ bool DocumentReader::nextPiece() {
   return true;
 }
 
-// All of them in one go, should they be small.
+// All of them in one go, should they be small. Others may have taken some meanwhile: then the second reading
+// goes further than the first.
 void DocumentReader::addBodies(std::vector<StoredDocument>& documents, std::size_t count) {
   std::int64_t bytes = 0;
   for (const StoredDocument& document : documents) bytes += document.length;
   if (bytes > pieceBytes) return;
   store_.session().read(list_, position_, direction_, count, Bodies::Read, documents);
-  if (last_)
-    std::erase_if(documents, [&](const StoredDocument& document) { return document.position > *last_; });
+  std::erase_if(documents, [&](const StoredDocument& document) {
+    return direction_ == Direction::Forward ? document.position > looked_.position
+                                            : document.position < looked_.position;
+  });
 }
 
 bool DocumentReader::isMeant(StoredDocument& document) {

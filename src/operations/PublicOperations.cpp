@@ -243,6 +243,8 @@ std::int32_t PublicOperations::Prune(StringRef Queue, std::int32_t OlderThanSeco
 
 void PublicOperations::SetJournalRule(StringRef Queue, std::int32_t OlderThanSeconds, std::int32_t KeepCount,
                                       std::int32_t KeepKilobytes) {
+  if (std::min({OlderThanSeconds, KeepCount, KeepKilobytes}) < -1)
+    refuse(u"A bound is 0 or more, or -1 for no such bound; nothing was changed.");
   Statistics(Queue);  // it must be there
   JournalBounds{OlderThanSeconds, KeepCount, KeepKilobytes}.writeFor(Queue);
 }

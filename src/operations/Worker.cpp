@@ -162,12 +162,12 @@ class Worker::Work {
     failure_.reset();
   }
 
+  Queue queue_ = create<Queue>();  // first: it opens the door
   String name_;
   Handler handler_;
   WorkerOptions options_;
   ErrorReports errors_;
   bool isByArrival_;
-  Queue queue_ = create<Queue>();
   OperatedStore store_;
   Subscription arrivals_;
   bool isAnyTaken_ = false;
@@ -190,7 +190,7 @@ void Worker::run(std::stop_token stop) {
       work_->pauseAfterFailure(stop);
     } else if (!work_->isByArrival()) {
       std::this_thread::sleep_for(std::chrono::milliseconds(1));  // others may change much
-      work_->waitForChange(look);
+      work_->waitForChange(std::min(look, longestPump));
       look = std::min(look * 2, work_->longestLook());
     }
   }

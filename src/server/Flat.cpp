@@ -100,6 +100,13 @@ corvane_value valueOf(const VARIANT& given) {
   return result;
 }
 
+// A name that is given must be there.
+std::string_view named(const char* name) {
+  if (name == nullptr)
+    throw Error(ErrorNumber::InvalidArgument, u"CorvaneQueue.C", u"A name is missing: it is NULL.");
+  return name;
+}
+
 IDispatch& dispatchOf(corvane_object* object) {
   if (object == nullptr || !object->dispatch)
     throw Error(ErrorNumber::ObjectNotSet, u"CorvaneQueue.C", u"There is no object to call.");
@@ -135,12 +142,14 @@ Variant invoked(IDispatch& object, WORD flags, std::u16string member, std::vecto
 const char* corvaneVersion() { return CORVANE_VERSION; }
 
 void corvane_error_clear(corvane_error* error) {
+  if (error == nullptr) return;
   std::free(error->source);
   std::free(error->description);
   *error = {};
 }
 
 void corvane_value_clear(corvane_value* value) {
+  if (value == nullptr) return;
   if (value->kind == CORVANE_TEXT) std::free(const_cast<char*>(value->text));
   if (value->kind == CORVANE_OBJECT) corvane_release(value->object);
   *value = {};
@@ -148,7 +157,7 @@ void corvane_value_clear(corvane_value* value) {
 
 corvane_object* corvane_create(const char* name, corvane_error* error) {
   return attempt(error, [&]() -> corvane_object* {
-    return new corvane_object{create<IDispatch>(std::u16string(fromUtf8(name).view()).c_str()), {}};
+    return new corvane_object{create<IDispatch>(std::u16string(fromUtf8(named(name)).view()).c_str()), {}};
   });
 }
 
@@ -161,10 +170,13 @@ bool corvane_invoke(corvane_object* object, corvane_use use, const char* member,
   return attempt(error, [&] {
     constexpr WORD flags[] = {DISPATCH_METHOD, DISPATCH_PROPERTYGET, DISPATCH_PROPERTYPUT,
                               DISPATCH_PROPERTYPUTREF};
+    if (use < CORVANE_USE_CALL || use > CORVANE_USE_SET)
+      throw Error(ErrorNumber::InvalidArgument, u"CorvaneQueue.C", u"A member is called, got, put or set.");
     IDispatch& called = dispatchOf(object);
     std::vector<Variant> given;
     for (size_t i = 0; i < count; ++i) given.push_back(variantOf(arguments[i]));
-    const Variant returned = invoked(called, flags[use], std::u16string(fromUtf8(member).view()), given);
+    const Variant returned =
+        invoked(called, flags[use], std::u16string(fromUtf8(named(member)).view()), given);
     if (result != nullptr) *result = valueOf(returned.get());
     return true;
   });
@@ -173,7 +185,9 @@ bool corvane_invoke(corvane_object* object, corvane_use use, const char* member,
 corvane_object* corvane_listen(corvane_object* source, const char* event, corvane_handler handler, void* user,
                                corvane_error* error) {
   return attempt(error, [&]() -> corvane_object* {
-    const std::string_view name = event;
+    const std::string_view name = named(event);
+    if (handler == nullptr)
+      throw Error(ErrorNumber::InvalidArgument, u"CorvaneQueue.C", u"A handler is missing: it is NULL.");
     const bool isArrival = name == "evtArrived";
     if (!isArrival && name != "evtProgress")
       throw Error(ErrorNumber::InvalidArgument, u"CorvaneQueue.C",

@@ -157,6 +157,14 @@ std::string flagsOf(const CLI::App& command) {
     for (const std::string& name : option->get_lnames()) flags += (flags.empty() ? "--" : " --") + name;
   return flags;
 }
+// Of options that take a value, for a word in blanks.
+std::string valuedFlagsOf(const CLI::App& command) {
+  std::string flags = " ";
+  for (const CLI::Option* option : optionsOf(command, false))
+    if (option->get_items_expected_max() > 0)
+      for (const std::string& name : option->get_lnames()) flags += "--" + name + " ";
+  return flags;
+}
 // How many arguments of the command are names of queues.
 int queuesOf(const CLI::App& command) {
   int count = 0;
@@ -176,23 +184,28 @@ std::string quoted(std::string text) {
 // Zsh runs it as it is.
 std::string bashCompletion(const CLI::App& app) {
   std::ostringstream text;
-  text << "_corvaneq() {\n"
-          "  local current=${COMP_WORDS[COMP_CWORD]} command='' flags='' queues=0 before=0 word i\n"
+  text << "_corvaneq_command() {\n"
+          "  case $1 in\n";
+  for (const CLI::App* command : commandsOf(app))
+    text << "    " << command->get_name() << ") flags='" << flagsOf(*command) << "' valued='"
+         << valuedFlagsOf(*command) << "' queues=" << queuesOf(*command) << " ;;\n";
+  text << "  esac\n"
+          "}\n"
+          "_corvaneq() {\n"
+          "  local current=${COMP_WORDS[COMP_CWORD]} command='' flags='' valued='' queues=0 before=0 word i\n"
           "  COMPREPLY=()\n"
           "  for ((i = 1; i < COMP_CWORD; i++)); do\n"
           "    word=${COMP_WORDS[i]}\n"
+          "    case $valued in *\" $word \"*) i=$((i + 1)); continue ;; esac\n"
           "    case $word in\n"
           "      -*) ;;\n"
-          "      *) if [ -z \"$command\" ]; then command=$word; else before=$((before + 1)); fi ;;\n"
+          "      *) if [ -z \"$command\" ]; then command=$word; _corvaneq_command \"$command\"\n"
+          "         else before=$((before + 1)); fi ;;\n"
           "    esac\n"
           "  done\n"
-          "  case $command in\n    '') flags='--json --version --help";
+          "  if [ -z \"$command\" ]; then flags='--json --version --help";
   for (const CLI::App* command : commandsOf(app)) text << ' ' << command->get_name();
-  text << "' ;;\n";
-  for (const CLI::App* command : commandsOf(app))
-    text << "    " << command->get_name() << ") flags='" << flagsOf(*command)
-         << "'; queues=" << queuesOf(*command) << " ;;\n";
-  text << "  esac\n"
+  text << "'; fi\n"
           "  if [ -n \"$command\" ] && [ \"${current#-}\" = \"$current\" ]; then\n"
           "    if [ \"$before\" -lt \"$queues\" ]; then\n"
           "      local IFS=$'\\n'\n"

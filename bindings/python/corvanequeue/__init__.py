@@ -20,72 +20,12 @@ from __future__ import annotations
 
 from collections.abc import Callable, Iterator
 from contextlib import contextmanager
-from datetime import datetime, timezone
-from typing import Any
 
-from ._library import Error, Object, listen, pump, version
+from ._handles import _Handle, _Number, _Text, _Time, _Truth, _Utc
+from ._library import Error, Object as _Object, listen, pump, version
 
 __all__ = ["Document", "Error", "Message", "Messages", "Operations", "Queue", "Queues", "Statistics",
            "Utility", "pump", "version"]
-
-
-class _Text:
-    """A property that is a text."""
-
-    def __set_name__(self, owner: type, name: str) -> None:
-        self.name = name
-
-    def __get__(self, instance: Any, owner: type) -> str:
-        return instance._object.get(self.name)
-
-    def __set__(self, instance: Any, value: str) -> None:
-        instance._object.put(self.name, value)
-
-
-class _Number(_Text):
-    """A property that is a whole number."""
-
-    def __get__(self, instance: Any, owner: type) -> int:
-        return instance._object.get(self.name)
-
-
-class _Truth(_Text):
-    """A property that is true or false."""
-
-    def __get__(self, instance: Any, owner: type) -> bool:
-        return instance._object.get(self.name)
-
-
-class _Time(_Text):
-    """A time, None when there is none."""
-
-    def __get__(self, instance: Any, owner: type) -> datetime | None:
-        return instance._object.get(self.name)
-
-
-class _Utc(_Time):
-    """A time in UTC."""
-
-    def __get__(self, instance: Any, owner: type) -> datetime | None:
-        time = instance._object.get(self.name)
-        return None if time is None else time.replace(tzinfo=timezone.utc)
-
-
-class _Handle:
-    """Stands for an object of the library until it is closed."""
-
-    def __init__(self, object: Object) -> None:
-        self._object = object
-
-    def close(self) -> None:
-        """Lets go of the object. Leaving a ``with`` does the same."""
-        self._object.close()
-
-    def __enter__(self):
-        return self
-
-    def __exit__(self, *_: object) -> None:
-        self.close()
 
 
 class Message(_Handle):
@@ -114,6 +54,9 @@ class Messages(_Handle):
             yield self.Item(position)
 
 
+_Messages = Messages  # the class, where a member has its name
+
+
 class Queue(_Handle):
     """A queue by its name, and the routing fields of what is sent through this object."""
 
@@ -121,8 +64,8 @@ class Queue(_Handle):
     Quota, JournalQuota, QueueSize = (_Number() for _ in range(3))
     JournalEnabled, CompressMessages = _Truth(), _Truth()
 
-    def __init__(self, name: str, object: Object | None = None) -> None:
-        super().__init__(object or Object.create("CorvaneQueue.Queue"))
+    def __init__(self, name: str, object: _Object | None = None) -> None:
+        super().__init__(object or _Object.create("CorvaneQueue.Queue"))
         if object is None:
             self._object.call("Initialize", name, False)
 
@@ -155,21 +98,21 @@ class Queue(_Handle):
     def Purge(self) -> None:
         self._object.call("Purge")
 
-    def Messages(self) -> Messages:
+    def Messages(self) -> _Messages:
         """Those that wait, as they are now."""
         return self._list(self._listed().get("Messages"))
 
-    def Journal(self) -> Messages:
+    def Journal(self) -> _Messages:
         """Those that have been acknowledged, as they are now."""
         return self._list(self._listed().get("Journal").get("Messages"))
 
-    def _listed(self) -> Object:
+    def _listed(self) -> _Object:
         """The queue as the list of queues has it: with its messages and its journal."""
         return Queues().Item(self.Name)._object
 
     @staticmethod
-    def _list(object: Object) -> Messages:
-        messages = Messages(object)
+    def _list(object: _Object) -> _Messages:
+        messages = _Messages(object)
         messages.Refresh()
         return messages
 
@@ -209,7 +152,7 @@ class Queues(_Handle):
     """The queues of the store; iterates over them."""
 
     def __init__(self) -> None:
-        super().__init__(Object.create("CorvaneQueue.Queues"))
+        super().__init__(_Object.create("CorvaneQueue.Queues"))
 
     def Exists(self, name: str) -> bool:
         return self._object.call("Exists", name)
@@ -233,7 +176,7 @@ class Utility(_Handle):
     UsesPublicQueues = _Truth()
 
     def __init__(self) -> None:
-        super().__init__(Object.create("CorvaneQueue.Utility"))
+        super().__init__(_Object.create("CorvaneQueue.Utility"))
 
     def CreateQueue(self, name: str) -> None:
         self._object.call("CreateQueue", name)
@@ -245,6 +188,9 @@ class Statistics(_Handle):
     Queue = _Text()
     Waiting, Held, Acknowledged, WaitingBytes, AcknowledgedBytes = (_Number() for _ in range(5))
     OldestWaiting, LastSent, LastAcknowledged = (_Utc() for _ in range(3))
+
+
+_Statistics = Statistics
 
 
 class Document(_Handle):
@@ -259,16 +205,16 @@ class Operations(_Handle):
     """What operators do. ``where`` is a text of conditions: ``MsgType equal "ORDER" and Body contains "x"``."""
 
     def __init__(self) -> None:
-        super().__init__(Object.create("CorvaneQueue.Operations"))
+        super().__init__(_Object.create("CorvaneQueue.Operations"))
 
-    def _filter(self, where: str) -> Object:
+    def _filter(self, where: str) -> _Object:
         chosen = self._object.call("NewFilter")
         if where:
             chosen.put("Text", where)
         return chosen
 
-    def Statistics(self, queue: str) -> Statistics:
-        return Statistics(self._object.call("Statistics", queue))
+    def Statistics(self, queue: str) -> _Statistics:
+        return _Statistics(self._object.call("Statistics", queue))
 
     def Search(self, queue: str, where: str = "", *, journal: bool = False, newest_first: bool = False
                ) -> Iterator[Document]:

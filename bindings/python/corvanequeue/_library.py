@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import ctypes
 import os
+import threading
 from collections.abc import Callable, Iterator
 from contextlib import contextmanager
 from datetime import datetime, timedelta
@@ -53,15 +54,28 @@ class Error(Exception):
         self.number, self.source, self.description = number, source, description
 
 
-# What a handler raised comes out of the call in which it was run.
-_raised: list[BaseException] = []
+class _Raised(threading.local):
+    """What handlers raised in this thread comes out of the call in which they were run: the first of it."""
+
+    def __init__(self) -> None:
+        self.all: list[BaseException] = []
 
 
-def _fail(error: _Error) -> None:
+_raised = _Raised()
+
+
+def _called(call: Callable[[_Error], object]) -> object:
+    """The result of a call of the library, or its error."""
+    before, error = len(_raised.all), _Error()
+    result = call(error)
+    raised = _raised.all[before:]
+    del _raised.all[before:]
+    if result:
+        return result
     found = Error(error.number, (error.source or b"").decode(), (error.description or b"").decode())
     _error_clear(ctypes.byref(error))
-    if _raised:
-        raise _raised.pop() from found
+    if raised:
+        raise raised[0] from found
     raise found
 
 
@@ -113,11 +127,7 @@ class Object:
 
     @classmethod
     def create(cls, name: str) -> Object:
-        error = _Error()
-        handle = _create(name.encode(), ctypes.byref(error))
-        if not handle:
-            _fail(error)
-        return cls(handle)
+        return cls(_called(lambda error: _create(name.encode(), ctypes.byref(error))))
 
     def close(self) -> None:
         handle, self.handle = self.handle, None
@@ -129,10 +139,9 @@ class Object:
     def _invoke(self, use: int, member: str, arguments: tuple) -> object:
         given = [_value_of(each) for each in arguments]  # keeps their texts
         values = (_Value * max(1, len(given)))(*given)
-        error, result = _Error(), _Value()
-        if not _invoke(self.handle, use, member.encode(), values, len(arguments), ctypes.byref(result),
-                       ctypes.byref(error)):
-            _fail(error)
+        result = _Value()
+        _called(lambda error: _invoke(self.handle, use, member.encode(), values, len(given), ctypes.byref(result),
+                                      ctypes.byref(error)))
         return _result_of(result)
 
     def call(self, member: str, *arguments: object) -> object:
@@ -152,13 +161,11 @@ def listen(source: Object, event: str, handler: Callable[..., None]) -> Iterator
             handler(*(_result_of(values[i], takes=False) for i in range(count)))
             return True
         except BaseException as exception:
-            _raised.append(exception)
+            _raised.all.append(exception)
             return False
 
-    error, callback = _Error(), _Handler(called)
-    listener = _listen(source.handle, event.encode(), callback, None, ctypes.byref(error))
-    if not listener:
-        _fail(error)
+    callback = _Handler(called)
+    listener = _called(lambda error: _listen(source.handle, event.encode(), callback, None, ctypes.byref(error)))
     try:
         yield
     finally:
@@ -167,9 +174,7 @@ def listen(source: Object, event: str, handler: Callable[..., None]) -> Iterator
 
 def pump(seconds: float) -> None:
     """Delivers the events of this thread's objects: waits for the first one, at most so long."""
-    error = _Error()
-    if not _pump(int(seconds * 1000), ctypes.byref(error)):
-        _fail(error)
+    _called(lambda error: _pump(int(seconds * 1000), ctypes.byref(error)))
 
 
 def version() -> str:

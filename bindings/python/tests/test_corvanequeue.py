@@ -64,6 +64,19 @@ class CorvaneQueueTest(unittest.TestCase):
             self.assertEqual(texts, ["first", "first"])
             self.assertTrue(queue.IsEmpty())
 
+    def test_exceptions_of_handlers_come_out_of_their_own_call(self):
+        self.use("db")
+        with Queue("Orders") as queue, Operations() as operations:
+            queue.SendDocument("x")
+
+            def fail(done, total):
+                raise KeyError("too much")
+
+            with operations.progress(fail), operations.progress(fail), self.assertRaises(KeyError):
+                operations.Acknowledge("Orders")
+            with self.assertRaises(Error):
+                operations.Statistics("Nowhere")
+
     def test_errors_have_number_source_and_description(self):
         self.use("db")
         with Operations() as operations, self.assertRaises(Error) as raised:

@@ -245,6 +245,8 @@ void SqliteOperations::waitForChange(std::chrono::milliseconds longest) {
     std::filesystem::path log = file_;
     isWatching_ = watcher_.watch(log += "-wal").has_value();
     if (isWatching_) return;  // what has come before
+    constexpr auto untilThereIsOne = std::chrono::milliseconds(10);
+    if (!isThere(log)) longest = std::min(longest, untilThereIsOne);
   }
   watcher_.wait(longest);
   watcher_.take([this](FileWatcher::Change change) {
