@@ -79,6 +79,7 @@ static void testArrivals(void) {
   EXPECT(corvane_create("CorvaneQueue.Nonsense", &error) == NULL);
   EXPECT(!corvane_call(NULL, "Purge", &error) && error.number == 91);
   EXPECT(corvane_create(NULL, &error) == NULL && error.number == 5);
+  EXPECT(!corvane_queue_send_document(queue, NULL, 24, &error) && error.number == 5);
   EXPECT(corvane_listen(queue, "evtArrived", NULL, NULL, &error) == NULL && error.number == 5);
   corvane_release(queue);
 }

@@ -19,6 +19,11 @@ int main(int argc, char** argv) {
   const auto allocate = reinterpret_cast<BSTR (*)(const char16_t*)>(dlsym(library, "SysAllocString"));
   const auto release = reinterpret_cast<void (*)(BSTR)>(dlsym(library, "SysFreeString"));
 
+  if (getClassObject == nullptr || allocate == nullptr || release == nullptr) {
+    std::fprintf(stderr, "That is another library.\n");
+    return 1;
+  }
+
   IClassFactory* factory = nullptr;
   IDispatch* queue = nullptr;
   if (getClassObject(queueClass, iidOf<IClassFactory>, reinterpret_cast<void**>(&factory)) < 0) return 1;

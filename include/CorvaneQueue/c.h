@@ -85,7 +85,8 @@ CORVANE_C_API bool corvane_invoke(corvane_object* object, corvane_use use, const
 typedef bool (*corvane_handler)(void* user, const corvane_value* arguments, size_t count);
 CORVANE_C_API corvane_object* corvane_listen(corvane_object* source, const char* event,
                                              corvane_handler handler, void* user, corvane_error* error);
-/* Delivers the events of this thread's objects for so long, or until the first one was delivered. */
+/* Waits until there are events of this thread's objects, at most so long (negative: without end), and
+ * delivers them. It may return earlier. */
 CORVANE_C_API bool corvane_pump(int32_t milliseconds, corvane_error* error);
 
 /* ---- With types */

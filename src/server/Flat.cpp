@@ -43,6 +43,7 @@ void fill(corvane_error* error) noexcept {
 
 template <class Work>
 auto attempt(corvane_error* error, Work work) noexcept -> decltype(work()) {
+  corvane_error_clear(error);
   try {
     return work();
   } catch (...) {
@@ -61,7 +62,10 @@ Variant variantOf(const corvane_value& value) {
                  : Variant(value.number);
     case CORVANE_REAL: return Variant(value.real);
     case CORVANE_TIME: return Variant(Date{value.real / secondsOfDay + dayOf1970});
-    case CORVANE_TEXT: return Variant(fromUtf8({value.text == nullptr ? "" : value.text, value.size}));
+    case CORVANE_TEXT:
+      if (value.text == nullptr && value.size > 0)
+        throw Error(ErrorNumber::InvalidArgument, u"CorvaneQueue.C", u"A text is missing: it is NULL.");
+      return Variant(fromUtf8({value.text == nullptr ? "" : value.text, value.size}));
     case CORVANE_OBJECT: return Variant(value.object == nullptr ? Ref<IDispatch>() : value.object->dispatch);
   }
   throw Error(ErrorNumber::InvalidArgument, u"CorvaneQueue.C", u"A value has a kind that there is not.");
@@ -107,10 +111,11 @@ std::string_view named(const char* name) {
   return name;
 }
 
-IDispatch& dispatchOf(corvane_object* object) {
+// It stays while it is called, also when its handle is released meanwhile.
+Ref<IDispatch> dispatchOf(corvane_object* object) {
   if (object == nullptr || !object->dispatch)
     throw Error(ErrorNumber::ObjectNotSet, u"CorvaneQueue.C", u"There is no object to call.");
-  return *object->dispatch.get();
+  return object->dispatch;
 }
 
 Variant invoked(IDispatch& object, WORD flags, std::u16string member, std::vector<Variant>& arguments) {
@@ -172,11 +177,14 @@ bool corvane_invoke(corvane_object* object, corvane_use use, const char* member,
                               DISPATCH_PROPERTYPUTREF};
     if (use < CORVANE_USE_CALL || use > CORVANE_USE_SET)
       throw Error(ErrorNumber::InvalidArgument, u"CorvaneQueue.C", u"A member is called, got, put or set.");
-    IDispatch& called = dispatchOf(object);
+    const Ref<IDispatch> called = dispatchOf(object);
+    if (arguments == nullptr && count > 0)
+      throw Error(ErrorNumber::InvalidArgument, u"CorvaneQueue.C",
+                  u"The arguments are missing: they are NULL.");
     std::vector<Variant> given;
     for (size_t i = 0; i < count; ++i) given.push_back(variantOf(arguments[i]));
     const Variant returned =
-        invoked(called, flags[use], std::u16string(fromUtf8(named(member)).view()), given);
+        invoked(*called.get(), flags[use], std::u16string(fromUtf8(named(member)).view()), given);
     if (result != nullptr) *result = valueOf(returned.get());
     return true;
   });
@@ -196,7 +204,7 @@ corvane_object* corvane_listen(corvane_object* source, const char* event, corvan
     const EventKind kind =
         isArrival ? arrivalKind<__Queue> : EventKind{iidOf<__Operations>, evtProgress.id, 2};
     return new corvane_object{
-        {}, {&dispatchOf(source), kind, [=](std::span<VARIANT> given) {
+        {}, {dispatchOf(source).get(), kind, [=](std::span<VARIANT> given) {
                struct Values {
                  std::vector<corvane_value> all;
                  ~Values() {

@@ -99,7 +99,7 @@ void addOperatorCommands(CLI::App& app, OperatorArguments& given) {
   addBounded("prune", "Delete the oldest documents of a journal.", [&] {
     prune(given.selection.queue, given.bounds, given.doing.isConfirmed);
   })->add_flag("--yes", given.doing.isConfirmed, "Do not ask");
-  addBounded("rule", "Show the standing rule for a journal, or change it.", [&] {
+  addBounded("rule", "Show the standing rule for a journal, or put another in its place.", [&] {
     rule(given.selection.queue, given.bounds, given.isEnded);
   })->add_flag("--none", given.isEnded, "No rule any more");
   addCommand(app, "compact", "Give free room of the store back to the disk.", compact);

@@ -66,6 +66,7 @@ class Queue(_Handle):
 
     def __init__(self, name: str, object: _Object | None = None) -> None:
         super().__init__(object or _Object.create("CorvaneQueue.Queue"))
+        self._in_transaction = False
         if object is None:
             self._object.call("Initialize", name, False)
 
@@ -127,24 +128,41 @@ class Queue(_Handle):
 
     @contextmanager
     def transaction(self) -> Iterator[None]:
-        """Commits at the end of the ``with``, and aborts when an exception leaves it."""
+        """Commits at the end of the ``with``, and aborts when an exception leaves it. One at a time."""
+        if self._in_transaction:
+            raise RuntimeError("a transaction of this queue object is open already")
         self.BeginTransaction()
+        self._in_transaction = True
         try:
             yield
         except BaseException:
             self.Abort()
             raise
-        self.Commit()
+        else:
+            self.Commit()
+        finally:
+            self._in_transaction = False
 
     @contextmanager
     def arrivals(self, handler: Callable[[str, str], None]) -> Iterator[None]:
         """Calls the handler with text and identifier of what arrives, inside ``pump`` (Message Queuing
-        store). An exception of the handler comes out of ``pump``."""
-        with listen(self._object, "evtArrived", handler):
+        store). An exception of the handler comes out of ``pump``, and nothing more arrives: leaving the
+        ``with`` puts the document back."""
+        has_failed = False
+
+        def noting(text: str, identifier: str) -> None:
+            nonlocal has_failed
+            has_failed = True
+            handler(text, identifier)
+            has_failed = False
+
+        with listen(self._object, "evtArrived", noting):
             self._object.call("ReceiveEnable")
             try:
                 yield
             finally:
+                if has_failed:
+                    self._object.call("Abort")
                 self._object.call("ReceiveDisable")
 
 

@@ -58,6 +58,11 @@ class _Handle:
     def __init__(self, object: Object) -> None:
         self._object = object
 
+    def __setattr__(self, name: str, value: object) -> None:
+        if not name.startswith("_") and not hasattr(type(self), name):
+            raise AttributeError(f"{type(self).__name__} has no property {name!r}")
+        super().__setattr__(name, value)
+
     def close(self) -> None:
         """Lets go of the object. Leaving a ``with`` does the same."""
         self._object.close()

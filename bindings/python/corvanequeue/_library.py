@@ -72,7 +72,7 @@ def _called(call: Callable[[_Error], object]) -> object:
     del _raised.all[before:]
     if result:
         return result
-    found = Error(error.number, (error.source or b"").decode(), (error.description or b"").decode())
+    found = Error(error.number & 0xFFFFFFFF, (error.source or b"").decode(), (error.description or b"").decode())
     _error_clear(ctypes.byref(error))
     if raised:
         raise raised[0] from found
@@ -86,6 +86,8 @@ def _value_of(given: object) -> _Value:
     elif isinstance(given, bool):
         value.kind, value.number = _TRUTH, given
     elif isinstance(given, int):
+        if not -(2**63) <= given < 2**63:
+            raise OverflowError(f"{given} has more than 64 bits")
         value.kind, value.number = _NUMBER, given
     elif isinstance(given, float):
         value.kind, value.real = _REAL, given
@@ -173,8 +175,10 @@ def listen(source: Object, event: str, handler: Callable[..., None]) -> Iterator
 
 
 def pump(seconds: float) -> None:
-    """Delivers the events of this thread's objects: waits for the first one, at most so long."""
-    _called(lambda error: _pump(int(seconds * 1000), ctypes.byref(error)))
+    """Delivers the events of this thread's objects: waits for something to deliver, at most so long; without
+    end for a negative time. It may return earlier."""
+    milliseconds = max(-1, min(int(seconds * 1000), 2**31 - 1))
+    _called(lambda error: _pump(milliseconds, ctypes.byref(error)))
 
 
 def version() -> str:
