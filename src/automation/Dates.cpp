@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cmath>
+#include <cstdio>
 
 namespace CorvaneQueue {
 
@@ -51,6 +52,19 @@ Date addMinutes(Date date, std::int64_t minutes) noexcept {
     --day;
   }
   return dateOf({day, static_cast<int>(second)});
+}
+
+std::string utcCalendarText(std::int64_t time) {
+  using namespace std::chrono;
+  const sys_seconds moment{seconds(time)};
+  const year_month_day date(floor<days>(moment));
+  const hh_mm_ss clock(moment - floor<days>(moment));
+  char text[40];
+  std::snprintf(text, sizeof text, "%04d-%02u-%02u %02d:%02d:%02d", static_cast<int>(date.year()),
+                static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
+                static_cast<int>(clock.hours().count()), static_cast<int>(clock.minutes().count()),
+                static_cast<int>(clock.seconds().count()));
+  return text;
 }
 
 }  // namespace CorvaneQueue

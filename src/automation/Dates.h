@@ -4,6 +4,7 @@
 #include <CorvaneQueue/Variant.h>
 
 #include <cstdint>
+#include <string>
 
 namespace CorvaneQueue {
 
@@ -23,5 +24,8 @@ struct Moment {
 Moment momentOf(Date date) noexcept;
 Date dateOf(Moment moment) noexcept;
 Date addMinutes(Date date, std::int64_t minutes) noexcept;
+
+// Seconds since 1970 in UTC as "YYYY-MM-DD HH:MM:SS".
+std::string utcCalendarText(std::int64_t time);
 
 }  // namespace CorvaneQueue

@@ -1,5 +1,7 @@
 #include "UtcTime.h"
 
+#include "Dates.h"
+
 #include <CorvaneQueue/Error.h>
 
 #include <chrono>
@@ -31,14 +33,8 @@ std::int64_t utcTime(std::u16string_view text) {
 }
 
 std::u16string utcText(std::int64_t time) {
-  const sys_seconds moment{seconds(time)};
-  const year_month_day date(floor<days>(moment));
-  const hh_mm_ss clock(moment - floor<days>(moment));
-  char text[40];
-  std::snprintf(text, sizeof text, "%04d-%02u-%02uT%02d:%02d:%02dZ", static_cast<int>(date.year()),
-                static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
-                static_cast<int>(clock.hours().count()), static_cast<int>(clock.minutes().count()),
-                static_cast<int>(clock.seconds().count()));
+  std::string text = utcCalendarText(time) + "Z";
+  text[text.find(' ')] = 'T';
   return std::u16string(fromUtf8(text).view());
 }
 

@@ -1,7 +1,8 @@
 #include "StoredTime.h"
 
+#include "Dates.h"
+
 #include <chrono>
-#include <cstdio>
 
 namespace CorvaneQueue::platform_layer {
 
@@ -22,17 +23,6 @@ std::optional<std::int64_t> timeIn(std::string_view text) {
          seconds(1);
 }
 
-std::string storedTime(std::int64_t time) {
-  using namespace std::chrono;
-  const sys_seconds moment{seconds(time)};
-  const year_month_day date(floor<days>(moment));
-  const hh_mm_ss clock(moment - floor<days>(moment));
-  char text[40];
-  std::snprintf(text, sizeof text, "%04d-%02u-%02u %02d:%02d:%02d", static_cast<int>(date.year()),
-                static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
-                static_cast<int>(clock.hours().count()), static_cast<int>(clock.minutes().count()),
-                static_cast<int>(clock.seconds().count()));
-  return text;
-}
+std::string storedTime(std::int64_t time) { return utcCalendarText(time); }
 
 }  // namespace CorvaneQueue::platform_layer
