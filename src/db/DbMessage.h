@@ -1,6 +1,7 @@
 // One document of the database store.
 #pragma once
 
+#include "DatabaseAccess.h"
 #include "IMessage.h"
 #include "MessageForm.h"
 #include "Object.h"
@@ -16,7 +17,7 @@ class DbMessage final : public Object<DbMessage, MessageForm<DbMessage>, IMessag
       0x3fd0e991, 0x2cb0, 0x453c, {0x89, 0x30, 0xa2, 0x81, 0xd6, 0x8a, 0xff, 0x54}};
   static constexpr const char16_t* className = u"DbMessage";
 
-  DbMessage(String ID, String Label, Date SentTime, String messageType, String Body) noexcept
+  DbMessage(String ID, String Label, Date SentTime, String messageType, Variant Body) noexcept
       : id_(std::move(ID)),
         label_(std::move(Label)),
         sentTime_(SentTime),
@@ -33,10 +34,10 @@ class DbMessage final : public Object<DbMessage, MessageForm<DbMessage>, IMessag
   const String& ID() const noexcept { return id_; }
   const String& Label() const noexcept { return label_; }
   Date SentTime() const noexcept { return sentTime_; }
-  Variant Body() const { return String(bodyText()); }
-  StringRef bodyText() const {
+  Variant Body() const { return bodyText(); }
+  String bodyText() const {
     if (damage_) throw Error(*damage_);
-    return body_;
+    return textOf(body_);
   }
   // In 16-bit units.
   std::int32_t BodyLength() const { return static_cast<std::int32_t>(bodyText().size()); }
@@ -55,7 +56,7 @@ class DbMessage final : public Object<DbMessage, MessageForm<DbMessage>, IMessag
   String label_;
   Date sentTime_;
   String messageType_;
-  String body_;
+  Variant body_;  // a text, or its stored form: lists are long, and few bodies are asked for
   std::unique_ptr<const Error> damage_;
 };
 

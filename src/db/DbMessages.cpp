@@ -32,7 +32,7 @@ Ref<DbMessage> listed(Recordset& records, std::int32_t bias) {
   String type = toString(records.TakeField(store::columnType));
   try {
     return make<DbMessage>(std::move(id), std::move(label), sent, std::move(type),
-                           toString(records.TakeField(store::columnBody)));
+                           records.TakeText(store::columnBody));
   } catch (const Error& damage) {
     return make<DbMessage>(std::move(id), std::move(label), sent, std::move(type), damage);
   }

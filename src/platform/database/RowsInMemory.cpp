@@ -9,6 +9,11 @@ void RowsInMemory::MoveNext() {
   ++current_;
 }
 
+Variant RowsInMemory::valueOf(Variant value) {
+  if (value.type() != (VT_ARRAY | VT_UI1)) return value;
+  return textOf(value);
+}
+
 Variant& RowsInMemory::cell(std::int32_t position) {
   if (EndOfFile())
     throw Error(static_cast<std::int32_t>(0x800A0BCDu), {}, u"The record set has no current record.");

@@ -12,14 +12,21 @@ namespace CorvaneQueue::platform_layer {
 
 namespace {
 
+constexpr std::size_t longText = 256;  // bytes
 constexpr std::string_view dateShape = "0000-00-00 00:00:00";
 
-Variant cellOf(const Statement& statement, int column, bool isDateTime) {
+// Of a list, long texts are kept as they are stored: few of them are looked at.
+enum class Texts { AtOnce, LongOnesStored };
+
+Variant cellOf(const Statement& statement, int column, bool isDateTime, Texts texts) {
   switch (statement.type(column)) {
     case Statement::Type::Integer: return statement.integer(column);
     case Statement::Type::Real: return statement.real(column);
     case Statement::Type::Text:
       if (isDateTime) return fromStoredDate(statement.text(column));
+      if (const std::string_view text = statement.text(column);
+          texts == Texts::LongOnesStored && text.size() >= longText)
+        return Variant::bytes({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
       return fromStored(statement.text(column));
     case Statement::Type::Blob: return Variant::omitted();  // a damaged document's body
     case Statement::Type::Null: break;
@@ -35,9 +42,12 @@ std::unique_ptr<Recordset> rowsOf(Statement& statement, From from) {
   std::vector<bool> isDateTime;
   for (std::size_t i = 0; i < columnCount; ++i)
     isDateTime.push_back(statement.declaredType(static_cast<int>(i)) == "DATETIME");
-  for (bool isRow = from == From::CurrentRow || statement.step(); isRow; isRow = statement.step())
+  Texts texts = Texts::AtOnce;  // of the first row: who receives a document wants that one
+  for (bool isRow = from == From::CurrentRow || statement.step(); isRow; isRow = statement.step()) {
     for (std::size_t i = 0; i < columnCount; ++i)
-      rows->add(cellOf(statement, static_cast<int>(i), isDateTime[i]));
+      rows->add(cellOf(statement, static_cast<int>(i), isDateTime[i], texts));
+    texts = Texts::LongOnesStored;
+  }
   return rows;
 }
 
