@@ -155,6 +155,7 @@ Changed QueueOperations::change(const DocumentList& list, std::span<const Stored
   for (const StoredDocument& document : documents)
     if (fate == Fate::Copied || locks_->tryLock(box.number(), document.position))
       ours.push_back({box, document.position, document.id});
+  service_->held();
   Changed result;
   const auto work = [&] {
     result = {};

@@ -58,6 +58,7 @@ bool QueueService::isStoreThere() {
 QueueStore& QueueService::store() {
   if (!store_ || !store_->isUsable()) {
     mustBeThere();  // another directory would need other locks too
+    reader_.forgetFirst();
     store_.emplace(storage_);
     if (store_->isFirst()) counts_.countWaitingAnew(signals_.isWatching() ? 1 : 0);
     openedStore_ = FileState::of(storage_ / QueueStore::fileName);
@@ -78,16 +79,22 @@ void QueueService::mustBeThere() const {
 }
 
 void QueueService::write(Database::Purpose purpose, const std::function<void()>& work,
-                         const std::function<void()>& onceStored) {
+                         const std::function<void()>& onceStored, Order order) {
+  const auto stored = [&] {
+    counts_.addStored();
+    if (order == Order::Changes) {
+      held();  // what others have read ahead may be gone
+      reader_.forgetFirst();
+    }
+    onceStored();
+  };
   try {
     store().write(purpose, work);
   } catch (const SyncFailed&) {
-    counts_.addStored();
-    onceStored();
+    stored();
     throw;
   }
-  counts_.addStored();
-  onceStored();
+  stored();
   for (const QueueAddress& journal : store().trimmedJournals())
     if (toldJournals_.insert(shownName(journal)).second)
       warnInLog(
@@ -189,21 +196,25 @@ QueueService::Received QueueService::receive(Box box, std::int64_t position, Whe
       received.sight.message = visibleAt(box, position);
     else if (position != 0 || !(received.sight.message = reader_.lastFirst(box)))
       received.sight = firstVisible(box, position);
-    reader_.forgetFirst();  // it is taken now, or was by somebody else
     const auto& header = received.sight.message;
     received.sight.isHeldUp = received.sight.isHeldUp || isAnyHeldUp;
     if (!header) return received;
     if (!locks.tryLock(box.number(), header->position)) {  // somebody was faster
+      reader_.forgetFirst();
       isAnyHeldUp = true;
       continue;
     }
-    counts_.addHeld();
+    const bool isCertain = reader_.isCertain(box, header->position);
+    reader_.hold(box, header->position);
     const Taken taken{box, header->position, header->id};
     try {
       // Who took it for good before this lock has also stored that.
-      if (wanted == Body::Wanted) received.body = body(box, *header);
-      const bool isThere = wanted == Body::Wanted ? received.body != nullptr
-                                                  : store().contains(box, taken.position, taken.position);
+      if (wanted == Body::Wanted)
+        received.body =
+            isCertain && header->content.body ? store().bodyBeside(box, *header) : body(box, *header);
+      const bool isThere = wanted == Body::Wanted
+                               ? received.body != nullptr
+                               : isCertain || store().contains(box, taken.position, taken.position);
       if (!isThere) {
         locks.unlock(box.number(), taken.position);
         missing(*header, missed);
@@ -220,9 +231,11 @@ QueueService::Received QueueService::receive(Box box, std::int64_t position, Whe
           [&] {
             locks.unlock(box.number(), taken.position);
             if (isJournaled) signals_.signal(Box{box.queue, true}.number());
-          });
+          },
+          Order::Stays);
       return received;
     } catch (...) {
+      reader_.forgetFirst();
       locks.unlock(box.number(), taken.position);
       throw;
     }
@@ -243,7 +256,8 @@ void QueueService::send(const Outgoing& message) {
       Database::Purpose::Stores, [&] { store().put(message); },
       [&] {
         signals_.signal(Box{message.queue, false}.number());
-      });
+      },
+      Order::Stays);
 }
 
 void QueueService::keepBack(TransactionWork& work, Outgoing message, const QueueRecord& queue) {
@@ -283,9 +297,9 @@ void QueueService::commit(TransactionWork& work) {
     for (const std::int64_t box : signalled) signals_.signal(box);
   };
   if (!work.sent.empty())
-    write(Database::Purpose::Stores, storeAll, onceStored);
+    write(Database::Purpose::Stores, storeAll, onceStored, Order::Stays);
   else if (!work.taken.empty())
-    write(Database::Purpose::Frees, storeAll, onceStored);
+    write(Database::Purpose::Frees, storeAll, onceStored, Order::Stays);
   else
     onceStored();
 }
@@ -293,6 +307,7 @@ void QueueService::commit(TransactionWork& work) {
 void QueueService::abort(TransactionWork& work) noexcept {
   std::set<std::int64_t> signalled;
   for (const Taken& taken : work.taken) signalled.insert(taken.box.number());
+  reader_.forgetFirst();
   release(work);
   for (const std::int64_t box : signalled) signals_.signal(box);
 }

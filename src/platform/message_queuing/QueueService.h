@@ -94,9 +94,12 @@ class QueueService {
   // For work that is not a receive or a send. Locks of messages are those of somebody else.
   QueueStore& store();
   std::unique_ptr<MessageLocks> newLocks();
+  // Tell it of every message that such locks hold, before it is taken for good or let go.
+  void held() noexcept { counts_.addHeld(); }
   // `onceStored` runs when the work is stored, also when the sync failed.
+  enum class Order { Changes, Stays };  // Stays: takes messages that are held, and puts others behind all
   void write(Database::Purpose purpose, const std::function<void()>& work,
-             const std::function<void()>& onceStored);
+             const std::function<void()>& onceStored, Order order = Order::Changes);
 
  private:
   bool isThere() const noexcept;

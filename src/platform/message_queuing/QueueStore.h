@@ -45,6 +45,8 @@ class QueueStore {
   // Nothing when the message is no longer in the box at this moment. Throws MQ_ERROR_MESSAGE_STORAGE_FAILED
   // when it is not what was sent.
   std::shared_ptr<const Variant> body(Box box, const MessageHeader& header);
+  // The one that was read beside the header; the same error.
+  static std::shared_ptr<const Variant> bodyBeside(Box box, const MessageHeader& header);
 
   // Inside write() only:
   // Changes the settings of the queue.
@@ -72,8 +74,14 @@ class QueueStore {
   const std::vector<QueueAddress>& trimmedJournals() const noexcept { return trimmed_; }
 
  private:
+  // What a queue has in it, as of the last write of this session that had to do with it.
+  struct Account {
+    QueueRecord queue;
+    bool isInWrite = false;  // the write that goes on has to do with it
+  };
   // A queue that the write has to do with, as it is by now.
   QueueRecord& accountOf(std::int64_t queue);
+  void beginAccounts();
   void mustBeTrimmed(const Taken& message);
   void moveRow(const Taken& message, Box to, std::int64_t position, std::optional<std::int64_t> takenTime);
   void deleteDroppedBodies();
@@ -87,9 +95,9 @@ class QueueStore {
   std::int64_t droppedCount_ = 0;
   std::int64_t droppedBytes_ = 0;
   int deletedCount_ = 0;  // messages, since room was given back
-  // During a write:
-  std::deque<QueueRecord> accounts_;
-  std::vector<QueueAddress> trimmed_;
+  std::deque<Account> accounts_;
+  std::uint64_t accountsAt_ = 0;       // good as long as this is the last commit of all; 0 for never
+  std::vector<QueueAddress> trimmed_;  // during a write
 };
 
 }  // namespace CorvaneQueue::platform_layer
