@@ -29,6 +29,11 @@ PlainFile::PlainFile(const std::filesystem::path& file) {
                       nullptr) == SQLITE_OK,
       "opening");
   sqlite3_create_collation(handle_, "QUEUE_NAME", SQLITE_UTF8, nullptr, compareNames);
+  // Of the schema: the plain program makes no summaries.
+  sqlite3_create_function(
+      handle_, "labelSigns", 2, SQLITE_UTF8 | SQLITE_INNOCUOUS, nullptr, nullptr,
+      [](sqlite3_context*, int, sqlite3_value**) {},
+      [](sqlite3_context* context) { sqlite3_result_zeroblob(context, 0); });
   sqlite3_busy_timeout(handle_, 30000);
   sqlite3_stmt* attach = prepare("ATTACH DATABASE ?1 AS dbo");
   const std::string path = file.string();

@@ -243,4 +243,40 @@ TEST_P(OperationsBehaviour, SearchesSeeNothingTwiceAndMissNothingWhileOthersRece
   }
 }
 
+// Fields are looked up in summaries, which what comes among older documents makes out of date.
+TEST_P(OperationsBehaviour, FieldsAreFoundWhateverHasBeenMovedAmongOlderDocuments) {
+  fill("Other", 3);
+  fill("Orders", 4000);
+  fill("Other", 2000);
+  const auto agree = [&](const char* step) {
+    for (const char* queue : {"Orders", "Other"})
+      for (const bool isJournal : {false, true})
+        for (const bool isBackward : {false, true}) {
+          const auto search = [&](const char* condition) {
+            auto documents = operations->Search(queue, isJournal, where(condition));
+            documents->Backward(isBackward);
+            return found(documents);
+          };
+          Texts those = search("Label contains \"\"");
+          std::erase_if(those,
+                        [](const std::string& id) { return id != "2" && id != "1501" && id != "3998"; });
+          EXPECT_EQ(search("ObjectID one of \"2, 1501, 3998, 9999\""), those) << step << queue << isJournal;
+          std::erase_if(those, [](const std::string& id) { return id == "1501"; });
+          EXPECT_EQ(search("MsgType equal \"EVEN\" and ObjectID one of \"2, 1501, 3998\""), those) << step;
+          EXPECT_THAT(search("Sent to \"2026-01-01\""), IsEmpty());
+        }
+  };
+  agree("filled ");
+  EXPECT_GT(operations->Acknowledge("Orders", where("ObjectID begins with \"1\"")), 1000);
+  EXPECT_EQ(operations->Acknowledge("Orders", where("ObjectID one of \"2, 3998\"")), 2);
+  agree("acknowledged ");
+  EXPECT_GT(operations->Move("Other", false, "Orders", where("MsgType equal \"ODD\"")), 1000);
+  EXPECT_EQ(operations->Redrive("Orders", where("ObjectID equal \"1501\"")), 1);
+  agree("moved ");
+  EXPECT_GT(operations->Redrive("Orders"), 1000);
+  EXPECT_GT(operations->Delete("Orders", false, where("ObjectID begins with \"3\"")), 1000);
+  fill("Orders", 2000);
+  agree("put back ");
+}
+
 }  // namespace

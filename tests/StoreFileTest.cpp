@@ -61,7 +61,7 @@ TEST_F(StoreFile, AndItsEngineAreThoseOfTheSettings) {
 
 TEST_F(StoreFile, RefusesANewerSchemaADamagedFileAndOtherDatabases) {
   Database(file(), migrations).execute("PRAGMA dbo.user_version = 77");
-  expectError(E_FAIL, u"SendDocument", "schema version 77, and this library knows 4",
+  expectError(E_FAIL, u"SendDocument", "schema version 77, and this library knows 5",
               [&] { send(queue(), u"x"); });
   writeFile(std::string(10000, 'x'));
   expectError(E_FAIL, nullptr, "is not a message store", [&] { send(queue(), u"x"); });

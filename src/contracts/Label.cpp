@@ -60,4 +60,22 @@ void ParseLabel(std::u16string_view label, RoutingFields& fields) {
   }
 }
 
+// FNV-1a over the 16-bit units, folded.
+std::uint16_t signOf(std::u16string_view value) noexcept {
+  std::uint64_t hash = 0xcbf29ce484222325u;
+  for (const char16_t unit : value) hash = (hash ^ unit) * 0x100000001b3u;
+  return static_cast<std::uint16_t>(hash ^ hash >> 16 ^ hash >> 32 ^ hash >> 48);
+}
+
+LabelSigns signsOf(std::u16string_view label) {
+  RoutingFields fields;
+  try {
+    ParseLabel(label, fields);
+  } catch (const Error&) {  // a label of somebody else's making: the fields that were read
+  }
+  LabelSigns signs{};
+  for (std::size_t i = 0; i < signs.size(); ++i) signs[i] = signOf((fields.*elements[i].field).view());
+  return signs;
+}
+
 }  // namespace CorvaneQueue

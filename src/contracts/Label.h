@@ -3,6 +3,8 @@
 
 #include <CorvaneQueue/String.h>
 
+#include <array>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -26,5 +28,11 @@ std::u16string labelPart(String RoutingFields::*field, std::u16string_view value
 // element that stands before one of an earlier field is not seen. Throws 5 for an element without a
 // closing text; the fields before it have their new values then.
 void ParseLabel(std::u16string_view label, RoutingFields& fields);
+
+// Tells most values of a field apart, and is the same for equal ones. Stores keep it: it never changes.
+std::uint16_t signOf(std::u16string_view value) noexcept;
+// Of the four fields of a label, in the order above.
+using LabelSigns = std::array<std::uint16_t, 4>;
+LabelSigns signsOf(std::u16string_view label);
 
 }  // namespace CorvaneQueue

@@ -39,10 +39,14 @@ struct OperationStatements {
   std::string_view
       content;  // of T (1): waiting, bytes; acknowledged, bytes; last sent, last acknowledged, oldest
   std::string_view countBetween;  // waiting ones of T (1) from an identifier (2) to another (3)
-  // MessageID, label, creation, acknowledgement, length, and the body if it is wanted (4): of T (1) behind or
-  // before an identifier (2), at most so many (3).
+  // MessageID, label, creation, acknowledgement, length, and the body if it is wanted (4): of T (1) from an
+  // identifier (2) to another (5), at most so many (3); from the first one or from the last.
   std::string_view forward[2];
   std::string_view backward[2];
+  // The summaries of T (1) that have to do with identifiers from (2) to (3), as the search of summaries wants
+  // them.
+  std::string_view summariesForward;
+  std::string_view summariesBackward;
   std::string_view isListed[2];  // T (1), identifier (2)
   std::string_view isSound;      // identifier (1)
   // Lists of T (1), identifier (2), T to move to (3).
@@ -50,16 +54,18 @@ struct OperationStatements {
   std::span<const std::string_view> acknowledging;
   std::span<const std::string_view> moving[2];
   std::span<const std::string_view> copying;
-  std::string_view store;        // the procedure that stores a document
-  std::string_view forgetQueue;  // T (1)
-  std::string_view forgetRuns;   // of which the name ends with that (1)
-  std::string_view note;         // run (1), position (2)
-  std::string_view forgetNote;   // run (1)
-  std::string_view noted;        // run (1)
+  std::string_view store;            // the procedure that stores a document
+  std::string_view forgetQueue;      // T (1)
+  std::string_view forgetRuns;       // of which the name ends with that (1)
+  std::string_view note;             // run (1), position (2)
+  std::string_view forgetNote;       // run (1)
+  std::string_view noted;            // run (1)
+  std::string_view forgetSummaries;  // of documents that are gone
 };
 
 struct StoreDefinition {
-  // The statements may use the functions checksum(...), over all its arguments, and isHeldByOther(MessageID).
+  // The statements may use the functions checksum(...), over all its arguments, isHeldByOther(MessageID), and
+  // the aggregate function labelSigns(MessageID, label), of summaries.
   // A body that is a blob is one that must not be handed out.
   // Statement lists; number i + 1 is the schema version that migration i leads to.
   std::span<const std::string_view> migrations;

@@ -1,9 +1,12 @@
 // What a store must offer to those who operate it.
 #pragma once
 
+#include "Label.h"
+
 #include <CorvaneQueue/storeCheck.h>
 #include <CorvaneQueue/Variant.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
@@ -42,8 +45,25 @@ struct Sieve {
   std::string labelPart;  // in the stored form
   std::int64_t sentFrom = std::numeric_limits<std::int64_t>::min();
   std::int64_t sentTo = std::numeric_limits<std::int64_t>::max();
+  // Of each routing field: the signs of the values that it may have; none for any.
+  std::array<std::vector<std::uint16_t>, 4> signs;
   bool isAny() const noexcept { return *this != Sieve{}; }
   bool operator==(const Sieve&) const = default;
+  // Whether it tells documents apart by what summaries of them have.
+  bool asksForSummaries() const noexcept {
+    Sieve none;
+    none.labelPart = labelPart;
+    return *this != none;
+  }
+  bool passes(const LabelSigns& given) const noexcept {
+    for (std::size_t i = 0; i < signs.size(); ++i)
+      if (!signs[i].empty() && std::find(signs[i].begin(), signs[i].end(), given[i]) == signs[i].end())
+        return false;
+    return true;
+  }
+  bool passes(std::int64_t firstSent, std::int64_t lastSent) const noexcept {
+    return lastSent >= sentFrom && firstSent <= sentTo;
+  }
   bool passes(std::string_view label, std::int64_t sent) const noexcept {
     return sent >= sentFrom && sent <= sentTo && label.find(labelPart) != std::string_view::npos;
   }

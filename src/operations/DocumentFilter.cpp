@@ -218,8 +218,12 @@ Sieve DocumentFilter::sieve() const {
       sieve.sentFrom = std::max(sieve.sentFrom, *condition.numbers.begin());
     else if (condition.field == Field::Sent)
       sieve.sentTo = std::min(sieve.sentTo, *condition.numbers.begin());
-    if (condition.texts.size() != 1 || condition.test == Test::ContainsAnyCase) continue;
     const bool isWhole = condition.test == Test::Equal || condition.test == Test::OneOf;
+    if (const auto field = static_cast<std::size_t>(condition.field); isWhole && field < sieve.signs.size()) {
+      sieve.signs[field].clear();
+      for (const std::u16string& text : condition.texts) sieve.signs[field].push_back(signOf(text));
+    }
+    if (condition.texts.size() != 1 || condition.test == Test::ContainsAnyCase) continue;
     const std::u16string& text = *condition.texts.begin();
     std::u16string part;
     switch (condition.field) {

@@ -27,6 +27,7 @@ class DocumentFilter {
   const std::set<std::int64_t>* named() const noexcept;
 
  private:
+  // The routing fields first, in the order of their signs.
   enum class Field { MsgType, MsgID, Object, ObjectID, Label, Body, ID, Sent, Acknowledged, Length };
   enum class Test { Equal, BeginsWith, OneOf, Contains, ContainsAnyCase, From, To };
   struct Condition {

@@ -2,6 +2,7 @@
 
 #include "Attempts.h"
 #include "StoredText.h"
+#include "Summaries.h"
 
 #include <CorvaneQueue/MessageQueuing.h>
 
@@ -98,22 +99,41 @@ Looked QueueOperations::read(const DocumentList& list, std::int64_t from, Direct
                              std::size_t count, Bodies bodies, std::vector<StoredDocument>& documents,
                              const Sieve& sieve) {
   documents.clear();
-  Looked looked;
   const Box box = boxOf(list);
   const bool isForward = direction == Direction::Forward;
-  if (isForward ? from >= Box::lastPosition : from <= 0) return looked;
-  const std::int64_t first = isForward ? from + 1 : 0;
-  const std::int64_t last = isForward ? Box::lastPosition : std::min(from - 1, Box::lastPosition);
-  Statement row = service_->store().database().rows(
-      isForward ? DOCUMENT "key BETWEEN ?1 AND ?2 ORDER BY key LIMIT ?3"
-                : DOCUMENT "key BETWEEN ?1 AND ?2 ORDER BY key DESC LIMIT ?3",
-      box.key(first), box.key(last), count, bodies == Bodies::Read);
-  while (row.step()) {
-    ++looked.documents;
-    looked.position = Box::positionIn(row.integer(0));
-    if (sieve.passes(row.text(2), row.integer(5))) documents.push_back(documentIn(box, row, bodies));
-  }
-  return looked;
+  if (isForward ? from >= Box::lastPosition : from <= 0) return {};
+  const Stretch searched =
+      isForward ? Stretch{from + 1, Box::lastPosition} : Stretch{0, std::min(from - 1, Box::lastPosition)};
+  Database& database = service_->store().database();
+  const auto sift = [&](Stretch stretch, std::size_t most) {
+    Looked part;
+    Statement row =
+        database.rows(isForward ? DOCUMENT "key BETWEEN ?1 AND ?2 ORDER BY key LIMIT ?3"
+                                : DOCUMENT "key BETWEEN ?1 AND ?2 ORDER BY key DESC LIMIT ?3",
+                      box.key(stretch.first), box.key(stretch.last), most, bodies == Bodies::Read);
+    while (row.step()) {
+      ++part.documents;
+      part.position = Box::positionIn(row.integer(0));
+      if (sieve.passes(row.text(2), row.integer(5))) documents.push_back(documentIn(box, row, bodies));
+    }
+    return part;
+  };
+  if (!sieve.asksForSummaries()) return sift(searched, count);
+  constexpr const char* forward =
+      "SELECT firstKey & ?3, lastKey & ?3, sentFrom, sentTo, signs FROM dbo.mqSummary"
+      " WHERE firstKey BETWEEN coalesce((SELECT max(firstKey) FROM dbo.mqSummary WHERE firstKey <= ?1), ?1)"
+      " AND ?2 AND lastKey >= ?1 ORDER BY firstKey";
+  constexpr const char* backward =
+      "SELECT firstKey & ?3, lastKey & ?3, sentFrom, sentTo, signs FROM dbo.mqSummary"
+      " WHERE firstKey <= ?2 AND firstKey >= ?4 AND lastKey >= ?1 ORDER BY firstKey DESC";
+  const std::int64_t firstKey = box.key(searched.first);
+  const std::int64_t lastKey = box.key(searched.last);
+  return siftSummarized(
+      {searched, direction,
+       isForward ? database.rows(forward, firstKey, lastKey, Box::lastPosition)
+                 : database.rows(backward, firstKey, lastKey, Box::lastPosition, box.key(0)),
+       sift},
+      count, sieve);
 }
 
 std::optional<StoredDocument> QueueOperations::find(const DocumentList& list, std::int64_t shown,

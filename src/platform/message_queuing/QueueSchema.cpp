@@ -8,6 +8,30 @@ namespace {
 // journals do not touch it. Large bodies of messages that are gone are deleted many at a time: until then
 // mqDropped names them. Numbers of messages and positions never repeat: mqCounter is at least as high as all
 // that were given.
+// Of a message that has been put somewhere: where its box begins, whether it is one of those 64, and up to
+// where its box has been summarized.
+#define BOX "NEW.key >> 42 << 42"
+#define IS_TIME "((NEW.key & 4398046511103) + ((NEW.key & 4398046511103) >> 6)) & 63 = 0"
+#define FIRST_IN_BOX "(SELECT min(key) FROM mqMessage WHERE key BETWEEN " BOX " AND NEW.key)"
+#define SUMMARIZED                                             \
+  "(SELECT lastKey FROM mqSummary WHERE firstKey BETWEEN " BOX \
+  " AND NEW.key"                                               \
+  " ORDER BY firstKey DESC LIMIT 1)"
+#define SUMMARIZE                                                                                     \
+  " DELETE FROM mqSummary"                                                                            \
+  "  WHERE " IS_TIME " AND lastKey < " FIRST_IN_BOX                                                   \
+  " AND firstKey IN"                                                                                  \
+  "   (SELECT firstKey FROM mqSummary WHERE firstKey BETWEEN " BOX                                    \
+  " AND NEW.key ORDER BY firstKey LIMIT 8);"                                                          \
+  " INSERT INTO mqSummary"                                                                            \
+  "  SELECT min(key), max(key), min(sentTime), max(sentTime), labelSigns(key & 4398046511103, label)" \
+  "    FROM (SELECT key, sentTime, label FROM mqMessage"                                              \
+  "           WHERE " IS_TIME " AND coalesce(" SUMMARIZED ", " FIRST_IN_BOX                           \
+  ") <= NEW.key - 1024"                                                                               \
+  "             AND key > coalesce(" SUMMARIZED ", " BOX                                              \
+  ") AND key < NEW.key ORDER BY key LIMIT 2048)"                                                      \
+  "  HAVING count(*) > 0;"
+
 constexpr std::string_view migrations[] = {
     R"sql(
 CREATE TABLE dbo.mqInstallation (identity BLOB NOT NULL);
@@ -93,7 +117,32 @@ UPDATE dbo.mqQueue SET
     (SELECT count(*), coalesce(sum(bodyLength), 0) FROM dbo.mqMessage
       WHERE key BETWEEN (queueId << 43) + 4398046511104 AND (queueId << 43) + 8796093022207);
 )sql",
+    // Summaries of messages that stand one behind the other in a box, for searches: of about a thousand
+    // numbers each, made when one of 64 messages comes behind them. What is put among older ones takes their
+    // summary away; those of messages that are gone go a few at a time. And a rule by which processes read
+    // ahead.
+    R"sql(
+CREATE TABLE dbo.mqSummary (
+  firstKey INTEGER PRIMARY KEY,
+  lastKey  INTEGER NOT NULL,
+  sentFrom INTEGER NOT NULL,
+  sentTo   INTEGER NOT NULL,
+  signs    BLOB NOT NULL
+);
+CREATE TRIGGER dbo.mqSent AFTER INSERT ON mqMessage WHEN )sql" IS_TIME " BEGIN" SUMMARIZE R"sql(
+END;
+CREATE TRIGGER dbo.mqPut AFTER UPDATE OF key ON mqMessage BEGIN
+  DELETE FROM mqSummary
+   WHERE firstKey = (SELECT max(firstKey) FROM mqSummary WHERE firstKey <= NEW.key) AND lastKey >= NEW.key;
+)sql" SUMMARIZE R"sql(
+END;
+)sql",
 };
+#undef SUMMARIZE
+#undef SUMMARIZED
+#undef FIRST_IN_BOX
+#undef IS_TIME
+#undef BOX
 
 }  // namespace
 

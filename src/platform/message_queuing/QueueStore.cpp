@@ -187,6 +187,7 @@ void QueueStore::remove(std::int64_t queue) {
       " (SELECT messageId FROM dbo.mqMessage WHERE key BETWEEN ?1 AND ?2 AND body IS NULL)",
       first, last);
   database_.execute("DELETE FROM dbo.mqMessage WHERE key BETWEEN ?1 AND ?2", first, last);
+  database_.execute("DELETE FROM dbo.mqSummary WHERE firstKey BETWEEN ?1 AND ?2", first, last);
   database_.execute("DELETE FROM dbo.mqQueue WHERE queueId = ?1", queue);
   std::erase_if(accounts_, [&](const Account& account) { return account.queue.id == queue; });
 }
@@ -299,7 +300,18 @@ void QueueStore::moveRow(const Taken& message, Box to, std::int64_t position,
 }
 
 std::int64_t QueueStore::compact() {
-  if (droppedCount_ > 0) write(Database::Purpose::Frees, [&] { deleteDroppedBodies(); });
+  constexpr std::string_view ofNone =
+      " FROM dbo.mqSummary WHERE NOT EXISTS (SELECT 1 FROM dbo.mqMessage WHERE key BETWEEN firstKey AND lastKey)";
+  const std::string count = "SELECT count(*)" + std::string(ofNone);
+  const bool isAnyLeft = [&] {
+    Statement row = database_.prepare(count);
+    return row.step() && row.integer(0) > 0;
+  }();
+  if (droppedCount_ > 0 || isAnyLeft)
+    write(Database::Purpose::Frees, [&] {
+      deleteDroppedBodies();
+      database_.execute("DELETE" + std::string(ofNone));
+    });
   return database_.giveBackSome();
 }
 

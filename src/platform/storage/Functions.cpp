@@ -1,6 +1,7 @@
 #include "Functions.h"
 
 #include "StoredText.h"
+#include "Summaries.h"
 
 #include <CorvaneQueue/Error.h>
 
@@ -47,6 +48,7 @@ int addFunctions(sqlite3* handle) noexcept {
   const int code =
       sqlite3_create_collation_v2(handle, "QUEUE_NAME", SQLITE_UTF8, nullptr, compareNames, nullptr);
   if (code != SQLITE_OK) return code;
+  if (const int added = addLabelSigns(handle); added != SQLITE_OK) return added;
   return sqlite3_create_function_v2(handle, "checksum", -1,
                                     SQLITE_UTF8 | SQLITE_DETERMINISTIC | SQLITE_INNOCUOUS, nullptr, checksum,
                                     nullptr, nullptr, nullptr);

@@ -6,7 +6,7 @@ struct sqlite3;
 namespace CorvaneQueue::platform_layer {
 
 // The collation QUEUE_NAME: letter case does not count. The function checksum(...): XXH3 over all its
-// arguments, in their order. Returns the engine's result.
+// arguments, in their order. And labelSigns, of summaries. Returns the engine's result.
 int addFunctions(sqlite3* handle) noexcept;
 
 }  // namespace CorvaneQueue::platform_layer

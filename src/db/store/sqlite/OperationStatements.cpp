@@ -5,12 +5,15 @@ namespace CorvaneQueue::store {
 
 namespace {
 
-#define DOCUMENTS(list, acknowledged, comparison, order)                                              \
+#define DOCUMENTS(list, acknowledged, order)                                                          \
   "SELECT l.MessageID, d.Description, d.CreateTimestamp, " acknowledged                               \
   ", l.Length, CASE WHEN ?4 THEN (SELECT Body FROM dbo.mdqContent c WHERE c.MessageID = l.MessageID)" \
   " END FROM dbo." list                                                                               \
   " l CROSS JOIN dbo.mdqDocument d ON d.MessageID = l.MessageID"                                      \
-  " WHERE l.MessageTypeID = ?1 AND l.MessageID " comparison " ?2 ORDER BY l.MessageID " order " LIMIT ?3"
+  " WHERE l.MessageTypeID = ?1 AND l.MessageID BETWEEN ?2 AND ?5 ORDER BY l.MessageID " order " LIMIT ?3"
+#define SUMMARIES                                                       \
+  "SELECT FirstID, LastID, SentFrom, SentTo, Signs FROM dbo.mdqSummary" \
+  " WHERE MessageTypeID = ?1 AND FirstID <= ?3 AND LastID >= ?2"
 #define IS_LISTED(list) "SELECT 1 FROM dbo." list " WHERE MessageTypeID = ?1 AND MessageID = ?2"
 #define TAKE_OFF(list) "DELETE FROM dbo." list " WHERE MessageTypeID = ?1 AND MessageID = ?2"
 #define PUT_ON_WAITING(list)                                      \
@@ -59,10 +62,12 @@ OperationStatements operationStatements() noexcept {
       " (SELECT min(MessageID) FROM dbo.mdqWaiting WHERE MessageTypeID = ?1)), '')"
       " FROM dbo.mdqTotals WHERE MessageTypeID = ?1",
       "SELECT count(*) FROM dbo.mdqWaiting WHERE MessageTypeID = ?1 AND MessageID BETWEEN ?2 AND ?3",
-      {DOCUMENTS("mdqWaiting", "NULL", ">", "ASC"),
-       DOCUMENTS("mdqAcknowledged", "l.AckTimestamp", ">", "ASC")},
-      {DOCUMENTS("mdqWaiting", "NULL", "<", "DESC"),
-       DOCUMENTS("mdqAcknowledged", "l.AckTimestamp", "<", "DESC")},
+      {DOCUMENTS("mdqWaiting", "NULL", "ASC"), DOCUMENTS("mdqAcknowledged", "l.AckTimestamp", "ASC")},
+      {DOCUMENTS("mdqWaiting", "NULL", "DESC"), DOCUMENTS("mdqAcknowledged", "l.AckTimestamp", "DESC")},
+      SUMMARIES
+      " AND FirstID >= coalesce((SELECT max(FirstID) FROM dbo.mdqSummary WHERE MessageTypeID = ?1 AND FirstID <= ?2),"
+      " ?2) ORDER BY FirstID",
+      SUMMARIES " ORDER BY FirstID DESC",
       {IS_LISTED("mdqWaiting"), IS_LISTED("mdqAcknowledged")},
       "SELECT 1 FROM dbo.mdqContent WHERE MessageID = ?1 AND typeof(Body) <> 'blob'",
       {deleteWaiting, deleteAcknowledged},
@@ -75,6 +80,8 @@ OperationStatements operationStatements() noexcept {
       "INSERT OR REPLACE INTO dbo.mdqRun (Run, Position) VALUES (?1, ?2)",
       "DELETE FROM dbo.mdqRun WHERE Run = ?1",
       "SELECT Position FROM dbo.mdqRun WHERE Run = ?1",
+      "DELETE FROM dbo.mdqSummary WHERE NOT EXISTS"
+      " (SELECT 1 FROM dbo.mdqDocument WHERE MessageID BETWEEN FirstID AND LastID)",
   };
 }
 

@@ -11,6 +11,17 @@ using Access = StoreProcedure::Access;
 // that acknowledging moves a pair of numbers and touches no body. The views take each column from the
 // document only when it is asked for: counting reads the list alone. Identifiers never repeat, also
 // when the newest document has been purged: mdqHighest remembers it.
+// Of a document that has come into a queue: the first one there, up to where the queue has been summarized,
+// and whether there is enough behind that.
+#define FIRST_LISTED                                                                             \
+  "(SELECT min(MessageID) FROM"                                                                  \
+  " (SELECT min(MessageID) AS MessageID FROM mdqWaiting WHERE MessageTypeID = NEW.MessageTypeID" \
+  "  UNION ALL SELECT min(MessageID) FROM mdqAcknowledged WHERE MessageTypeID = NEW.MessageTypeID))"
+#define SUMMARIZED                                                                  \
+  "coalesce((SELECT LastID FROM mdqSummary WHERE MessageTypeID = NEW.MessageTypeID" \
+  " AND FirstID < NEW.MessageID ORDER BY FirstID DESC LIMIT 1), " FIRST_LISTED " - 1)"
+#define IS_DUE SUMMARIZED " <= NEW.MessageID - 1024"
+
 constexpr std::string_view migrations[] = {
     R"sql(
 CREATE TABLE dbo.mdqMessageType (
@@ -145,7 +156,57 @@ CREATE TRIGGER dbo.mdqOutOfAcknowledged AFTER DELETE ON mdqAcknowledged BEGIN
    WHERE MessageTypeID = OLD.MessageTypeID;
 END;
 )sql",
+    // Summaries of documents that follow each other in a queue, for searches: of about a thousand identifiers
+    // each, made when one of 64 documents comes behind them. A document that comes among older ones takes
+    // their summary away; those of documents that are gone go a few at a time.
+    R"sql(
+CREATE TABLE dbo.mdqSummary (
+  MessageTypeID INTEGER NOT NULL,
+  FirstID       INTEGER NOT NULL,
+  LastID        INTEGER NOT NULL,
+  SentFrom      INTEGER NOT NULL,
+  SentTo        INTEGER NOT NULL,
+  Signs         BLOB NOT NULL,
+  PRIMARY KEY (MessageTypeID, FirstID)
+);
+CREATE TRIGGER dbo.mdqAmongOlder AFTER INSERT ON mdqWaiting
+  WHEN NEW.MessageID < (SELECT max(MessageID) FROM mdqDocument) BEGIN
+  DELETE FROM mdqSummary
+   WHERE MessageTypeID = NEW.MessageTypeID AND LastID >= NEW.MessageID
+     AND FirstID = (SELECT max(FirstID) FROM mdqSummary
+                     WHERE MessageTypeID = NEW.MessageTypeID AND FirstID <= NEW.MessageID);
+END;
+CREATE TRIGGER dbo.mdqSummarize AFTER INSERT ON mdqWaiting
+  WHEN (NEW.MessageID + (NEW.MessageID >> 6)) & 63 = 0 BEGIN
+  DELETE FROM mdqSummary
+   WHERE MessageTypeID = NEW.MessageTypeID
+     AND LastID < )sql" FIRST_LISTED R"sql(
+     AND FirstID IN (SELECT FirstID FROM mdqSummary WHERE MessageTypeID = NEW.MessageTypeID
+                      ORDER BY FirstID LIMIT 8);
+  INSERT INTO mdqSummary
+  SELECT NEW.MessageTypeID, min(MessageID), max(MessageID), min(Sent), max(Sent), labelSigns(MessageID, Description)
+    FROM (SELECT MessageID,
+                 (SELECT Description FROM mdqDocument d WHERE d.MessageID = l.MessageID) AS Description,
+                 coalesce((SELECT unixepoch(CreateTimestamp) FROM mdqDocument d WHERE d.MessageID = l.MessageID), 0)
+                   AS Sent
+            FROM (SELECT MessageID FROM mdqWaiting
+                   WHERE MessageTypeID = NEW.MessageTypeID AND MessageID < NEW.MessageID
+                     AND MessageID > )sql" SUMMARIZED R"sql( AND )sql" IS_DUE R"sql(
+                  UNION ALL
+                  SELECT MessageID FROM mdqAcknowledged
+                   WHERE MessageTypeID = NEW.MessageTypeID AND MessageID < NEW.MessageID
+                     AND MessageID > )sql" SUMMARIZED R"sql( AND )sql" IS_DUE R"sql(
+                   ORDER BY MessageID LIMIT 2048) l)
+  HAVING count(*) > 0;
+END;
+CREATE TRIGGER dbo.mdqOldTypeSummaries AFTER DELETE ON mdqMessageType BEGIN
+  DELETE FROM mdqSummary WHERE MessageTypeID = OLD.MessageTypeID;
+END;
+)sql",
 };
+#undef FIRST_LISTED
+#undef SUMMARIZED
+#undef IS_DUE
 
 constexpr std::u16string_view namelessQueue = u"A queue needs a name; nothing was stored.";
 

@@ -3,9 +3,11 @@
 #include "Attempts.h"
 #include "StoredText.h"
 #include "StoredTime.h"
+#include "Summaries.h"
 
 #include <algorithm>
 #include <chrono>
+#include <limits>
 
 namespace CorvaneQueue::platform_layer {
 
@@ -91,26 +93,44 @@ Looked SqliteOperations::read(const DocumentList& list, std::int64_t from, Direc
                               std::size_t count, Bodies bodies, std::vector<StoredDocument>& documents,
                               const Sieve& sieve) {
   documents.clear();
-  Looked looked;
-  const auto& statements = direction == Direction::Forward ? sql_.forward : sql_.backward;
-  Statement row = reading().rows(statements[list.isJournal ? 1 : 0], numberOf(list.queue), from, count,
-                                 bodies == Bodies::Read);
-  while (row.step()) {
-    ++looked.documents;
-    looked.position = row.integer(0);
-    const std::int64_t sent = timeIn(row.text(2)).value_or(0);
-    if (!sieve.passes(row.text(1), sent)) continue;
-    StoredDocument& document = documents.emplace_back();
-    document.id = document.position = looked.position;
-    document.label = fromStored(row.text(1));
-    document.sent = sent;
-    if (row.type(3) != Statement::Type::Null) document.acknowledged = timeIn(row.text(3));
-    document.length = row.integer(4);
-    if (bodies == Bodies::Left) continue;
-    document.isDamaged = row.type(5) == Statement::Type::Blob;
-    if (!document.isDamaged) document.body = fromStored(row.text(5));
-  }
-  return looked;
+  const bool isForward = direction == Direction::Forward;
+  constexpr std::int64_t last = std::numeric_limits<std::int64_t>::max();
+  if (isForward && from == last) return {};
+  const Stretch searched = isForward ? Stretch{from + 1, last} : Stretch{0, from - 1};
+  const std::int64_t queue = numberOf(list.queue);
+  Database& database = reading();
+  const auto& statements = isForward ? sql_.forward : sql_.backward;
+  const auto sift = [&](Stretch stretch, std::size_t most) {
+    Looked part;
+    Statement row = database.rows(statements[list.isJournal ? 1 : 0], queue, stretch.first, most,
+                                  bodies == Bodies::Read, stretch.last);
+    while (row.step()) {
+      ++part.documents;
+      part.position = row.integer(0);
+      const std::int64_t sent = timeIn(row.text(2)).value_or(0);
+      if (sieve.passes(row.text(1), sent)) documents.push_back(documentIn(row, sent, bodies));
+    }
+    return part;
+  };
+  if (!sieve.asksForSummaries()) return sift(searched, count);
+  return siftSummarized({searched, direction,
+                         database.rows(isForward ? sql_.summariesForward : sql_.summariesBackward, queue,
+                                       searched.first, searched.last),
+                         sift},
+                        count, sieve);
+}
+
+StoredDocument SqliteOperations::documentIn(const Statement& row, std::int64_t sent, Bodies bodies) {
+  StoredDocument document;
+  document.id = document.position = row.integer(0);
+  document.label = fromStored(row.text(1));
+  document.sent = sent;
+  if (row.type(3) != Statement::Type::Null) document.acknowledged = timeIn(row.text(3));
+  document.length = row.integer(4);
+  if (bodies == Bodies::Left) return document;
+  document.isDamaged = row.type(5) == Statement::Type::Blob;
+  if (!document.isDamaged) document.body = fromStored(row.text(5));
+  return document;
 }
 
 std::optional<StoredDocument> SqliteOperations::find(const DocumentList& list, std::int64_t shown,
@@ -268,6 +288,10 @@ void SqliteOperations::removeQueue(const String& queue) {
   });
 }
 
-std::int64_t SqliteOperations::compact() { return database_->isStandIn() ? 0 : writing().giveBackSome(); }
+std::int64_t SqliteOperations::compact() {
+  if (database_->isStandIn()) return 0;
+  writing().write(Database::Purpose::Frees, writersWait, [&] { database_->execute(sql_.forgetSummaries); });
+  return writing().giveBackSome();
+}
 
 }  // namespace CorvaneQueue::platform_layer

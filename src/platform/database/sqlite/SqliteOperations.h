@@ -36,6 +36,7 @@ class SqliteOperations final : public StoreOperations {
 
  private:
   static constexpr std::size_t longestText = 250;  // of a label or a name
+  static StoredDocument documentIn(const Statement& row, std::int64_t sent, Bodies bodies);
   std::int64_t numberOf(std::u16string_view queue);
   std::span<const std::string_view> statementsFor(const DocumentList& list, Fate fate) const;
   void note(const RunNote& note);
