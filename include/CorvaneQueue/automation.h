@@ -60,6 +60,7 @@ extern "C" {
 // Strings: counted 16-bit characters, byte length before the first one, a zero behind the last.
 CORVANE_API BSTR SysAllocString(const OLECHAR* text) noexcept;
 CORVANE_API BSTR SysAllocStringLen(const OLECHAR* text, UINT length) noexcept;
+CORVANE_API BSTR SysAllocStringByteLen(const char* bytes, UINT length) noexcept;
 CORVANE_API void SysFreeString(BSTR text) noexcept;
 CORVANE_API UINT SysStringLen(BSTR text) noexcept;
 CORVANE_API UINT SysStringByteLen(BSTR text) noexcept;

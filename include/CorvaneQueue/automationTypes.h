@@ -129,6 +129,7 @@ enum VARENUM : VARTYPE {
   VT_INT = 22,
   VT_UINT = 23,
   VT_VOID = 24,
+  VT_RECORD = 36,
   VT_ARRAY = 0x2000,
   VT_BYREF = 0x4000,
 };

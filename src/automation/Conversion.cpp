@@ -1,7 +1,6 @@
 // VariantChangeType by the platform's rules, locale 1033.
 #include "ConversionText.h"
-#include "DateText.h"
-#include "NumberText.h"
+#include "ScalarConversion.h"
 
 #include <CorvaneQueue/Variant.h>
 
@@ -11,140 +10,62 @@ namespace {
 
 using namespace conversion;
 
-double realOf(const VARIANT& v);
+constexpr VARTYPE byteArray = VT_ARRAY | VT_UI1;
 
-std::int64_t wholeOf(const VARIANT& v) {
-  switch (v.vt) {
-    case VT_EMPTY: return 0;
-    case VT_UI1: return v.bVal;
-    case VT_I2: return v.iVal;
-    case VT_BOOL: return v.boolVal;
-    case VT_UI2: return v.uiVal;
-    case VT_INT:
-    case VT_I4: return v.lVal;
-    case VT_UINT:
-    case VT_UI4: return v.ulVal;
-    case VT_I8: return v.llVal;
-    case VT_UI8:
-      if (v.ullVal > static_cast<ULONGLONG>(INT64_MAX)) overflow();
-      return static_cast<std::int64_t>(v.ullVal);
-    case VT_BSTR: {
-      const Number number = numberIn(StringRef(v.bstrVal));
-      return number.whole ? *number.whole : roundedWhole(number.real);
-    }
-    default: return roundedWhole(realOf(v));
-  }
+constexpr bool isObject(VARTYPE type) { return type == VT_DISPATCH || type == VT_UNKNOWN; }
+
+// Whether a variant may be of the type, or there may be references to it or arrays of it.
+bool isType(VARTYPE type) {
+  constexpr VARTYPE modifiers = VT_ARRAY | VT_BYREF;
+  const auto plain = static_cast<VARTYPE>(type & ~modifiers);
+  if (plain <= VT_NULL) return type == plain;
+  return plain != 15 && (plain < VT_VOID || plain == VT_RECORD);
 }
-double realOf(const VARIANT& v) {
-  switch (v.vt) {
-    case VT_R4: return v.fltVal;
-    case VT_R8: return v.dblVal;
-    case VT_DATE: return v.date;
-    case VT_BSTR: return numberIn(StringRef(v.bstrVal)).real;
-    case VT_EMPTY:
-    case VT_UI1:
-    case VT_I2:
-    case VT_BOOL:
-    case VT_UI2:
-    case VT_INT:
-    case VT_I4:
-    case VT_UINT:
-    case VT_UI4:
-    case VT_I8: return static_cast<double>(wholeOf(v));
-    case VT_UI8: return static_cast<double>(v.ullVal);
-    default: mismatch();
-  }
-}
-bool truthOf(const VARIANT& v) {
-  if (v.vt == VT_BSTR) {
-    const std::string text = upperCased(trimmed(asciiOf(StringRef(v.bstrVal))));
-    if (text == "TRUE" || text == "#TRUE#") return true;
-    if (text == "FALSE" || text == "#FALSE#") return false;
-  }
-  return realOf(v) != 0;
-}
-double dateOf(const VARIANT& v) {
-  if (v.vt == VT_BSTR) return checkedDate(dateIn(trimmed(asciiOf(StringRef(v.bstrVal)))));
-  return checkedDate(realOf(v));
-}
-template <class T>
-T within(std::int64_t value) {
-  if (value < static_cast<std::int64_t>(std::numeric_limits<T>::min()) ||
-      value > static_cast<std::int64_t>(std::numeric_limits<T>::max()))
-    overflow();
-  return static_cast<T>(value);
-}
-// In "&H" text the digits are the bits of the number: eight of them may make a negative one.
-LONG longOf(const VARIANT& v) {
-  const std::int64_t value = wholeOf(v);
-  if (v.vt == VT_BSTR && value > INT32_MAX && value <= UINT32_MAX &&
-      numberIn(StringRef(v.bstrVal)).isHexadecimal)
-    return static_cast<LONG>(static_cast<std::uint32_t>(value));
-  return within<LONG>(value);
-}
-std::string textOf(const VARIANT& v, USHORT flags) {
-  switch (v.vt) {
-    case VT_EMPTY: return {};
-    case VT_BOOL:
-      if ((flags & VARIANT_ALPHABOOL) == 0) return std::to_string(v.boolVal);
-      return v.boolVal != VARIANT_FALSE ? "True" : "False";
-    case VT_DATE: return dateText(v.date);
-    case VT_R4:
-    case VT_R8: return realText(realOf(v));
-    case VT_UI8: return std::to_string(v.ullVal);
-    case VT_UI1:
-    case VT_I2:
-    case VT_UI2:
-    case VT_INT:
-    case VT_I4:
-    case VT_UINT:
-    case VT_UI4:
-    case VT_I8: return std::to_string(wholeOf(v));
-    default: mismatch();
-  }
+
+// A text of these very bytes, an odd one included.
+String textOfBytes(const SAFEARRAY* array) {
+  if (array == nullptr || array->cDims != 1) throw Failure{E_INVALIDARG};
+  BSTR text = SysAllocStringByteLen(static_cast<const char*>(array->pvData), array->rgsabound[0].cElements);
+  if (text == nullptr) throw std::bad_alloc();
+  return String::adopt(text);
 }
 
 // The value of an object is that of its default member.
 Variant defaultValueOf(IDispatch* object) {
-  if (object == nullptr) throw Error(E_POINTER, {}, u"There is no object.");
+  if (object == nullptr) throw Failure{DISP_E_BADVARTYPE};
   DISPPARAMS none{};
   Variant value;
-  const HRESULT result = object->Invoke(DISPID_VALUE, IID_NULL, 0, DISPATCH_METHOD | DISPATCH_PROPERTYGET,
-                                        &none, value.address(), nullptr, nullptr);
+  const HRESULT result = object->Invoke(DISPID_VALUE, IID_NULL, 0, DISPATCH_PROPERTYGET, &none,
+                                        value.address(), nullptr, nullptr);
   if (FAILED(result)) mismatch();
   return value;
 }
 
-void change(VARIANT& result, const VARIANT& v, USHORT flags, VARTYPE type) {
-  switch (type) {
-    case VT_UI1: result.bVal = within<BYTE>(wholeOf(v)); break;
-    case VT_I2: result.iVal = within<SHORT>(wholeOf(v)); break;
-    case VT_UI2: result.uiVal = within<USHORT>(wholeOf(v)); break;
-    case VT_INT:
-    case VT_I4: result.lVal = longOf(v); break;
-    case VT_UINT:
-    case VT_UI4: result.ulVal = within<ULONG>(wholeOf(v)); break;
-    case VT_I8: result.llVal = wholeOf(v); break;
-    case VT_UI8: result.ullVal = static_cast<ULONGLONG>(within<std::int64_t>(wholeOf(v))); break;
-    case VT_R4: result.fltVal = static_cast<float>(realOf(v)); break;
-    case VT_R8: result.dblVal = realOf(v); break;
-    case VT_BOOL: result.boolVal = truthOf(v) ? VARIANT_TRUE : VARIANT_FALSE; break;
-    case VT_DATE: result.date = dateOf(v); break;
-    case VT_BSTR: {
-      const std::string text = textOf(v, flags);
-      result.bstrVal = String(std::u16string(text.begin(), text.end())).detach();
-      break;
-    }
-    default: mismatch();
-  }
-  result.vt = type;
-}
-
-HRESULT resultOf(const Error& failure) noexcept {
-  switch (failure.number()) {
-    case ErrorNumber::TypeMismatch: return DISP_E_TYPEMISMATCH;
-    case ErrorNumber::Overflow: return DISP_E_OVERFLOW;
-    default: return failure.number();
+// `objects` is how many objects may still be asked, one for the other's value.
+void change(Variant& changed, const VARIANT& v, USHORT flags, VARTYPE type, int objects = 16) {
+  if (v.vt == type) {
+    if (const HRESULT result = VariantCopy(changed.address(), &v); FAILED(result)) throw Failure{result};
+  } else if (type <= VT_NULL) {
+    changed.address()->vt = type;
+  } else if (type == byteArray && v.vt == VT_BSTR) {
+    changed = Variant::bytes({reinterpret_cast<const std::uint8_t*>(v.bstrVal), SysStringByteLen(v.bstrVal)});
+  } else if (type == VT_BSTR && v.vt == byteArray) {
+    changed = Variant(textOfBytes(v.parray));
+  } else if (isObject(type)) {
+    if (!isObject(v.vt)) mismatch();
+    void* object = nullptr;
+    if (v.punkVal != nullptr &&
+        FAILED(v.punkVal->QueryInterface(type == VT_DISPATCH ? IID_IDispatch : IID_IUnknown, &object)))
+      mismatch();
+    changed.address()->punkVal = static_cast<IUnknown*>(object);
+    changed.address()->vt = type;
+  } else if (!isScalar(type)) {
+    mismatch();
+  } else if (v.vt == VT_DISPATCH) {
+    if (objects == 0) mismatch();
+    change(changed, defaultValueOf(v.pdispVal).get(), flags, type, objects - 1);
+  } else {
+    convert(*changed.address(), v, flags, type);
   }
 }
 
@@ -152,52 +73,25 @@ HRESULT resultOf(const Error& failure) noexcept {
 
 extern "C" HRESULT VariantChangeType(VARIANTARG* target, const VARIANTARG* source, USHORT flags,
                                      VARTYPE type) noexcept {
-  VARIANT plain;
-  VariantInit(&plain);
-  HRESULT result = S_OK;
-  const VARIANT* from = source;
-  if ((source->vt & VT_BYREF) != 0) {
-    result = VariantCopyInd(&plain, source);
-    from = &plain;
-  }
-  Variant changed;
-  if (FAILED(result)) {
-    // nothing to convert
-  } else if (from->vt == type) {
-    result = VariantCopy(changed.address(), from);
-  } else if (type == VT_DISPATCH || type == VT_UNKNOWN) {
-    if (from->vt == VT_DISPATCH || from->vt == VT_UNKNOWN) {
-      void* object = nullptr;
-      if (from->punkVal != nullptr)
-        result = from->punkVal->QueryInterface(type == VT_DISPATCH ? IID_IDispatch : IID_IUnknown, &object);
-      changed.address()->punkVal = static_cast<IUnknown*>(object);
-      changed.address()->vt = type;
-    } else {
-      result = DISP_E_TYPEMISMATCH;
+  if (!isType(source->vt) || !isType(type)) return DISP_E_BADVARTYPE;
+  if ((source->vt & VT_BYREF) != 0 && source->byref == nullptr) return DISP_E_TYPEMISMATCH;
+  try {
+    Variant plain;
+    const VARIANT* value = source;
+    if ((source->vt & VT_BYREF) != 0) {
+      if (const HRESULT result = VariantCopyInd(plain.address(), source); FAILED(result)) return result;
+      value = &plain.get();
     }
-  } else {
-    try {
-      if (from->vt == VT_DISPATCH) {
-        const Variant value = defaultValueOf(from->pdispVal);
-        result = value.type() == VT_DISPATCH
-                     ? DISP_E_TYPEMISMATCH
-                     : VariantChangeType(changed.address(), &value.get(), flags, type);
-      } else {
-        change(*changed.address(), *from, flags, type);
-      }
-    } catch (const Error& failure) {
-      result = resultOf(failure);
-    } catch (...) {
-      result = E_OUTOFMEMORY;
-    }
-  }
-  if (SUCCEEDED(result)) {
-    VARIANT value = changed.detach();
+    Variant changed;
+    change(changed, *value, flags, type);
     VariantClear(target);
-    *target = value;
+    *target = changed.detach();
+    return S_OK;
+  } catch (const Failure& failure) {
+    return failure.result;
+  } catch (...) {
+    return E_OUTOFMEMORY;
   }
-  VariantClear(&plain);
-  return result;
 }
 
 }  // namespace CorvaneQueue

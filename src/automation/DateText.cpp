@@ -3,152 +3,170 @@
 #include "ConversionText.h"
 #include "Dates.h"
 
+#include <algorithm>
+#include <array>
 #include <chrono>
 #include <cstdio>
-#include <utility>
+#include <ctime>
+#include <optional>
 
 namespace CorvaneQueue::conversion {
 
 namespace {
 
-constexpr double smallestDate = -657434.0;  // 0100-01-01
-constexpr double dateEnd = 2958466.0;       // 10000-01-01
+constexpr double smallestDate = -657434;  // 0100-01-01
+constexpr double dateEnd = 2958466;       // 10000-01-01
+
+using Day = std::optional<std::int64_t>;
+
+// Years below 100 are those from 1950 to 2049.
+Day dayOf(int year, int month, int day) {
+  using namespace std::chrono;
+  if (year < 100) year += year < 50 ? 2000 : 1900;
+  if (year > 9999 || month > 12 || day > 31) return std::nullopt;
+  const year_month_day date{std::chrono::year(year), std::chrono::month(static_cast<unsigned>(month)),
+                            std::chrono::day(static_cast<unsigned>(day))};
+  if (!date.ok()) return std::nullopt;
+  return dayNumber(year, month, day);
+}
+
+int thisYear() {
+  const std::time_t now = std::time(nullptr);
+  std::tm local{};
+  localtime_r(&now, &local);
+  return local.tm_year + 1900;
+}
+
+std::int64_t firstOf(std::initializer_list<Day> orders) {
+  for (const Day& day : orders)
+    if (day) return *day;
+  mismatch();
+}
+
 class DateReader {
  public:
-  explicit DateReader(std::string text) : text_(upperCased(std::move(text))) {}
+  explicit DateReader(const std::string& text) : text_(text) {}
 
   double read() {
-    while (skipSeparators(), at_ < text_.size()) {
-      if (isDigit(text_[at_]))
-        readNumber();
-      else
-        readWord();
-    }
-    const int second = timeOfDay();
-    if (dateParts_ == 0 && month_ == 0) {
-      if (!hasTime_) mismatch();
-      return second / 86400.0;
-    }
-    return dateOf({day(), second}).value;
+    skipBlanks();
+    char separator = ' ';
+    bool wasDay = false;
+    do {
+      const bool isDay = readPart();
+      if ((separator == '/' || separator == '-') && !(wasDay && isDay)) mismatch();
+      if (isDay && !wasDay && count_ > 1) mismatch();  // a time within the day
+      separator = takeOneOf("/-,");
+      wasDay = isDay;
+    } while (at_ < text_.size());
+    if (separator != ' ') mismatch();
+    return dateOf({count_ == 0 ? 0 : day(), second_.value_or(0)}).value;
   }
 
  private:
-  void skipSeparators() {
-    while (at_ < text_.size() && (isBlank(text_[at_]) || text_[at_] == '/' || text_[at_] == '-' ||
-                                  text_[at_] == ',' || text_[at_] == 'T'))
-      ++at_;
+  struct Part {
+    int value;
+    bool isName;
+  };
+
+  void skipBlanks() {
+    while (at_ < text_.size() && text_[at_] == ' ') ++at_;
   }
-  int digits() {
-    const std::size_t start = at_;
+  // Takes one of these characters with the blanks around it. A space when none is there.
+  char takeOneOf(std::string_view characters) {
+    skipBlanks();
+    if (at_ == text_.size() || characters.find(text_[at_]) == std::string_view::npos) return ' ';
+    const char taken = text_[at_++];
+    skipBlanks();
+    return taken;
+  }
+  int number() {
+    constexpr int beyondAnyPart = 100000;
+    if (at_ == text_.size() || !isDigit(text_[at_])) mismatch();
     int value = 0;
-    while (at_ < text_.size() && isDigit(text_[at_]) && at_ - start < 5)
-      value = value * 10 + (text_[at_++] - '0');
-    if (at_ == start || (at_ < text_.size() && isDigit(text_[at_]))) mismatch();
-    lastWidth_ = at_ - start;
+    for (; at_ < text_.size() && isDigit(text_[at_]); ++at_)
+      value = std::min(value * 10 + (text_[at_] - '0'), beyondAnyPart);
     return value;
   }
-  void readNumber() {
-    const int value = digits();
-    if (at_ < text_.size() && text_[at_] == ':') {
-      if (hasTime_) mismatch();
-      hasTime_ = true;
-      hour_ = value;
-      ++at_;
-      minute_ = digits();
-      if (at_ < text_.size() && text_[at_] == ':') {
-        ++at_;
-        second_ = digits();
-      }
-      return;
-    }
-    if (dateParts_ == 3) mismatch();
-    widths_[dateParts_] = lastWidth_;
-    parts_[dateParts_++] = value;
+  std::string word() {
+    const std::size_t start = at_;
+    while (at_ < text_.size() && isLetter(text_[at_])) ++at_;
+    return text_.substr(start, at_ - start);
   }
-  void readWord() {
-    std::string word;
-    while (at_ < text_.size() && text_[at_] >= 'A' && text_[at_] <= 'Z') word += text_[at_++];
-    if (word.size() < 2) mismatch();
-    if ((word == "AM" || word == "PM") && hasTime_ && half_ == 0) {
-      half_ = word == "AM" ? 1 : 2;
-      return;
-    }
+  int monthName() {
     constexpr const char* months[] = {"JANUARY", "FEBRUARY", "MARCH",     "APRIL",   "MAY",      "JUNE",
                                       "JULY",    "AUGUST",   "SEPTEMBER", "OCTOBER", "NOVEMBER", "DECEMBER"};
-    for (int i = 0; i < 12 && month_ == 0; ++i)
-      if (word.size() >= 3 && std::string(months[i]).starts_with(word)) {
-        month_ = i + 1;
-        return;
-      }
+    const std::string name = word();
+    for (int i = 0; i < 12; ++i)
+      if (name == months[i] || name == std::string_view(months[i]).substr(0, 3)) return i + 1;
     mismatch();
   }
-  int timeOfDay() {
-    if (half_ != 0) {
-      if (hour_ < 1 || hour_ > 12) mismatch();
-      hour_ = hour_ % 12 + (half_ == 2 ? 12 : 0);
-    }
-    if (hour_ > 23 || minute_ > 59 || second_ > 59) mismatch();
-    return hour_ * 3600 + minute_ * 60 + second_;
+  // Reads a part of the day, or the whole time. Whether it was of the day.
+  bool readPart() {
+    const bool isName = at_ == text_.size() || !isDigit(text_[at_]);
+    const int value = isName ? monthName() : number();
+    if (!isName && readTime(value)) return false;
+    if (count_ == parts_.size()) mismatch();
+    parts_[count_++] = {value, isName};
+    return true;
   }
-  std::int64_t day() {
-    int year = 0;
-    int month = month_;
-    int day = 0;
-    std::size_t yearWidth = 0;
-    if (month_ != 0) {
-      if (dateParts_ != 2) mismatch();
-      const std::size_t yearAt = widths_[0] > 2 ? 0 : 1;
-      year = parts_[yearAt];
-      yearWidth = widths_[yearAt];
-      day = parts_[1 - yearAt];
-    } else {
-      if (dateParts_ != 3) mismatch();
-      const bool yearFirst = widths_[0] > 2;
-      year = parts_[yearFirst ? 0 : 2];
-      yearWidth = widths_[yearFirst ? 0 : 2];
-      month = parts_[yearFirst ? 1 : 0];
-      day = parts_[yearFirst ? 2 : 1];
-      if (!yearFirst && month > 12 && day <= 12) std::swap(month, day);
+  // What follows the first number of a time, which minutes or AM and PM tell from one of a day.
+  bool readTime(int hour) {
+    std::array<int, 3> parts = {hour};
+    std::size_t count = 1;
+    while (count < parts.size() && takeOneOf(":.") != ' ') parts[count++] = number();
+    skipBlanks();
+    const std::size_t end = at_;
+    const std::string half = word();
+    const bool isHalf = half == "AM" || half == "PM" || half == "A" || half == "P";
+    if (!isHalf) at_ = end;
+    if (count == 1 && !isHalf) return false;
+    if (second_ || hour > 23 || parts[1] > 59 || parts[2] > 59) mismatch();
+    if (isHalf && half[0] == 'P' && hour < 12) hour += 12;
+    if (isHalf && half[0] == 'A' && hour == 12) hour = 0;
+    second_ = hour * 3600 + parts[1] * 60 + parts[2];
+    return true;
+  }
+  std::int64_t day() const {
+    const auto isName = [](const Part& part) { return part.isName; };
+    const auto* const end = parts_.begin() + count_;
+    const auto* const name = std::find_if(parts_.begin(), end, isName);
+    const bool isShort = count_ == 2;
+    if (count_ < 2 || std::count_if(parts_.begin(), end, isName) > 1) mismatch();
+    if (name != end) {
+      const int month = name->value;
+      const int first = parts_[name == parts_.begin() ? 1 : 0].value;
+      const int last = parts_[name == end - 1 ? count_ - 2 : count_ - 1].value;
+      if (isShort) return firstOf({dayOf(thisYear(), month, first), dayOf(first, month, 1)});
+      return firstOf({dayOf(last, month, first), dayOf(first, month, last)});
     }
-    if (yearWidth <= 2) year += year < 30 ? 2000 : 1900;
-    using namespace std::chrono;
-    const year_month_day date{std::chrono::year(year), std::chrono::month(static_cast<unsigned>(month)),
-                              std::chrono::day(static_cast<unsigned>(day))};
-    if (year < 100 || year > 9999 || !date.ok()) mismatch();
-    return dayNumber(year, month, day);
+    const int a = parts_[0].value;
+    const int b = parts_[1].value;
+    const int c = parts_[2].value;
+    if (isShort)
+      return firstOf({dayOf(thisYear(), a, b), dayOf(thisYear(), b, a), dayOf(b, a, 1), dayOf(a, b, 1)});
+    return firstOf({dayOf(c, a, b), dayOf(a, b, c), dayOf(c, b, a), dayOf(a, c, b)});
   }
 
-  std::string text_;
+  const std::string& text_;
   std::size_t at_ = 0;
-  std::size_t lastWidth_ = 0;
-  int parts_[3] = {};
-  std::size_t widths_[3] = {};
-  std::size_t dateParts_ = 0;
-  int month_ = 0;
-  bool hasTime_ = false;
-  int hour_ = 0;
-  int minute_ = 0;
-  int second_ = 0;
-  int half_ = 0;  // 1 AM, 2 PM
+  std::array<Part, 3> parts_{};  // of the day
+  std::size_t count_ = 0;
+  std::optional<int> second_;  // since midnight
 };
 
 }  // namespace
 
-double checkedDate(double value) {
-  if (!(value > smallestDate - 1 && value < dateEnd)) overflow();
-  return value;
-}
+bool isDate(double date) { return date > smallestDate - 1 && date < dateEnd; }
 
 std::string dateText(double date) {
-  const Moment moment = momentOf({checkedDate(date)});
+  const Moment moment = momentOf({isDate(date) ? date : dateEnd});
+  if (static_cast<double>(moment.day) >= dateEnd) throw Failure{E_INVALIDARG};
   char buffer[64];
   std::string text;
-  if (moment.day != 0 || moment.second == 0) {
+  if (moment.day != 0) {
     const Civil civil = civilOf(moment.day);
-    if (moment.day != 0) {
-      std::snprintf(buffer, sizeof buffer, "%d/%d/%04d", civil.month, civil.day, civil.year);
-      text = buffer;
-    }
+    std::snprintf(buffer, sizeof buffer, "%d/%d/%d", civil.month, civil.day, civil.year);
+    text = buffer;
   }
   if (moment.second != 0 || moment.day == 0) {
     const int hour = moment.second / 3600;
@@ -160,6 +178,6 @@ std::string dateText(double date) {
   return text;
 }
 
-double dateIn(std::string text) { return DateReader(std::move(text)).read(); }
+double dateIn(const std::string& text) { return DateReader(text).read(); }
 
 }  // namespace CorvaneQueue::conversion

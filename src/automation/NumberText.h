@@ -2,23 +2,31 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <string_view>
 
 namespace CorvaneQueue::conversion {
 
-// A number that was read: exact when it is whole and fits 64 bits.
+// A decimal number as it was written, so that no digit is lost before its type is known.
 struct Number {
-  double real = 0;
-  std::optional<std::int64_t> whole;
-  bool isHexadecimal = false;
+  std::string digits;      // without zeros in front
+  std::int64_t point = 0;  // where it stands in the digits, or before or behind them
+  bool isNegative = false;
+
+  // Throws DISP_E_OVERFLOW.
+  double real() const;
+  // The whole number without its sign; halves to the even neighbour. Throws DISP_E_OVERFLOW.
+  std::uint64_t magnitude() const;
 };
-// Blanks around, one sign before or behind or parentheses for a negative, "$", thousands separators in the
-// whole part, a fraction, an exponent; "&H" and "&O" for other bases. Throws 13 or 6.
-Number numberIn(std::u16string_view text);
-// Halves to the even neighbour. Throws 6.
-std::int64_t roundedWhole(double value);
-std::string realText(double value);
+
+// Whether the text is a number of another base, "&H1F" or "&O17", and which bits it has.
+// Throws DISP_E_TYPEMISMATCH for wrong digits, DISP_E_OVERFLOW for more than 64 bits.
+bool bitsIn(std::string_view text, std::uint64_t& bits);
+// Digits with commas among them, a fraction, an exponent behind "E" or "D" where no "$" stands in front. On
+// either side blanks and "$"; "+" and "-" once each; parentheses around it, for a negative. Throws
+// DISP_E_TYPEMISMATCH.
+Number numberIn(const std::string& text);
+// With so many digits at most, in scientific form when the exponent is not within them.
+std::string realText(double value, int digits);
 
 }  // namespace CorvaneQueue::conversion

@@ -3,6 +3,7 @@
 #include <CorvaneQueue/Error.h>
 
 #include <cstdlib>
+#include <limits>
 
 namespace {
 // The byte length stands in the four bytes before the first unit; eight keep the units aligned.
@@ -12,16 +13,22 @@ constexpr std::size_t headerSize = 8;
 namespace CorvaneQueue {
 extern "C" {
 
-BSTR SysAllocStringLen(const OLECHAR* text, UINT length) noexcept {
-  const std::size_t bytes = std::size_t{length} * sizeof(OLECHAR);
-  auto* block = static_cast<std::byte*>(std::malloc(headerSize + bytes + sizeof(OLECHAR)));
+BSTR SysAllocStringByteLen(const char* bytes, UINT length) noexcept {
+  auto* block = static_cast<std::byte*>(std::malloc(headerSize + length + sizeof(OLECHAR)));
   if (block == nullptr) return nullptr;
-  const auto byteLength = static_cast<std::uint32_t>(bytes);
+  const std::uint32_t byteLength = length;
   std::memcpy(block + headerSize - sizeof byteLength, &byteLength, sizeof byteLength);
-  auto* units = reinterpret_cast<OLECHAR*>(block + headerSize);
-  if (text != nullptr) std::memcpy(units, text, bytes);
-  units[length] = 0;
-  return units;
+  std::byte* const units = block + headerSize;
+  if (bytes != nullptr) std::memcpy(units, bytes, length);
+  std::memset(units + length, 0, sizeof(OLECHAR));
+  return reinterpret_cast<BSTR>(units);
+}
+
+BSTR SysAllocStringLen(const OLECHAR* text, UINT length) noexcept {
+  constexpr UINT longest = (std::numeric_limits<UINT>::max() - headerSize) / sizeof(OLECHAR);
+  if (length > longest) return nullptr;
+  return SysAllocStringByteLen(reinterpret_cast<const char*>(text),
+                               length * static_cast<UINT>(sizeof(OLECHAR)));
 }
 
 BSTR SysAllocString(const OLECHAR* text) noexcept {

@@ -107,7 +107,8 @@ HRESULT VariantCopy(VARIANTARG* target, const VARIANTARG* source) noexcept {
       const HRESULT result = SafeArrayCopy(source->parray, &copy.parray);
       if (FAILED(result)) return result;
     } else if (source->vt == VT_BSTR) {
-      copy.bstrVal = SysAllocStringLen(source->bstrVal, SysStringLen(source->bstrVal));
+      const auto* const bytes = reinterpret_cast<const char*>(source->bstrVal);
+      copy.bstrVal = SysAllocStringByteLen(bytes, SysStringByteLen(source->bstrVal));
       if (copy.bstrVal == nullptr) return E_OUTOFMEMORY;
     } else if (isObject(source->vt) && source->punkVal != nullptr) {
       source->punkVal->AddRef();
