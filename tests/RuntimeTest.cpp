@@ -144,6 +144,15 @@ TEST(LateBinding, AnswersMistakesWithThePlatformsCodes) {
   EXPECT_EQ(status(55, DISPATCH_METHOD, {}), DISP_E_MEMBERNOTFOUND);
   EXPECT_EQ(status(7, DISPATCH_PROPERTYGET, {}), DISP_E_MEMBERNOTFOUND);
   EXPECT_EQ(status(9, DISPATCH_PROPERTYPUTREF, {u"x"}), DISP_E_TYPEMISMATCH);
+  EXPECT_EQ(status(7, DISPATCH_METHOD, {Variant::omitted()}), DISP_E_PARAMNOTOPTIONAL);
+  const LateCall unknownName(sample.get(), 7, DISPATCH_METHOD, {two, one}, {5});
+  EXPECT_EQ(unknownName.status, DISP_E_PARAMNOTFOUND);
+  EXPECT_EQ(unknownName.argument, 0u);
+  DISPPARAMS nowhere{nullptr, nullptr, 1, 0};
+  EXPECT_EQ(sample->Invoke(7, IID_NULL, 0, DISPATCH_METHOD, &nowhere, nullptr, nullptr, nullptr),
+            E_INVALIDARG);
+  EXPECT_EQ(sample->Invoke(7, IID_IDispatch, 0, DISPATCH_METHOD, &nowhere, nullptr, nullptr, nullptr),
+            DISP_E_UNKNOWNINTERFACE);
   const LateCall wrongType(sample.get(), 7, DISPATCH_METHOD, {one, u"x"});
   EXPECT_EQ(wrongType.status, DISP_E_TYPEMISMATCH);
   EXPECT_EQ(wrongType.argument, 1u);
@@ -170,6 +179,13 @@ TEST(Errors, TravelAsNumberSourceAndDescription) {
   expectError(91, nullptr, "Object not set",
               [] { call<&ISample::get_Text>(static_cast<ISample*>(nullptr)); });
   EXPECT_EQ(Error::fromResult(sample->get_Text(nullptr)).number(), 91);
+  EXCEPINFO later{};
+  later.pfnDeferredFillIn = [](EXCEPINFO* exception) {
+    exception->wCode = 1004;
+    exception->bstrDescription = SysAllocString(u"Told when asked.");
+    return S_OK;
+  };
+  expectError(1004, u"", "Told when asked.", [&] { throwIfInvokeFailed(DISP_E_EXCEPTION, later); });
   // A connection point reports no errors: what lies there is about something else.
   call<&ISample::raw_Swap>(sample.get(), static_cast<ISample**>(nullptr));
   expectError(E_NOTIMPL, u"", "without a description", [&] {

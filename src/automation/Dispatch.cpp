@@ -50,8 +50,10 @@ const Member* memberFor(std::span<const Member> members, DISPID id, WORD flags, 
 HRESULT arrange(const Member& member, const DISPPARAMS& given,
                 std::array<VARIANT*, maximumParameters>& arguments, UINT* argumentInError) {
   if (given.cArgs > member.parameterCount) return DISP_E_BADPARAMCOUNT;
-  UINT named = given.cNamedArgs;
+  const UINT named = given.cNamedArgs;
   if (named > given.cArgs) return DISP_E_BADPARAMCOUNT;
+  if ((given.cArgs > 0 && given.rgvarg == nullptr) || (named > 0 && given.rgdispidNamedArgs == nullptr))
+    return E_INVALIDARG;
   for (UINT i = 0; i < named; ++i) {
     const DISPID position = given.rgdispidNamedArgs[i];
     const bool isNewValue =
@@ -74,10 +76,17 @@ HRESULT arrange(const Member& member, const DISPPARAMS& given,
         arguments[i]->scode == DISP_E_PARAMNOTFOUND)
       arguments[i] = nullptr;
     if (arguments[i] != nullptr || i + member.optionalCount >= member.parameterCount) continue;
-    if (given.cArgs < member.parameterCount && named == 0) return DISP_E_BADPARAMCOUNT;
-    return DISP_E_PARAMNOTOPTIONAL;
+    return given.cArgs + member.optionalCount < member.parameterCount ? DISP_E_BADPARAMCOUNT
+                                                                      : DISP_E_PARAMNOTOPTIONAL;
   }
   return S_OK;
+}
+
+// The property that gives a collection takes no arguments: in `Messages(1)` they are for the collection's
+// default member.
+bool isForDefaultMember(const Member& member, const DISPPARAMS& given) {
+  return member.kind == MemberKind::Get && member.parameterCount == 0 &&
+         member.resultType.type == VT_DISPATCH && given.cArgs > 0;
 }
 
 HRESULT asException(HRESULT result, EXCEPINFO* exception) {
@@ -123,6 +132,16 @@ HRESULT lateBoundCall(std::span<const Member> members, void* object, DISPID id, 
     bool known = false;
     const Member* member = memberFor(members, id, flags, known);
     if (member == nullptr) return DISP_E_MEMBERNOTFOUND;
+    if (isForDefaultMember(*member, *parameters)) {
+      DISPPARAMS none{};
+      Variant holder;
+      const HRESULT found = lateBoundCall(members, object, id, DISPATCH_PROPERTYGET, &none, holder.address(),
+                                          exception, nullptr);
+      if (FAILED(found)) return found;
+      IDispatch* const held = holder.get().pdispVal;
+      if (held == nullptr) return DISP_E_BADPARAMCOUNT;
+      return held->Invoke(DISPID_VALUE, IID_NULL, 0, flags, parameters, result, exception, argumentInError);
+    }
     std::array<VARIANT*, maximumParameters> arguments{};
     HRESULT status = arrange(*member, *parameters, arguments, argumentInError);
     if (FAILED(status)) return status;

@@ -102,8 +102,9 @@ class DispatchForm : public Interface, protected ThreadBound {
   HRESULT CORVANE_CALL GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, DISPID* ids) noexcept final {
     return lateBoundNames(InterfaceTraits<Interface>::members, names, count, ids);
   }
-  HRESULT CORVANE_CALL Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPARAMS* parameters, VARIANT* result,
-                              EXCEPINFO* exception, UINT* argumentInError) noexcept final {
+  HRESULT CORVANE_CALL Invoke(DISPID id, REFIID reserved, LCID, WORD flags, DISPPARAMS* parameters,
+                              VARIANT* result, EXCEPINFO* exception, UINT* argumentInError) noexcept final {
+    if (reserved != IID_NULL) return DISP_E_UNKNOWNINTERFACE;
     return lateBoundCall(InterfaceTraits<Interface>::members, static_cast<Interface*>(this), id, flags,
                          parameters, result, exception, argumentInError);
   }

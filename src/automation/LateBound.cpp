@@ -24,12 +24,14 @@ Variant lateBoundInvoke(IDispatch* object, const char16_t* name, std::span<const
   return value;
 }
 
-void throwIfInvokeFailed(HRESULT result, const EXCEPINFO& exception) {
+void throwIfInvokeFailed(HRESULT result, EXCEPINFO& exception) {
   if (result == DISP_E_EXCEPTION) {
+    if (exception.pfnDeferredFillIn != nullptr) exception.pfnDeferredFillIn(&exception);
     const String source = String::adopt(exception.bstrSource);
     const String description = String::adopt(exception.bstrDescription);
     SysFreeString(exception.bstrHelpFile);
-    throw Error(Error::ofResult(exception.scode).number(), source, description);
+    const bool hasCode = exception.wCode != 0;  // a number of the object's own instead of a result
+    throw Error(hasCode ? exception.wCode : Error::ofResult(exception.scode).number(), source, description);
   }
   throwIfFailedPlain(result);
 }

@@ -14,7 +14,7 @@ inline Variant lateBoundGet(IDispatch* object, const char16_t* name) {
   return lateBoundInvoke(object, name, {});
 }
 
-// Throws the error of a failed IDispatch::Invoke; takes over the texts of the exception.
-void throwIfInvokeFailed(HRESULT result, const EXCEPINFO& exception);
+// Throws the error of a failed IDispatch::Invoke; lets the exception be filled in and takes over its texts.
+void throwIfInvokeFailed(HRESULT result, EXCEPINFO& exception);
 
 }  // namespace CorvaneQueue
