@@ -23,39 +23,32 @@ TEST_P(OperationsThatDie, WorkThatIsKilledGoesOn) {
     for (const char* name : {"Copies", "Moved", "Imported"}) create<Utility>()->CreateQueue(name);
   })));
   const std::string file = home.file("out.jsonl");
-  // What has stored its last document and not yet said so may end: nobody could tell it from one that has.
+  // Who knows that it has ended does not begin it again.
   auto* const isDone = static_cast<volatile bool*>(
       mmap(nullptr, 1, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
-  const auto watched = [&](const char* target, const std::function<void(const Operations&)>& work) {
-    return [&, target, work] {
+  const auto told = [&](const std::function<void(const Operations&)>& work) {
+    return [&, work] {
       const auto here = create<Operations>();
-      const auto progress = here->evtProgress([&](std::int32_t, std::int32_t) {
-        *isDone = create<Operations>()->Statistics(target)->Waiting() == documents;
-      });
       work(here);
+      *isDone = true;
     };
   };
   const std::function<void()> works[] = {
-      watched("Copies", [](const Operations& here) { here->Copy("Orders", false, "Copies"); }),
+      told([](const Operations& here) { here->Copy("Orders", false, "Copies"); }),
       [&] {
         if (!std::filesystem::exists(file)) create<Operations>()->Export("Orders", false, {}, file);
       },
-      watched("Imported", [&](const Operations& here) { here->Import(file, "Imported"); }),
-      watched("Moved", [](const Operations& here) { here->Move("Orders", false, "Moved"); })};
+      told([&](const Operations& here) { here->Import(file, "Imported"); }),
+      told([](const Operations& here) { here->Move("Orders", false, "Moved"); })};
   const auto untilItEnds = [&](const std::function<void()>& work) {
     *isDone = false;
     for (int microseconds = 20'000;; microseconds = microseconds * 5 / 4) {
       const pid_t worker = inProcess(work);
       usleep(static_cast<unsigned>(microseconds));
-      kill(worker, SIGSTOP);
-      int status = 0;
-      ASSERT_EQ(waitpid(worker, &status, WUNTRACED), worker);
-      if (WIFSTOPPED(status)) {
-        kill(worker, *isDone ? SIGCONT : SIGKILL);
-        status = endOf(worker);
-      }
+      kill(worker, SIGKILL);
+      const int status = endOf(worker);
       ASSERT_TRUE(WIFSIGNALED(status) || status == 0);
-      if (status == 0) break;
+      if (status == 0 || *isDone) break;
     }
   };
   for (const auto& work : works) untilItEnds(work);
@@ -68,6 +61,46 @@ TEST_P(OperationsThatDie, WorkThatIsKilledGoesOn) {
   expectContent("Orders", 0, 0);
   expectContent("Pruned", 0, 7);
   EXPECT_EQ(operations->Verify(), u"");
+}
+
+// Killed behind the last document, it is told as done when it is asked for again; then it is meant once more.
+TEST_P(OperationsThatDie, WorkThatHasEndedAndCouldNotSayItIsNotDoneAgain) {
+  constexpr int documents = 700;
+  const std::string file = home.file("out.jsonl");
+  ASSERT_TRUE(succeeded(inProcess([&] {
+    fill("Orders", documents);
+    create<Utility>()->CreateQueue("Copies");
+    create<Operations>()->Export("Orders", false, {}, file);
+  })));
+  auto* const done = static_cast<volatile std::int32_t*>(
+      mmap(nullptr, sizeof(std::int32_t), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+  using Work = std::function<std::int32_t(const Operations&)>;
+  enum class Dies { Never, BehindTheLastDocument, BeforeItIsLetGo };
+  const auto run = [&](const Work& work, Dies dies) {
+    return endOf(inProcess([&] {
+      const auto here = create<Operations>();
+      const auto progress = here->evtProgress([&](std::int32_t reached, std::int32_t) {
+        if (reached == documents && dies == Dies::BehindTheLastDocument) raise(SIGKILL);
+      });
+      *done = work(here);
+      if (dies == Dies::BeforeItIsLetGo) raise(SIGKILL);
+    }));
+  };
+  const Work works[] = {
+      [](const Operations& here) { return here->Copy("Orders", false, "Copies"); },
+      [&](const Operations& here) { return here->Import(file, "Copies"); },
+      [](const Operations& here) { return here->Copy("Orders", false, "Orders"); },
+  };
+  for (const Work& work : works) {
+    EXPECT_TRUE(WIFSIGNALED(run(work, Dies::BehindTheLastDocument)));
+    EXPECT_TRUE(WIFSIGNALED(run(work, Dies::BeforeItIsLetGo)));
+    EXPECT_EQ(run(work, Dies::Never), 0);
+    EXPECT_EQ(*done, 0);
+  }
+  EXPECT_EQ(run(works[1], Dies::Never), 0);
+  EXPECT_EQ(*done, documents);
+  expectContent("Copies", 3 * documents, 0);
+  expectContent("Orders", 2 * documents, 0);
 }
 
 TEST_P(OperationsThatDie, WorkersSurviveBadDocuments) {
@@ -103,6 +136,34 @@ TEST_P(OperationsThatDie, WorkersSurviveBadDocuments) {
   expectContent("Orders", 0, 5);
   EXPECT_THAT(home.read("log/corvane.log"),
               testing::HasSubstr("Queue \\\"Orders\\\", document " + id + ", attempt 3 of 3"));
+}
+
+// Whoever takes what a worker has given up: why it failed is kept as long as the document waits.
+TEST_P(OperationsThatDie, ReasonsGoWithTheirDocuments) {
+  const auto giveUp = [&](int count) {
+    fill("Orders", count);
+    Worker("Orders", [](const WorkerDocument&) { throw std::runtime_error("no paper"); }, {.attempts = 1})
+        .runUntilEmpty();
+  };
+  const auto reasons = [&](bool isJournal) {
+    int count = 0;
+    const auto found = operations->Search("Orders.failed", isJournal);
+    while (found->NextPage())
+      for (const auto& document : found) count += document->Failure() == u"no paper" ? 1 : 0;
+    return count;
+  };
+  giveUp(20);
+  EXPECT_EQ(reasons(false), 20);
+  open("Orders.failed");  // it keeps a journal
+  operations->Acknowledge("Orders.failed", where("ObjectID equal \"20\""));
+  {
+    Receiver receiver(GetParam(), open("Orders.failed"));
+    for (int i = 0; i < 18; ++i) receiver.take(1s);
+  }
+  expectContent("Orders.failed", 1, 19);
+  giveUp(4);
+  EXPECT_EQ(reasons(true), 0);
+  EXPECT_EQ(reasons(false), 5);
 }
 
 TEST_P(OperationsThatDie, ADocumentOverWhichProcessesDieIsGivenUpToo) {

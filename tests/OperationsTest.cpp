@@ -213,9 +213,16 @@ TEST_P(OperationsBehaviour, FilesCarryDocumentsFromStoreToStore) {
               [&] { here->Import(file, "Mended"); });
   EXPECT_EQ(here->Statistics("Mended")->Waiting(), 2);
   content[inThird] = 'y';
-  std::ofstream(file) << content;
-  EXPECT_EQ(here->Import(file, "Mended"), 2);
-  EXPECT_EQ(here->Statistics("Mended")->Waiting(), 4);
+  // Another file is another one, whatever stands in its first line.
+  const std::string last = content.substr(content.rfind('\n', content.size() - 2) + 1);
+  std::ofstream(home.file("other.jsonl")) << content.substr(0, content.find('\n') + 1) << last;
+  EXPECT_EQ(here->Import(home.file("other.jsonl").string(), "Mended"), 2);
+  const std::string moved = home.file("moved.jsonl");
+  std::ofstream(moved) << content;
+  EXPECT_EQ(here->Import(moved, "Mended"), 2);
+  EXPECT_EQ(here->Before(), 2);
+  EXPECT_EQ(here->Statistics("Mended")->Waiting(), 6);
+  EXPECT_ANY_THROW(here->Import(file, "Nowhere"));
 }
 
 // What leaves while a list is read takes nothing else out of it, and brings nothing back into it.

@@ -20,7 +20,8 @@ struct _Operations : IDispatch {
   // These return how many documents they have dealt with. They go on in batches, each of which is one durable
   // unit; what is done stays done when they fail or are cancelled, and calling them again goes on. Documents
   // that a receiver holds and damaged ones are left alone, and told by Held and Damaged. Documents that come
-  // while they go on are left alone too.
+  // while they go on are left alone too. Copy and Import are known as ended when this object is called again or
+  // let go: a process that dies before that and asks for the same again gets nothing twice.
   // Without a trace in the journal.
   virtual HRESULT CORVANE_CALL raw_Delete(BSTR Queue, VARIANT_BOOL IsJournal, _Filter* Filter,
                                           LONG* result) noexcept = 0;
@@ -38,7 +39,7 @@ struct _Operations : IDispatch {
   virtual HRESULT CORVANE_CALL raw_Export(BSTR Queue, VARIANT_BOOL IsJournal, _Filter* Filter, BSTR File,
                                           LONG* result) noexcept = 0;
   // All documents of such a file, in their order, with labels and times. Error 5 names the line that is
-  // wrong.
+  // wrong. It goes on with a file that begins with the lines that were imported, whatever its name.
   virtual HRESULT CORVANE_CALL raw_Import(BSTR File, BSTR ToQueue, LONG* result) noexcept = 0;
   // Deletes the oldest documents of a journal: those acknowledged longer ago than that, and as many as are
   // too many, or too large together. -1 for no such bound.

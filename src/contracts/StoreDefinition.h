@@ -56,10 +56,6 @@ struct OperationStatements {
   std::span<const std::string_view> copying;
   std::string_view store;            // the procedure that stores a document
   std::string_view forgetQueue;      // T (1)
-  std::string_view forgetRuns;       // of which the name ends with that (1)
-  std::string_view note;             // run (1), position (2)
-  std::string_view forgetNote;       // run (1)
-  std::string_view noted;            // run (1)
   std::string_view forgetSummaries;  // of documents that are gone
 };
 

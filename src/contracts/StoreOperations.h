@@ -93,8 +93,8 @@ struct QueueContent {
 // How far a piece of work has come that can be taken up again: stored together with what it does.
 struct RunNote {
   std::string run;            // names the work; empty for none
-  std::int64_t position = 0;  // behind which it goes on, or `ended`
-  static constexpr std::int64_t ended = -1;
+  std::int64_t position = 0;  // behind which it goes on
+  std::string replaced;       // the name of the note of this work until now, when that was another
   // In front of the queue that it puts documents into, at the end of its name: removing that queue forgets
   // it.
   static constexpr const char* intoQueue = " > ";
@@ -143,8 +143,9 @@ class StoreOperations {
   // With label, time and body of each; returns their identifiers, which are new.
   virtual std::vector<std::int64_t> store(const String& queue, std::span<const StoredDocument> documents,
                                           const RunNote& note) = 0;
-  // The position that was noted last, 0 for a run that has not begun or has ended.
-  virtual std::int64_t noted(const std::string& run) = 0;
+  // The notes of runs into that queue of which the names begin so, by their positions.
+  virtual std::vector<RunNote> notes(const std::string& work, const String& queue) = 0;
+  virtual void forgetRun(const std::string& run) = 0;
   // For workers: counts an attempt at a document, and how many there have been; also those that a process has
   // not survived. Forgets them; or keeps why the last one failed. Documents by their numbers in lists.
   virtual std::int32_t beginAttempt(std::int64_t shown) = 0;

@@ -167,20 +167,45 @@ ImportFile::ImportFile(std::filesystem::path file)
   if (!stream_) fail(file_, "it cannot be read: " + std::generic_category().message(errno));
 }
 
-std::string ImportFile::identity() const {
+std::string ImportFile::firstLine() const {
   std::ifstream beginning(file_, std::ios::binary);
   std::string line;
   std::getline(beginning, line);
-  return checksumText(line);
+  return line;
 }
 
-void ImportFile::continueAt(std::int64_t position) {
-  for (std::string line; position_ < position && std::getline(stream_, line); ++line_)
-    position_ += std::ssize(line) + 1;
+std::string ImportFile::checksum() const { return hexadecimal(place_.checksum); }
+
+void ImportFile::pass(const std::string& line) {
+  place_ = {place_.position + std::ssize(line) + 1, place_.line + 1,
+            XXH3_64bits_withSeed(line.data(), line.size(), place_.checksum)};
+}
+
+void ImportFile::goTo(const Place& place) {
+  stream_.clear();
+  stream_.seekg(place.position);
+  place_ = place;
+}
+
+std::optional<std::size_t> ImportFile::goOn(std::span<const std::pair<std::int64_t, std::string>> places) {
+  std::optional<std::size_t> last;
+  Place there;
+  std::size_t next = 0;
+  for (std::string line; next < places.size() && std::getline(stream_, line);) {
+    pass(line);
+    for (; next < places.size() && places[next].first <= position(); ++next) {
+      const auto& [position, checksum] = places[next];
+      if (position != place_.position || (!checksum.empty() && checksum != this->checksum())) continue;
+      last = next;
+      there = place_;
+    }
+  }
+  goTo(there);
+  return last;
 }
 
 void ImportFile::refuse(const std::string& what) const {
-  fail(file_, "line " + std::to_string(line_) + " " + what +
+  fail(file_, "line " + std::to_string(line() + 1) + " " + what +
                   ". The documents before it are imported: correct the line and import the file again.");
 }
 
@@ -190,17 +215,14 @@ bool ImportFile::next(std::size_t count, std::u16string_view queue, const Operat
   std::int64_t bytes = 0;
   std::string line;
   while (documents.size() < count && bytes < batchBytes && std::getline(stream_, line)) {
-    ++line_;
     try {
       if (!line.empty()) documents.push_back(documentIn(line, queue, store));
     } catch (const Error&) {
       if (documents.empty()) throw;
-      stream_.clear();
-      stream_.seekg(position_);  // what is before it is stored first
-      --line_;
+      goTo(place_);  // what is before it is stored first
       return true;
     }
-    position_ += std::ssize(line) + 1;
+    pass(line);
     bytes += std::ssize(line);
   }
   if (stream_.bad()) fail(file_, "it cannot be read to its end.");

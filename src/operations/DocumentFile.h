@@ -40,24 +40,33 @@ class ExportFile {
 class ImportFile {
  public:
   explicit ImportFile(std::filesystem::path file);
-  // Another one for another export.
-  std::string identity() const;
-  // Behind which the next line stands, in bytes.
-  std::int64_t position() const noexcept { return position_; }
-  void continueAt(std::int64_t position);
-  std::int64_t line() const noexcept { return line_; }
+  std::string firstLine() const;
+  // Behind which the next line stands, in bytes, and the checksum of all lines before it.
+  std::int64_t position() const noexcept { return place_.position; }
+  std::string checksum() const;
+  std::int64_t line() const noexcept { return place_.line; }
+  // Where an import has come to: behind the last of these places, in rising order, before which the same
+  // lines stand in this file. Goes on there; nothing when it is none of them. A place without a checksum is
+  // taken at its word.
+  std::optional<std::size_t> goOn(std::span<const std::pair<std::int64_t, std::string>> places);
   // The next documents, as the queue keeps them; false at the end. Throws 5 that names a line that is wrong:
   // the documents before it come first.
   bool next(std::size_t count, std::u16string_view queue, const OperatedStore& store,
             std::vector<StoredDocument>& documents);
 
  private:
+  struct Place {
+    std::int64_t position = 0;
+    std::int64_t line = 0;
+    std::uint64_t checksum = 0;
+  };
   [[noreturn]] void refuse(const std::string& what) const;
   StoredDocument documentIn(const std::string& line, std::u16string_view queue, const OperatedStore& store);
+  void pass(const std::string& line);
+  void goTo(const Place& place);
   std::filesystem::path file_;
   std::ifstream stream_;
-  std::int64_t position_ = 0;
-  std::int64_t line_ = 0;
+  Place place_;
 };
 
 }  // namespace CorvaneQueue

@@ -62,6 +62,13 @@ std::optional<StoredDocument> OperatedStore::whole(const DocumentList& list, con
   return std::move(found.front());
 }
 
+std::int64_t OperatedStore::endOf(const DocumentList& list) {
+  std::vector<StoredDocument> last;
+  session_->read(list, std::numeric_limits<std::int64_t>::max(), StoreOperations::Direction::Backward, 1,
+                 StoreOperations::Bodies::Left, last);
+  return last.empty() ? 0 : last.front().position;
+}
+
 String OperatedStore::textOf(const StoredDocument& document) const {
   if (document.isDamaged)
     throw Error(ErrorNumber::InvalidArgument, u"CorvaneQueue.Operations",
@@ -109,13 +116,6 @@ DocumentReader::DocumentReader(OperatedStore& store, DocumentList list, const Do
       direction_(direction),
       position_(direction == Direction::Backward && from == 0 ? std::numeric_limits<std::int64_t>::max()
                                                               : from) {}
-
-void DocumentReader::endHere() {
-  store_.session().read(list_, std::numeric_limits<std::int64_t>::max(), Direction::Backward, 1, Bodies::Left,
-                        piece_);
-  last_ = piece_.empty() ? 0 : piece_.front().position;
-  piece_.clear();
-}
 
 bool DocumentReader::next(std::size_t count, std::vector<StoredDocument>& documents) {
   documents.clear();

@@ -24,6 +24,8 @@ class OperatedStore {
   String textOf(const StoredDocument& document) const;
   // The document with its body; nothing when it is gone.
   std::optional<StoredDocument> whole(const DocumentList& list, const StoredDocument& document);
+  // The position of the last one of a list now, 0 when there is none.
+  std::int64_t endOf(const DocumentList& list);
   // A document of that label and text, in the form that the queue keeps. Throws 5 when it cannot be kept
   // whole.
   StoredDocument documentOf(std::u16string_view queue, String label, String text) const;
@@ -44,8 +46,8 @@ class DocumentReader {
   // What is referred to must outlive it. Behind `from`, or before it; 0 before nothing: from the end.
   DocumentReader(OperatedStore& store, DocumentList list, const DocumentFilter& filter, Bodies bodies,
                  Direction direction = Direction::Forward, std::int64_t from = 0);
-  // Goes no further than to what is the end now.
-  void endHere();
+  // Goes no further than to there.
+  void endAt(std::int64_t position) noexcept { last_ = position; }
 
   // The next documents that the filter lets through, at most `count`; false at the end of the list. There may
   // be none although it goes on: then a piece has been read in which there were none.

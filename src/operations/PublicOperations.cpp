@@ -1,7 +1,6 @@
 #include "PublicOperations.h"
 
 #include "DbUtility.h"
-#include "DocumentFile.h"
 #include "Label.h"
 #include "Platform.h"
 #include "StoredText.h"
@@ -11,32 +10,18 @@
 #include <CorvaneQueue/MessageQueuing.h>
 #include <algorithm>
 #include <ctime>
-#include <limits>
 
 namespace CorvaneQueue {
 
 namespace {
 
 constexpr const char16_t* source = u"CorvaneQueue.Operations";
-constexpr std::size_t batchCount = 500;  // documents a durable unit
-
-std::int32_t asLong(std::int64_t count) noexcept {
-  constexpr std::int64_t most = std::numeric_limits<std::int32_t>::max();
-  return static_cast<std::int32_t>(std::min(count, most));
-}
-
-// The store forgets those into a queue with it.
-std::string runName(const char* kind, const String& queue, const std::string& what) {
-  return std::string(kind) + " " + checksumText(what) + RunNote::intoQueue + toUtf8(queue);
-}
-
 [[noreturn]] void refuse(const std::u16string& what) {
   throw Error(ErrorNumber::InvalidArgument, source, what);
 }
 
 }  // namespace
 
-std::int32_t PublicStatistics::number(std::int64_t count) noexcept { return asLong(count); }
 Variant PublicStatistics::time(std::optional<std::int64_t> moment) {
   return moment ? Variant(utcDate(*moment)) : Variant();
 }
@@ -61,7 +46,24 @@ Ref<PublicDocuments> PublicOperations::Search(StringRef Queue, bool IsJournal, c
 
 // ---- Working through lists
 
+PublicOperations::~PublicOperations() {
+  try {
+    forgetEnded();
+  } catch (...) {  // then it is asked for once more and does nothing, which Before tells
+  }
+}
+
+void PublicOperations::forgetEnded() {
+  if (ended_) ended_->forget();
+  ended_.reset();
+}
+
+void PublicOperations::end(ResumableRun&& run) {
+  if (!isCancelled_ && run.isNoted()) ended_.emplace(std::move(run));
+}
+
 void PublicOperations::begin() {
+  forgetEnded();
   isCancelled_ = false;
   before_ = 0;
   held_ = 0;
@@ -82,10 +84,10 @@ std::int64_t PublicOperations::note(const Changed& changed) {
 }
 
 std::int64_t PublicOperations::forEachBatch(const DocumentList& list, const DocumentFilter& filter,
-                                            StoreOperations::Bodies bodies, std::int64_t from,
+                                            StoreOperations::Bodies bodies, const Part& part,
                                             const Batch& batch) {
-  DocumentReader reader(*store_, list, filter, bodies, StoreOperations::Direction::Forward, from);
-  reader.endHere();
+  DocumentReader reader(*store_, list, filter, bodies, StoreOperations::Direction::Forward, part.from);
+  reader.endAt(part.last ? *part.last : store_->endOf(list));
   const QueueContent content = store_->session().content(list.queue);
   const std::int64_t total = list.isJournal ? content.acknowledged : content.waiting;
   std::int64_t done = 0;
@@ -103,23 +105,38 @@ std::int32_t PublicOperations::change(const DocumentList& list, const Ref<_Filte
   const DocumentFilter chosen = PublicFilter::of(filter);
   StoreOperations& session = store_->session();
   begin();
-  // What is copied stays where it is: how far a copy has come is noted, so that it can go on.
-  RunNote run;
-  if (fate == Fate::Copied)
-    run.run = runName("copy", to.queue,
-                      toUtf8(std::u16string(list.queue.view()) + (list.isJournal ? u" journal " : u" ") +
-                             std::u16string(to.queue.view()) + u" " + chosen.text()));
-  const std::int64_t from = run.run.empty() || startsAnew_ ? 0 : session.noted(run.run);
-  const std::int64_t done =
-      forEachBatch(list, chosen, StoreOperations::Bodies::Left, from,
-                   [&](std::span<const StoredDocument> documents, std::int64_t position) {
-                     run.position = position;
-                     return note(session.change(list, documents, fate, to.queue, run));
-                   });
-  if (!run.run.empty() && !isCancelled_ && (run.position != 0 || from != 0)) {
-    run.position = RunNote::ended;
-    session.change(list, {}, fate, to.queue, run);
+  if (fate == Fate::Copied) return copy(list, chosen, to);
+  return asLong(forEachBatch(list, chosen, StoreOperations::Bodies::Left, {},
+                             [&](std::span<const StoredDocument> documents, std::int64_t) {
+                               return note(session.change(list, documents, fate, to.queue, {}));
+                             }));
+}
+
+// What is copied stays where it is: how far a copy has come is noted, so that it can go on.
+std::int32_t PublicOperations::copy(const DocumentList& list, const DocumentFilter& filter,
+                                    const DocumentList& to) {
+  ResumableRun run(store_, "copy",
+                   toUtf8(std::u16string(list.queue.view()) + (list.isJournal ? u" journal " : u" ") +
+                          std::u16string(to.queue.view()) + u" " + filter.text()),
+                   to.queue);
+  Part part;
+  // Copies that come behind what they are made of are not copied themselves, also when it goes on.
+  const bool isIntoItself = !list.isJournal && foldCase(list.queue) == foldCase(to.queue);
+  if (isIntoItself) part.last = store_->endOf(list);
+  for (const ResumableRun::Place& place : run.earlier()) {
+    run.takeUp(place);
+    if (startsAnew_) continue;
+    part.from = place.position;
+    if (!place.mark.empty()) part.last = std::stoll(place.mark);
   }
+  const std::string mark = isIntoItself ? std::to_string(*part.last) : std::string();
+  const std::int64_t done =
+      forEachBatch(list, filter, StoreOperations::Bodies::Left, part,
+                   [&](std::span<const StoredDocument> documents, std::int64_t position) {
+                     return note(store_->session().change(list, documents, Fate::Copied, to.queue,
+                                                          run.noteAt(position, mark)));
+                   });
+  end(std::move(run));
   return asLong(done);
 }
 
@@ -161,49 +178,6 @@ String PublicOperations::Damaged() {
   return identifiers;
 }
 
-// ---- Files
-
-std::int32_t PublicOperations::Export(StringRef Queue, bool IsJournal, const Ref<_Filter>& Filter,
-                                      StringRef File) {
-  const DocumentList list = store().list(Queue, IsJournal);
-  const DocumentFilter chosen = PublicFilter::of(Filter);
-  begin();
-  const bool isNamed = chosen.named() != nullptr;
-  ExportFile file(toUtf8(File),
-                  checksumText(toUtf8(std::u16string(list.queue.view()) + (IsJournal ? u" journal " : u" ") +
-                                      chosen.text())),
-                  isNamed ? ExportFile::Begin::Anew : ExportFile::Begin::WhereItEnded);
-  forEachBatch(list, chosen, StoreOperations::Bodies::Read, file.position(),
-               [&](std::span<const StoredDocument> documents, std::int64_t) {
-                 for (const StoredDocument& document : documents) file.add(Queue, *store_, document);
-                 return std::int64_t{0};
-               });
-  if (!isCancelled_) file.finish();
-  return asLong(file.count());
-}
-
-std::int32_t PublicOperations::Import(StringRef File, StringRef ToQueue) {
-  const DocumentList to = store().list(ToQueue, false);
-  begin();
-  ImportFile file(toUtf8(File));
-  StoreOperations& session = store_->session();
-  RunNote run{runName("import", to.queue, file.identity()), 0};
-  const std::int64_t from = startsAnew_ ? 0 : session.noted(run.run);
-  file.continueAt(from);
-  before_ = file.line();
-  std::int64_t done = 0;
-  std::vector<StoredDocument> documents;
-  while (!isCancelled_ && file.next(batchCount, ToQueue, *store_, documents)) {
-    run.position = file.position();
-    session.store(to.queue, documents, run);
-    done += std::ssize(documents);
-    progress(done, 0);
-  }
-  if (!isCancelled_ && (run.position != 0 || from != 0))
-    session.store(to.queue, {}, {run.run, RunNote::ended});
-  return asLong(done);
-}
-
 String PublicOperations::Send(const Ref<_Queue>& Queue, StringRef Document) {
   if (!Queue) refuse(u"Send needs a Queue object, which says where to and with which fields.");
   const String name = call<&_Queue::get_Name>(Queue);
@@ -232,7 +206,7 @@ std::int32_t PublicOperations::Prune(StringRef Queue, std::int32_t OlderThanSeco
   const JournalBounds bounds{OlderThanSeconds, KeepCount, KeepKilobytes};
   BeyondBounds beyond(bounds, session.content(list.queue));
   const std::int64_t done = forEachBatch(
-      list, {}, StoreOperations::Bodies::Left, 0,
+      list, {}, StoreOperations::Bodies::Left, {},
       [&](std::span<const StoredDocument> documents, std::int64_t) {
         const auto pruned = beyond.among(documents);
         if (pruned.empty() && OlderThanSeconds < 0) isCancelled_ = true;  // the rest may stay

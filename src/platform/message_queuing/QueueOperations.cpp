@@ -1,6 +1,6 @@
 #include "QueueOperations.h"
 
-#include "Attempts.h"
+#include "RunNotes.h"
 #include "StoredText.h"
 #include "Summaries.h"
 
@@ -12,15 +12,16 @@ namespace CorvaneQueue::platform_layer {
 
 namespace {
 constexpr std::int32_t compressedBody = 1;  // of appSpecific
-constexpr AttemptStatements attempts{
-    "INSERT INTO dbo.mqFailure (messageId, attempts, reason) VALUES (?1, 1, '')"
-    " ON CONFLICT DO UPDATE SET attempts = attempts + 1 RETURNING attempts",
-    "DELETE FROM dbo.mqFailure WHERE messageId = ?1",
-    "UPDATE dbo.mqFailure SET reason = ?2, attempts = ?3 WHERE messageId = ?1",
-    "SELECT reason FROM dbo.mqFailure WHERE messageId = ?1"};
+// Positions of waiting messages are their identifiers, of which a row has the lower 32 bits.
+constexpr const char* messageWaits =
+    "EXISTS (WITH RECURSIVE high (n) AS (SELECT 0 UNION ALL SELECT n + 1 FROM high"
+    " WHERE n < (SELECT value >> 32 FROM dbo.mqCounter))"
+    " SELECT 1 FROM dbo.mqQueue q CROSS JOIN high h CROSS JOIN dbo.mqMessage m"
+    " WHERE m.key = (q.queueId << 43) + (h.n << 32) + f.messageId)";
+constexpr const char* runTable = "mqRun";
 }  // namespace
 
-QueueOperations::QueueOperations() { look(); }
+QueueOperations::QueueOperations() : attempts_("mqFailure", messageWaits, runTable) { look(); }
 
 void QueueOperations::look() {
   if (!QueueService::isStoreThere()) return;  // looking makes none
@@ -179,16 +180,20 @@ Changed QueueOperations::change(const DocumentList& list, std::span<const Stored
   Changed result;
   const auto work = [&] {
     result = {};
+    Database& database = service_->store().database();
+    const bool endsAttempts =
+        (fate == Fate::Deleted || fate == Fate::Acknowledged) && attempts_.isAny(database);
     result.held = std::ssize(documents) - std::ssize(ours);
     for (const Taken& message : ours) try {
         if (!service_->store().contains(box, message.position, message.position)) continue;  // gone meanwhile
         change(message, fate, target.queue);
+        if (endsAttempts) attempts_.forget(database, shownNumber(message.id));
         ++result.done;
       } catch (const Error& error) {
         if (error.number() != MQ_ERROR_MESSAGE_STORAGE_FAILED) throw;
         result.damaged.push_back(message.id);
       }
-    this->note(note);
+    RunNotes(database, runTable).put(note);
   };
   const auto letGo = [&] {
     if (fate == Fate::Copied) return;
@@ -222,42 +227,34 @@ std::vector<std::int64_t> QueueOperations::store(const String& queue,
           content.body = std::make_shared<const Variant>(document.body);
           identifiers.push_back(service_->store().put({box.queue, std::move(content)}));
         }
-        this->note(note);
+        RunNotes(service_->store().database(), runTable).put(note);
       },
       [&] { service_->signals().signal(box.number()); });
   return identifiers;
 }
 
-void QueueOperations::note(const RunNote& note) {
-  Database& database = service_->store().database();
-  if (note.run.empty()) return;
-  if (note.position == RunNote::ended)
-    database.execute("DELETE FROM dbo.mqRun WHERE run = ?1", std::string_view(note.run));
-  else
-    database.execute("INSERT OR REPLACE INTO dbo.mqRun (run, position) VALUES (?1, ?2)",
-                     std::string_view(note.run), note.position);
+std::vector<RunNote> QueueOperations::notes(const std::string& work, const String& queue) {
+  if (!service_) return {};
+  return RunNotes(service_->store().database(), runTable).of(work, toUtf8(queue));
 }
 
-std::int64_t QueueOperations::noted(const std::string& run) {
-  if (!service_) return 0;
-  Statement row = service_->store().database().rows("SELECT position FROM dbo.mqRun WHERE run = ?1",
-                                                    std::string_view(run));
-  return row.step() ? row.integer(0) : 0;
+void QueueOperations::forgetRun(const std::string& run) {
+  if (!service_) return;
+  Database& database = service_->store().database();
+  service_->store().write(Database::Purpose::Frees, [&] { RunNotes(database, runTable).forget(run); });
 }
 
 // ---- Attempts
 
 std::int32_t QueueOperations::beginAttempt(std::int64_t shown) {
-  return platform_layer::beginAttempt(service_->store().database(), attempts, shown);
+  return attempts_.begin(service_->store().database(), shown);
 }
-void QueueOperations::endAttempts(std::int64_t shown) {
-  platform_layer::endAttempts(service_->store().database(), attempts, shown);
-}
+void QueueOperations::endAttempts(std::int64_t shown) { attempts_.end(service_->store().database(), shown); }
 void QueueOperations::noteFailure(std::int64_t shown, const String& reason, std::int32_t count) {
-  platform_layer::noteFailure(service_->store().database(), attempts, shown, toStored(reason), count);
+  attempts_.fail(service_->store().database(), shown, toStored(reason), count);
 }
 String QueueOperations::failure(std::int64_t shown) {
-  return fromStored(failureOf(service_->store().database(), attempts, shown));
+  return fromStored(attempts_.reason(service_->store().database(), shown));
 }
 
 void QueueOperations::removeQueue(const String& queue) {
@@ -267,9 +264,7 @@ void QueueOperations::removeQueue(const String& queue) {
     if (now.messages + now.journalMessages > 0)
       queuingFailed(MQ_ERROR_ACCESS_DENIED, u"Messages have come into the queue " + shownName(address) +
                                                 u" meanwhile; it stays. End its senders first.");
-    const std::string runs = RunNote::intoQueue + toUtf8(queue);
-    service_->store().database().execute("DELETE FROM dbo.mqRun WHERE substr(run, -length(?1)) = ?1",
-                                         std::string_view(runs));
+    RunNotes(service_->store().database(), runTable).forgetQueue(toUtf8(queue));
   });
 }
 

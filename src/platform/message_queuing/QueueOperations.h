@@ -1,6 +1,7 @@
 // The queue service for those who operate it.
 #pragma once
 
+#include "Attempts.h"
 #include "QueueService.h"
 #include "StoreOperations.h"
 
@@ -24,7 +25,8 @@ class QueueOperations final : public StoreOperations {
                  const String& to, const RunNote& note) override;
   std::vector<std::int64_t> store(const String& queue, std::span<const StoredDocument> documents,
                                   const RunNote& note) override;
-  std::int64_t noted(const std::string& run) override;
+  std::vector<RunNote> notes(const std::string& work, const String& queue) override;
+  void forgetRun(const std::string& run) override;
   std::int32_t beginAttempt(std::int64_t shown) override;
   void endAttempts(std::int64_t shown) override;
   void noteFailure(std::int64_t shown, const String& reason, std::int32_t attempts) override;
@@ -40,10 +42,10 @@ class QueueOperations final : public StoreOperations {
   Box boxOf(const DocumentList& list) { return {recordOf(list.queue).id, list.isJournal}; }
   StoredDocument documentIn(Box box, const Statement& row, Bodies bodies);
   void change(const Taken& message, Fate fate, std::int64_t to);
-  void note(const RunNote& note);
 
   std::shared_ptr<QueueService> service_;  // nothing when there is no store
   std::unique_ptr<MessageLocks> locks_;
+  Attempts attempts_;
 };
 
 }  // namespace CorvaneQueue::platform_layer

@@ -76,10 +76,6 @@ OperationStatements operationStatements() noexcept {
       copy,
       "[dbo].[mdqCreateMessage]",
       "DELETE FROM dbo.mdqMessageType WHERE MessageTypeID = ?1",
-      "DELETE FROM dbo.mdqRun WHERE substr(Run, -length(?1)) = ?1",
-      "INSERT OR REPLACE INTO dbo.mdqRun (Run, Position) VALUES (?1, ?2)",
-      "DELETE FROM dbo.mdqRun WHERE Run = ?1",
-      "SELECT Position FROM dbo.mdqRun WHERE Run = ?1",
       "DELETE FROM dbo.mdqSummary WHERE NOT EXISTS"
       " (SELECT 1 FROM dbo.mdqDocument WHERE MessageID BETWEEN FirstID AND LastID)",
   };

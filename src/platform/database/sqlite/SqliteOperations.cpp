@@ -1,6 +1,6 @@
 #include "SqliteOperations.h"
 
-#include "Attempts.h"
+#include "RunNotes.h"
 #include "StoredText.h"
 #include "StoredTime.h"
 #include "Summaries.h"
@@ -13,19 +13,20 @@ namespace CorvaneQueue::platform_layer {
 
 namespace {
 
-constexpr AttemptStatements attempts{
-    "INSERT INTO dbo.mdqFailure (MessageID, Attempts, Reason) VALUES (?1, 1, '')"
-    " ON CONFLICT DO UPDATE SET Attempts = Attempts + 1 RETURNING Attempts",
-    "DELETE FROM dbo.mdqFailure WHERE MessageID = ?1",
-    "UPDATE dbo.mdqFailure SET Reason = ?2, Attempts = ?3 WHERE MessageID = ?1",
-    "SELECT Reason FROM dbo.mdqFailure WHERE MessageID = ?1"};
+constexpr const char* documentWaits =
+    "EXISTS (SELECT 1 FROM dbo.mdqDocument d CROSS JOIN dbo.mdqWaiting w"
+    " ON w.MessageTypeID = d.MessageTypeID AND w.MessageID = d.MessageID WHERE d.MessageID = f.messageId)";
+constexpr const char* runTable = "mdqRun";
 constexpr auto writersWait = std::chrono::seconds(30);
 constexpr std::int64_t documentsBox = 0;  // of the locks: identifiers are unique in the store
 
 }  // namespace
 
 SqliteOperations::SqliteOperations(std::filesystem::path file, const StoreDefinition& definition)
-    : file_(std::move(file)), definition_(definition), sql_(definition_.operations) {
+    : file_(std::move(file)),
+      definition_(definition),
+      sql_(definition_.operations),
+      attempts_("mdqFailure", documentWaits, runTable) {
   open(Database::IfMissing::ReadEmpty);
 }
 
@@ -173,6 +174,8 @@ Changed SqliteOperations::change(const DocumentList& list, std::span<const Store
     const auto purpose = fate == Fate::Copied ? Database::Purpose::Stores : Database::Purpose::Frees;
     database.write(purpose, writersWait, [&] {
       result = {};
+      const bool endsAttempts =
+          (fate == Fate::Deleted || fate == Fate::Acknowledged) && attempts_.isAny(database);
       result.held = std::ssize(documents) - std::ssize(ours);
       const std::int64_t from = numberOf(list.queue);
       const std::int64_t target = isToQueue ? numberOf(to) : from;
@@ -188,9 +191,10 @@ Changed SqliteOperations::change(const DocumentList& list, std::span<const Store
           for (int i = 1; i <= step.parameterCount(); ++i) step.bind(i, values[i - 1]);
           static_cast<void>(step.step());
         }
+        if (endsAttempts) attempts_.forget(database, id);
         ++result.done;
       }
-      this->note(note);
+      RunNotes(database, runTable).put(note);
     });
   } catch (...) {
     letGo();
@@ -225,37 +229,29 @@ std::vector<std::int64_t> SqliteOperations::store(const String& queue,
           identifiers.push_back(statement.integer(0));
       }
     }
-    this->note(note);
+    RunNotes(database, runTable).put(note);
   });
   return identifiers;
 }
 
-void SqliteOperations::note(const RunNote& note) {
-  if (note.run.empty()) return;
-  if (note.position == RunNote::ended)
-    database_->execute(sql_.forgetNote, std::string_view(note.run));
-  else
-    database_->execute(sql_.note, std::string_view(note.run), note.position);
+std::vector<RunNote> SqliteOperations::notes(const std::string& work, const String& queue) {
+  return RunNotes(reading(), runTable).of(work, toUtf8(queue));
 }
 
-std::int64_t SqliteOperations::noted(const std::string& run) {
-  Statement row = reading().rows(sql_.noted, std::string_view(run));
-  return row.step() ? row.integer(0) : 0;
+void SqliteOperations::forgetRun(const std::string& run) {
+  Database& database = writing();
+  database.write(Database::Purpose::Frees, writersWait, [&] { RunNotes(database, runTable).forget(run); });
 }
 
 // ---- Attempts
 
-std::int32_t SqliteOperations::beginAttempt(std::int64_t shown) {
-  return platform_layer::beginAttempt(writing(), attempts, shown);
-}
-void SqliteOperations::endAttempts(std::int64_t shown) {
-  platform_layer::endAttempts(writing(), attempts, shown);
-}
+std::int32_t SqliteOperations::beginAttempt(std::int64_t shown) { return attempts_.begin(writing(), shown); }
+void SqliteOperations::endAttempts(std::int64_t shown) { attempts_.end(writing(), shown); }
 void SqliteOperations::noteFailure(std::int64_t shown, const String& reason, std::int32_t count) {
-  platform_layer::noteFailure(writing(), attempts, shown, toStored(reason), count);
+  attempts_.fail(writing(), shown, toStored(reason), count);
 }
 String SqliteOperations::failure(std::int64_t shown) {
-  return fromStored(failureOf(reading(), attempts, shown));
+  return fromStored(attempts_.reason(reading(), shown));
 }
 
 // Every commit is written to the log.
@@ -282,9 +278,8 @@ void SqliteOperations::removeQueue(const String& queue) {
       throw Error(ErrorNumber::InvalidArgument, storeSource,
                   u"Documents have come into the queue \"" + std::u16string(queue.view()) +
                       u"\" meanwhile; it stays. End its senders first.");
-    const std::string runs = RunNote::intoQueue + toUtf8(queue);
     database_->execute(sql_.forgetQueue, number);
-    database_->execute(sql_.forgetRuns, std::string_view(runs));
+    RunNotes(*database_, runTable).forgetQueue(toUtf8(queue));
   });
 }
 

@@ -1,6 +1,7 @@
 // The embedded message store for those who operate it.
 #pragma once
 
+#include "Attempts.h"
 #include "Database.h"
 #include "FileWatcher.h"
 #include "MessageLocks.h"
@@ -25,7 +26,8 @@ class SqliteOperations final : public StoreOperations {
                  const String& to, const RunNote& note) override;
   std::vector<std::int64_t> store(const String& queue, std::span<const StoredDocument> documents,
                                   const RunNote& note) override;
-  std::int64_t noted(const std::string& run) override;
+  std::vector<RunNote> notes(const std::string& work, const String& queue) override;
+  void forgetRun(const std::string& run) override;
   std::int32_t beginAttempt(std::int64_t shown) override;
   void endAttempts(std::int64_t shown) override;
   void noteFailure(std::int64_t shown, const String& reason, std::int32_t attempts) override;
@@ -39,7 +41,6 @@ class SqliteOperations final : public StoreOperations {
   static StoredDocument documentIn(const Statement& row, std::int64_t sent, Bodies bodies);
   std::int64_t numberOf(std::u16string_view queue);
   std::span<const std::string_view> statementsFor(const DocumentList& list, Fate fate) const;
-  void note(const RunNote& note);
   void open(Database::IfMissing ifMissing);
   Database& reading();
   Database& writing();
@@ -50,6 +51,7 @@ class SqliteOperations final : public StoreOperations {
   const OperationStatements& sql_;
   std::optional<Database> database_;
   std::optional<MessageLocks> locks_;
+  Attempts attempts_;
   FileWatcher watcher_;
   bool isWatching_ = false;
 };
