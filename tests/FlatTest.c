@@ -77,6 +77,8 @@ static void testArrivals(void) {
   EXPECT(!corvane_call(queue, "Nonsense", &error) && error.number == 438);
   EXPECT(corvane_listen(queue, "evtNonsense", take, NULL, &error) == NULL && error.number == 5);
   EXPECT(corvane_create("CorvaneQueue.Nonsense", &error) == NULL);
+  EXPECT(!corvane_call(queue, "SendDocument", &error) &&
+         strstr(error.description, "\"SendDocument\" does not take 0 arguments") != NULL);
   EXPECT(!corvane_call(NULL, "Purge", &error) && error.number == 91);
   EXPECT(corvane_create(NULL, &error) == NULL && error.number == 5);
   EXPECT(!corvane_queue_send_document(queue, NULL, 24, &error) && error.number == 5);

@@ -138,6 +138,10 @@ Variant invoked(IDispatch& object, WORD flags, std::u16string member, std::vecto
   if (code == DISP_E_EXCEPTION)
     throw Error(Error::ofResult(exception.scode).number(), String::adopt(exception.bstrSource),
                 String::adopt(exception.bstrDescription));
+  if (code == DISP_E_BADPARAMCOUNT || code == DISP_E_PARAMNOTOPTIONAL)
+    throw Error(code, u"CorvaneQueue.C",
+                fromUtf8("\"" + toUtf8(member) + "\" does not take " + std::to_string(arguments.size()) +
+                         " arguments: \"corvaneq describe\" prints what it takes."));
   throwIfFailedPlain(code);
   return result;
 }
