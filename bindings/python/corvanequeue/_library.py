@@ -3,8 +3,10 @@
 from __future__ import annotations
 
 import ctypes
+import math
 import os
 import threading
+import time
 from collections.abc import Callable, Iterator
 from contextlib import contextmanager
 from datetime import datetime, timedelta
@@ -177,8 +179,14 @@ def listen(source: Object, event: str, handler: Callable[..., None]) -> Iterator
 def pump(seconds: float) -> None:
     """Delivers the events of this thread's objects: waits for something to deliver, at most so long; without
     end for a negative time. It may return earlier."""
-    milliseconds = max(-1, min(int(seconds * 1000), 2**31 - 1))
-    _called(lambda error: _pump(milliseconds, ctypes.byref(error)))
+    end = math.inf if seconds < 0 else time.monotonic() + seconds
+    while True:  # Ctrl-C comes out between calls of the library
+        begin = time.monotonic()
+        wait = min(0.1, max(0.0, end - begin))
+        _called(lambda error: _pump(math.ceil(wait * 1000), ctypes.byref(error)))
+        now = time.monotonic()
+        if now - begin < wait or now >= end:
+            return
 
 
 def version() -> str:

@@ -1,7 +1,9 @@
 """The module, on both stores."""
 
 import os
+import signal
 import tempfile
+import threading
 import unittest
 from datetime import datetime, timedelta, timezone
 
@@ -64,6 +66,14 @@ class CorvaneQueueTest(unittest.TestCase):
                     pump(5)
             self.assertEqual(texts, ["first", "first"])
             self.assertTrue(queue.IsEmpty())
+
+    def test_ctrl_c_comes_out_of_an_endless_pump(self):
+        self.use("msmq")
+        with Queue("Orders") as queue, queue.arrivals(lambda text, identifier: None):
+            threading.Timer(0.3, os.kill, (os.getpid(), signal.SIGINT)).start()
+            with self.assertRaises(KeyboardInterrupt):
+                while True:
+                    pump(-1)
 
     def test_exceptions_of_handlers_come_out_of_their_own_call(self):
         self.use("db")
