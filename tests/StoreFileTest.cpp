@@ -5,6 +5,7 @@
 #include "EmbeddedPlatform.h"
 #include "Expect.h"
 #include "Installation.h"
+#include "JournalRule.h"
 #include "Processes.h"
 #include "SqliteStore.h"
 
@@ -57,6 +58,32 @@ TEST_F(StoreFile, AndItsEngineAreThoseOfTheSettings) {
   home.writeSettings("[Platform.MessageStore]\nEngine = \"none\"\n");
   expectError(5, nullptr, "is \"none\"; known are \"embedded\", \"postgresql\", \"sqlserver\"",
               [&] { send(queue(), u"x"); });
+}
+
+// The journal is in the order of identifiers, not of acknowledgements.
+TEST_F(StoreFile, AgeRulesReachOldDocumentsBehindYoungOnes) {
+  constexpr int young = 700;
+  constexpr int all = 1800;
+  const auto orders = queue();
+  orders->BeginTransaction();
+  for (int i = 0; i < all; ++i) send(orders, u"x");
+  orders->Commit();
+  Database store(file(), migrations);
+  store.write(Database::Purpose::Frees, limit, [&] {
+    store.execute(
+        "INSERT INTO dbo.mdqAcknowledged (MessageTypeID, MessageID, Length, AckTimestamp)"
+        " SELECT MessageTypeID, MessageID, Length,"
+        " CASE WHEN MessageID > ?1 THEN '2020-01-01 00:00:00' ELSE datetime('now') END FROM dbo.mdqWaiting",
+        young);
+    store.execute("DELETE FROM dbo.mdqWaiting");
+  });
+  JournalBounds{3600, -1, -1}.writeFor(u"Orders");
+  JournalKeeper keeper;
+  for (int looks = 0; looks < 6; ++looks) keeper.look(u"Orders");
+  auto left = store.prepare("SELECT count(*), max(MessageID) FROM dbo.mdqAcknowledged");
+  ASSERT_TRUE(left.step());
+  EXPECT_EQ(left.integer(0), young);
+  EXPECT_EQ(left.integer(1), young);
 }
 
 TEST_F(StoreFile, RefusesANewerSchemaADamagedFileAndOtherDatabases) {

@@ -4,7 +4,9 @@
 #include "Form.h"
 #include "Platform.h"
 
+#include <algorithm>
 #include <ctime>
+#include <iterator>
 #include <utility>
 
 namespace CorvaneQueue {
@@ -50,13 +52,16 @@ BeyondBounds::BeyondBounds(const JournalBounds& rule, const QueueContent& conten
 std::vector<StoredDocument> BeyondBounds::among(std::span<const StoredDocument> documents) {
   std::vector<StoredDocument> beyond;
   for (const StoredDocument& document : documents) {
-    const bool isTooOld = hasAge_ && document.acknowledged.value_or(document.sent) < oldest_;
-    if (tooMany_ <= 0 && tooLarge_ <= 0 && !isTooOld) continue;
+    if (tooMany_ <= 0 && tooLarge_ <= 0 && !isTooOld(document)) continue;
     --tooMany_;
     tooLarge_ -= document.length;
     beyond.push_back(document);
   }
   return beyond;
+}
+
+bool BeyondBounds::isTooOld(const StoredDocument& document) const noexcept {
+  return hasAge_ && document.acknowledged.value_or(document.sent) < oldest_;
 }
 
 // Whether there may be more of them.
@@ -65,12 +70,31 @@ bool JournalKeeper::prune(std::u16string_view queue, const JournalBounds& rule) 
   if (!store_ || !store_->isInUse()) store_ = std::make_unique<OperatedStore>();
   StoreOperations& session = store_->session();
   const DocumentList journal = store_->list(queue, true);
-  std::vector<StoredDocument> first;
-  session.read(journal, 0, StoreOperations::Direction::Forward, atATime, StoreOperations::Bodies::Left,
-               first);
-  const auto beyond = BeyondBounds(rule, session.content(journal.queue)).among(first);
+  const auto behind = [&](std::int64_t position, std::vector<StoredDocument>& documents) {
+    session.read(journal, position, StoreOperations::Direction::Forward, atATime,
+                 StoreOperations::Bodies::Left, documents);
+    return documents.size() == atATime;
+  };
+  std::vector<StoredDocument> documents;
+  BeyondBounds bounds(rule, session.content(journal.queue));
+  const bool isLonger = behind(0, documents);
+  const std::int64_t last = documents.empty() ? 0 : documents.back().position;
+  auto beyond = bounds.among(documents);
+  bool isMore = beyond.size() == atATime;
+  if (isLonger && rule.seconds >= 0) {
+    // Many objects that live shortly look everywhere too.
+    if (!lookedTo_)
+      lookedTo_ = last + Clock::now().time_since_epoch().count() %
+                             std::max<std::int64_t>(1, store_->endOf(journal) - last);
+    const bool goesOn = behind(std::max(last, *lookedTo_), documents);
+    lookedTo_ = goesOn ? documents.back().position : 0;
+    const std::size_t atFirst = beyond.size();
+    std::ranges::copy_if(documents, std::back_inserter(beyond),
+                         [&](const auto& document) { return bounds.isTooOld(document); });
+    isMore = isMore || beyond.size() > atFirst;
+  }
   if (!beyond.empty()) session.change(journal, beyond, Fate::Deleted, journal.queue, {});
-  return beyond.size() == atATime;
+  return isMore;
 }
 
 void JournalKeeper::look(std::u16string_view queue) noexcept {

@@ -19,11 +19,15 @@ struct JournalBounds {
   void writeFor(std::u16string_view queue) const;
 };
 
-// Which of the documents that stand first in a journal are beyond its bounds.
+// Which documents of a journal are beyond its bounds. What is too many or too large stands first in the
+// journal; what is too old may stand anywhere, as a store need not keep journals in the order of
+// acknowledgements.
 class BeyondBounds {
  public:
   BeyondBounds(const JournalBounds& bounds, const QueueContent& content) noexcept;
+  // Of documents that are asked about from the first one on.
   std::vector<StoredDocument> among(std::span<const StoredDocument> documents);
+  bool isTooOld(const StoredDocument& document) const noexcept;
 
  private:
   bool hasAge_;
@@ -32,7 +36,8 @@ class BeyondBounds {
   std::int64_t tooLarge_ = 0;
 };
 
-// Applies the rule now and then, some documents at a time, for an object that acknowledges documents.
+// Applies the rule now and then, some documents at a time, for an object that acknowledges documents: at the
+// beginning of the journal, and in turn, from any place on, behind it.
 class JournalKeeper {
  public:
   bool isDue() const noexcept { return Clock::now() >= due_; }
@@ -43,7 +48,8 @@ class JournalKeeper {
   using Clock = std::chrono::steady_clock;
   static constexpr auto pause = std::chrono::seconds(1);
   Clock::time_point due_{};
-  bool isTold_ = false;  // that the rule cannot be applied
+  std::optional<std::int64_t> lookedTo_;  // behind the first ones of the journal
+  bool isTold_ = false;                   // that the rule cannot be applied
   std::unique_ptr<OperatedStore> store_;
 };
 
