@@ -4,6 +4,7 @@
 #include <CorvaneQueue/Worker.h>
 
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <fstream>
 
 namespace {
@@ -205,21 +206,65 @@ TEST_P(OperationsThatDie, CopiesOfTheInstallationAreMadeWhileOthersWorkAndPutBac
   EXPECT_TRUE(refused("End them all first", restore));
   killed(sender);
 
+  const auto leftovers = [&] {
+    int count = 0;
+    for (const auto& each : std::filesystem::recursive_directory_iterator(home.directory()))
+      count += each.path().extension() == ".restored" ? 1 : 0;
+    return count;
+  };
+  EXPECT_TRUE(succeeded(inProcess([&] {  // the disk is full
+    signal(SIGXFSZ, SIG_IGN);
+    const rlimit small{65'536, 65'536};
+    setrlimit(RLIMIT_FSIZE, &small);
+    try {
+      restore();
+    } catch (const Error& error) {
+      if (std::string(error.what()).find("Nothing was changed") != std::string::npos) return;
+    }
+    throw std::runtime_error("it was not told");
+  })));
+  EXPECT_EQ(leftovers(), 0);
+
   const char* const store = GetParam() == Store::Database ? "copy/messages.db" : "copy/queues.db";
+  const char* const unused =
+      GetParam() == Store::Database ? "messages.db.restored" : "msmq/storage/queues.db.restored";
   const std::string whole = home.read(store);
   std::string damaged = whole;
   damaged[whole.size() / 2] ^= 1;
   std::ofstream(home.file(store)) << damaged;
   EXPECT_TRUE(refused("damaged or missing", restore));
   std::ofstream(home.file(store)) << whole;
-  for (int microseconds = 500;; microseconds = microseconds * 6 / 5) {
-    const pid_t worker = inProcess(restore);
-    usleep(static_cast<unsigned>(microseconds));
-    kill(worker, SIGKILL);
-    const int status = endOf(worker);
-    ASSERT_TRUE(WIFSIGNALED(status) || status == 0);
-    if (status == 0) break;
-  }
+  // In each of the steps of which it tells, and at any point.
+  const auto untilItEnds = [&](bool isInSteps) {
+    for (int microseconds = 500, step = 1;; microseconds = microseconds * 6 / 5, ++step) {
+      const pid_t worker = inProcess([&] {
+        const auto here = create<Operations>();
+        const auto progress = here->evtProgress([&, left = step](std::int32_t, std::int32_t) mutable {
+          if (isInSteps && --left == 0) raise(SIGKILL);
+        });
+        here->Restore(copy);
+      });
+      if (!isInSteps) {
+        usleep(static_cast<unsigned>(microseconds));
+        kill(worker, SIGKILL);
+      }
+      const int status = endOf(worker);
+      ASSERT_TRUE(WIFSIGNALED(status) || status == 0);
+      if (status == 0) break;
+      // Whoever opens the store takes what was not used away, or has to restore it first.
+      EXPECT_TRUE(succeeded(inProcess([&] {
+        try {
+          create<Operations>()->Statistics("Orders");
+        } catch (const Error&) {
+          return;
+        }
+        if (std::filesystem::exists(home.file(unused))) throw std::runtime_error("it is left");
+      })));
+    }
+  };
+  untilItEnds(true);
+  untilItEnds(false);
+  EXPECT_EQ(leftovers(), 0);
   const Texts found = waiting("Orders");
   ASSERT_GT(found.size(), 500u);
   for (std::size_t i = 0; i < found.size(); ++i) ASSERT_EQ(found[i], "document " + std::to_string(i + 1));

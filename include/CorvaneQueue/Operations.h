@@ -20,9 +20,9 @@ struct _Operations : IDispatch {
   // These return how many documents they have dealt with. They go on in batches, each of which is one durable
   // unit; what is done stays done when they fail or are cancelled, and calling them again goes on. Documents
   // that a receiver holds and damaged ones are left alone, and told by Held and Damaged. Documents that come
-  // while they go on are left alone too. Copy and Import are known as ended when this object is called again or
-  // let go: a process that dies before that and asks for the same again gets nothing twice.
-  // Without a trace in the journal.
+  // while they go on are left alone too. Copy and Import are known as ended when this object is called again
+  // or let go: a process that dies before that and asks for the same again gets nothing twice. Without a
+  // trace in the journal.
   virtual HRESULT CORVANE_CALL raw_Delete(BSTR Queue, VARIANT_BOOL IsJournal, _Filter* Filter,
                                           LONG* result) noexcept = 0;
   // As if they had been received.
@@ -41,8 +41,8 @@ struct _Operations : IDispatch {
   // All documents of such a file, in their order, with labels and times. Error 5 names the line that is
   // wrong. It goes on with a file that begins with the lines that were imported, whatever its name.
   virtual HRESULT CORVANE_CALL raw_Import(BSTR File, BSTR ToQueue, LONG* result) noexcept = 0;
-  // Deletes the oldest documents of a journal: those acknowledged longer ago than that, and as many as are
-  // too many, or too large together. -1 for no such bound.
+  // Deletes documents of a journal: those acknowledged longer ago than that, and of the first ones as many as
+  // are too many, or too large together. -1 for no such bound.
   virtual HRESULT CORVANE_CALL raw_Prune(BSTR Queue, LONG OlderThanSeconds, LONG KeepCount,
                                          LONG KeepKilobytes, LONG* result) noexcept = 0;
   // The same as a standing rule, kept in the settings: whoever acknowledges documents of the queue through a
@@ -58,8 +58,8 @@ struct _Operations : IDispatch {
   // Copies both stores and the settings into a directory that is not there yet, while others work.
   virtual HRESULT CORVANE_CALL raw_Backup(BSTR Directory) noexcept = 0;
   // Puts such a copy in the place of what is there. Error 5, and nothing is changed, while processes work
-  // with the stores, and for a copy that is damaged, not whole, or of a newer library. Killed, it is done
-  // again.
+  // with the stores, and for a copy that is damaged, not whole, or of a newer library; nothing is changed
+  // either when it fails otherwise, and nothing of it is left. Killed, it is done again.
   virtual HRESULT CORVANE_CALL raw_Restore(BSTR Directory) noexcept = 0;
   // Ends the work that goes on, after its batch: for handlers of evtProgress.
   virtual HRESULT CORVANE_CALL raw_Cancel() noexcept = 0;

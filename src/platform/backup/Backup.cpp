@@ -50,6 +50,10 @@ void copyFile(const std::filesystem::path& from, const std::filesystem::path& to
 
 std::filesystem::path with(std::filesystem::path file, const char* tail) { return file += tail; }
 
+void removeAll(const std::vector<BackedUpFile>& files, const char* tail) {
+  for (const BackedUpFile& each : files) removeFile(with(each.file, tail));
+}
+
 std::int64_t schemaVersion(const std::filesystem::path& file) {
   constexpr int at = 60;  // in the engine's file header
   std::ifstream stream(file, std::ios::binary);
@@ -130,14 +134,33 @@ void Backup::putBack(const std::filesystem::path& directory, const std::filesyst
       refuse(directory, u"processes work with the store \"" + shownPath(store) +
                             u"\"; nothing was changed. End them all first.");
   }
-  for (const BackedUpFile* each : found) copyFile(directory / each->name, with(each->file, ".restored"));
+  removeAll(files_, restoredTail);  // of one that was killed
+  // Killed while it replaced files, it has to be done again, whatever becomes of this one.
+  const bool isHalfDone = std::ranges::any_of(
+      files_, [](const BackedUpFile& each) { return isThere(with(each.file, restoringTail)); });
+  const auto orNothing = [&](const std::function<void()>& step, const char16_t* told) {
+    try {
+      step();
+    } catch (const Error& error) {
+      removeAll(files_, restoredTail);
+      if (!isHalfDone) removeAll(files_, restoringTail);
+      throw Error(error.number(), error.source(), std::u16string(error.description().view()) + told);
+    }
+  };
+  for (const BackedUpFile* each : found) {
+    const std::filesystem::path copy = with(each->file, restoredTail);
+    orNothing([&] { copyFile(directory / each->name, copy); }, u" Nothing was changed.");
+    orNothing([&] { progress(done += static_cast<std::int64_t>(std::filesystem::file_size(copy)), 0); }, u"");
+  }
   for (const BackedUpFile& each : files_)
-    if (each.isStore()) File(with(each.file, restoringTail), File::Use::Create).sync();
+    if (each.isStore())
+      orNothing([&] { File(with(each.file, restoringTail), File::Use::Create).sync(); },
+                u" Nothing was changed.");
   for (const BackedUpFile& each : files_) {
     if (each.isStore())
       for (const char* tail : {"-wal", "-shm", ""}) removeFile(with(each.file, tail));
     if (std::ranges::find(found, &each) != found.end())
-      renameFile(with(each.file, ".restored"), each.file);
+      renameFile(with(each.file, restoredTail), each.file);
     else
       removeFile(each.file);
   }

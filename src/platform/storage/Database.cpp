@@ -46,9 +46,7 @@ Database::Database(const std::filesystem::path& file, std::span<const std::strin
       isStandIn_(ifMissing == IfMissing::ReadEmpty && !isThere(file)),
       sessions_(Sessions::ofProcess()),
       reserve_(file) {
-  std::filesystem::path restoring = file;
-  if (isThere(restoring += restoringTail))
-    file_.fail(E_FAIL, u"the file was being restored from a copy, which did not end. Restore it again.");
+  mustNotBeHalfRestored();
   if (!sessions_->add(this, file))
     file_.fail(
         E_FAIL,
@@ -63,6 +61,24 @@ Database::Database(const std::filesystem::path& file, std::span<const std::strin
     sessions_->remove(this);
     throw;
   }
+}
+
+void Database::mustNotBeHalfRestored() const {
+  std::filesystem::path restoring = file_.path;
+  if (isThere(restoring += restoringTail))
+    file_.fail(E_FAIL, u"the file was being restored from a copy, which did not end. Restore it again.");
+}
+
+// What one has left that was killed before it replaced anything. Whoever restores is alone: he is none of the
+// others that have the store open.
+void Database::dropUnusedCopy() const {
+  mustNotBeHalfRestored();  // since it was looked at
+  std::filesystem::path copy = file_.path;
+  if (!isThere(copy += restoredTail)) return;
+  removeFile(copy);
+  warnInLog(
+      u"Storage", u"Restore",
+      u"A restore did not end, and changed nothing: its file \"" + shownPath(copy) + u"\" was removed.");
 }
 
 Database::~Database() {
@@ -98,6 +114,7 @@ void Database::open(std::span<const std::string_view> migrations) {
   sharing_ = StoreSharing::join(file_.path);  // only writers need it
 
   const bool isFirst = sharing_ && sharing_->isFirst();
+  if (isFirst) dropUnusedCopy();
   if (sharing_) {
     file_.state = &sharing_->state();
     if (!isThere(file_.path)) File(file_.path, File::Use::Create);

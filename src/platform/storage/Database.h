@@ -105,6 +105,8 @@ class Database {
   void open(std::span<const std::string_view> migrations);
   void openHandle(const std::string& attached);
   void openStandIn(std::span<const std::string_view> migrations);
+  void mustNotBeHalfRestored() const;
+  void dropUnusedCopy() const;
   void readAsItIs();
   void inspectLog();
   void setStaleLogAside();

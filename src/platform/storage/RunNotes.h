@@ -39,9 +39,8 @@ class RunNotes {
   }
   void forgetQueue(std::string_view queue) {
     const std::string end = RunNote::intoQueue + std::string(queue);
-    database_.execute(
-        "DELETE FROM dbo." + table_ + " WHERE substr(run, -length(?1)) = ?1 COLLATE QUEUE_NAME",
-        std::string_view(end));
+    database_.execute("DELETE FROM dbo." + table_ + " WHERE substr(run, -length(?1)) = ?1 COLLATE QUEUE_NAME",
+                      std::string_view(end));
   }
 
  private:

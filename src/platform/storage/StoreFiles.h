@@ -5,10 +5,13 @@
 
 namespace CorvaneQueue::platform_layer {
 
-// The store, its log and its index, as they were when they were first looked at. What is written to a file
-// that has lost its name is lost. Belongs to one session.
 // Behind the name of a store: its files are being replaced by a copy, and some may be old ones.
 inline constexpr const char* restoringTail = "-restoring";
+// What is to take its place then.
+inline constexpr const char* restoredTail = ".restored";
+
+// The store, its log and its index, as they were when they were first looked at. What is written to a file
+// that has lost its name is lost. Belongs to one session.
 
 class StoreFiles {
  public:
