@@ -137,6 +137,10 @@ TEST(Tool, AnswersMistakesWithSentencesAndExitCodes) {
   expectRun("--json nonsense", 2, "{\"error\":\"There is no command \\\"nonsense\\\"; see corvaneq --help");
   expectRun("--json ack Nowhere 7", 4, "{\"error\":\"There is no queue \\\"Nowhere\\\".\"}\n");
   expectRun("--json settings Color", 2, "There is no setting \\\"Color\\\"");
+  expectRun("--json metrics", 2, "stat --json");
+  expectRun("--json send --help", 0, "{\"help\":\"Send files as documents.");
+  expectRun("--json --version", 0, "{\"version\":\"corvaneq ");
+  expectRun("--json remove Orders < /dev/null", 5, "{\"question\":\"The queue \\\"Orders\\\" is about");
   expectRun("--json create \"\"", 3, ",\"number\":5,\"source\":\"corvaneq\"}");
   expectRun("send Orders - < /", 3, "\"-\" cannot be read: Is a directory");
   expectRun("settings \"\" db", 2, "There is no setting \"\"");

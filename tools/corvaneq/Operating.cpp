@@ -6,7 +6,6 @@
 #include <charconv>
 #include <filesystem>
 #include <functional>
-#include <iostream>
 
 namespace corvaneq {
 
@@ -214,12 +213,10 @@ void removeQueue(const std::string& queue, const std::string& confirmed) {
   Work work(selection);
   const auto statistics = work.operations()->Statistics(work.queue());
   std::string reply = confirmed;
-  if (reply.empty()) {
-    std::cerr << "The queue \"" << queue << "\" is about to be removed, with " << statistics->Waiting()
-              << " waiting documents and " << statistics->Acknowledged()
-              << " in its journal. Type its name to go on: " << std::flush;
-    std::getline(std::cin, reply);
-  }
+  if (reply.empty())
+    reply = answerTo("The queue \"" + queue + "\" is about to be removed, with " +
+                     std::to_string(statistics->Waiting()) + " waiting documents and " +
+                     std::to_string(statistics->Acknowledged()) + " in its journal. Type its name to go on:");
   if (reply != queue)
     throw Declined("Nothing was removed. Type the name of the queue, or add --confirm=" + queue + ".");
   work.operations()->DeleteQueue(work.queue(), true);

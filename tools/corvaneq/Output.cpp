@@ -118,11 +118,19 @@ std::string utcOfLocal(CorvaneQueue::Date time) {
   return utcText(std::mktime(&parts));
 }
 
-void confirm(const std::string& what) {
-  std::cerr << what << " Go on? [y/N] " << (usesJson() ? "\n" : "") << std::flush;
+std::string answerTo(const std::string& question) {
+  if (isJson)
+    std::cerr << jsonText({{"question", question}}) << std::endl;
+  else
+    std::cerr << oneLine(question) << ' ' << std::flush;
   std::string reply;
   std::getline(std::cin, reply);
-  if (!std::cin) std::cerr << '\n';
+  if (!std::cin && !isJson) std::cerr << '\n';
+  return reply;
+}
+
+void confirm(const std::string& what) {
+  const std::string reply = answerTo(what + " Go on? [y/N]");
   if (reply != "y" && reply != "Y" && reply != "yes")
     throw Declined("Nothing was done. Answer y, or add --yes.");
 }

@@ -34,6 +34,8 @@ std::string utcText(CorvaneQueue::Date time);
 // The same of a local time.
 std::string utcOfLocal(CorvaneQueue::Date time);
 
+// A line of standard input; the question goes to the error stream.
+std::string answerTo(const std::string& question);
 // Throws Declined unless the operator says yes to it.
 void confirm(const std::string& what);
 

@@ -92,6 +92,8 @@ void statistics(const std::vector<std::string>& named, bool isWatching) {
 }
 
 void metrics(const std::string& file) {
+  if (usesJson())
+    throw WrongUsage("metrics prints the text format of Prometheus; \"stat --json\" has the same as JSON.");
   struct Metric {
     const char* name;
     const char* help;

@@ -11,6 +11,7 @@
 #include <iostream>
 #include <numeric>
 #include <optional>
+#include <sstream>
 
 namespace {
 
@@ -248,7 +249,15 @@ int main(int argc, char** argv) {
     corvaneq::printError("Standard output cannot be written.");
     return failed;
   } catch (const CLI::ParseError& error) {
-    if (error.get_exit_code() == 0) return app.exit(error);  // help was asked for
+    if (error.get_exit_code() == 0) {  // help was asked for, or the version
+      std::ostringstream text;
+      app.exit(error, text, text);
+      if (corvaneq::usesJson())
+        corvaneq::print({{error.get_name() == "CallForVersion" ? "version" : "help", text.str()}});
+      else
+        std::cout << text.str() << std::flush;
+      return succeeded;
+    }
     corvaneq::printError(wrongUsageOf(app, error.what()));
     return wrongUsage;
   } catch (const corvaneq::WrongUsage& error) {
