@@ -99,7 +99,8 @@ TEST_P(OperationsBehaviour, StatisticsCountWithEveryChange) {
   listed("Orders")->Journal()->Purge();
   expectContent("Orders", 0, 0);
   EXPECT_EQ(operations->Statistics("Orders")->AcknowledgedBytes(), 0);
-  EXPECT_ANY_THROW(operations->Statistics("Nowhere"));
+  expectError(ErrorNumber::InvalidArgument, nullptr, "There is no queue \"Nowhere\".",
+              [&] { operations->Statistics("Nowhere"); });
 }
 
 TEST_P(OperationsBehaviour, DocumentsAreMovedCopiedPutBackAndDeletedButForThoseThatAreHeld) {
@@ -222,7 +223,7 @@ TEST_P(OperationsBehaviour, FilesCarryDocumentsFromStoreToStore) {
   EXPECT_EQ(here->Import(moved, "Mended"), 2);
   EXPECT_EQ(here->Before(), 2);
   EXPECT_EQ(here->Statistics("Mended")->Waiting(), 6);
-  EXPECT_ANY_THROW(here->Import(file, "Nowhere"));
+  expectError(ErrorNumber::InvalidArgument, nullptr, "no queue", [&] { here->Import(file, "Nowhere"); });
 }
 
 // What leaves while a list is read takes nothing else out of it, and brings nothing back into it.

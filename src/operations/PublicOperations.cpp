@@ -7,7 +7,6 @@
 #include "UtcTime.h"
 
 #include <CorvaneQueue/client.h>
-#include <CorvaneQueue/MessageQueuing.h>
 #include <algorithm>
 #include <ctime>
 
@@ -190,7 +189,7 @@ String PublicOperations::Send(const Ref<_Queue>& Queue, StringRef Document) {
   try {
     return store_->shownID(send());
   } catch (const Error& error) {  // as a Queue object does it
-    if (error.number() != MQ_ERROR_QUEUE_NOT_FOUND) throw;
+    if (error.number() != ErrorNumber::InvalidArgument || create<Queues>()->Exists(name)) throw;
     create<Utility>()->CreateQueue(name);
     return store_->shownID(send());
   }

@@ -32,8 +32,10 @@ void QueueOperations::look() {
 QueueRecord QueueOperations::recordOf(std::u16string_view queue) {
   const QueueAddress address = parsePathName(queue);
   if (!service_) look();  // others may have made it
-  if (!service_) QueueService::notFound(address);
-  return service_->find(address);
+  const auto found = service_ ? service_->store().queues().find(address) : std::nullopt;
+  if (!found)
+    throw Error(ErrorNumber::InvalidArgument, queuingSource, u"There is no queue \"" + address.name + u"\".");
+  return *found;
 }
 
 std::vector<String> QueueOperations::queues() {
