@@ -1,7 +1,5 @@
-// Work with many documents that dies in the middle, workers among it, and copies of the installation.
+// Work with many documents that dies in the middle, and copies of the installation.
 #include "OperatedQueues.h"
-
-#include <CorvaneQueue/Worker.h>
 
 #include <sys/mman.h>
 #include <sys/resource.h>
@@ -10,7 +8,6 @@
 namespace {
 
 using namespace stores;
-using ::testing::ElementsAre;
 
 class OperationsThatDie : public OperatedQueues {};
 INSTANTIATE_TEST_SUITE_P(Stores, OperationsThatDie, ::testing::ValuesIn(everyStore),
@@ -104,86 +101,38 @@ TEST_P(OperationsThatDie, WorkThatHasEndedAndCouldNotSayItIsNotDoneAgain) {
   expectContent("Orders", 2 * documents, 0);
 }
 
-TEST_P(OperationsThatDie, WorkersSurviveBadDocuments) {
-  fill("Orders", 5);
-  Texts seen;
-  std::optional<Worker> worker;
-  worker.emplace(
-      "Orders",
-      [&](const WorkerDocument& document) {
-        seen.push_back(toUtf8(document.Body));
-        if (document.Body == u"document 3") throw std::runtime_error("no such customer");
-      },
-      WorkerOptions{.attempts = 3, .pause = 1ms});
-  worker->runUntilEmpty();
-  EXPECT_EQ(worker->done(), 4);
-  EXPECT_EQ(worker->failed(), 1);
-  worker.reset();
-  EXPECT_THAT(seen, ElementsAre("document 1", "document 2", "document 3", "document 3", "document 3",
-                                "document 4", "document 5"));
-  expectContent("Orders", 0, 4);
-  const auto failed = operations->Search("Orders.failed");
-  ASSERT_TRUE(failed->NextPage());
-  EXPECT_EQ(failed->Item(1)->Body(), u"document 3");
-  EXPECT_EQ(failed->Item(1)->Failure(), u"no such customer");
-  const std::string id = toUtf8(failed->Item(1)->ID());
-  // Moved back, it has its attempts again; what no document is to blame for is none.
-  operations->Move("Orders.failed", false, "Orders");
-  expectError(ErrorNumber::InvalidArgument, nullptr, "no printer", [] {
-    Worker("Orders", [](const WorkerDocument&) { throw StopWorker("no printer"); }).runUntilEmpty();
+// One that is not what was sent, and one that is no text, stop nobody: they are set aside as they are.
+// The settings of a copy come back with the store that they name; the one in use until then stays as it is.
+TEST_P(OperationsThatDie, ARestoreBringsTheStoreThatItsSettingsName) {
+  if (!isDatabase(GetParam())) return;  // has one place alone
+  const std::string copy = home.file("copy");
+  const auto use = [&](const char* file) {
+    home.writeSettings(settingsOf(GetParam()) + "[Platform.MessageStore]\nFile = \"" + file + "\"\n");
+  };
+  const auto restore = [&] { create<Operations>()->Restore(copy); };
+  use("first.db");
+  ASSERT_TRUE(succeeded(inProcess([&] {
+    fill("Orders", 3);
+    create<Operations>()->Backup(copy);
+  })));
+  use("second.db");
+  const pid_t atWork = inProcess([&] {
+    const auto queue = open("Orders");
+    for (int i = 0; i < 5; ++i) queue->SendDocument("x");
+    raise(SIGSTOP);
   });
-  Worker("Orders", [&](const WorkerDocument& document) { EXPECT_EQ(document.attempt, 1); }, {.attempts = 3})
-      .runUntilEmpty();
-  expectContent("Orders", 0, 5);
-  EXPECT_THAT(home.read("log/corvane.log"),
-              testing::HasSubstr("Queue \\\"Orders\\\", document " + id + ", attempt 3 of 3"));
+  ASSERT_TRUE(hasStopped(atWork));
+  EXPECT_FALSE(succeeded(inProcess(restore)));
+  killed(atWork);
+  EXPECT_TRUE(succeeded(inProcess(restore)));
+  ASSERT_TRUE(succeeded(inProcess([&] {
+    if (waiting("Orders").size() != 3) throw std::runtime_error("it is not the store of the copy");
+  })));
+  use("second.db");
+  EXPECT_EQ(waiting("Orders").size(), 5u);
 }
 
 // Whoever takes what a worker has given up: why it failed is kept as long as the document waits.
-TEST_P(OperationsThatDie, ReasonsGoWithTheirDocuments) {
-  const auto giveUp = [&](int count) {
-    fill("Orders", count);
-    Worker("Orders", [](const WorkerDocument&) { throw std::runtime_error("no paper"); }, {.attempts = 1})
-        .runUntilEmpty();
-  };
-  const auto reasons = [&](bool isJournal) {
-    int count = 0;
-    const auto found = operations->Search("Orders.failed", isJournal);
-    while (found->NextPage())
-      for (const auto& document : found) count += document->Failure() == u"no paper" ? 1 : 0;
-    return count;
-  };
-  giveUp(20);
-  EXPECT_EQ(reasons(false), 20);
-  open("Orders.failed");  // it keeps a journal
-  operations->Acknowledge("Orders.failed", where("ObjectID equal \"20\""));
-  {
-    Receiver receiver(GetParam(), open("Orders.failed"));
-    for (int i = 0; i < 18; ++i) receiver.take(1s);
-  }
-  expectContent("Orders.failed", 1, 19);
-  giveUp(4);
-  EXPECT_EQ(reasons(true), 0);
-  EXPECT_EQ(reasons(false), 5);
-}
-
-TEST_P(OperationsThatDie, ADocumentOverWhichProcessesDieIsGivenUpToo) {
-  ASSERT_TRUE(succeeded(inProcess([&] { fill("Orders", 2); })));
-  int deaths = 0;
-  const auto work = [&] {
-    Worker("Orders",
-           [](const WorkerDocument& document) {
-             if (document.Body == u"document 1") _exit(9);
-           },
-           {.attempts = 2, .pause = 1ms})
-        .runUntilEmpty();
-  };
-  while (!succeeded(inProcess(work))) ASSERT_LT(++deaths, 5);
-  EXPECT_EQ(deaths, 2);
-  EXPECT_THAT(waiting("Orders.failed"), ElementsAre("document 1"));
-  expectContent("Orders", 0, 1);
-}
-
 // The copy is of one moment; it goes back when nobody works with the stores, whole or not at all.
 TEST_P(OperationsThatDie, CopiesOfTheInstallationAreMadeWhileOthersWorkAndPutBack) {
   const std::string copy = home.file("copy").string();

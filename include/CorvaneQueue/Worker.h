@@ -38,7 +38,8 @@ struct WorkerOptions {
 // is stored there. The handler is called for each; when it returns, the document is acknowledged. When
 // it throws, the document goes back, the log tells why, with queue and identifier, and it is tried again
 // after a pause, before all later ones. Attempts are counted in the store: also one that the process did not
-// survive. For more at a time make more workers, each in a thread or a process of its own.
+// survive. One that cannot be read counts as failed; a damaged one stays damaged in NAME.failed. For more at
+// a time make more workers, each in a thread or a process of its own.
 class CORVANE_API Worker {
  public:
   using Handler = std::function<void(const WorkerDocument& document)>;

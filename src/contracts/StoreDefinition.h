@@ -53,6 +53,7 @@ struct OperationStatements {
   std::span<const std::string_view> deleting[2];
   std::span<const std::string_view> acknowledging;
   std::span<const std::string_view> moving[2];
+  std::span<const std::string_view> movingDamaged;  // which stays so
   std::span<const std::string_view> copying;
   std::string_view store;            // the procedure that stores a document
   std::string_view forgetQueue;      // T (1)

@@ -105,7 +105,8 @@ enum class Fate {
   Deleted,
   Acknowledged,  // as receiving them would
   Moved,         // to the waiting ones of a queue, in the order of their identifiers, which they keep
-  Copied,        // the same as new documents, behind all others
+  SetAside,      // the same, of damaged ones too, which stay damaged
+  Copied,        // as new documents, behind all others
 };
 
 struct Changed {

@@ -4,7 +4,6 @@
 #include "Platform.h"
 #include "StoredText.h"
 
-#include <CorvaneQueue/operationsClient.h>
 #include <CorvaneQueue/Worker.h>
 #include <algorithm>
 #include <optional>
@@ -76,25 +75,40 @@ class Worker::Work {
 
   void poll() {
     queue_->BeginTransaction();
-    const auto message = queue_->ReceiveNext();
+    const auto message = [&] {
+      try {
+        return queue_->ReceiveNext();
+      } catch (const Error&) {
+        attemptUnreadable();
+        if (!failure_) throw;
+        return Message();
+      }
+    }();
+    if (failure_) return;
     if (!message) return queue_->Abort();
     isAnyTaken_ = true;
     attempt({message->ID(), message->Label(), message->Body()});
     if (!failure_) queue_->Commit();
   }
 
-  // One has arrived that cannot be read, and is not announced: it is in the transaction. Somebody else may
-  // have taken it, too.
+  // One cannot be read, and is not announced. It stands among the first ones, unless somebody else has taken
+  // it meanwhile.
   void attemptUnreadable() {
-    queue_->Abort();
+    if (isByArrival_) queue_->Abort();
+    constexpr std::size_t some = 100;
+    const DocumentList list = store_.list(name_, false);
     std::vector<StoredDocument> first;
-    store_.session().read(store_.list(name_, false), 0, StoreOperations::Direction::Forward, 1,
-                          StoreOperations::Bodies::Left, first);
-    if (first.empty()) return queue_->ReceiveEnable();
-    const std::int64_t shown = store_.shownNumber(first.front().id);
-    isAnyTaken_ = true;
-    failure_ = {store_.shownID(shown), store_.session().beginAttempt(shown),
-                u"It cannot be read: the log has the reason above."};
+    store_.session().read(list, 0, StoreOperations::Direction::Forward, some, StoreOperations::Bodies::Left,
+                          first);
+    for (const StoredDocument& document : first) try {
+        if (const auto whole = store_.whole(list, document)) static_cast<void>(store_.textOf(*whole));
+      } catch (const Error& error) {
+        const std::int64_t shown = store_.shownNumber(document.id);
+        isAnyTaken_ = true;
+        failure_ = {store_.shownID(shown), store_.session().beginAttempt(shown), error.description()};
+        return;
+      }
+    if (isByArrival_) queue_->ReceiveEnable();
   }
 
   void attempt(WorkerDocument document) {
@@ -153,12 +167,15 @@ class Worker::Work {
   void giveUp() {
     const String target = failedName();
     if (!create<Queues>()->Exists(target)) create<Utility>()->CreateQueue(target);
-    const auto operations = create<Operations>();
-    const auto filter = operations->NewFilter();
-    filter->Where("ID", "equal", failure_->id);
-    if (operations->Move(name_, false, target, filter) != 1)
-      return;  // it cannot be moved: a pause, and again
-    ++failed_;
+    const DocumentList list = store_.list(name_, false);
+    const auto document =
+        store_.session().find(list, toInt64(Variant(failure_->id).get()), StoreOperations::Bodies::Left);
+    if (document &&
+        store_.session()
+                .change(list, {&*document, 1}, Fate::SetAside, store_.list(target, false).queue, {})
+                .done != 1)
+      return;  // somebody holds it: a pause, and again
+    if (document) ++failed_;
     failure_.reset();
   }
 

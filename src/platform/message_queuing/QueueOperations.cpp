@@ -158,6 +158,7 @@ void QueueOperations::change(const Taken& message, Fate fate, std::int64_t to) {
     case Fate::Deleted: store.drop(message); break;
     case Fate::Acknowledged: store.take(message); break;
     case Fate::Moved: store.move(message, to); break;
+    case Fate::SetAside: store.move(message, to, QueueStore::Damaged::Moved); break;
     case Fate::Copied: {
       std::vector<MessageHeader> found;
       store.read(message.box, message.position - 1, 1, found);
@@ -171,7 +172,7 @@ void QueueOperations::change(const Taken& message, Fate fate, std::int64_t to) {
 Changed QueueOperations::change(const DocumentList& list, std::span<const StoredDocument> documents,
                                 Fate fate, const String& to, const RunNote& note) {
   const Box box = boxOf(list);
-  const bool isToQueue = fate == Fate::Moved || fate == Fate::Copied;
+  const bool isToQueue = fate == Fate::Moved || fate == Fate::SetAside || fate == Fate::Copied;
   const Box target = isToQueue ? Box{recordOf(to).id, false} : Box{box.queue, true};
   // Nobody receives them meanwhile; a copy takes nothing from anybody.
   std::vector<Taken> ours;

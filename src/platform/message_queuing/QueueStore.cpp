@@ -272,17 +272,22 @@ bool QueueStore::take(const Taken& message) {
   return true;
 }
 
-void QueueStore::move(const Taken& message, std::int64_t queue) {
+void QueueStore::move(const Taken& message, std::int64_t queue, Damaged damaged) {
   std::vector<MessageHeader> found;
   read(message.box, message.position - 1, 1, found);
   if (found.empty() || found.front().position != message.position) damagedMessage(message.id);
   const MessageHeader& header = found.front();
-  const auto whole = body(message.box, header);
+  std::shared_ptr<const Variant> whole;
+  try {
+    whole = body(message.box, header);
+  } catch (const Error& error) {
+    if (damaged == Damaged::Refused || error.number() != MQ_ERROR_MESSAGE_STORAGE_FAILED) throw;
+  }
   if (const QueueRecord& to = accountOf(queue); !to.fits(header.bodyLength)) overQuota(to);
   moveRow(message, {queue, false}, header.id, std::nullopt);
   auto& lastSent = accountOf(queue).lastSent;
   lastSent = std::max(lastSent, std::optional(header.arrivedTime));
-  if (queue == message.box.queue) return;
+  if (queue == message.box.queue || !whole) return;
   database_.execute("UPDATE dbo.mqMessage SET checksum = ?2 WHERE key = ?1", Box{queue, false}.key(header.id),
                     static_cast<std::int64_t>(
                         checksumOf(queue, header, toStored(header.content.label), bytesOf(whole->get()))));

@@ -60,8 +60,10 @@ class QueueStore {
   // Without a trace.
   void drop(const Taken& message);
   // To the waiting messages of a queue, in the order of their identifiers. Throws
-  // MQ_ERROR_MESSAGE_STORAGE_FAILED for a damaged one, and MQ_ERROR_INSUFFICIENT_RESOURCES.
-  void move(const Taken& message, std::int64_t queue);
+  // MQ_ERROR_MESSAGE_STORAGE_FAILED for a damaged one, unless it is moved too and stays damaged, and
+  // MQ_ERROR_INSUFFICIENT_RESOURCES.
+  enum class Damaged { Refused, Moved };
+  void move(const Taken& message, std::int64_t queue, Damaged damaged = Damaged::Refused);
 
   // Gives a part of the free room back to the disk; the bytes that are left of it.
   std::int64_t compact();

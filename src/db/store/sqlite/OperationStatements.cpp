@@ -38,6 +38,10 @@ constexpr std::string_view changeQueue =
     " WHERE MessageID = ?2 AND MessageTypeID <> ?3";
 constexpr std::string_view moveWaiting[] = {PUT_ON_WAITING("mdqWaiting"), TAKE_OFF("mdqWaiting"),
                                             changeQueue};
+constexpr std::string_view moveDamaged[] = {
+    PUT_ON_WAITING("mdqWaiting"), TAKE_OFF("mdqWaiting"),
+    "UPDATE dbo.mdqDocument SET MessageTypeID = ?3,"
+    " Checksum = ~checksum(MessageID, ?3, CreateTimestamp, Description, Body) WHERE MessageID = ?2"};
 constexpr std::string_view moveAcknowledged[] = {PUT_ON_WAITING("mdqAcknowledged"),
                                                  TAKE_OFF("mdqAcknowledged"), changeQueue};
 constexpr std::string_view copy[] = {
@@ -73,6 +77,7 @@ OperationStatements operationStatements() noexcept {
       {deleteWaiting, deleteAcknowledged},
       acknowledge,
       {moveWaiting, moveAcknowledged},
+      moveDamaged,
       copy,
       "[dbo].[mdqCreateMessage]",
       "DELETE FROM dbo.mdqMessageType WHERE MessageTypeID = ?1",

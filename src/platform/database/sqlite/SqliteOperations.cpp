@@ -148,7 +148,8 @@ std::span<const std::string_view> SqliteOperations::statementsFor(const Document
   const std::size_t which = list.isJournal ? 1 : 0;
   switch (fate) {
     case Fate::Deleted: return sql_.deleting[which];
-    case Fate::Moved: return sql_.moving[which];
+    case Fate::Moved:
+    case Fate::SetAside: return sql_.moving[which];
     case Fate::Copied: return sql_.copying;
     case Fate::Acknowledged: break;
   }
@@ -166,7 +167,7 @@ Changed SqliteOperations::change(const DocumentList& list, std::span<const Store
   const auto letGo = [&] {
     if (isTaken) locks_->unlockAll();
   };
-  const bool isToQueue = fate == Fate::Moved || fate == Fate::Copied;
+  const bool isToQueue = fate == Fate::Moved || fate == Fate::SetAside || fate == Fate::Copied;
   const auto statements = statementsFor(list, fate);
   const std::string_view isListed = sql_.isListed[list.isJournal ? 1 : 0];
   Changed result;
@@ -181,11 +182,12 @@ Changed SqliteOperations::change(const DocumentList& list, std::span<const Store
       const std::int64_t target = isToQueue ? numberOf(to) : from;
       for (const std::int64_t id : ours) {
         if (!database.rows(isListed, from, id).step()) continue;  // gone meanwhile
-        if (isToQueue && !database.rows(sql_.isSound, id).step()) {
+        const bool isDamaged = isToQueue && !database.rows(sql_.isSound, id).step();
+        if (isDamaged && fate != Fate::SetAside) {
           result.damaged.push_back(id);
           continue;
         }
-        for (const std::string_view statement : statements) {
+        for (const std::string_view statement : isDamaged ? sql_.movingDamaged : statements) {
           Statement step = database.prepare(statement);
           const std::int64_t values[] = {from, id, target};
           for (int i = 1; i <= step.parameterCount(); ++i) step.bind(i, values[i - 1]);
