@@ -76,10 +76,10 @@ bool JournalKeeper::prune(std::u16string_view queue, const JournalBounds& rule) 
     return documents.size() == atATime;
   };
   std::vector<StoredDocument> documents;
-  BeyondBounds bounds(rule, session.content(journal.queue));
+  BeyondBounds limits(rule, session.content(journal.queue));
   const bool isLonger = behind(0, documents);
   const std::int64_t last = documents.empty() ? 0 : documents.back().position;
-  auto beyond = bounds.among(documents);
+  auto beyond = limits.among(documents);
   bool isMore = beyond.size() == atATime;
   if (isLonger && rule.seconds >= 0) {
     // Many objects that live shortly look everywhere too.
@@ -90,7 +90,7 @@ bool JournalKeeper::prune(std::u16string_view queue, const JournalBounds& rule) 
     lookedTo_ = goesOn ? documents.back().position : 0;
     const std::size_t atFirst = beyond.size();
     std::ranges::copy_if(documents, std::back_inserter(beyond),
-                         [&](const auto& document) { return bounds.isTooOld(document); });
+                         [&](const auto& document) { return limits.isTooOld(document); });
     isMore = isMore || beyond.size() > atFirst;
   }
   if (!beyond.empty()) session.change(journal, beyond, Fate::Deleted, journal.queue, {});
