@@ -53,30 +53,16 @@ QueueStore::QueueStore(const std::filesystem::path& directory, Database::IfMissi
   droppedCount_ = dropped.integer(0);
 }
 
-// Reading what a queue has in it costs a tenth of a send: as long as nobody else commits it is known. A write
-// that fails leaves nothing known.
-void QueueStore::beginAccounts() {
-  const bool isKnown = accountsAt_ != 0 && database_.commits() == accountsAt_;
-  constexpr std::size_t most = 64;
-  if (!isKnown || accounts_.size() > most) accounts_.clear();
-  for (Account& account : accounts_) account.isInWrite = false;
-  accountsAt_ = 0;
-}
-
 void QueueStore::write(Database::Purpose purpose, const std::function<void()>& work) {
-  std::uint64_t number = 0;
-  constexpr std::uint64_t never = ~std::uint64_t{0};
   database_.write(purpose, writersWait, [&] {
     numbers_.beginWrite();
-    beginAccounts();
+    accounts_.begin();
     trimmed_.clear();
     work();
-    for (const Account& account : accounts_)
-      if (account.isInWrite) queues_.setContent(account.queue);
+    accounts_.store();
     if (droppedCount_ >= manyMessages || droppedBytes_ >= manyBytes) deleteDroppedBodies();
-    number = database_.commits().value_or(never) + 1;  // of the commit that is next
   });
-  accountsAt_ = number;
+  accounts_.stored();
   numbers_.stored();
   if (deletedCount_ < manyMessages) return;
   deletedCount_ = 0;
@@ -142,33 +128,6 @@ std::shared_ptr<const Variant> QueueStore::body(Box box, const MessageHeader& he
   return std::make_shared<const Variant>(Variant::bytes(bytes));
 }
 
-StoreReport QueueStore::check(StoreCheck how) {
-  StoreReport report = reportOf(database_, how);
-  if (how == StoreCheck::Quick) return report;
-  try {
-    std::vector<MessageHeader> headers;
-    for (const QueueRecord& queue : queues_.all())
-      for (const bool isJournal : {false, true}) {
-        const Box box{queue.id, isJournal};
-        constexpr std::size_t batch = 64;
-        for (std::int64_t after = 0;; after = headers.back().position) {
-          read(box, after, batch, headers);
-          if (headers.empty()) break;
-          report.documents += std::ssize(headers);
-          for (const MessageHeader& header : headers) try {
-              static_cast<void>(body(box, header));
-            } catch (const Error& error) {
-              report.findings.push_back(u"In " + shownName(queue.address) + u": " +
-                                        std::u16string(error.description().view()));
-            }
-        }
-      }
-  } catch (const Error& error) {
-    report.findings.push_back(error.description());
-  }
-  return report;
-}
-
 void QueueStore::update(const QueueRecord& queue) {
   QueueRecord& account = accountOf(queue.id);
   account.keepsJournal = queue.keepsJournal;
@@ -189,20 +148,7 @@ void QueueStore::remove(std::int64_t queue) {
   database_.execute("DELETE FROM dbo.mqMessage WHERE key BETWEEN ?1 AND ?2", first, last);
   database_.execute("DELETE FROM dbo.mqSummary WHERE firstKey BETWEEN ?1 AND ?2", first, last);
   database_.execute("DELETE FROM dbo.mqQueue WHERE queueId = ?1", queue);
-  std::erase_if(accounts_, [&](const Account& account) { return account.queue.id == queue; });
-}
-
-QueueRecord& QueueStore::accountOf(std::int64_t queue) {
-  for (Account& account : accounts_)
-    if (account.queue.id == queue) {
-      account.isInWrite = true;
-      return account.queue;
-    }
-  const auto found = queues_.find(queue);
-  if (!found)
-    queuingFailed(MQ_ERROR_QUEUE_DELETED,
-                  u"The queue has been deleted; nothing was stored. Close its handles.");
-  return accounts_.emplace_back(Account{*found, true}).queue;
+  accounts_.forget(queue);
 }
 
 std::int64_t QueueStore::put(const Outgoing& message) {
@@ -302,22 +248,6 @@ void QueueStore::moveRow(const Taken& message, Box to, std::int64_t position,
   const std::int64_t size = moved.integer(0);
   accountOf(message.box.queue).count(message.box, -1, -size);
   accountOf(to.queue).count(to, 1, size);
-}
-
-std::int64_t QueueStore::compact() {
-  constexpr std::string_view ofNone =
-      " FROM dbo.mqSummary WHERE NOT EXISTS (SELECT 1 FROM dbo.mqMessage WHERE key BETWEEN firstKey AND lastKey)";
-  const std::string count = "SELECT count(*)" + std::string(ofNone);
-  const bool isAnyLeft = [&] {
-    Statement row = database_.prepare(count);
-    return row.step() && row.integer(0) > 0;
-  }();
-  if (droppedCount_ > 0 || isAnyLeft)
-    write(Database::Purpose::Frees, [&] {
-      deleteDroppedBodies();
-      database_.execute("DELETE" + std::string(ofNone));
-    });
-  return database_.giveBackSome();
 }
 
 // The newest stay.

@@ -3,10 +3,9 @@
 
 #include "Database.h"
 #include "MessageNumbers.h"
-#include "QueueTable.h"
+#include "QueueAccounts.h"
 #include "StoreCheck.h"
 
-#include <deque>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -76,14 +75,7 @@ class QueueStore {
   const std::vector<QueueAddress>& trimmedJournals() const noexcept { return trimmed_; }
 
  private:
-  // What a queue has in it, as of the last write of this session that had to do with it.
-  struct Account {
-    QueueRecord queue;
-    bool isInWrite = false;  // the write that goes on has to do with it
-  };
-  // A queue that the write has to do with, as it is by now.
-  QueueRecord& accountOf(std::int64_t queue);
-  void beginAccounts();
+  QueueRecord& accountOf(std::int64_t queue) { return accounts_.of(queue); }
   void mustBeTrimmed(const Taken& message);
   void moveRow(const Taken& message, Box to, std::int64_t position, std::optional<std::int64_t> takenTime);
   void deleteDroppedBodies();
@@ -91,14 +83,13 @@ class QueueStore {
 
   Database database_;
   QueueTable queues_;
+  QueueAccounts accounts_{database_, queues_};
   MessageNumbers numbers_;
   std::vector<std::uint8_t> identity_;
   // Large bodies that wait for their deletion, of all processes as far as known, and bytes of this one's.
   std::int64_t droppedCount_ = 0;
   std::int64_t droppedBytes_ = 0;
-  int deletedCount_ = 0;  // messages, since room was given back
-  std::deque<Account> accounts_;
-  std::uint64_t accountsAt_ = 0;       // good as long as this is the last commit of all; 0 for never
+  int deletedCount_ = 0;               // messages, since room was given back
   std::vector<QueueAddress> trimmed_;  // during a write
 };
 

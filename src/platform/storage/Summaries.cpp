@@ -105,7 +105,8 @@ class Search {
   bool isDone() const noexcept { return effort_ >= count_ || rest_.isEmpty(); }
   // What is left of the search in front of a summary.
   Stretch before(Stretch summarized) const noexcept {
-    return isForward() ? Stretch{rest_.first, summarized.first - 1} : Stretch{summarized.last + 1, rest_.last};
+    return isForward() ? Stretch{rest_.first, summarized.first - 1}
+                       : Stretch{summarized.last + 1, rest_.last};
   }
   void passed(std::int64_t position) noexcept {
     (isForward() ? rest_.first : rest_.last) = isForward() ? position + 1 : position - 1;

@@ -1,5 +1,5 @@
-// Summaries of many documents that stand one behind the other: a search passes over those that cannot be meant
-// without reading them.
+// Summaries of many documents that stand one behind the other: a search passes over those that cannot be
+// meant without reading them.
 #pragma once
 
 #include "Database.h"

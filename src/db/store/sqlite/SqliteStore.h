@@ -7,6 +7,7 @@ namespace CorvaneQueue::store {
 
 // The schema is described in docs/stores-and-formats.md.
 StoreDefinition sqliteStore() noexcept;
+std::span<const std::string_view> storeMigrations() noexcept;
 OperationStatements operationStatements() noexcept;
 
 }  // namespace CorvaneQueue::store
