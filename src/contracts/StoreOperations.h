@@ -155,8 +155,9 @@ class StoreOperations {
   virtual void noteFailure(std::int64_t shown, const String& reason, std::int32_t attempts) = 0;
   // Empty for none.
   virtual String failure(std::int64_t shown) = 0;
-  // Returns as soon as the store may have changed since this was called last, at the latest after that time.
-  virtual void waitForChange(std::chrono::milliseconds longest) = 0;
+  // Returns as soon as something may have come into the queue since this was called last; false when that
+  // time has passed without a sign of it.
+  virtual bool waitForChange(const String& queue, std::chrono::milliseconds longest) = 0;
   // Throws an Error for a queue that holds documents.
   virtual void removeQueue(const String& queue) = 0;
 

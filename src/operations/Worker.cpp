@@ -62,7 +62,14 @@ class Worker::Work {
   }
   bool isByArrival() const noexcept { return isByArrival_; }
   std::chrono::milliseconds longestLook() const noexcept { return options_.longestLook; }
-  void waitForChange(std::chrono::milliseconds longest) { store_.session().waitForChange(longest); }
+  // In pieces, after each of which it may be stopped.
+  void waitForChange(std::chrono::milliseconds longest, const std::stop_token& stop) {
+    while (longest.count() > 0 && !stop.stop_requested()) {
+      const auto piece = std::min(longest, longestPump);
+      if (store_.session().waitForChange(name_, piece)) return;
+      longest -= piece;
+    }
+  }
   std::int64_t done() const noexcept { return done_; }
   std::int64_t failed() const noexcept { return failed_; }
 
@@ -207,7 +214,7 @@ void Worker::run(std::stop_token stop) {
       work_->pauseAfterFailure(stop);
     } else if (!work_->isByArrival()) {
       std::this_thread::sleep_for(std::chrono::milliseconds(1));  // others may change much
-      work_->waitForChange(std::min(look, longestPump));
+      work_->waitForChange(look, stop);
       look = std::min(look * 2, work_->longestLook());
     }
   }

@@ -32,7 +32,10 @@ class QueueOperations final : public StoreOperations {
   void noteFailure(std::int64_t shown, const String& reason, std::int32_t attempts) override;
   String failure(std::int64_t shown) override;
   // Arrivals are announced: nobody needs more.
-  void waitForChange(std::chrono::milliseconds longest) override { std::this_thread::sleep_for(longest); }
+  bool waitForChange(const String&, std::chrono::milliseconds longest) override {
+    std::this_thread::sleep_for(longest);
+    return false;
+  }
   void removeQueue(const String& queue) override;
   std::int64_t compact() override;
 

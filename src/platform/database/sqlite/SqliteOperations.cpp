@@ -257,19 +257,22 @@ String SqliteOperations::failure(std::int64_t shown) {
 }
 
 // Every commit is written to the log.
-void SqliteOperations::waitForChange(std::chrono::milliseconds longest) {
+bool SqliteOperations::waitForChange(const String&, std::chrono::milliseconds longest) {
   if (!watcher_.isOpen()) watcher_.open();
   if (!isWatching_) {
     std::filesystem::path log = file_;
     isWatching_ = watcher_.watch(log += "-wal").has_value();
-    if (isWatching_) return;  // what has come before
+    if (isWatching_) return true;  // what has come before
     constexpr auto untilThereIsOne = std::chrono::milliseconds(10);
     if (!isThere(log)) longest = std::min(longest, untilThereIsOne);
   }
   watcher_.wait(longest);
-  watcher_.take([this](FileWatcher::Change change) {
+  bool isChanged = false;
+  watcher_.take([&](FileWatcher::Change change) {
+    isChanged = true;
     if (change.isOver) isWatching_ = false;
   });
+  return isChanged;
 }
 
 void SqliteOperations::removeQueue(const String& queue) {

@@ -32,7 +32,7 @@ class SqliteOperations final : public StoreOperations {
   void endAttempts(std::int64_t shown) override;
   void noteFailure(std::int64_t shown, const String& reason, std::int32_t attempts) override;
   String failure(std::int64_t shown) override;
-  void waitForChange(std::chrono::milliseconds longest) override;
+  bool waitForChange(const String& queue, std::chrono::milliseconds longest) override;
   void removeQueue(const String& queue) override;
   std::int64_t compact() override;
 
