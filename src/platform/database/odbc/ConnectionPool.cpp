@@ -22,14 +22,17 @@ std::unique_ptr<OdbcConnection> takeConnection(const ServerPlace& place) {
     if (found == idle.end()) break;
     auto connection = std::move(*found);
     idle.erase(found);
-    if (connection->clean()) return connection;
+    if (!connection->isInherited() && connection->isAlive()) return connection;
   }
   return std::make_unique<OdbcConnection>(place);
 }
 
 void giveBack(std::unique_ptr<OdbcConnection> connection) noexcept {
-  if (!connection || isOver || idle.size() >= most || !connection->clean()) return;
+  // Also one that is not kept is rolled back first: a server may take its time to notice the end of a
+  // connection, and until then what was held would be held.
+  if (!connection || !connection->clean() || isOver) return;
   try {
+    if (idle.size() >= most) idle.erase(idle.begin());
     idle.push_back(std::move(connection));
   } catch (const std::bad_alloc&) {  // then it is closed
   }
