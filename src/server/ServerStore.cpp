@@ -39,6 +39,7 @@ String serverStoreScript(std::u16string_view engine, ServerStoreScript which) {
   const auto scripts = scriptsOf(engineNamed(engine));
   std::string text;
   if (which == ServerStoreScript::Install) text += scripts.tables;
+  text += scripts.upgrade;
   return fromUtf8(text += scripts.procedures);
 }
 

@@ -28,7 +28,7 @@ class Declined : public std::runtime_error {
 [[noreturn]] void refuse(const std::string& what);
 // A text from the command line; `what` names it in the error for one that is not UTF-8.
 CorvaneQueue::String argument(const char* what, const std::string& text);
-// Whether the database store is on a database server, where the class Operations does not work.
+// Whether the database store is on a server where the class Operations does not work.
 bool isStoreOnServer();
 // An identifier as lists show it.
 std::string shownID(const CorvaneQueue::String& identifier);

@@ -1,4 +1,4 @@
-// Lists, copies and deletions on a store on a database server, through the object model.
+// Lists, copies and deletions on a store that the class Operations does not serve, through the object model.
 #include "OnServers.h"
 
 #include "Output.h"

@@ -1,4 +1,4 @@
-// What the class Operations does not do on a store on a database server: lists, copies and deletions there,
+// What the class Operations does not do on every database server: lists, copies and deletions there,
 // of all documents or of those that are named.
 #pragma once
 

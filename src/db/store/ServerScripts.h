@@ -6,7 +6,8 @@
 namespace CorvaneQueue::store {
 
 struct ServerScripts {
-  std::string_view tables;
+  std::string_view tables;      // of the first version
+  std::string_view upgrade;     // what later ones have besides; changes nothing that is there
   std::string_view procedures;  // also over older ones
   std::string_view check;       // its rows are sentences: what is missing, different or not permitted
 };

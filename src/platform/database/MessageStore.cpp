@@ -14,8 +14,8 @@ class StoreCommand final : public Command {
   void CommandType(CommandTypeEnum type) override { type_ = type; }
   void CommandText(std::u16string_view text) override { text_ = text; }
   void CommandTimeout(std::int32_t seconds) override { timeout_ = seconds; }
-  void Append(Parameter parameter) override { parameters_.push_back(std::move(parameter)); }
-  const Parameter& At(std::size_t position) const override { return parameters_.at(position); }
+  void Append(Parameter parameter) override { parameters_->push_back(std::move(parameter)); }
+  const Parameter& At(std::size_t position) const override { return parameters_->at(position); }
 
   std::unique_ptr<Recordset> Execute(std::int32_t) override {
     if (!session_)
@@ -30,7 +30,7 @@ class StoreCommand final : public Command {
   CommandTypeEnum type_ = adCmdText;
   std::u16string text_;
   std::int32_t timeout_ = defaultTimeout;
-  std::vector<Parameter> parameters_;
+  std::shared_ptr<std::vector<Parameter>> parameters_ = std::make_shared<std::vector<Parameter>>();
 };
 
 }  // namespace

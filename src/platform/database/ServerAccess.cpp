@@ -2,6 +2,7 @@
 
 #include "File.h"
 #include "Module.h"
+#include "ServerOperations.h"
 #include "StoredText.h"
 
 namespace CorvaneQueue::platform_layer {
@@ -79,12 +80,15 @@ void ServerAccess::run(std::u16string_view script) { driver().run(place(), scrip
 
 std::vector<String> ServerAccess::ask(std::u16string_view sql) { return driver().ask(place(), sql); }
 
+std::unique_ptr<QueueSignal> ServerAccess::signal() { return driver().signal(place()); }
+
 std::unique_ptr<StoreOperations> ServerAccess::operations() {
   constexpr std::int32_t notSupported = 100;
+  if (engine_ == ServerEngine::PostgreSql) return std::make_unique<ServerOperations>(*this);
   throw Error(
       notSupported, storeSource,
-      u"The message store is on a database server, where documents are counted, searched and moved with "
-      u"the tools of the server; its tables are in the documentation.");
+      u"The message store is on a SQL Server, where documents are counted, searched and moved with the tools of the "
+      u"server; its tables are in the documentation.");
 }
 
 StoreReport ServerAccess::check(StoreCheck how) {

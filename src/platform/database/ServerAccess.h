@@ -14,8 +14,10 @@ class ServerAccess final : public StoreAccess {
       : settings_(settings), engine_(engine) {}
   std::shared_ptr<StoreSession> connect() override;
   StoreReport check(StoreCheck how) override;
-  // Throws 100: the tools of the server do this.
+  // Throws 100 for an engine where the tools of the server do this.
   std::unique_ptr<StoreOperations> operations() override;
+  // What tells of new documents; nothing where nobody does.
+  std::unique_ptr<QueueSignal> signal();
   ServerEngine engine() const noexcept { return engine_; }
   // Runs a script, as a whole or not at all.
   void run(std::u16string_view script);

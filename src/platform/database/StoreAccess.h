@@ -6,7 +6,9 @@
 
 #include <CorvaneQueue/storeCheck.h>
 
+#include <memory>
 #include <span>
+#include <vector>
 
 namespace CorvaneQueue::platform_layer {
 
@@ -18,6 +20,13 @@ class StoreSession : public Connection {
   // Calls a procedure by its bracketed name, with parameters by position. Outputs have their values then.
   virtual std::unique_ptr<Recordset> call(std::u16string_view procedure, std::span<Parameter> parameters,
                                           std::int32_t seconds) = 0;
+  // The same with parameters that live until the end of the transaction at least, or have gone then: a driver
+  // may use them once more.
+  virtual std::unique_ptr<Recordset> call(std::u16string_view procedure,
+                                          const std::shared_ptr<std::vector<Parameter>>& parameters,
+                                          std::int32_t seconds) {
+    return call(procedure, std::span(*parameters), seconds);
+  }
 };
 
 class StoreAccess {

@@ -1,20 +1,26 @@
--- Deletes the acknowledged documents of a queue. The clients call it in a transaction of
--- theirs.
+-- Deletes the acknowledged documents of a queue, in
+-- batches that are too small for the server to lock the whole table instead of rows. The clients call it in a transaction
+-- of theirs.
 CREATE OR ALTER PROCEDURE dbo.mdqDeleteAckQueueMessagesOlderThan @Queue nvarchar(250), @DeleteSeconds int
 AS
 BEGIN
   SET NOCOUNT ON;
-  DECLARE @Type smallint, @Outer int = @@TRANCOUNT;
+  DECLARE @Type smallint, @Outer int = @@TRANCOUNT, @Rows int = 1;
   DECLARE @Before datetime2(0) = DATEADD(second, -@DeleteSeconds, SYSUTCDATETIME());
   DECLARE @Gone TABLE (MessageID bigint NOT NULL PRIMARY KEY);
   SELECT @Type = MessageTypeID FROM dbo.mdqMessageType
    WHERE Name = N'idoc' AND Queue = @Queue AND DATALENGTH(Queue) = DATALENGTH(@Queue);
   BEGIN TRY
     IF @Outer = 0 BEGIN TRANSACTION; ELSE SAVE TRANSACTION mdqCall;
-    DELETE l OUTPUT deleted.MessageID INTO @Gone
-      FROM dbo.mdqAcknowledged l JOIN dbo.mdqDocument d ON d.MessageID = l.MessageID
-     WHERE l.MessageTypeID = @Type AND (@DeleteSeconds <= 0 OR d.CreateTimestamp <= @Before);
-    DELETE d FROM dbo.mdqDocument d JOIN @Gone g ON g.MessageID = d.MessageID;
+    WHILE @Rows > 0
+    BEGIN
+      DELETE TOP (2000) l OUTPUT deleted.MessageID INTO @Gone
+        FROM dbo.mdqAcknowledged l JOIN dbo.mdqDocument d ON d.MessageID = l.MessageID
+       WHERE l.MessageTypeID = @Type AND (@DeleteSeconds <= 0 OR d.CreateTimestamp <= @Before);
+      SET @Rows = @@ROWCOUNT;
+      DELETE d FROM dbo.mdqDocument d JOIN @Gone g ON g.MessageID = d.MessageID;
+      DELETE FROM @Gone;
+    END;
     IF @Outer = 0 COMMIT TRANSACTION;
   END TRY
   BEGIN CATCH

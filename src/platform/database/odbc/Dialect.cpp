@@ -83,6 +83,10 @@ class PostgreSql final : public Dialect {
     return u"SELECT * FROM " + names(procedure) + u"(" + marks + u")";
   }
   bool returnsOutputsAsRow() const noexcept override { return true; }
+  std::u16string_view takesSenderKeys() const noexcept override {
+    return u"SELECT count(*) FROM pg_proc p JOIN pg_namespace n ON n.oid = p.pronamespace"
+           u" WHERE n.nspname = 'dbo' AND p.proname = 'mdqCreateMessageOnce'";
+  }
   // A literal without a type is compared as the column says: parameters would be of type text.
   ServerText queryText(std::u16string_view text) const override {
     return {replaced(
@@ -129,7 +133,11 @@ class PostgreSql final : public Dialect {
 
 class SqlServer final : public Dialect {
   std::u16string connectionString(const ServerPlace& place) const override { return withPassword(place); }
-  std::u16string_view onConnect() const override { return u"SET XACT_ABORT OFF; SET NOCOUNT ON"; }
+  // The index of senders' keys is one of some rows, which needs these settings of whoever changes the table.
+  std::u16string_view onConnect() const override {
+    return u"SET XACT_ABORT OFF; SET NOCOUNT ON; SET ANSI_NULLS, ANSI_PADDING, ANSI_WARNINGS, ARITHABORT, "
+           u"CONCAT_NULL_YIELDS_NULL, QUOTED_IDENTIFIER ON; SET NUMERIC_ROUNDABORT OFF";
+  }
   std::u16string timeLimit(std::int32_t) const override { return {}; }  // an attribute of the statement
   std::u16string callText(std::u16string_view procedure,
                           std::span<const Parameter> parameters) const override {
@@ -143,6 +151,9 @@ class SqlServer final : public Dialect {
     return u"{" + result + u"call " + std::u16string(procedure) + u"(" + marks + u")}";
   }
   bool returnsOutputsAsRow() const noexcept override { return false; }
+  std::u16string_view takesSenderKeys() const noexcept override {
+    return u"SELECT COUNT(*) FROM sys.procedures WHERE object_id = OBJECT_ID(N'dbo.mdqCreateMessageOnce')";
+  }
   ServerText queryText(std::u16string_view text) const override {
     ServerText ready;
     ready.sql = replaced(

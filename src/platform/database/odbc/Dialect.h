@@ -41,6 +41,8 @@ class Dialect {
                                   std::span<const Parameter> parameters) const = 0;
   // Whether outputs are columns of the row that a call returns; else they are bound, as is the return value.
   virtual bool returnsOutputsAsRow() const noexcept = 0;
+  // Counts the procedures of the store that take a sender's own key.
+  virtual std::u16string_view takesSenderKeys() const noexcept = 0;
   virtual ServerText queryText(std::u16string_view text) const = 0;
   virtual std::u16string_view begin() const noexcept = 0;
   virtual std::u16string_view commit() const noexcept = 0;

@@ -1,5 +1,6 @@
 // The driver for database servers, as a module that is loaded when an engine on a server is set.
 #include "OdbcSession.h"
+#include "PostgreSqlSignal.h"
 
 #include <cstring>
 
@@ -25,9 +26,12 @@ class OdbcDriver final : public ServerDriver {
   std::vector<String> ask(const ServerPlace& place, std::u16string_view sql) override {
     OdbcSession session(place);
     std::vector<String> answers;
-    for (const auto rows = session.execute(sql); !rows->EndOfFile(); rows->MoveNext())
+    for (const auto rows = session.execute(sql); rows && !rows->EndOfFile(); rows->MoveNext())
       answers.push_back(toString(rows->Field(0).get()));
     return answers;
+  }
+  std::unique_ptr<QueueSignal> signal(const ServerPlace& place) override {
+    return place.engine == ServerEngine::PostgreSql ? postgreSqlSignal(place) : nullptr;
   }
 };
 

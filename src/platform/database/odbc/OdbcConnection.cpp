@@ -1,6 +1,7 @@
 #include "OdbcConnection.h"
 
 #include <unistd.h>
+#include <array>
 
 namespace CorvaneQueue::platform_layer {
 
@@ -34,9 +35,12 @@ OdbcConnection::OdbcConnection(const ServerPlace& place)
   constexpr SQLULEN seconds = 15;
   SQLSetConnectAttrW(connection_.get(), SQL_ATTR_LOGIN_TIMEOUT, value(seconds), SQL_IS_UINTEGER);
   const std::u16string text = dialect_.connectionString(place);
-  connection_.check(SQLDriverConnectW(connection_.get(), nullptr, wide(text),
-                                      static_cast<SQLSMALLINT>(text.size()), nullptr, 0, nullptr,
-                                      SQL_DRIVER_NOPROMPT));
+  std::array<char16_t, 2048> completed{};
+  SQLSMALLINT length = 0;
+  connection_.check(SQLDriverConnectW(
+      connection_.get(), nullptr, wide(text), static_cast<SQLSMALLINT>(text.size()),
+      reinterpret_cast<SQLWCHAR*>(completed.data()), completed.size(), &length, SQL_DRIVER_NOPROMPT));
+  completed_ = completed.data();
   execute(dialect_.onConnect());
 }
 
@@ -64,6 +68,15 @@ void OdbcConnection::limit(const OdbcHandle& statement, std::int32_t seconds) {
 void OdbcConnection::execute(std::u16string_view sql) {
   const OdbcHandle statement(SQL_HANDLE_STMT, connection_.get());
   statement.check(SQLExecDirectW(statement.get(), wide(sql), static_cast<SQLINTEGER>(sql.size())));
+}
+
+bool OdbcConnection::takesSenderKeys() {
+  if (!takesSenderKeys_) {
+    OdbcParameters none{std::span<const std::u16string>()};
+    const auto rows = run(std::u16string(dialect_.takesSenderKeys()), none, 0, Keep::No);
+    takesSenderKeys_ = rows && rows->RecordCount() > 0 && toInt64(rows->Field(0).get()) > 0;
+  }
+  return *takesSenderKeys_;
 }
 
 void OdbcConnection::undo(std::u16string_view sql) {

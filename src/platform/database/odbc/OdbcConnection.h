@@ -6,6 +6,7 @@
 #include "OdbcRows.h"
 
 #include <memory>
+#include <optional>
 #include <unordered_map>
 
 namespace CorvaneQueue::platform_layer {
@@ -23,6 +24,10 @@ class OdbcConnection {
            place.password == place_.password;
   }
   const Dialect& dialect() const noexcept { return dialect_; }
+  // The connection string with what the driver has added, the password too.
+  const std::u16string& completed() const noexcept { return completed_; }
+  // Whether senders may give keys of their own here. Asks the server once.
+  bool takesSenderKeys();
 
   // A text without parameters and without rows.
   void execute(std::u16string_view sql);
@@ -46,6 +51,8 @@ class OdbcConnection {
   ServerPlace place_;
   const Dialect& dialect_;
   int process_;
+  std::u16string completed_;
+  std::optional<bool> takesSenderKeys_;
   OdbcHandle environment_;
   OdbcHandle connection_;
   std::unordered_map<std::u16string, OdbcHandle> prepared_;

@@ -55,7 +55,7 @@ OdbcParameters::OdbcParameters(std::span<Parameter> parameters, Outputs outputs)
     if (isInput && parameter.Type == adVarWChar) {
       const auto& text = texts_.emplace_back(new BorrowedText(checkedText(parameter)));
       mustBeCarried(parameter.Name, text->view());
-      addText(text->view());
+      addText(text->view(), static_cast<std::size_t>(parameter.Size));
       continue;
     }
     Bound& bound = bound_.emplace_back();
@@ -79,15 +79,15 @@ OdbcParameters::OdbcParameters(std::span<Parameter> parameters, Outputs outputs)
 }
 
 OdbcParameters::OdbcParameters(std::span<const std::u16string> texts) {
-  for (const std::u16string& text : texts) addText(text);
+  for (const std::u16string& text : texts) addText(text, text.size());
 }
 
-void OdbcParameters::addText(std::u16string_view text) {
+void OdbcParameters::addText(std::u16string_view text, std::size_t most) {
   constexpr std::size_t longest = 4000;  // of an ordinary one
   Bound& bound = bound_.emplace_back();
   bound.cType = SQL_C_WCHAR;
-  bound.sqlType = text.size() > longest ? SQL_WLONGVARCHAR : SQL_WVARCHAR;
-  bound.size = std::max<SQLULEN>(text.size(), 1);
+  bound.sqlType = most > longest ? SQL_WLONGVARCHAR : SQL_WVARCHAR;
+  bound.size = std::max<SQLULEN>(most, 1);
   bound.text = text.empty() ? std::u16string_view(u"") : text;
   bound.length = static_cast<SQLLEN>(text.size() * sizeof(char16_t));
 }

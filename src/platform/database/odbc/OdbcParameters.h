@@ -41,7 +41,7 @@ class OdbcParameters {
     SQL_TIMESTAMP_STRUCT time{};
     SQLLEN length = 0;
   };
-  void addText(std::u16string_view text);
+  void addText(std::u16string_view text, std::size_t most);
   std::vector<std::unique_ptr<BorrowedText>> texts_;
   std::vector<Bound> bound_;
 };

@@ -22,6 +22,23 @@ void waitAMoment() {
   std::this_thread::sleep_for(std::chrono::milliseconds(std::uniform_int_distribution(1, 20)(random)));
 }
 
+// Rising with time, so that the index of keys grows at its end.
+std::u16string newSenderKey() {
+  static constexpr std::u16string_view digits = u"0123456789abcdef";
+  thread_local std::random_device random;
+  const auto now = std::chrono::system_clock::now().time_since_epoch();
+  std::uint64_t halves[] = {
+      static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(now).count()),
+      std::uint64_t{random()} << 32 | random()};
+  std::u16string key;
+  for (const std::uint64_t half : halves)
+    for (int shift = 60; shift >= 0; shift -= 4) {
+      if (key.size() == 8 || key.size() == 13 || key.size() == 18 || key.size() == 23) key += u'-';
+      key += digits[half >> shift & 0xF];
+    }
+  return key;
+}
+
 }  // namespace
 
 OdbcSession::~OdbcSession() { drop(); }
@@ -154,6 +171,7 @@ std::unique_ptr<RowsInMemory> OdbcSession::runInside(const Work& work) {
 // connection is lost: nothing of it can have been stored. Outside of transactions all calls may be repeated.
 std::unique_ptr<RowsInMemory> OdbcSession::run(const Work& work) {
   mustStand();
+  send_.reset();
   if (isStarted_) return runInside(work);
   constexpr int tries = 5;
   for (int attempt = 1;; ++attempt) {
@@ -202,6 +220,53 @@ std::unique_ptr<Recordset> OdbcSession::call(std::u16string_view procedure, std:
   return rows;
 }
 
+// ---- Keys of senders
+
+std::unique_ptr<Recordset> OdbcSession::call(std::u16string_view procedure,
+                                             const std::shared_ptr<std::vector<Parameter>>& parameters,
+                                             std::int32_t seconds) {
+  if (procedure != u"[dbo].[mdqCreateMessage]" || level_ != 1 || isStarted_ || !takesSenderKeys())
+    return call(procedure, std::span(*parameters), seconds);
+  Send send{parameters, newSenderKey(), seconds};
+  auto rows = sendOnce(*parameters, send);
+  send_ = std::move(send);
+  return rows;
+}
+
+bool OdbcSession::takesSenderKeys() {
+  mustStand();
+  try {
+    return connection().takesSenderKeys();
+  } catch (const OdbcFailure&) {
+    connection_.reset();
+    return false;  // the call itself tells what is wrong, should it still be
+  }
+}
+
+std::unique_ptr<Recordset> OdbcSession::sendOnce(std::vector<Parameter>& parameters, const Send& send) {
+  std::vector<Parameter> with = parameters;
+  with.insert(with.end() - 1, {u"SenderKey", adVarWChar, adParamInput,
+                               static_cast<std::int32_t>(send.key.size()), String(send.key)});
+  auto rows = call(u"[dbo].[mdqCreateMessageOnce]", std::span(with), send.seconds);
+  parameters.back().Value = std::move(with.back().Value);
+  return rows;
+}
+
+// The server finds out whether it has the document; when it has not, it is stored now.
+bool OdbcSession::isSentAgain(const Send& send) {
+  const auto parameters = send.parameters.lock();
+  if (!parameters) return false;
+  using Clock = std::chrono::steady_clock;
+  const auto end = Clock::now() + std::chrono::seconds(5);
+  for (auto pause = std::chrono::milliseconds(50);; pause *= 2) try {
+      sendOnce(*parameters, send);
+      return true;
+    } catch (const Error&) {
+      if (Clock::now() + pause > end) return false;
+      std::this_thread::sleep_for(pause);
+    }
+}
+
 std::unique_ptr<Recordset> OdbcSession::execute(std::u16string_view text) {
   OdbcParameters none{std::span<const std::u16string>()};
   return run([&](OdbcConnection& connection) {
@@ -245,6 +310,8 @@ void OdbcSession::CommitTrans() {
     const FailureKind kind = kindOf(failure.diagnosis());
     drop();
     if (kind != FailureKind::Connection) fail(kind, failure.diagnosis());
+    closeIdle(place_);
+    if (const auto send = std::exchange(send_, std::nullopt); send && isSentAgain(*send)) return;
     throw Error(StoreError::outcomeUnknown, storeSource,
                 shown() + u"the connection was lost during the commit (" + told(failure.diagnosis()) +
                     u"): whether the work is stored is not known. Look whether it is there before it is done "

@@ -24,6 +24,9 @@ class OdbcSession final : public StoreSession {
   std::unique_ptr<Recordset> query(std::u16string_view text, std::int32_t seconds) override;
   std::unique_ptr<Recordset> call(std::u16string_view procedure, std::span<Parameter> parameters,
                                   std::int32_t seconds) override;
+  std::unique_ptr<Recordset> call(std::u16string_view procedure,
+                                  const std::shared_ptr<std::vector<Parameter>>& parameters,
+                                  std::int32_t seconds) override;
   // A text that is made for the server.
   std::unique_ptr<Recordset> execute(std::u16string_view text);
 
@@ -40,6 +43,15 @@ class OdbcSession final : public StoreSession {
   [[noreturn]] void fail(FailureKind kind, const Diagnosis& diagnosis) const;
   [[noreturn]] void lose(const Diagnosis& diagnosis);
   std::u16string shown() const;
+  // A document that alone is sent in a transaction, under a key that nobody else has.
+  struct Send {
+    std::weak_ptr<std::vector<Parameter>> parameters;
+    std::u16string key;
+    std::int32_t seconds;
+  };
+  bool takesSenderKeys();
+  std::unique_ptr<Recordset> sendOnce(std::vector<Parameter>& parameters, const Send& send);
+  bool isSentAgain(const Send& send);
 
   ServerPlace place_;
   std::unique_ptr<OdbcConnection> connection_;
@@ -47,6 +59,7 @@ class OdbcSession final : public StoreSession {
   bool isStarted_ = false;  // the server's transaction
   bool hasMark_ = false;    // of the statement before
   bool isLost_ = false;
+  std::optional<Send> send_;  // all that the transaction has done
 };
 
 }  // namespace CorvaneQueue::platform_layer

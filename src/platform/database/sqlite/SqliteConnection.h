@@ -22,6 +22,7 @@ class SqliteConnection final : public StoreSession {
   std::int32_t BeginTrans() override;
   void CommitTrans() override;
   void RollbackTrans() override;
+  using StoreSession::call;
   std::unique_ptr<Recordset> query(std::u16string_view text, std::int32_t seconds) override;
   std::unique_ptr<Recordset> call(std::u16string_view procedure, std::span<Parameter> parameters,
                                   std::int32_t seconds) override;
