@@ -2,6 +2,7 @@
 
 #include <libpq-fe.h>
 #include <unistd.h>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -120,40 +121,74 @@ std::string Server::storeSettings() const {
          directory_ + ";Database=postgres;UID=bench\"\n";
 }
 
-workers::Step Server::storeSender(std::size_t size) const {
+namespace {
+// Before each call but the first of a transaction, as the library does it.
+void mark(const Connection& connection, bool hasSavepoints, int call) {
+  if (hasSavepoints && call > 0)
+    execute(connection, call > 1 ? "RELEASE SAVEPOINT s; SAVEPOINT s" : "SAVEPOINT s");
+}
+}  // namespace
+
+workers::Step Server::storeSender(std::size_t size, int documents, bool hasSavepoints) const {
   const auto connection = connect(directory_);
   done(connection, PQprepare(connection.get(), "send",
-                             "SELECT * FROM dbo.\"mdqCreateMessage\"('idoc', 'Orders', '', "
-                             "date_trunc('second', now() AT TIME ZONE 'UTC')::timestamp, $1)",
-                             1, nullptr));
-  return [connection, body = std::string(size, 'x')] {
-    const char* const values[] = {body.c_str()};
+                             "SELECT * FROM dbo.\"mdqCreateMessageOnce\"('idoc', 'Orders', '', "
+                             "date_trunc('second', now() AT TIME ZONE 'UTC')::timestamp, $1, $2)",
+                             2, nullptr));
+  return [=, body = std::string(size, 'x')] {
+    // A key for the first document of a transaction, as the library gives one.
+    char key[40];
+    const auto now = std::chrono::system_clock::now().time_since_epoch().count();
+    std::snprintf(key, sizeof key, "%016lx%016x", static_cast<unsigned long>(now), getpid());
     execute(connection, "BEGIN");
-    done(connection, PQexecPrepared(connection.get(), "send", 1, values, nullptr, nullptr, 0));
+    for (int i = 0; i < documents; ++i) {
+      mark(connection, hasSavepoints, i);
+      const char* const values[] = {body.c_str(), i == 0 ? key : nullptr};
+      done(connection, PQexecPrepared(connection.get(), "send", 2, values, nullptr, nullptr, 0));
+    }
     execute(connection, "COMMIT");
     return true;
   };
 }
 
-workers::Step Server::storeReceiver() const {
+workers::Step Server::storeReceiver(int documents, bool hasSavepoints) const {
   const auto connection = connect(directory_);
   done(connection,
        PQprepare(connection.get(), "receive",
                  "SELECT * FROM dbo.\"mdqGetMessagesTrans\"('Orders', 1, '1899-12-31')", 0, nullptr));
   done(connection, PQprepare(connection.get(), "acknowledge", "SELECT dbo.\"mdqAckReceive\"($1, 2::smallint)",
                              1, nullptr));
-  return [connection] {
+  return [=] {
     execute(connection, "BEGIN");
-    PGresult* const found = PQexecPrepared(connection.get(), "receive", 0, nullptr, nullptr, nullptr, 0);
-    const bool isThere = PQntuples(found) > 0;
-    if (isThere) {
-      const char* const values[] = {PQgetvalue(found, 0, 0)};
-      done(connection, PQexecPrepared(connection.get(), "acknowledge", 1, values, nullptr, nullptr, 0));
+    bool isThere = true;
+    for (int i = 0; isThere && i < documents; ++i) {
+      mark(connection, hasSavepoints, 2 * i);
+      PGresult* const found = PQexecPrepared(connection.get(), "receive", 0, nullptr, nullptr, nullptr, 0);
+      isThere = PQntuples(found) > 0;
+      if (isThere) {
+        const char* const values[] = {PQgetvalue(found, 0, 0)};
+        mark(connection, hasSavepoints, 2 * i + 1);
+        done(connection, PQexecPrepared(connection.get(), "acknowledge", 1, values, nullptr, nullptr, 0));
+      }
+      done(connection, found);
     }
-    done(connection, found);
     execute(connection, "COMMIT");
     return isThere;
   };
 }
+
+int Server::storeListing() const {
+  const auto connection = connect(directory_);
+  PGresult* const found = PQexec(
+      connection.get(),
+      "SELECT m.\"MessageID\", m.\"Description\", m.\"CreateTimestamp\", t.\"Name\", m.\"Body\""
+      "  FROM dbo.\"mdqMessage\" m JOIN dbo.\"mdqMessageType\" t ON t.\"MessageTypeID\" = m.\"MessageTypeID\""
+      " WHERE t.\"Name\" = 'idoc' AND t.\"Queue\" = 'Orders' ORDER BY m.\"MessageID\"");
+  const int count = PQntuples(found);
+  done(connection, found);
+  return count;
+}
+
+void Server::settle() const { execute(connect(directory_), "VACUUM ANALYZE"); }
 
 }  // namespace postgres

@@ -24,8 +24,14 @@ class Server {
 
   // The library's store: the lines of its settings, and the same calls without the library.
   std::string storeSettings() const;
-  workers::Step storeSender(std::size_t size) const;
-  workers::Step storeReceiver() const;
+  // So many documents a step, in one transaction; with a savepoint before each call but the first, or
+  // without.
+  workers::Step storeSender(std::size_t size, int documents = 1, bool hasSavepoints = false) const;
+  workers::Step storeReceiver(int documents = 1, bool hasSavepoints = false) const;
+  // Reads all that wait, by a plain SELECT; how many there were.
+  int storeListing() const;
+  // Statistics and visibility are as they are after a while.
+  void settle() const;
 
  private:
   explicit Server(std::string directory) : directory_(std::move(directory)) {}

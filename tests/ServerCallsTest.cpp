@@ -18,7 +18,8 @@ using ::testing::HasSubstr;
 RecordedOdbc& driver() {
   static RecordedOdbc& found = *[] {
     void* const module = dlopen(RECORDING_ODBC, RTLD_NOW | RTLD_LOCAL);
-    const auto give = reinterpret_cast<RecordedOdbc& (*)()>(module == nullptr ? nullptr : dlsym(module, "recordedOdbc"));
+    const auto give =
+        reinterpret_cast<RecordedOdbc& (*)()>(module == nullptr ? nullptr : dlsym(module, "recordedOdbc"));
     if (give == nullptr) throw std::runtime_error(dlerror());
     return &give();
   }();
@@ -35,14 +36,16 @@ class ServerCalls : public ::testing::Test {
     static int database = 0;
     home.writeSettings(
         "[Configuration.Global]\nQueueStoreType = \"db\"\n[Platform.MessageStore]\nEngine = \"sqlserver\"\n"
-        "PasswordFile = \"password\"\nConnection = \"Driver=" RECORDING_ODBC ";Server=sql.example;UID=corvane;Database=test" +
+        "PasswordFile = \"password\"\nConnection = \"Driver=" RECORDING_ODBC
+        ";Server=sql.example;UID=corvane;Database=test" +
         std::to_string(++database) + "\"\n");
   }
   void answer(OdbcAnswer answer) { driver().answers.push_back(std::move(answer)); }
   void step(const std::string& what) { driver().transcript += "-- " + what + "\n"; }
   int count(const std::string& part) {
     int found = 0;
-    for (auto at = driver().transcript.find(part); at != std::string::npos; at = driver().transcript.find(part, at + 1))
+    for (auto at = driver().transcript.find(part); at != std::string::npos;
+         at = driver().transcript.find(part, at + 1))
       ++found;
     return found;
   }
@@ -59,9 +62,10 @@ class ServerCalls : public ::testing::Test {
 
 constexpr const char* keysAreTaken = "sys.procedures";
 const OdbcAnswer takesKeys{.to = keysAreTaken, .columns = "n", .rows = {{"1"}}};
-const OdbcAnswer document{.to = "mdqGetMessagesTrans",
-                          .columns = "nstss",
-                          .rows = {{"7", "Msg Type: <ORDER> ", "2026-11-24 08:30:01", "idoc", std::string(5000, 'x')}}};
+const OdbcAnswer document{
+    .to = "mdqGetMessagesTrans",
+    .columns = "nstss",
+    .rows = {{"7", "Msg Type: <ORDER> ", "2026-11-24 08:30:01", "idoc", std::string(5000, 'x')}}};
 
 TEST_F(ServerCalls, AreThoseOfTheGoldenFile) {
   step("a queue is created");
@@ -105,7 +109,8 @@ TEST_F(ServerCalls, AreThoseOfTheGoldenFile) {
   queue->Purge();
   listed->Journal()->Purge();
   // What differs from run to run: the place of the driver is not noted, the time and the keys are.
-  std::string seen = std::regex_replace(driver().transcript, std::regex("20\\d\\d-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d"), "(now)");
+  std::string seen = std::regex_replace(driver().transcript,
+                                        std::regex("20\\d\\d-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d"), "(now)");
   seen = std::regex_replace(seen, std::regex("'[0-9a-f]{8}-[0-9a-f-]{27}'"), "'(key)'");
   seen = std::regex_replace(seen, std::regex("y{4100}"), "(4100 y)");
   const char* const golden = GOLDEN_DIRECTORY "/ServerCalls.AreThoseOfTheGoldenFile.txt";
@@ -125,17 +130,60 @@ TEST_F(ServerCalls, FailuresAreToldAsTheyAreOnEveryStore) {
   };
   constexpr const char* acknowledging = "call [dbo].[mdqAckReceive]";
   const Failure failures[] = {
-      {{.to = acknowledging, .state = "40001", .native = 1205, .text = "was deadlocked on lock resources"}, 0, "", 2},
-      {{.to = acknowledging, .state = "42000", .native = 3960, .text = "Snapshot isolation transaction aborted"}, 0, "", 2},
-      {{.to = acknowledging, .state = "08S01", .native = 0, .text = "Communication link failure", .isConnectionLost = true}, 0, "", 2},
-      {{.to = acknowledging, .state = "HYT00", .native = 0, .text = "Query timeout expired"}, static_cast<std::int32_t>(0x80040E31u), "Timeout", 1},
-      {{.to = acknowledging, .state = "42000", .native = 1222, .text = "Lock request time out"}, static_cast<std::int32_t>(0x80040E31u), "", 1},
-      {{.to = acknowledging, .state = "23000", .native = 2627, .text = "Violation of PRIMARY KEY"}, static_cast<std::int32_t>(0x80040E2Fu), "", 1},
-      {{.to = acknowledging, .state = "42000", .native = 229, .text = "The EXECUTE permission was denied"}, static_cast<std::int32_t>(0x80040E09u), "database check", 1},
-      {{.to = acknowledging, .state = "42000", .native = 2812, .text = "Could not find stored procedure"}, static_cast<std::int32_t>(0x80040E14u), "database check", 1},
-      {{.to = acknowledging, .state = "42000", .native = 50000, .text = "A queue needs a name"}, ErrorNumber::InvalidArgument, "A queue needs a name", 1},
-      {{.to = acknowledging, .state = "42000", .native = 1105, .text = "Could not allocate space for Secret;1}"}, E_FAIL, "allocate space for ***", 1},
-      {{.to = acknowledging, .state = "42000", .native = 9002, .text = "The transaction log is full"}, E_FAIL, "disk is full", 1},
+      {{.to = acknowledging, .state = "40001", .native = 1205, .text = "was deadlocked on lock resources"},
+       0,
+       "",
+       2},
+      {{.to = acknowledging,
+        .state = "42000",
+        .native = 3960,
+        .text = "Snapshot isolation transaction aborted"},
+       0,
+       "",
+       2},
+      {{.to = acknowledging,
+        .state = "08S01",
+        .native = 0,
+        .text = "Communication link failure",
+        .isConnectionLost = true},
+       0,
+       "",
+       2},
+      {{.to = acknowledging, .state = "HYT00", .native = 0, .text = "Query timeout expired"},
+       static_cast<std::int32_t>(0x80040E31u),
+       "Timeout",
+       1},
+      {{.to = acknowledging, .state = "42000", .native = 1222, .text = "Lock request time out"},
+       static_cast<std::int32_t>(0x80040E31u),
+       "",
+       1},
+      {{.to = acknowledging, .state = "23000", .native = 2627, .text = "Violation of PRIMARY KEY"},
+       static_cast<std::int32_t>(0x80040E2Fu),
+       "",
+       1},
+      {{.to = acknowledging, .state = "42000", .native = 229, .text = "The EXECUTE permission was denied"},
+       static_cast<std::int32_t>(0x80040E09u),
+       "database check",
+       1},
+      {{.to = acknowledging, .state = "42000", .native = 2812, .text = "Could not find stored procedure"},
+       static_cast<std::int32_t>(0x80040E14u),
+       "database check",
+       1},
+      {{.to = acknowledging, .state = "42000", .native = 50000, .text = "A queue needs a name"},
+       ErrorNumber::InvalidArgument,
+       "A queue needs a name",
+       1},
+      {{.to = acknowledging,
+        .state = "42000",
+        .native = 1105,
+        .text = "Could not allocate space for Secret;1}"},
+       E_FAIL,
+       "allocate space for ***",
+       1},
+      {{.to = acknowledging, .state = "42000", .native = 9002, .text = "The transaction log is full"},
+       E_FAIL,
+       "disk is full",
+       1},
   };
   auto queue = open();
   for (const Failure& failure : failures) {
@@ -151,8 +199,12 @@ TEST_F(ServerCalls, FailuresAreToldAsTheyAreOnEveryStore) {
     EXPECT_TRUE(driver().answers.empty());
   }
   driver().refusedConnections = 2;
-  answer({.to = "mdqAckReceive", .state = "08S01", .text = "Communication link failure", .isConnectionLost = true});
-  expectError(E_FAIL, nullptr, "\"test2\" on \"sql.example\": Unable to connect", [&] { queue->AcknowledgeDocument("7"); });
+  answer({.to = "mdqAckReceive",
+          .state = "08S01",
+          .text = "Communication link failure",
+          .isConnectionLost = true});
+  expectError(E_FAIL, nullptr, "\"test2\" on \"sql.example\": Unable to connect",
+              [&] { queue->AcknowledgeDocument("7"); });
   queue->AcknowledgeDocument("7");  // it is back
 }
 
@@ -162,7 +214,8 @@ TEST_F(ServerCalls, InATransactionWhatWasLostIsToldAndWhatWasNotStands) {
   queue->BeginTransaction();
   queue->SendDocument("before");
   answer({.to = "mdqAckReceive", .state = "42000", .native = 50000, .text = "There is no document"});
-  expectError(ErrorNumber::InvalidArgument, nullptr, "There is no document", [&] { queue->AcknowledgeDocument("4711"); });
+  expectError(ErrorNumber::InvalidArgument, nullptr, "There is no document",
+              [&] { queue->AcknowledgeDocument("4711"); });
   EXPECT_EQ(count("ROLLBACK TRANSACTION corvane_statement"), 1);
   queue->SendDocument("after");
   queue->Commit();
@@ -170,15 +223,20 @@ TEST_F(ServerCalls, InATransactionWhatWasLostIsToldAndWhatWasNotStands) {
   queue->BeginTransaction();
   queue->SendDocument("before");
   answer({.to = "mdqAckReceive", .state = "40001", .native = 1205, .text = "was deadlocked"});
-  answer({.to = "ROLLBACK TRANSACTION corvane_statement", .state = "42000", .native = 6401, .text = "No savepoint of that name was found"});
-  expectError(E_FAIL, nullptr, "was deadlocked). What the transaction did is undone", [&] { queue->AcknowledgeDocument("7"); });
+  answer({.to = "ROLLBACK TRANSACTION corvane_statement",
+          .state = "42000",
+          .native = 6401,
+          .text = "No savepoint of that name was found"});
+  expectError(E_FAIL, nullptr, "was deadlocked). What the transaction did is undone",
+              [&] { queue->AcknowledgeDocument("7"); });
   EXPECT_ANY_THROW(queue->Commit());
   queue->AcknowledgeDocument("7");
 }
 
 // A commit of which nobody knows: a single document is sent once more with its key, all else is reported.
 TEST_F(ServerCalls, ACommitWithoutAnAnswerIsTriedOnceMoreByItsKey) {
-  const OdbcAnswer lost{.to = "COMMIT", .state = "08S01", .text = "Communication link failure", .isConnectionLost = true};
+  const OdbcAnswer lost{
+      .to = "COMMIT", .state = "08S01", .text = "Communication link failure", .isConnectionLost = true};
   auto queue = open();
   answer(takesKeys);
   answer({.to = "mdqCreateMessageOnce", .output = 7});
@@ -187,7 +245,8 @@ TEST_F(ServerCalls, ACommitWithoutAnAnswerIsTriedOnceMoreByItsKey) {
   const std::regex withKey("execute with 'idoc', .*'([0-9a-f-]{36})', output");
   std::set<std::string> keys;
   const std::string& seen = driver().transcript;
-  for (std::sregex_iterator each(seen.begin(), seen.end(), withKey), end; each != end; ++each) keys.insert((*each)[1]);
+  for (std::sregex_iterator each(seen.begin(), seen.end(), withKey), end; each != end; ++each)
+    keys.insert((*each)[1]);
   EXPECT_EQ(count("'text'"), 2);
   EXPECT_EQ(keys.size(), 1u);
   answer(lost);
@@ -197,7 +256,8 @@ TEST_F(ServerCalls, ACommitWithoutAnAnswerIsTriedOnceMoreByItsKey) {
   driver().answers = {takesKeys, {.to = "mdqCreateMessageOnce", .output = 8}, lost};
   queue->IsEmpty();  // connects
   driver().refusedConnections = 100;
-  expectError(static_cast<std::int32_t>(0x8004D016u), nullptr, "The document's identifier is 8", [&] { queue->SendDocument("text"); });
+  expectError(static_cast<std::int32_t>(0x8004D016u), nullptr, "The document's identifier is 8",
+              [&] { queue->SendDocument("text"); });
 }
 
 }  // namespace

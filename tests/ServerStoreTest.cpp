@@ -60,6 +60,24 @@ TEST_F(ServerStore, AFailedStatementLeavesTheTransactionAsItWas) {
   EXPECT_THAT(waiting("Orders"), ElementsAre("before", "after"));
 }
 
+// A server that says at the worst moment that its disk is full, and has room again.
+TEST_F(ServerStore, GoesOnWhenTheServerWasFull) {
+  auto queue = open();
+  queue->SendDocument("first");
+  sql("CREATE FUNCTION dbo.full_disk() RETURNS trigger LANGUAGE plpgsql AS $$BEGIN RAISE EXCEPTION"
+      " $t$could not extend file: No space left on device$t$ USING ERRCODE = $t$53100$t$; END$$;"
+      " CREATE TRIGGER full_disk BEFORE INSERT ON dbo.\"mdqWaiting\" FOR EACH ROW EXECUTE FUNCTION dbo.full_disk()");
+  expectError(E_FAIL, nullptr, "disk is full; nothing was stored", [&] { queue->SendDocument("lost"); });
+  queue->BeginTransaction();
+  queue->AcknowledgeMessage(queue->ReceiveNext());
+  expectError(E_FAIL, nullptr, "disk is full; nothing was stored", [&] { queue->SendDocument("lost"); });
+  queue->Commit();
+  sql("DROP TRIGGER full_disk ON dbo.\"mdqWaiting\"");
+  queue->SendDocument("second");
+  EXPECT_THAT(waiting("Orders"), ElementsAre("second"));
+  EXPECT_THAT(journaled("Orders"), ElementsAre("first"));
+}
+
 TEST_F(ServerStore, HasReceiversThatPassOverWhatOthersHold) {
   auto sender = open();
   for (const char* text : {"one", "two"}) sender->SendDocument(text);
@@ -84,19 +102,28 @@ TEST_F(ServerStore, TellsWhatHasHappenedWhereverTheConnectionIsCut) {
     std::function<void(const Queue&)> run;
     Texts result;
   };
+  Texts many;
+  for (int i = 0; i < 40; ++i) many.push_back("document " + std::to_string(i));
   const Work works[] = {
       {false, [](const Queue& queue) { queue->SendDocument("next"); }, {"first", "next"}},
       {false, [](const Queue& queue) { queue->AcknowledgeMessage(queue->ReceiveNext()); }, {}},
       {false, [](const Queue& queue) { queue->Purge(); }, {}},
       {false, [](const Queue& queue) { EXPECT_EQ(browsed(queue->Name())->Count(), 1); }, {"first"}},
+      {false,
+       [](const Queue&) {
+         if (!create<Queues>()->Exists("Other")) create<Utility>()->CreateQueue("Other");
+         EXPECT_EQ(create<Queues>()->Count() > 1, true);
+       },
+       {"first"}},
+      {false, [](const Queue& queue) { create<Operations>()->Move(queue->Name(), false, "Other"); }, {}},
       {true,
-       [](const Queue& queue) {
+       [&](const Queue& queue) {
          queue->BeginTransaction();
          queue->AcknowledgeMessage(queue->ReceiveNext());
-         for (const char* text : {"a", "b", "c"}) queue->SendDocument(text);
+         for (const std::string& text : many) queue->SendDocument(text);
          queue->Commit();
        },
-       {"a", "b", "c"}},
+       many},
   };
   int cuts = 0;
   for (const auto cut : {CuttingProxy::Cut::BeforeTheServer, CuttingProxy::Cut::BeforeTheAnswer})
@@ -121,19 +148,18 @@ TEST_F(ServerStore, TellsWhatHasHappenedWhereverTheConnectionIsCut) {
         const bool isUndone = after == Texts{"first"};
         const bool isUnknown = error && error->number() == static_cast<std::int32_t>(0x8004D016u);
         EXPECT_TRUE(isUnknown ? isDone || isUndone : error ? isUndone : isDone);
-        if (isUnknown && &work == works) {
-          EXPECT_THAT(error->what(), HasSubstr("The document's identifier is "));
-        }
+        EXPECT_FALSE(error && &work == works);  // a document alone is asked about by its key
         EXPECT_TRUE(!error || (hasCut && (isUnknown || work.isTransaction)));
         cuts += hasCut ? 1 : 0;
         if (!hasCut) roundTrip = -1;
       }
-  EXPECT_GT(cuts, 60);
+  EXPECT_GT(cuts, 200);
 }
 
 // Clients and the server's processes are killed, and the server starts anew, while documents travel.
 TEST_F(ServerStore, LosesAndDoublesNothingWhateverDies) {
-  constexpr int workers = 8;
+  constexpr int senders = 4;
+  constexpr int workers = senders + 8;
   const auto ledger = home.file("ledger");
   const auto tell = [&](const std::string& line) {
     const int file = ::open(ledger.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
@@ -148,7 +174,7 @@ TEST_F(ServerStore, LosesAndDoublesNothingWhateverDies) {
           auto queue = open();
           for (;; ++i) {
             const std::string name = life + "-" + std::to_string(i);
-            if (worker % 2 == 0) {
+            if (worker < senders) {
               queue->SendDocument(name);
               tell("sent " + name + "\n");
               usleep(1000);

@@ -20,7 +20,8 @@ class ServerWorkers : public ::testing::Test {
   std::string sql(const std::string& text) {
     std::ofstream(home.file("sql")) << text;
     const std::string command = "psql -qtA -v ON_ERROR_STOP=1 -h " DATABASE_SERVER " -U corvane -f " +
-                                home.file("sql").string() + " -o " + home.file("answer").string() + " " + lastDatabase;
+                                home.file("sql").string() + " -o " + home.file("answer").string() + " " +
+                                lastDatabase;
     EXPECT_EQ(std::system(command.c_str()), 0) << text;
     return home.read("answer");
   }
@@ -28,8 +29,8 @@ class ServerWorkers : public ::testing::Test {
   Installation home{settingsOf(Store::PostgreSql)};
 };
 
-// It looks once an hour, so that what it takes it has been told of: also of what was being sent, in a transaction, when
-// it ran out of work, and after the server has lost its connections.
+// It looks once an hour, so that what it takes it has been told of: also of what was being sent, in a
+// transaction, when it ran out of work, and after the server has lost its connections.
 TEST_F(ServerWorkers, AreToldOfWhatComesInAndAskOtherwiseSeldom) {
   open()->SendDocument("first");
   const pid_t worker = inProcess([&] {
@@ -151,11 +152,12 @@ TEST_F(ServerWorkers, StoresThatSomebodyElseHasMadeDo) {
     DROP FUNCTION dbo."mdqCreateMessage"(text, text, text, timestamptz, text);
     CREATE FUNCTION dbo."mdqCreateMessage"(text, text, text, timestamptz, text) RETURNS text LANGUAGE sql AS 'SELECT $1';
   )");
-  EXPECT_THAT(checkServerStore(),
-              testing::UnorderedElementsAre(
-                  String(u"The procedure dbo.\"mdqAckReceive\" takes (integer, smallint), and it is given (bigint, "
-                         u"smallint)."),
-                  String(u"The procedure dbo.\"mdqCreateMessage\" returns other columns than the identifier.")));
+  EXPECT_THAT(
+      checkServerStore(),
+      testing::UnorderedElementsAre(
+          String(u"The procedure dbo.\"mdqAckReceive\" takes (integer, smallint), and it is given (bigint, "
+                 u"smallint)."),
+          String(u"The procedure dbo.\"mdqCreateMessage\" returns other columns than the identifier.")));
 }
 
 }  // namespace

@@ -50,8 +50,8 @@ std::string shown(const Bound& bound) {
   if (bound.cType == SQL_C_SBIGINT) return std::to_string(*static_cast<const std::int64_t*>(bound.value));
   const auto& time = *static_cast<const SQL_TIMESTAMP_STRUCT*>(bound.value);
   char text[40];
-  std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d", time.year, time.month, time.day, time.hour,
-                time.minute, time.second);
+  std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d", time.year, time.month, time.day,
+                time.hour, time.minute, time.second);
   return text;
 }
 
@@ -158,7 +158,9 @@ SQLRETURN SQLBindParameter(SQLHSTMT handle, SQLUSMALLINT number, SQLSMALLINT dir
                            SQLLEN* length) {
   of(handle).bound[number] = {direction, cType, value, length};
   note("  parameter " + std::to_string(number) +
-       (direction == SQL_PARAM_INPUT ? " input" : direction == SQL_PARAM_OUTPUT ? " output" : " other") +
+       (direction == SQL_PARAM_INPUT    ? " input"
+        : direction == SQL_PARAM_OUTPUT ? " output"
+                                        : " other") +
        ", of C type " + std::to_string(cType) + " as SQL type " + std::to_string(sqlType) + " (" +
        std::to_string(size) + ")");
   return SQL_SUCCESS;
@@ -173,8 +175,8 @@ SQLRETURN SQLNumResultCols(SQLHSTMT handle, SQLSMALLINT* count) {
   *count = static_cast<SQLSMALLINT>(of(handle).answer.columns.size());
   return SQL_SUCCESS;
 }
-SQLRETURN SQLColAttributeW(SQLHSTMT handle, SQLUSMALLINT column, SQLUSMALLINT, SQLPOINTER, SQLSMALLINT, SQLSMALLINT*,
-                           SQLLEN* value) {
+SQLRETURN SQLColAttributeW(SQLHSTMT handle, SQLUSMALLINT column, SQLUSMALLINT, SQLPOINTER, SQLSMALLINT,
+                           SQLSMALLINT*, SQLLEN* value) {
   const char kind = of(handle).answer.columns.at(column - 1u);
   *value = kind == 'n' ? SQL_BIGINT : kind == 't' ? SQL_TYPE_TIMESTAMP : SQL_WLONGVARCHAR;
   return SQL_SUCCESS;
@@ -224,11 +226,12 @@ SQLRETURN SQLFreeStmt(SQLHSTMT handle, SQLUSMALLINT option) {
   if (option == SQL_CLOSE) of(handle).answer = {};
   return SQL_SUCCESS;
 }
-SQLRETURN SQLGetDiagFieldW(SQLSMALLINT, SQLHANDLE, SQLSMALLINT, SQLSMALLINT, SQLPOINTER, SQLSMALLINT, SQLSMALLINT*) {
+SQLRETURN SQLGetDiagFieldW(SQLSMALLINT, SQLHANDLE, SQLSMALLINT, SQLSMALLINT, SQLPOINTER, SQLSMALLINT,
+                           SQLSMALLINT*) {
   return SQL_NO_DATA;
 }
-SQLRETURN SQLGetDiagRecW(SQLSMALLINT, SQLHANDLE handle, SQLSMALLINT record, SQLWCHAR* state, SQLINTEGER* native,
-                         SQLWCHAR* text, SQLSMALLINT size, SQLSMALLINT* length) {
+SQLRETURN SQLGetDiagRecW(SQLSMALLINT, SQLHANDLE handle, SQLSMALLINT record, SQLWCHAR* state,
+                         SQLINTEGER* native, SQLWCHAR* text, SQLSMALLINT size, SQLSMALLINT* length) {
   const OdbcAnswer& failure = of(handle).failure;
   if (record != 1 || failure.state.empty()) return SQL_NO_DATA;
   const auto copy = [](SQLWCHAR* to, const std::string& from) {

@@ -9,9 +9,9 @@
 // The answer to the next statement that has `to` in it; all others are done, without rows and outputs.
 struct OdbcAnswer {
   std::string to;
-  std::string columns{};                        // 'n' for a number, 't' for a time, 's' for a text
+  std::string columns{};  // 'n' for a number, 't' for a time, 's' for a text
   std::vector<std::vector<std::string>> rows{};
-  std::int64_t output = 0;                      // of the last output parameter
+  std::int64_t output = 0;  // of the last output parameter
   // A failure, when there is a state.
   std::string state{};
   std::int32_t native = 0;

@@ -44,14 +44,16 @@ StoreSession& ServerOperations::session() {
 std::unique_ptr<Recordset> ServerOperations::call(std::u16string_view procedure,
                                                   std::vector<Parameter> parameters) {
   try {
-    auto rows = session().call(u"[dbo].[" + std::u16string(procedure) + u"]", std::span(parameters), noTimeLimit);
+    auto rows =
+        session().call(u"[dbo].[" + std::u16string(procedure) + u"]", std::span(parameters), noTimeLimit);
     return rows ? std::move(rows) : std::make_unique<RowsInMemory>(1);
   } catch (const Error& error) {
     if (error.number() != StoreError::statement) throw;
-    throw Error(error.number(), error.source(),
-                std::u16string(error.description().view()) +
-                    u" Workers and the class Operations need procedures beside the six of the store: \"corvaneq "
-                    u"database upgrade\" makes them.");
+    throw Error(
+        error.number(), error.source(),
+        std::u16string(error.description().view()) +
+            u" Workers and the class Operations need procedures beside the six of the store: \"corvaneq "
+            u"database upgrade\" makes them.");
   }
 }
 
@@ -107,8 +109,7 @@ Looked ServerOperations::read(const DocumentList& list, std::int64_t from, Direc
   const auto rows = call(u"mdqReadMessages",
                          {text(longestText, list.queue), flag(list.isJournal), identifier(from),
                           flag(direction == Direction::Backward),
-                          whole(adInteger, static_cast<std::int64_t>(count)),
-                          flag(bodies == Bodies::Read)});
+                          whole(adInteger, static_cast<std::int64_t>(count)), flag(bodies == Bodies::Read)});
   for (; !rows->EndOfFile(); rows->MoveNext()) {
     ++looked.documents;
     looked.position = toInt64(rows->Field(0).get());
@@ -143,9 +144,10 @@ Changed ServerOperations::change(const DocumentList& list, std::span<const Store
     identifiers += (identifiers.empty() ? u"" : u" ") + decimal(document.id);
   Changed result;
   asOne([&] {
-    const auto row = call(u"mdqChangeMessages",
-                          {text(longestText, list.queue), flag(list.isJournal), text(longestBody, identifiers),
-                           flag(static_cast<std::int64_t>(fate)), text(longestText, to)});
+    const auto row =
+        call(u"mdqChangeMessages",
+             {text(longestText, list.queue), flag(list.isJournal), text(longestBody, identifiers),
+              flag(static_cast<std::int64_t>(fate)), text(longestText, to)});
     result.done = toInt64(row->Field(0).get());
     result.held = toInt64(row->Field(1).get());
     this->note(note);
@@ -186,8 +188,9 @@ void ServerOperations::removeQueue(const String& queue) {
 
 std::int64_t ServerOperations::compact() {
   constexpr std::int32_t notSupported = 100;
-  throw Error(notSupported, storeSource,
-              u"A database server gives free room back by itself, or by its own tools: there is nothing to do here.");
+  throw Error(
+      notSupported, storeSource,
+      u"A database server gives free room back by itself, or by its own tools: there is nothing to do here.");
 }
 
 // ---- Workers
@@ -198,8 +201,7 @@ std::int32_t ServerOperations::beginAttempt(std::int64_t shown) {
 }
 void ServerOperations::endAttempts(std::int64_t shown) { call(u"mdqEndAttempts", {identifier(shown)}); }
 void ServerOperations::noteFailure(std::int64_t shown, const String& reason, std::int32_t attempts) {
-  call(u"mdqNoteFailure", {identifier(shown), text(longestBody, reason),
-                           whole(adInteger, attempts)});
+  call(u"mdqNoteFailure", {identifier(shown), text(longestBody, reason), whole(adInteger, attempts)});
 }
 String ServerOperations::failure(std::int64_t shown) {
   return toString(call(u"mdqFailureReason", {identifier(shown)})->Field(0).get());

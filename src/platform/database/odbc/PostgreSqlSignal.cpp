@@ -95,12 +95,13 @@ class PostgreSqlSignal final : public QueueSignal {
       return;  // the next call of the store tells
     }
     values[4] = toUtf8(place_.password);
-    constexpr const char* names[] = {"host", "port", "dbname", "user", "password", "connect_timeout",
-                                     "client_encoding", nullptr};
+    constexpr const char* names[] = {
+        "host", "port", "dbname", "user", "password", "connect_timeout", "client_encoding", nullptr};
     const char* texts[8] = {};
     for (std::size_t i = 0; i < 7; ++i) texts[i] = values[i].c_str();  // an empty one is as good as none
     connection_.reset(PQconnectdbParams(names, texts, 0));
-    PQsetNoticeReceiver(connection_.get(), [](void*, const PGresult*) {}, nullptr);
+    PQsetNoticeReceiver(
+        connection_.get(), [](void*, const PGresult*) {}, nullptr);
     process_ = getpid();
   }
   bool isInherited() const noexcept { return connection_ && process_ != getpid(); }

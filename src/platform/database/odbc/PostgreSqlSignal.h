@@ -5,8 +5,8 @@
 
 namespace CorvaneQueue::platform_layer {
 
-// Uses a connection of its own, which it opens with the first wait. Nothing when this was built without the server's
-// client library.
+// Uses a connection of its own, which it opens with the first wait. Nothing when this was built without the
+// server's client library.
 std::unique_ptr<QueueSignal> postgreSqlSignal(const ServerPlace& place);
 
 }  // namespace CorvaneQueue::platform_layer
