@@ -1,6 +1,6 @@
-// The database store on a PostgreSQL server that this starts, beside a plain program over libpq that makes the same
-// calls of the same procedures: 100 documents in a transaction, a listing of 100,000, and how soon a worker has what is
-// sent. Usage: server_bench [seconds a turn] [turns] [only rows whose name has this in it]
+// The database store on a PostgreSQL server that this starts, beside a plain program over libpq that makes
+// the same calls of the same procedures: 100 documents in a transaction, a listing of 100,000, and how soon a
+// worker has what is sent. Usage: server_bench [seconds a turn] [turns] [only rows whose name has this in it]
 #include "Measure.h"
 #include "PostgresQueue.h"
 
@@ -74,7 +74,8 @@ double receiving(const postgres::Server& server, int who) {
          });
 }
 
-// In a fresh process, for its memory: documents a second, and megabytes at the peak above what there was before.
+// In a fresh process, for its memory: documents a second, and megabytes at the peak above what there was
+// before.
 std::pair<double, double> listing(const postgres::Server& server, bool isFacade, int documents) {
   int report[2];
   if (pipe(report) != 0) std::exit(1);
@@ -125,14 +126,16 @@ std::vector<double> wakings(int count) {
     queue->SendDocument("text");
     Clock::duration::rep at = 0;
     if (read(taken[0], &at, sizeof at) != sizeof at) std::exit(1);
-    times.push_back(std::chrono::duration<double, std::milli>(Clock::duration(at) - start.time_since_epoch()).count());
+    times.push_back(
+        std::chrono::duration<double, std::milli>(Clock::duration(at) - start.time_since_epoch()).count());
   }
   kill(worker, SIGKILL);
   waitpid(worker, nullptr, 0);
   return times;
 }
 
-void compareAll(const char* what, const postgres::Server& server, double (*work)(const postgres::Server&, int)) {
+void compareAll(const char* what, const postgres::Server& server,
+                double (*work)(const postgres::Server&, int)) {
   if (!wanted(what)) return;
   std::vector<double> rates[3];
   for (int turn = 0; turn < turns; ++turn)
@@ -161,7 +164,8 @@ int main(int argc, char** argv) {
   const Home home;
   std::ofstream(home.directory / "settings.toml", std::ios::app) << server->storeSettings();
   installServerStore(ServerStoreScript::Install);
-  std::printf("%-32s %10s %10s %8s %10s %8s\n", "documents per second", "Queue", "libpq", "ratio", "+ savepts", "ratio");
+  std::printf("%-32s %10s %10s %8s %10s %8s\n", "documents per second", "Queue", "libpq", "ratio",
+              "+ savepts", "ratio");
   compareAll("send, 100 in a transaction", *server, sending);
   compareAll("receive, 100 in a transaction", *server, receiving);
   if (wanted("listing")) {
@@ -176,15 +180,16 @@ int main(int argc, char** argv) {
       megabytes = std::max(megabytes, used);
       plain.push_back(listing(*server, false, documents).first);
     }
-    std::printf("%-32s %10.0f %10.0f %8.2f\n", "listing of 100,000", median(own), median(plain), median(own) / median(plain));
-    std::printf("%-32s %10.0f MiB at the peak, %.2f times the documents' UTF-16 size\n", "  its memory", megabytes,
-                megabytes / (documents * size * 2.0 / (1 << 20)));
+    std::printf("%-32s %10.0f %10.0f %8.2f\n", "listing of 100,000", median(own), median(plain),
+                median(own) / median(plain));
+    std::printf("%-32s %10.0f MiB at the peak, %.2f times the documents' UTF-16 size\n", "  its memory",
+                megabytes, megabytes / (documents * size * 2.0 / (1 << 20)));
     empty();
   }
   if (wanted("worker")) {
     std::vector<double> times = wakings(turns * 10);
     std::sort(times.begin(), times.end());
-    std::printf("%-32s %10.1f ms in the median, %.1f at the most, of %zu\n", "an idle worker has a document after", median(times), times.back(),
-                times.size());
+    std::printf("%-32s %10.1f ms in the median, %.1f at the most, of %zu\n",
+                "an idle worker has a document after", median(times), times.back(), times.size());
   }
 }

@@ -82,6 +82,16 @@ class PostgreSql final : public Dialect {
       if (parameter.Direction == adParamInput) marks += marks.empty() ? u"?" : u", ?";
     return u"SELECT * FROM " + names(procedure) + u"(" + marks + u")";
   }
+  // Literals without a type are taken as the procedure wants them.
+  std::u16string callText(std::u16string_view procedure,
+                          std::span<const std::u16string> values) const override {
+    std::u16string literals;
+    for (const std::u16string& value : values) {
+      if (!literals.empty()) literals += u", ";
+      literals += quoted(std::u16string_view(value), u'\'');
+    }
+    return u"SELECT * FROM " + names(procedure) + u"(" + literals + u")";
+  }
   bool returnsOutputsAsRow() const noexcept override { return true; }
   std::u16string_view takesSenderKeys() const noexcept override {
     return u"SELECT count(*) FROM pg_proc p JOIN pg_namespace n ON n.oid = p.pronamespace"
@@ -150,6 +160,7 @@ class SqlServer final : public Dialect {
         marks += marks.empty() ? u"?" : u", ?";
     return u"{" + result + u"call " + std::u16string(procedure) + u"(" + marks + u")}";
   }
+  std::u16string callText(std::u16string_view, std::span<const std::u16string>) const override { return {}; }
   bool returnsOutputsAsRow() const noexcept override { return false; }
   std::u16string_view takesSenderKeys() const noexcept override {
     return u"SELECT COUNT(*) FROM sys.procedures WHERE object_id = OBJECT_ID(N'dbo.mdqCreateMessageOnce')";

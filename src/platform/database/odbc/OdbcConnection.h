@@ -31,6 +31,9 @@ class OdbcConnection {
 
   // A text without parameters and without rows.
   void execute(std::u16string_view sql);
+  void executeFirst(std::u16string_view sql) {
+    if (!sql.empty()) execute(sql);
+  }
   // Undoes all of the transaction, or what came behind a mark, by such a text.
   void undo(std::u16string_view sql);
   // The rows of a text, if it has any. Statements that are `kept` are prepared once.

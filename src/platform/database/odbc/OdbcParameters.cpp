@@ -34,6 +34,15 @@ SQL_TIMESTAMP_STRUCT timestampOf(Date date) noexcept {
   return time;
 }
 
+std::u16string textOf(const SQL_TIMESTAMP_STRUCT& time) {
+  const auto digits = [](int number, std::size_t count) {
+    const std::u16string text = decimal(number);
+    return std::u16string(count - std::min(count, text.size()), u'0') + text;
+  };
+  return digits(time.year, 4) + u"-" + digits(time.month, 2) + u"-" + digits(time.day, 2) + u" " +
+         digits(time.hour, 2) + u":" + digits(time.minute, 2) + u":" + digits(time.second, 2);
+}
+
 }  // namespace
 
 void mustBeCarried(std::u16string_view name, std::u16string_view text) {
@@ -101,6 +110,24 @@ void OdbcParameters::bindTo(const OdbcHandle& statement) {
     statement.check(SQLBindParameter(statement.get(), ++number, bound.direction, bound.cType, bound.sqlType,
                                      bound.size, 0, value, bound.length, &bound.length));
   }
+}
+
+std::vector<std::u16string> OdbcParameters::asTexts() const {
+  constexpr std::size_t longest = 16'000;
+  std::size_t length = 0;
+  for (const Bound& bound : bound_) length += bound.text.size();
+  std::vector<std::u16string> texts;
+  if (length > longest) return texts;
+  for (const Bound& bound : bound_) {
+    if (bound.direction != SQL_PARAM_INPUT) continue;
+    if (bound.cType == SQL_C_WCHAR)
+      texts.emplace_back(bound.text);
+    else if (bound.cType == SQL_C_TYPE_TIMESTAMP)
+      texts.push_back(textOf(bound.time));
+    else
+      texts.push_back(decimal(bound.number));
+  }
+  return texts;
 }
 
 void OdbcParameters::takeOutputs() {

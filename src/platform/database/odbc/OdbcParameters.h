@@ -26,6 +26,8 @@ class OdbcParameters {
 
   // This must outlive the statement's execution.
   void bindTo(const OdbcHandle& statement);
+  // The input values as texts, should all of them together be short; else none.
+  std::vector<std::u16string> asTexts() const;
   // The values of bound outputs, once the statement is done.
   void takeOutputs();
 

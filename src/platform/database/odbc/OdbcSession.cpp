@@ -10,7 +10,7 @@ namespace CorvaneQueue::platform_layer {
 
 namespace {
 
-constexpr std::u16string_view statementMark = u"corvane_statement";
+constexpr std::u16string_view statementMarks[] = {u"corvane_statement", u"corvane_next_statement"};
 std::u16string markOf(std::int32_t level) { return u"corvane_level" + decimal(level); }
 
 constexpr std::u16string_view undone =
@@ -45,7 +45,8 @@ OdbcSession::~OdbcSession() { drop(); }
 
 void OdbcSession::drop() noexcept {
   giveBack(std::move(connection_));
-  isStarted_ = hasMark_ = false;
+  isStarted_ = false;
+  mark_ = {};
 }
 
 OdbcConnection& OdbcSession::connection() {
@@ -137,29 +138,28 @@ void OdbcSession::mustStand() const {
 
 // ---- Statements
 
-void OdbcSession::begin() {
-  connection().execute(connection().dialect().begin());
-  connection().isInTransaction(true);
+std::u16string OdbcSession::begin() {
+  const Dialect& dialect = connection_->dialect();
+  connection_->isInTransaction(true);
   isStarted_ = true;
-  hasMark_ = false;
-  for (std::int32_t level = 2; level <= level_; ++level)
-    connection().execute(connection().dialect().savepoint(markOf(level)));
+  mark_ = {};
+  std::u16string text(dialect.begin());
+  for (std::int32_t level = 2; level <= level_; ++level) text += u"; " + dialect.savepoint(markOf(level));
+  return text;
 }
 
 std::unique_ptr<RowsInMemory> OdbcSession::runInside(const Work& work) {
   OdbcConnection& connection = *connection_;
   const Dialect& dialect = connection.dialect();
   // The mark of the statement before goes in the same round trip.
-  const auto released = hasMark_ ? dialect.release(statementMark) : std::u16string();
-  bool isMarked = false;
+  const auto released = mark_.empty() ? std::u16string() : dialect.release(mark_);
+  mark_ = statementMarks[mark_ == statementMarks[0] ? 1 : 0];
   try {
-    connection.execute((released.empty() ? u"" : released + u"; ") + dialect.savepoint(statementMark));
-    hasMark_ = isMarked = true;
-    return work(connection);
+    return work(connection, (released.empty() ? u"" : released + u"; ") + dialect.savepoint(mark_));
   } catch (const OdbcFailure& failure) {
-    if (!isMarked || kindOf(failure.diagnosis()) == FailureKind::Connection) lose(failure.diagnosis());
+    if (kindOf(failure.diagnosis()) == FailureKind::Connection) lose(failure.diagnosis());
     try {
-      connection.undo(dialect.rollbackTo(statementMark));
+      connection.undo(dialect.rollbackTo(mark_));
     } catch (const OdbcFailure&) {
       lose(failure.diagnosis());
     }
@@ -177,8 +177,7 @@ std::unique_ptr<RowsInMemory> OdbcSession::run(const Work& work) {
   for (int attempt = 1;; ++attempt) {
     try {
       connection();
-      if (level_ > 0) begin();
-      return work(*connection_);
+      return work(*connection_, level_ > 0 ? begin() : std::u16string());
     } catch (const OdbcFailure& failure) {
       const FailureKind kind = kindOf(failure.diagnosis());
       if (kind == FailureKind::Connection) {
@@ -199,7 +198,8 @@ std::unique_ptr<RowsInMemory> OdbcSession::run(const Work& work) {
 std::unique_ptr<Recordset> OdbcSession::query(std::u16string_view text, std::int32_t seconds) {
   const ServerText ready = Dialect::of(place_.engine).queryText(text);
   OdbcParameters parameters(ready.values);
-  return run([&](OdbcConnection& connection) {
+  return run([&](OdbcConnection& connection, std::u16string_view before) {
+    connection.executeFirst(before);
     return connection.run(ready.sql, parameters, seconds, OdbcConnection::Keep::No);
   });
 }
@@ -210,7 +210,14 @@ std::unique_ptr<Recordset> OdbcSession::call(std::u16string_view procedure, std:
   const bool isRow = dialect.returnsOutputsAsRow();
   OdbcParameters bound(parameters, isRow ? OdbcParameters::Outputs::InRow : OdbcParameters::Outputs::Bound);
   const std::u16string text = dialect.callText(procedure, parameters);
-  auto rows = run([&](OdbcConnection& connection) {
+  auto rows = run([&](OdbcConnection& connection, std::u16string_view before) {
+    if (const auto values = before.empty() ? std::vector<std::u16string>() : bound.asTexts(); !values.empty())
+      if (const auto whole = dialect.callText(procedure, values); !whole.empty()) {
+        OdbcParameters none{std::span<const std::u16string>()};
+        return connection.run(std::u16string(before) + u"; " + whole, none, seconds,
+                              OdbcConnection::Keep::No);
+      }
+    connection.executeFirst(before);
     return connection.run(text, bound, seconds, OdbcConnection::Keep::Yes);
   });
   std::int32_t column = 0;
@@ -269,7 +276,8 @@ bool OdbcSession::isSentAgain(const Send& send) {
 
 std::unique_ptr<Recordset> OdbcSession::execute(std::u16string_view text) {
   OdbcParameters none{std::span<const std::u16string>()};
-  return run([&](OdbcConnection& connection) {
+  return run([&](OdbcConnection& connection, std::u16string_view before) {
+    connection.executeFirst(before);
     return connection.run(std::u16string(text), none, 0, OdbcConnection::Keep::No);
   });
 }
@@ -281,7 +289,7 @@ std::int32_t OdbcSession::BeginTrans() {
   if (isStarted_) {
     try {
       connection_->execute(connection_->dialect().savepoint(markOf(level_ + 1)));
-      hasMark_ = false;  // it lies before the new one
+      mark_ = {};  // it lies before the new one
     } catch (const OdbcFailure& failure) {
       lose(failure.diagnosis());
     }
@@ -298,13 +306,14 @@ void OdbcSession::CommitTrans() {
   try {
     if (level > 1) {
       const auto released = dialect.release(markOf(level));
-      hasMark_ = false;
+      mark_ = {};
       if (!released.empty()) connection_->execute(released);
       return;
     }
     connection_->execute(dialect.commit());
     connection_->isInTransaction(false);
-    isStarted_ = hasMark_ = false;
+    isStarted_ = false;
+    mark_ = {};
   } catch (const OdbcFailure& failure) {
     if (level > 1) lose(failure.diagnosis());
     const FailureKind kind = kindOf(failure.diagnosis());
@@ -327,7 +336,7 @@ void OdbcSession::RollbackTrans() {
   if (level == 1) return drop();
   try {
     connection_->undo(connection_->dialect().rollbackTo(markOf(level)));
-    hasMark_ = false;
+    mark_ = {};
   } catch (const OdbcFailure& failure) {
     lose(failure.diagnosis());
   }

@@ -31,11 +31,13 @@ class OdbcSession final : public StoreSession {
   std::unique_ptr<Recordset> execute(std::u16string_view text);
 
  private:
-  using Work = std::function<std::unique_ptr<RowsInMemory>(OdbcConnection& connection)>;
+  // `before` is to be executed first, in the same round trip where that can be.
+  using Work =
+      std::function<std::unique_ptr<RowsInMemory>(OdbcConnection& connection, std::u16string_view before)>;
   std::unique_ptr<RowsInMemory> run(const Work& work);
   std::unique_ptr<RowsInMemory> runInside(const Work& work);
   OdbcConnection& connection();
-  void begin();
+  std::u16string begin();
   void drop() noexcept;
   void mustStand() const;
   std::u16string told(const Diagnosis& diagnosis) const;
@@ -57,7 +59,8 @@ class OdbcSession final : public StoreSession {
   std::unique_ptr<OdbcConnection> connection_;
   std::int32_t level_ = 0;
   bool isStarted_ = false;  // the server's transaction
-  bool hasMark_ = false;    // of the statement before
+  // Of the statement before. Two names take turns: going back to one that was not set must fail.
+  std::u16string_view mark_;
   bool isLost_ = false;
   std::optional<Send> send_;  // all that the transaction has done
 };
