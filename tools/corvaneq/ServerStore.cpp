@@ -10,8 +10,8 @@ namespace corvaneq {
 using namespace CorvaneQueue;
 
 bool database(const std::string& job, const std::string& engine) {
-  const auto which = job == "upgrade" ? ServerStoreScript::Upgrade : ServerStoreScript::Install;
-  if (job == "script") {
+  const auto which = job.starts_with("upgrade") ? ServerStoreScript::Upgrade : ServerStoreScript::Install;
+  if (job.ends_with("script")) {
     const std::string script = toUtf8(serverStoreScript(argument("engine", engine).view(), which));
     usesJson() ? print({{"script", script}}) : static_cast<void>(std::cout << script);
     return true;

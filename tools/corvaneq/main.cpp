@@ -150,11 +150,11 @@ void addOtherCommands(CLI::App& app, Arguments& given) {
   auto* database = corvaneq::addCommand(
       app, "database", "Prepare or check the store on a database server, or print its SQL.",
       [&] { given.result = corvaneq::database(given.job, given.other) ? succeeded : failed; });
-  database->add_option("job", given.job, "install, upgrade, check or script")
+  database->add_option("job", given.job, "install, upgrade, check, script or upgrade-script")
       ->required()
-      ->check(CLI::IsMember({"install", "upgrade", "check", "script"}));
+      ->check(CLI::IsMember({"install", "upgrade", "check", "script", "upgrade-script"}));
   database->add_option("engine", given.other,
-                       "For script: postgresql or sqlserver; without it, that of the settings");
+                       "For scripts: postgresql or sqlserver; without it, that of the settings");
   corvaneq::addCommand(app, "manual", "Print the manual page of the tool, or of a command.", [&] {
     std::cout << corvaneq::manualPage(app, given.job);
   })->add_option("command", given.job, "The command");
