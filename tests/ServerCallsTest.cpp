@@ -19,9 +19,9 @@ RecordedOdbc& driver() {
   static RecordedOdbc& found = *[] {
     void* const module = dlopen(RECORDING_ODBC, RTLD_NOW | RTLD_LOCAL);
     const auto give =
-        reinterpret_cast<RecordedOdbc& (*)()>(module == nullptr ? nullptr : dlsym(module, "recordedOdbc"));
+        reinterpret_cast<RecordedOdbc* (*)()>(module == nullptr ? nullptr : dlsym(module, "recordedOdbc"));
     if (give == nullptr) throw std::runtime_error(dlerror());
-    return &give();
+    return give();
   }();
   return found;
 }

@@ -103,7 +103,7 @@ TEST_F(ServerStore, TellsWhatHasHappenedWhereverTheConnectionIsCut) {
     Texts result;
   };
   Texts many;
-  for (int i = 0; i < 40; ++i) many.push_back("document " + std::to_string(i));
+  for (int i = 0; i < 80; ++i) many.push_back("document " + std::to_string(i));
   const Work works[] = {
       {false, [](const Queue& queue) { queue->SendDocument("next"); }, {"first", "next"}},
       {false, [](const Queue& queue) { queue->AcknowledgeMessage(queue->ReceiveNext()); }, {}},

@@ -7,9 +7,9 @@
 #include <cstring>
 #include <map>
 
-extern "C" RecordedOdbc& recordedOdbc() {
+extern "C" RecordedOdbc* recordedOdbc() {
   static RecordedOdbc recorded;
-  return recorded;
+  return &recorded;
 }
 
 namespace {
@@ -32,7 +32,7 @@ struct Handle {
 };
 Handle& of(SQLHANDLE handle) { return *static_cast<Handle*>(handle); }
 
-void note(const std::string& line) { recordedOdbc().transcript += line + "\n"; }
+void note(const std::string& line) { recordedOdbc()->transcript += line + "\n"; }
 
 std::string shown(const SQLWCHAR* text, SQLLEN length) {
   std::string result;
@@ -62,7 +62,7 @@ SQLRETURN fail(Handle& handle, OdbcAnswer failure) {
 
 SQLRETURN executed(Handle& statement) {
   OdbcAnswer answer;
-  auto& answers = recordedOdbc().answers;
+  auto& answers = recordedOdbc()->answers;
   for (auto each = answers.begin(); each != answers.end(); ++each)
     if (statement.text.find(each->to) != std::string::npos) {
       answer = *each;
@@ -84,17 +84,17 @@ extern "C" {
 SQLRETURN SQLAllocHandle(SQLSMALLINT type, SQLHANDLE parent, SQLHANDLE* handle) {
   static int connections = 0;
   static int statements = 0;
-  if (type == SQL_HANDLE_DBC && recordedOdbc().transcript.empty()) connections = statements = 0;
+  if (type == SQL_HANDLE_DBC && recordedOdbc()->transcript.empty()) connections = statements = 0;
   *handle = new Handle{type == SQL_HANDLE_ENV   ? "environment"
                        : type == SQL_HANDLE_DBC ? "connection " + std::to_string(++connections)
                                                 : "statement " + std::to_string(++statements),
                        static_cast<Handle*>(parent)};
-  ++recordedOdbc().handles;
+  ++recordedOdbc()->handles;
   return SQL_SUCCESS;
 }
 SQLRETURN SQLFreeHandle(SQLSMALLINT, SQLHANDLE handle) {
   delete static_cast<Handle*>(handle);
-  --recordedOdbc().handles;
+  --recordedOdbc()->handles;
   return SQL_SUCCESS;
 }
 SQLRETURN SQLSetEnvAttr(SQLHENV, SQLINTEGER, SQLPOINTER, SQLINTEGER) { return SQL_SUCCESS; }
@@ -113,7 +113,7 @@ SQLRETURN SQLDriverConnectW(SQLHDBC handle, SQLHWND, SQLWCHAR* in, SQLSMALLINT l
   note(of(handle).name + ": connect with " + text.substr(text.find(';') + 1));
   if (size > 0) *out = 0;
   if (outLength != nullptr) *outLength = 0;
-  int& refused = recordedOdbc().refusedConnections;
+  int& refused = recordedOdbc()->refusedConnections;
   if (refused <= 0) return SQL_SUCCESS;
   --refused;
   note("  fails with 08001");

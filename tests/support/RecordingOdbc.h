@@ -26,4 +26,4 @@ struct RecordedOdbc {
   int handles = 0;             // there are
 };
 // The driver's one, by this name.
-extern "C" RecordedOdbc& recordedOdbc();
+extern "C" RecordedOdbc* recordedOdbc();
