@@ -82,15 +82,24 @@ class PostgreSql final : public Dialect {
       if (parameter.Direction == adParamInput) marks += marks.empty() ? u"?" : u", ?";
     return u"SELECT * FROM " + names(procedure) + u"(" + marks + u")";
   }
-  // Literals without a type are taken as the procedure wants them.
-  std::u16string callText(std::u16string_view procedure,
-                          std::span<const std::u16string> values) const override {
+  bool takesTextsTogether() const noexcept override { return true; }
+  // Parameters and literals without a type are taken as the procedure wants them.
+  std::u16string prepareText(std::u16string_view name, std::u16string_view procedure,
+                             std::size_t values) const override {
+    std::u16string marks;
+    for (std::size_t i = 1; i <= values; ++i)
+      marks += (i == 1 ? u"$" : u", $") + decimal(static_cast<std::int64_t>(i));
+    return u"PREPARE " + std::u16string(name) + u" AS SELECT * FROM " + names(procedure) + u"(" + marks +
+           u")";
+  }
+  std::u16string executeText(std::u16string_view name,
+                             std::span<const std::u16string> values) const override {
     std::u16string literals;
     for (const std::u16string& value : values) {
       if (!literals.empty()) literals += u", ";
       literals += quoted(std::u16string_view(value), u'\'');
     }
-    return u"SELECT * FROM " + names(procedure) + u"(" + literals + u")";
+    return u"EXECUTE " + std::u16string(name) + u"(" + literals + u")";
   }
   bool returnsOutputsAsRow() const noexcept override { return true; }
   std::u16string_view takesSenderKeys() const noexcept override {
@@ -160,7 +169,13 @@ class SqlServer final : public Dialect {
         marks += marks.empty() ? u"?" : u", ?";
     return u"{" + result + u"call " + std::u16string(procedure) + u"(" + marks + u")}";
   }
-  std::u16string callText(std::u16string_view, std::span<const std::u16string>) const override { return {}; }
+  bool takesTextsTogether() const noexcept override { return false; }
+  std::u16string prepareText(std::u16string_view, std::u16string_view, std::size_t) const override {
+    return {};
+  }
+  std::u16string executeText(std::u16string_view, std::span<const std::u16string>) const override {
+    return {};
+  }
   bool returnsOutputsAsRow() const noexcept override { return false; }
   std::u16string_view takesSenderKeys() const noexcept override {
     return u"SELECT COUNT(*) FROM sys.procedures WHERE object_id = OBJECT_ID(N'dbo.mdqCreateMessageOnce')";

@@ -39,10 +39,13 @@ class Dialect {
   // The call of a procedure by its bracketed name; a mark for each bound parameter.
   virtual std::u16string callText(std::u16string_view procedure,
                                   std::span<const Parameter> parameters) const = 0;
-  // The same with values in place of marks, to be sent in one text with what goes before it; empty where that
-  // cannot be.
-  virtual std::u16string callText(std::u16string_view procedure,
-                                  std::span<const std::u16string> values) const = 0;
+  // Whether a call can be sent in one text with what goes before it: the first text gives the call a name for
+  // the time of the connection, the second one makes it with values.
+  virtual bool takesTextsTogether() const noexcept = 0;
+  virtual std::u16string prepareText(std::u16string_view name, std::u16string_view procedure,
+                                     std::size_t values) const = 0;
+  virtual std::u16string executeText(std::u16string_view name,
+                                     std::span<const std::u16string> values) const = 0;
   // Whether outputs are columns of the row that a call returns; else they are bound, as is the return value.
   virtual bool returnsOutputsAsRow() const noexcept = 0;
   // Counts the procedures of the store that take a sender's own key.

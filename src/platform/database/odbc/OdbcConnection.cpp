@@ -1,5 +1,7 @@
 #include "OdbcConnection.h"
 
+#include "StoredText.h"
+
 #include <unistd.h>
 #include <array>
 
@@ -109,6 +111,25 @@ std::unique_ptr<RowsInMemory> OdbcConnection::run(const std::u16string& sql, Odb
   } while (statement.check(SQLMoreResults(statement.get())));
   parameters.takeOutputs();
   return rows;
+}
+
+std::unique_ptr<RowsInMemory> OdbcConnection::runTogether(std::u16string_view before,
+                                                          std::u16string_view procedure,
+                                                          std::span<const std::u16string> values,
+                                                          std::int32_t seconds) {
+  std::u16string text(before);
+  auto named = named_.find(procedure);
+  if (named == named_.end()) {
+    // Behind its mark, so that it may fail as the call would.
+    execute(before);
+    text.clear();
+    const std::u16string name = u"corvane_" + decimal(static_cast<std::int64_t>(named_.size()));
+    execute(dialect_.prepareText(name, procedure, values.size()));
+    named = named_.emplace(procedure, name).first;
+  }
+  if (!text.empty()) text += u"; ";
+  OdbcParameters none{std::span<const std::u16string>()};
+  return run(text + dialect_.executeText(named->second, values), none, seconds, Keep::No);
 }
 
 bool OdbcConnection::isInherited() const noexcept { return process_ != getpid(); }

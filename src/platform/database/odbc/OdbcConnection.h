@@ -5,6 +5,7 @@
 #include "OdbcParameters.h"
 #include "OdbcRows.h"
 
+#include <map>
 #include <memory>
 #include <optional>
 #include <unordered_map>
@@ -41,6 +42,11 @@ class OdbcConnection {
   std::unique_ptr<RowsInMemory> run(const std::u16string& sql, OdbcParameters& parameters,
                                     std::int32_t seconds, Keep keep);
 
+  // The rows of a call with these values, and what goes before it in the same round trip; a call is prepared
+  // with its first use.
+  std::unique_ptr<RowsInMemory> runTogether(std::u16string_view before, std::u16string_view procedure,
+                                            std::span<const std::u16string> values, std::int32_t seconds);
+
   // Of the process that this one was forked off: not to be used.
   bool isInherited() const noexcept;
   // False when the connection is known to be lost.
@@ -59,6 +65,7 @@ class OdbcConnection {
   OdbcHandle environment_;
   OdbcHandle connection_;
   std::unordered_map<std::u16string, OdbcHandle> prepared_;
+  std::map<std::u16string, std::u16string, std::less<>> named_;  // the names of calls
   std::int32_t limit_ = -1;
   bool isInTransaction_ = false;
 };

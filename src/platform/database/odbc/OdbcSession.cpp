@@ -211,12 +211,9 @@ std::unique_ptr<Recordset> OdbcSession::call(std::u16string_view procedure, std:
   OdbcParameters bound(parameters, isRow ? OdbcParameters::Outputs::InRow : OdbcParameters::Outputs::Bound);
   const std::u16string text = dialect.callText(procedure, parameters);
   auto rows = run([&](OdbcConnection& connection, std::u16string_view before) {
-    if (const auto values = before.empty() ? std::vector<std::u16string>() : bound.asTexts(); !values.empty())
-      if (const auto whole = dialect.callText(procedure, values); !whole.empty()) {
-        OdbcParameters none{std::span<const std::u16string>()};
-        return connection.run(std::u16string(before) + u"; " + whole, none, seconds,
-                              OdbcConnection::Keep::No);
-      }
+    if (!before.empty() && dialect.takesTextsTogether())
+      if (const auto values = bound.asTexts(); !values.empty())
+        return connection.runTogether(before, procedure, values, seconds);
     connection.executeFirst(before);
     return connection.run(text, bound, seconds, OdbcConnection::Keep::Yes);
   });
