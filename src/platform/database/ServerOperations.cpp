@@ -33,6 +33,18 @@ Date dateOfSeconds(std::int64_t time) {
   return dateOf({first + time / dayLength, static_cast<int>(time % dayLength)});
 }
 
+// As the procedure knows them. Nothing on a server is known to be damaged.
+std::int64_t numberOf(Fate fate) {
+  switch (fate) {
+    case Fate::Deleted: return 0;
+    case Fate::Acknowledged: return 1;
+    case Fate::Moved:
+    case Fate::SetAside: return 2;
+    case Fate::Copied: break;
+  }
+  return 3;
+}
+
 }  // namespace
 
 // One that was lost inside a transaction is of no use any more.
@@ -144,10 +156,9 @@ Changed ServerOperations::change(const DocumentList& list, std::span<const Store
     identifiers += (identifiers.empty() ? u"" : u" ") + decimal(document.id);
   Changed result;
   asOne([&] {
-    const auto row =
-        call(u"mdqChangeMessages",
-             {text(longestText, list.queue), flag(list.isJournal), text(longestBody, identifiers),
-              flag(static_cast<std::int64_t>(fate)), text(longestText, to)});
+    const auto row = call(u"mdqChangeMessages",
+                          {text(longestText, list.queue), flag(list.isJournal),
+                           text(longestBody, identifiers), flag(numberOf(fate)), text(longestText, to)});
     result.done = toInt64(row->Field(0).get());
     result.held = toInt64(row->Field(1).get());
     this->note(note);
@@ -175,11 +186,23 @@ std::vector<std::int64_t> ServerOperations::store(const String& queue,
 
 void ServerOperations::note(const RunNote& note) {
   if (note.run.empty()) return;
+  if (!note.replaced.empty() && note.replaced != note.run) forgetRun(note.replaced);
   call(u"mdqNoteRun", {text(longestBody, fromUtf8(note.run)), identifier(note.position)});
 }
 
-std::int64_t ServerOperations::noted(const std::string& run) {
-  return number(u"mdqNotedRun", {text(longestBody, fromUtf8(run))});
+std::vector<RunNote> ServerOperations::notes(const std::string& work, const String& queue) {
+  std::vector<RunNote> notes;
+  const std::string end = RunNote::intoQueue + toUtf8(queue);
+  const auto rows =
+      call(u"mdqNotedRuns", {text(longestBody, fromUtf8(work)), text(longestBody, fromUtf8(end))});
+  for (; !rows->EndOfFile(); rows->MoveNext())
+    notes.push_back({toUtf8(toString(rows->Field(0).get())), toInt64(rows->Field(1).get()), {}});
+  return notes;
+}
+
+void ServerOperations::forgetRun(const std::string& run) {
+  constexpr std::int64_t forgotten = -1;
+  call(u"mdqNoteRun", {text(longestBody, fromUtf8(run)), identifier(forgotten)});
 }
 
 void ServerOperations::removeQueue(const String& queue) {

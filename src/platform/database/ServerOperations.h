@@ -21,7 +21,8 @@ class ServerOperations final : public StoreOperations {
                  const String& to, const RunNote& note) override;
   std::vector<std::int64_t> store(const String& queue, std::span<const StoredDocument> documents,
                                   const RunNote& note) override;
-  std::int64_t noted(const std::string& run) override;
+  std::vector<RunNote> notes(const std::string& work, const String& queue) override;
+  void forgetRun(const std::string& run) override;
   std::int32_t beginAttempt(std::int64_t shown) override;
   void endAttempts(std::int64_t shown) override;
   void noteFailure(std::int64_t shown, const String& reason, std::int32_t attempts) override;

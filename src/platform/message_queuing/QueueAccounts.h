@@ -19,8 +19,8 @@ class QueueAccounts {
   void store();
   // The write has been committed.
   void stored() noexcept { knownAt_ = next_; }
-  // Inside a write: a queue that it has to do with, as it is by now. Throws MQ_ERROR_QUEUE_DELETED. Stays until
-  // the next write.
+  // Inside a write: a queue that it has to do with, as it is by now. Throws MQ_ERROR_QUEUE_DELETED. Stays
+  // until the next write.
   QueueRecord& of(std::int64_t queue);
   void forget(std::int64_t queue);
 

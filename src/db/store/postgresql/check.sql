@@ -23,7 +23,7 @@ own_rights(relation, rights) AS (VALUES
 own_functions(name) AS (VALUES
   ('mdqCreateMessageOnce'), ('mdqListen'), ('mdqWork'), ('mdqTell'), ('mdqTypeOf'), ('mdqSeconds'),
   ('mdqQueueContent'), ('mdqReadMessages'), ('mdqChangeMessages'), ('mdqRemoveQueue'), ('mdqNoteRun'),
-  ('mdqNotedRun'), ('mdqBeginAttempt'), ('mdqEndAttempts'), ('mdqNoteFailure'), ('mdqFailureReason')),
+  ('mdqNotedRuns'), ('mdqBeginAttempt'), ('mdqEndAttempts'), ('mdqNoteFailure'), ('mdqFailureReason')),
 own_columns(relation, name) AS (VALUES ('mdqDocument', 'SenderKey'), ('mdqAcknowledged', 'AckTimestamp')),
 relations AS (
   SELECT c.oid, c.relname FROM pg_class c JOIN pg_namespace n ON n.oid = c.relnamespace WHERE n.nspname = 'dbo'),

@@ -98,6 +98,7 @@ BEGIN
     DELETE FROM dbo."mdqFailure" f WHERE f."MessageID" = ANY (v_ours);
   ELSIF p_fate = 1 THEN
     INSERT INTO dbo."mdqAcknowledged" SELECT v_type, m FROM unnest(v_ours) m;
+    DELETE FROM dbo."mdqFailure" f WHERE f."MessageID" = ANY (v_ours);
   ELSE
     UPDATE dbo."mdqDocument" d SET "MessageTypeID" = v_to WHERE d."MessageID" = ANY (v_ours) AND d."MessageTypeID" <> v_to;
     INSERT INTO dbo."mdqWaiting" SELECT v_to, m FROM unnest(v_ours) m;
@@ -112,7 +113,7 @@ DECLARE
   v_end text := ' > ' || p_queue;
 BEGIN
   DELETE FROM dbo."mdqMessageType" t WHERE t."MessageTypeID" = dbo."mdqTypeOf"(p_queue);
-  DELETE FROM dbo."mdqRun" r WHERE right(r."Run", length(v_end)) = v_end;
+  DELETE FROM dbo."mdqRun" r WHERE right(r."Run", length(v_end))::citext = v_end::citext;
 EXCEPTION WHEN foreign_key_violation THEN
   RAISE EXCEPTION 'Documents have come into the queue "%" meanwhile; it stays. End its senders first.', p_queue;
 END
@@ -130,9 +131,13 @@ BEGIN
   END IF;
 END
 $$;
-CREATE OR REPLACE FUNCTION dbo."mdqNotedRun"(p_run text, OUT "Position" bigint)
+-- Runs of which the names begin and end so; letter case of a queue's name at the end does not count.
+CREATE OR REPLACE FUNCTION dbo."mdqNotedRuns"(p_work text, p_end text)
+RETURNS TABLE ("Run" text, "Position" bigint)
 LANGUAGE sql STABLE AS $$
-  SELECT coalesce((SELECT r."Position" FROM dbo."mdqRun" r WHERE r."Run" = p_run), 0);
+  SELECT r."Run", r."Position" FROM dbo."mdqRun" r
+   WHERE left(r."Run", length(p_work)) = p_work AND right(r."Run", length(p_end))::citext = p_end::citext
+   ORDER BY r."Position";
 $$;
 
 -- What dies with the server is an attempt, not a document.
