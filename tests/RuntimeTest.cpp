@@ -190,7 +190,7 @@ TEST(Errors, TravelAsNumberSourceAndDescription) {
   call<&ISample::raw_Swap>(sample.get(), static_cast<ISample**>(nullptr));
   expectError(E_NOTIMPL, u"", "without a description", [&] {
     call<&IConnectionPoint::EnumConnections>(Ref<IConnectionPoint>(make<ConnectionPoint>(IID_NULL, nullptr)),
-                                             static_cast<void**>(nullptr));
+                                             static_cast<IEnumConnections**>(nullptr));
   });
 }
 

@@ -4,6 +4,7 @@
 #include <CorvaneQueue/automation.h>
 
 #include <chrono>
+#include <cstdint>
 #include <exception>
 #include <functional>
 #include <memory>
@@ -18,10 +19,10 @@ namespace CorvaneQueue {
 // delivered on the thread of their object, and only inside pump().
 class CORVANE_API Apartment {
  public:
-  // Something that may call back: when `descriptor` (-1 for none) becomes readable, or after a wake,
-  // pump() runs `deliver`.
+  // Something that may call back: when `descriptor` (-1 for none) becomes readable, under Windows when that
+  // handle is signalled, or after a wake, pump() runs `deliver`.
   struct Source {
-    int descriptor;
+    std::intptr_t descriptor;
     std::function<void()> deliver;
     bool isDue = false;
   };
@@ -44,11 +45,11 @@ class CORVANE_API Apartment {
 
   Armed arm(Source source);
   // Waits until something can be delivered, at most `timeout` (negative: without end), and delivers
-  // what is ready. Returns how many sources were delivered. Throws the error of a failed wait; and once
-  // the delivery is over, the exception of a handler that threw in it (the first of several; all are in the
-  // log), or the error with which a notification ended because its queue or its store is gone. An arrived
-  // document whose handler threw stays with its queue object, which announces nothing more until it is told
-  // how to go on: see Queue::evtArrived.
+  // what is ready. Under Windows it serves the thread's window messages meanwhile. Returns how many sources
+  // were delivered. Throws the error of a failed wait; and once the delivery is over, the exception of a
+  // handler that threw in it (the first of several; all are in the log), or the error with which a
+  // notification ended because its queue or its store is gone. An arrived document whose handler threw stays
+  // with its queue object, which announces nothing more until it is told how to go on: see Queue::evtArrived.
   int pump(std::chrono::milliseconds timeout);
   // For what is called inside pump(): this comes out of the innermost one that is running. Without one
   // nothing happens.

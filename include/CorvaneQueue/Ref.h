@@ -15,36 +15,36 @@ template <class Interface>
 struct InterfaceTraits;
 template <>
 struct InterfaceTraits<IUnknown> {
-  static constexpr IID iid = IID_IUnknown;
+  static constexpr IID iid = identities::unknown;
 };
 template <>
 struct InterfaceTraits<IDispatch> {
-  static constexpr IID iid = IID_IDispatch;
+  static constexpr IID iid = identities::dispatch;
   static constexpr const char16_t* name = u"IDispatch";
 };
 template <>
 struct InterfaceTraits<IEnumVARIANT> {
-  static constexpr IID iid = IID_IEnumVARIANT;
+  static constexpr IID iid = identities::enumVariant;
 };
 template <>
 struct InterfaceTraits<IErrorInfo> {
-  static constexpr IID iid = IID_IErrorInfo;
+  static constexpr IID iid = identities::errorInfo;
 };
 template <>
 struct InterfaceTraits<ISupportErrorInfo> {
-  static constexpr IID iid = IID_ISupportErrorInfo;
+  static constexpr IID iid = identities::supportErrorInfo;
 };
 template <>
 struct InterfaceTraits<IClassFactory> {
-  static constexpr IID iid = IID_IClassFactory;
+  static constexpr IID iid = identities::classFactory;
 };
 template <>
 struct InterfaceTraits<IConnectionPoint> {
-  static constexpr IID iid = IID_IConnectionPoint;
+  static constexpr IID iid = identities::connectionPoint;
 };
 template <>
 struct InterfaceTraits<IConnectionPointContainer> {
-  static constexpr IID iid = IID_IConnectionPointContainer;
+  static constexpr IID iid = identities::connectionPointContainer;
 };
 
 template <class Interface>

@@ -20,7 +20,7 @@ class StringRef {
   BSTR bstr() const noexcept { return text_; }
   std::size_t size() const noexcept { return text_ == nullptr ? 0 : SysStringLen(text_); }
   bool empty() const noexcept { return size() == 0; }
-  std::u16string_view view() const noexcept { return {text_ == nullptr ? u"" : text_, size()}; }
+  std::u16string_view view() const noexcept { return {text_ == nullptr ? u"" : unitsOf(text_), size()}; }
   operator std::u16string_view() const noexcept { return view(); }
 
  private:
@@ -51,17 +51,19 @@ class String {
     result.text_ = text;
     return result;
   }
-  // A string of `length` units to be filled through `bstr()`. Throws std::bad_alloc.
+  // A string of `length` units to be filled through `units()`. Throws std::bad_alloc.
   static String ofLength(std::size_t length) {
     return adopt(checked(SysAllocStringLen(nullptr, checkedLength(length))));
   }
   // Gives the BSTR to the caller; an empty string is given as an allocated empty one.
   BSTR detach() {
-    if (text_ == nullptr) return checked(SysAllocStringLen(u"", 0));
+    if (text_ == nullptr) return checked(SysAllocStringLen(platformText(u""), 0));
     return std::exchange(text_, nullptr);
   }
 
   BSTR bstr() const noexcept { return text_; }
+  // To be filled; null when it is empty.
+  char16_t* units() noexcept { return unitsOf(text_); }
   // For a call that replaces the string by reference.
   BSTR* address() noexcept { return &text_; }
   std::size_t size() const noexcept { return ref().size(); }
@@ -91,7 +93,8 @@ class String {
     return text;
   }
   static BSTR allocate(std::u16string_view text) {
-    return text.empty() ? nullptr : checked(SysAllocStringLen(text.data(), checkedLength(text.size())));
+    return text.empty() ? nullptr
+                        : checked(SysAllocStringLen(platformText(text.data()), checkedLength(text.size())));
   }
   BSTR text_ = nullptr;
 };

@@ -107,7 +107,7 @@ class Variant {
   Variant as(VARTYPE type) const { return changed(value_, type); }
   static Variant changed(const VARIANT& value, VARTYPE type) {
     Variant result;
-    throwIfFailedPlain(VariantChangeType(&result.value_, &value, VARIANT_ALPHABOOL, type));
+    throwIfFailedPlain(changeType(&result.value_, &value, VARIANT_ALPHABOOL, type));
     return result;
   }
 

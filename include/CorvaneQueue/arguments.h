@@ -36,7 +36,7 @@ struct Incoming<T> {
       converted.address()->vt = PlatformType<T>::type;
       return S_OK;
     }
-    return VariantChangeType(converted.address(), argument, 0, PlatformType<T>::type);
+    return changeType(converted.address(), argument, 0, PlatformType<T>::type);
   }
   T value() noexcept { return PlatformType<T>::in(*converted.address()); }
   HRESULT finish() noexcept { return S_OK; }

@@ -43,16 +43,18 @@ struct IClassFactory : IUnknown {
   virtual HRESULT CORVANE_CALL LockServer(BOOL lock) noexcept = 0;
 };
 struct IConnectionPointContainer;
+struct IEnumConnections : IUnknown {};  // not offered
+struct IEnumConnectionPoints : IUnknown {};
 struct IConnectionPoint : IUnknown {
   virtual HRESULT CORVANE_CALL GetConnectionInterface(IID* iid) noexcept = 0;
   virtual HRESULT CORVANE_CALL
   GetConnectionPointContainer(IConnectionPointContainer** container) noexcept = 0;
   virtual HRESULT CORVANE_CALL Advise(IUnknown* sink, DWORD* cookie) noexcept = 0;
   virtual HRESULT CORVANE_CALL Unadvise(DWORD cookie) noexcept = 0;
-  virtual HRESULT CORVANE_CALL EnumConnections(void** connections) noexcept = 0;
+  virtual HRESULT CORVANE_CALL EnumConnections(IEnumConnections** connections) noexcept = 0;
 };
 struct IConnectionPointContainer : IUnknown {
-  virtual HRESULT CORVANE_CALL EnumConnectionPoints(void** points) noexcept = 0;
+  virtual HRESULT CORVANE_CALL EnumConnectionPoints(IEnumConnectionPoints** points) noexcept = 0;
   virtual HRESULT CORVANE_CALL FindConnectionPoint(REFIID iid, IConnectionPoint** point) noexcept = 0;
 };
 
@@ -94,3 +96,28 @@ inline constexpr DWORD CLSCTX_INPROC_SERVER = 1;
 }  // namespace CorvaneQueue
 
 #endif
+
+namespace CorvaneQueue {
+
+#ifdef _WIN32
+// The platform only reads what is copied.
+inline HRESULT VariantCopy(VARIANTARG* target, const VARIANTARG* source) noexcept {
+  return ::VariantCopy(target, const_cast<VARIANTARG*>(source));
+}
+inline HRESULT VariantCopyInd(VARIANTARG* target, const VARIANTARG* source) noexcept {
+  return ::VariantCopyInd(target, const_cast<VARIANTARG*>(source));
+}
+#endif
+
+// The value as another type, as everywhere: by the rules of one locale, whatever users prefer.
+inline HRESULT changeType(VARIANTARG* target, const VARIANTARG* source, USHORT flags, VARTYPE type) noexcept {
+#ifdef _WIN32
+  constexpr LCID locale = 0x0409;
+  return VariantChangeTypeEx(target, const_cast<VARIANTARG*>(source), locale,
+                             static_cast<USHORT>(flags | VARIANT_NOUSEROVERRIDE), type);
+#else
+  return VariantChangeType(target, source, flags, type);
+#endif
+}
+
+}  // namespace CorvaneQueue

@@ -3,18 +3,26 @@
 // layouts, in the library's own namespace.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
 #ifdef _WIN32
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
 #include <windows.h>
 // after windows.h
 #include <ocidl.h>
 #include <oleauto.h>
+#include <olectl.h>
+#ifdef CORVANE_BUILDS_LIBRARY
+#define CORVANE_API __declspec(dllexport)
+#else
 #define CORVANE_API
+#endif
 #define CORVANE_CALL STDMETHODCALLTYPE
 #else
-
-#include <cstddef>
-#include <cstdint>
-#include <cstring>
 
 #define CORVANE_CALL
 #define CORVANE_API __attribute__((visibility("default")))
@@ -66,19 +74,6 @@ using REFCLSID = const CLSID&;
 using REFGUID = const GUID&;
 
 inline constexpr GUID IID_NULL = {0, 0, 0, {0, 0, 0, 0, 0, 0, 0, 0}};
-inline constexpr IID IID_IUnknown = {0x00000000, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
-inline constexpr IID IID_IDispatch = {0x00020400, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
-inline constexpr IID IID_IEnumVARIANT = {0x00020404, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
-inline constexpr IID IID_IClassFactory = {0x00000001, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
-inline constexpr IID IID_IErrorInfo = {
-    0x1CF2B120, 0x547D, 0x101B, {0x8E, 0x65, 0x08, 0x00, 0x2B, 0x2B, 0xD1, 0x19}};
-inline constexpr IID IID_ISupportErrorInfo = {
-    0xDF0B3D60, 0x548F, 0x101B, {0x8E, 0x65, 0x08, 0x00, 0x2B, 0x2B, 0xD1, 0x19}};
-inline constexpr IID IID_IConnectionPointContainer = {
-    0xB196B284, 0xBAB4, 0x101A, {0xB6, 0x9C, 0x00, 0xAA, 0x00, 0x34, 0x1D, 0x07}};
-inline constexpr IID IID_IConnectionPoint = {
-    0xB196B286, 0xBAB4, 0x101A, {0xB6, 0x9C, 0x00, 0xAA, 0x00, 0x34, 0x1D, 0x07}};
-
 inline constexpr HRESULT S_OK = 0;
 inline constexpr HRESULT S_FALSE = 1;
 inline constexpr HRESULT E_NOTIMPL = static_cast<HRESULT>(0x80004001u);
@@ -235,3 +230,48 @@ static_assert(offsetof(SAFEARRAY, pvData) == 16 || sizeof(void*) == 4);
 }  // namespace CorvaneQueue
 
 #endif
+
+namespace CorvaneQueue {
+
+// The platform's interfaces by their identities, as constants of the language.
+namespace identities {
+constexpr IID standard(std::uint32_t number) noexcept {
+  return {number, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+}
+inline constexpr IID unknown = standard(0x00000000);
+inline constexpr IID classFactory = standard(0x00000001);
+inline constexpr IID dispatch = standard(0x00020400);
+inline constexpr IID enumVariant = standard(0x00020404);
+inline constexpr IID errorInfo = {
+    0x1CF2B120, 0x547D, 0x101B, {0x8E, 0x65, 0x08, 0x00, 0x2B, 0x2B, 0xD1, 0x19}};
+inline constexpr IID supportErrorInfo = {
+    0xDF0B3D60, 0x548F, 0x101B, {0x8E, 0x65, 0x08, 0x00, 0x2B, 0x2B, 0xD1, 0x19}};
+inline constexpr IID connectionPointContainer = {
+    0xB196B284, 0xBAB4, 0x101A, {0xB6, 0x9C, 0x00, 0xAA, 0x00, 0x34, 0x1D, 0x07}};
+inline constexpr IID connectionPoint = {
+    0xB196B286, 0xBAB4, 0x101A, {0xB6, 0x9C, 0x00, 0xAA, 0x00, 0x34, 0x1D, 0x07}};
+}  // namespace identities
+
+#ifndef _WIN32
+inline constexpr IID IID_IUnknown = identities::unknown;
+inline constexpr IID IID_IDispatch = identities::dispatch;
+inline constexpr IID IID_IEnumVARIANT = identities::enumVariant;
+inline constexpr IID IID_IClassFactory = identities::classFactory;
+inline constexpr IID IID_IErrorInfo = identities::errorInfo;
+inline constexpr IID IID_ISupportErrorInfo = identities::supportErrorInfo;
+inline constexpr IID IID_IConnectionPointContainer = identities::connectionPointContainer;
+inline constexpr IID IID_IConnectionPoint = identities::connectionPoint;
+#endif
+
+// The platform's units of text as those of C++, and back. They have the same size; under Windows they are
+// another type, so that code which uses both is compiled without strict aliasing.
+inline const char16_t* unitsOf(const OLECHAR* text) noexcept {
+  return reinterpret_cast<const char16_t*>(text);
+}
+inline char16_t* unitsOf(OLECHAR* text) noexcept { return reinterpret_cast<char16_t*>(text); }
+inline const OLECHAR* platformText(const char16_t* text) noexcept {
+  return reinterpret_cast<const OLECHAR*>(text);
+}
+inline OLECHAR* platformText(char16_t* text) noexcept { return reinterpret_cast<OLECHAR*>(text); }
+
+}  // namespace CorvaneQueue

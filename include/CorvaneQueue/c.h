@@ -27,7 +27,15 @@ extern "C" {
 #endif
 
 #ifndef CORVANE_C_API
+#ifdef _WIN32
+#ifdef CORVANE_BUILDS_LIBRARY
+#define CORVANE_C_API __declspec(dllexport)
+#else
+#define CORVANE_C_API
+#endif
+#else
 #define CORVANE_C_API __attribute__((visibility("default")))
+#endif
 #endif
 
 /* "0.2.0"; lives as long as the library. */

@@ -1,7 +1,12 @@
-// The entry points of the library, for processes that load it and for its installation.
+// The entry points of the library, for processes that load it and for its installation. Under Windows they
+// enter it into the system's registry, with the type library of its resources.
 #pragma once
 
 #include <CorvaneQueue/automation.h>
+
+#ifdef _WIN32
+#include <olectl.h>  // declares them
+#else
 
 namespace CorvaneQueue {
 
@@ -25,3 +30,5 @@ CORVANE_API HRESULT DllUnregisterServer() noexcept;
 }  // extern "C"
 
 }  // namespace CorvaneQueue
+
+#endif

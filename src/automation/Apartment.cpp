@@ -1,10 +1,9 @@
 #include "Lasting.h"
+#include "Waiting.h"
 
 #include <CorvaneQueue/Apartment.h>
 
-#include <poll.h>
 #include <algorithm>
-#include <cerrno>
 #include <utility>
 #include <vector>
 
@@ -55,34 +54,34 @@ class Innermost {
 }  // namespace
 
 int Apartment::pump(std::chrono::milliseconds timeout) {
-  std::erase_if(state_->sources, [](const auto& source) { return source.expired(); });
-  const std::vector<std::weak_ptr<Source>> waiting = state_->sources;
-  std::vector<pollfd> descriptors;
-  descriptors.reserve(waiting.size());
-  for (const auto& source : waiting) {
-    const auto held = source.lock();
-    descriptors.push_back({held ? held->descriptor : -1, POLLIN, 0});
-    if (held && held->isDue) timeout = std::chrono::milliseconds(0);
-  }
+  using std::chrono::milliseconds;
   const auto start = std::chrono::steady_clock::now();
-  while (true) {
-    int left = -1;
-    if (timeout.count() >= 0) {
-      const auto passed =
-          std::chrono::ceil<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start);
-      constexpr std::int64_t longest = 1 << 30;  // milliseconds that one wait can take
-      left = static_cast<int>(std::clamp<std::int64_t>((timeout - passed).count(), 0, longest));
+  const auto left = [&] {
+    const auto passed = std::chrono::ceil<milliseconds>(std::chrono::steady_clock::now() - start);
+    return timeout.count() < 0 ? timeout : std::max(timeout - passed, milliseconds(0));
+  };
+  std::vector<std::weak_ptr<Source>> waiting;
+  Ready answered{true, {}};
+  for (auto time = timeout; answered.isInterrupted; time = left()) {
+    std::erase_if(state_->sources, [](const auto& source) { return source.expired(); });
+    waiting = state_->sources;
+    std::vector<std::intptr_t> descriptors;
+    descriptors.reserve(waiting.size());
+    for (const auto& source : waiting) {
+      const auto held = source.lock();
+      descriptors.push_back(held ? held->descriptor : -1);
+      if (held && held->isDue) time = milliseconds(0);
     }
-    if (::poll(descriptors.data(), descriptors.size(), left) >= 0) break;
-    if (errno != EINTR) throw Error(E_FAIL, {}, u"Waiting for events failed.");
+    answered = waitForAny(descriptors, time);
   }
+  const std::vector<bool>& ready = answered.each;
   int delivered = 0;
   std::exception_ptr failure;
   {
     const Innermost innermost(state_->failure, failure);
-    for (std::size_t i = 0; i < descriptors.size(); ++i) {
+    for (std::size_t i = 0; i < ready.size(); ++i) {
       const auto source = waiting[i].lock();  // an earlier delivery may have ended it
-      if (!source || (!std::exchange(source->isDue, false) && descriptors[i].revents == 0)) continue;
+      if (!source || (!std::exchange(source->isDue, false) && !ready[i])) continue;
       source->deliver();
       ++delivered;
     }

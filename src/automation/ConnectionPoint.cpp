@@ -35,7 +35,7 @@ HRESULT ConnectionPoint::Unadvise(DWORD cookie) noexcept {
   return S_OK;
 }
 
-HRESULT ConnectionPoint::EnumConnections(void** connections) noexcept {
+HRESULT ConnectionPoint::EnumConnections(IEnumConnections** connections) noexcept {
   if (connections != nullptr) *connections = nullptr;
   return E_NOTIMPL;
 }

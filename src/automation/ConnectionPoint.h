@@ -17,7 +17,7 @@ class ConnectionPoint final : public Object<ConnectionPoint, IConnectionPoint>, 
   HRESULT CORVANE_CALL GetConnectionPointContainer(IConnectionPointContainer** container) noexcept final;
   HRESULT CORVANE_CALL Advise(IUnknown* sink, DWORD* cookie) noexcept final;
   HRESULT CORVANE_CALL Unadvise(DWORD cookie) noexcept final;
-  HRESULT CORVANE_CALL EnumConnections(void** connections) noexcept final;
+  HRESULT CORVANE_CALL EnumConnections(IEnumConnections** connections) noexcept final;
 
   // Calls every sink that is connected now, in the order they connected. A failing sink does not
   // keep the others from being called; returns the failures. `arguments` stand last first, as IDispatch
@@ -42,7 +42,7 @@ class EventSource : public IConnectionPointContainer, ThreadBound {
  public:
   using Presented = IConnectionPointContainer;
 
-  HRESULT CORVANE_CALL EnumConnectionPoints(void** points) noexcept final {
+  HRESULT CORVANE_CALL EnumConnectionPoints(IEnumConnectionPoints** points) noexcept final {
     if (points != nullptr) *points = nullptr;
     return E_NOTIMPL;
   }

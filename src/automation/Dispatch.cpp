@@ -109,10 +109,10 @@ HRESULT lateBoundNames(std::span<const Member> members, LPOLESTR* names, UINT co
       ids[i] = DISPID_UNKNOWN;
       if (i == 0) {
         const auto found = std::ranges::find_if(
-            members, [&](const Member& member) { return sameName(member.name, names[0]); });
+            members, [&](const Member& member) { return sameName(member.name, unitsOf(names[0])); });
         if (found != members.end()) ids[0] = found->id;
       } else if (ids[0] != DISPID_UNKNOWN) {
-        const std::size_t position = parameterNamed(members, ids[0], names[i]);
+        const std::size_t position = parameterNamed(members, ids[0], unitsOf(names[i]));
         if (position != noParameter) ids[i] = static_cast<DISPID>(position);
       }
       if (ids[i] == DISPID_UNKNOWN) result = DISP_E_UNKNOWNNAME;

@@ -1,6 +1,8 @@
 // What the edge between vtable members and C++ members is made of.
 #pragma once
 
+#include "TypeInformation.h"
+
 #include <CorvaneQueue/members.h>
 
 #include <cstdint>
@@ -92,10 +94,11 @@ class DispatchForm : public Interface, protected ThreadBound {
 
   HRESULT CORVANE_CALL GetTypeInfoCount(UINT* count) noexcept final {
     if (count == nullptr) return E_POINTER;
-    *count = 0;
+    *count = hasTypeInformation() ? 1 : 0;
     return S_OK;
   }
-  HRESULT CORVANE_CALL GetTypeInfo(UINT, LCID, ITypeInfo** info) noexcept final {
+  HRESULT CORVANE_CALL GetTypeInfo(UINT index, LCID, ITypeInfo** info) noexcept final {
+    if (index == 0) return typeInformation(iidOf<Interface>, info);
     if (info != nullptr) *info = nullptr;
     return DISP_E_BADINDEX;
   }

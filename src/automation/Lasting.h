@@ -4,8 +4,8 @@
 #pragma once
 
 #include "Object.h"
+#include "ThreadSlot.h"
 
-#include <pthread.h>
 #include <atomic>
 #include <memory>
 #include <mutex>
@@ -66,12 +66,11 @@ class Lasting final : detail::Kept {
 template <class T>
 class PerThread {
  public:
-  PerThread() {
-    if (pthread_key_create(&key_, [](void* slot) { static_cast<Slot*>(slot)->owner.end(slot); }) != 0)
-      throw std::bad_alloc();
-  }
+  PerThread()
+      : slot_([](void* slot) {
+          if (!isProcessEnding()) static_cast<Slot*>(slot)->owner.end(slot);
+        }) {}
   ~PerThread() {
-    pthread_key_delete(key_);
     detail::threadSlots() -= static_cast<long>(slots_.size());
     detail::ownThreadSlots() -= static_cast<long>(slots_.size());  // there are no others any more
   }
@@ -80,11 +79,11 @@ class PerThread {
 
   // The calling thread's, made on its first call.
   T& current() {
-    if (void* const slot = pthread_getspecific(key_)) return static_cast<Slot*>(slot)->value;
+    if (void* const slot = slot_.get()) return static_cast<Slot*>(slot)->value;
     auto made = std::make_unique<Slot>(*this);
     const std::lock_guard guard(mutex_);
     slots_.push_back(std::move(made));
-    if (pthread_setspecific(key_, slots_.back().get()) != 0) {
+    if (!slot_.set(slots_.back().get())) {
       slots_.pop_back();
       throw std::bad_alloc();
     }
@@ -114,7 +113,7 @@ class PerThread {
     --detail::threadSlots();  // the last: this may be what the unloading of the library waited for
   }
 
-  pthread_key_t key_{};
+  ThreadSlot slot_;
   std::mutex mutex_;
   std::vector<std::unique_ptr<Slot>> slots_;
 };

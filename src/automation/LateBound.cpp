@@ -9,7 +9,7 @@ Variant lateBoundInvoke(IDispatch* object, const char16_t* name, std::span<const
   if (object == nullptr)
     throw Error(ErrorNumber::ObjectNotSet, {}, u"Object not set: there is no object to call.");
   std::u16string nameText(name);
-  LPOLESTR names[] = {nameText.data()};
+  LPOLESTR names[] = {platformText(nameText.data())};
   DISPID id = DISPID_UNKNOWN;
   if (FAILED(object->GetIDsOfNames(IID_NULL, names, 1, 0, &id)))
     throw Error(ErrorNumber::NoSuchMember, {}, u"The object has no member \"" + nameText + u"\".");

@@ -1,6 +1,7 @@
 // The base of every automation object.
 #pragma once
 
+#include "ClassInformation.h"
 #include "Form.h"
 
 #include <atomic>
@@ -34,7 +35,7 @@ inline constexpr bool reportsErrors =
 // IDispatch mean its own. A class with a `classIdentity` also answers for itself, so that its kind
 // recognises it behind any interface.
 template <class Self, class First, class... Rest>
-class Object : public First, public Rest..., public ISupportErrorInfo {
+class Object : public First, public Rest..., public ISupportErrorInfo, public ClassInformation<Self> {
  public:
   using DefaultInterface = typename detail::PresentedBy<First>::type;
 
@@ -93,6 +94,8 @@ class Object : public First, public Rest..., public ISupportErrorInfo {
     if (iid == IID_IUnknown) return static_cast<IUnknown*>(static_cast<First*>(this));
     if constexpr (std::is_base_of_v<IDispatch, First>)
       if (iid == IID_IDispatch) return static_cast<IDispatch*>(static_cast<First*>(this));
+    if constexpr (std::is_base_of_v<IDispatch, First>)
+      if (void* const provided = this->provideClassInfo(iid)) return provided;
     if (iid == IID_ISupportErrorInfo) return static_cast<ISupportErrorInfo*>(this);
     if constexpr (requires { Self::classIdentity; })
       if (iid == Self::classIdentity) return static_cast<Self*>(this);

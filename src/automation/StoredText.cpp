@@ -169,13 +169,18 @@ String fromStored(std::string_view bytes) {
   const auto* const first = reinterpret_cast<const unsigned char*>(bytes.data());
   if (asciiRun(first, bytes.size()) == bytes.size()) {
     String text = String::ofLength(bytes.size());
-    std::copy(first, first + bytes.size(), text.bstr());
+    std::copy(first, first + bytes.size(), text.units());
     return text;
   }
   String text = String::ofLength(utf16Length(bytes));
-  if (!decodeUtf8(bytes, text.bstr(), Surrogates::Carried).valid)
+  if (!decodeUtf8(bytes, text.units(), Surrogates::Carried).valid)
     throw Error(ErrorNumber::TypeMismatch, {}, u"The stored bytes are not text.");
   return text;
+}
+
+std::filesystem::path fileNamed(std::u16string_view name) {
+  const std::string bytes = toUtf8(name);
+  return std::u8string(bytes.begin(), bytes.end());
 }
 
 std::u16string decimal(std::int64_t number) {

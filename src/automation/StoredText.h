@@ -5,6 +5,7 @@
 #include <CorvaneQueue/String.h>
 
 #include <cstdint>
+#include <filesystem>
 #include <string>
 #include <string_view>
 
@@ -31,6 +32,9 @@ Decoded decodeUtf8(std::string_view text, char16_t* target, Surrogates surrogate
 // The stored form of a text and back; `fromStored` throws error 13 for bytes that are not that form.
 std::string toStored(std::u16string_view text);
 String fromStored(std::string_view bytes);
+
+// The file of a name that people gave.
+std::filesystem::path fileNamed(std::u16string_view name);
 
 std::u16string decimal(std::int64_t number);
 inline std::u16string decimal(std::size_t number) { return decimal(static_cast<std::int64_t>(number)); }

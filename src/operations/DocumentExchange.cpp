@@ -11,7 +11,7 @@ std::int32_t PublicOperations::Export(StringRef Queue, bool IsJournal, const Ref
   const DocumentFilter chosen = PublicFilter::of(Filter);
   begin();
   const bool isNamed = chosen.named() != nullptr;
-  ExportFile file(toUtf8(File),
+  ExportFile file(fileNamed(File),
                   checksumText(toUtf8(std::u16string(list.queue.view()) + (IsJournal ? u" journal " : u" ") +
                                       chosen.text())),
                   isNamed ? ExportFile::Begin::Anew : ExportFile::Begin::WhereItEnded);
@@ -29,7 +29,7 @@ std::int32_t PublicOperations::Import(StringRef File, StringRef ToQueue) {
   StoreOperations& session = store_->session();
   session.content(to.queue);  // it must be there
   begin();
-  ImportFile file(toUtf8(File));
+  ImportFile file(fileNamed(File));
   // The same file is that which begins with what was imported of it, whatever it is called by now.
   ResumableRun run(store_, "import", checksumText(file.firstLine()), to.queue);
   const auto earlier = run.earlier();

@@ -30,12 +30,12 @@ OperationsAccess::Progress PublicOperations::progressInKilobytes() {
 }
 
 void PublicOperations::Backup(StringRef Directory) {
-  platform().operations->backUp(toUtf8(Directory), progressInKilobytes());
+  platform().operations->backUp(fileNamed(Directory), progressInKilobytes());
 }
 
 void PublicOperations::Restore(StringRef Directory) {
   store_ = nullptr;  // a session of this object is one too
-  platform().operations->restore(toUtf8(Directory), progressInKilobytes());
+  platform().operations->restore(fileNamed(Directory), progressInKilobytes());
 }
 
 // ---- Settings

@@ -50,7 +50,7 @@ class EmbeddedPlatform final : private OperationsAccess {
   void restore(const std::filesystem::path& directory, const Progress& progress) override {
     Backup::mustBeCopy(directory);
     TomlFile settings;
-    Backup(files(*settings.content((directory / "settings.toml").native())))
+    Backup(files(*settings.content(directory / "settings.toml")))
         .putBack(directory, SqliteAccess::fileIn(*settings_.content()), progress);
   }
   std::vector<BackedUpFile> files(const TomlFile::Content& settings) const {

@@ -119,7 +119,7 @@ Ref<IDispatch> dispatchOf(corvane_object* object) {
 }
 
 Variant invoked(IDispatch& object, WORD flags, std::u16string member, std::vector<Variant>& arguments) {
-  char16_t* names[] = {member.data()};
+  LPOLESTR names[] = {platformText(member.data())};
   DISPID identifier = 0;
   if (FAILED(object.GetIDsOfNames(GUID{}, names, 1, 0, &identifier)))
     throw Error(ErrorNumber::NoSuchMember, u"CorvaneQueue.C",

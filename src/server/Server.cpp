@@ -1,15 +1,14 @@
 // The in-process server: opens the door when the library is loaded, and creates the public classes.
 #include "CreatableClasses.h"
 #include "EmbeddedPlatform.h"
+#include "EntryPoints.h"
 #include "Lasting.h"
 #include "PublicOperations.h"
 #include "PublicQueue.h"
 #include "PublicQueues.h"
 #include "PublicUtility.h"
 #include "SqliteStore.h"
-#include "StoredText.h"
 
-#include <CorvaneQueue/server.h>
 #include <algorithm>
 
 namespace CorvaneQueue {
@@ -59,12 +58,7 @@ std::span<const CreatableClass> creatableClasses() noexcept { return ourClasses;
 void openDoor() { static_cast<void>(*door); }
 platform_layer::EmbeddedPlatform& embeddedPlatform() { return door->embedded; }
 
-}  // namespace CorvaneQueue
-
-namespace CorvaneQueue {
-extern "C" {
-
-HRESULT DllGetClassObject(REFCLSID identity, REFIID iid, void** object) noexcept {
+HRESULT classObject(REFCLSID identity, REFIID iid, void** object) noexcept {
   SetErrorInfo(0, nullptr);  // a failure leaves its own error information or none
   if (object == nullptr) return E_POINTER;
   *object = nullptr;
@@ -79,33 +73,10 @@ HRESULT DllGetClassObject(REFCLSID identity, REFIID iid, void** object) noexcept
   return FAILED(made) ? made : answered;
 }
 
-HRESULT DllCanUnloadNow() noexcept {
+HRESULT canUnload() noexcept {
   if (!isIdle()) return S_FALSE;
   releaseLasting();
   return S_OK;
 }
-
-HRESULT CLSIDFromProgID(LPCOLESTR name, CLSID* identity) noexcept {
-  return answer([&] {
-    given(identity) = CLSID{};
-    const std::u16string wanted = foldCase(&given(name));
-    for (const CreatableClass& created : ourClasses)
-      if (std::u16string_view(created.name).size() == wanted.size() && foldCase(created.name) == wanted)
-        return void(*identity = created.identity);
-    throw Error(CO_E_CLASSSTRING, u"CorvaneQueue",
-                u"There is no class with the name \"" + std::u16string(name) + u"\".");
-  });
-}
-
-HRESULT CoCreateInstance(REFCLSID identity, IUnknown* outer, DWORD, REFIID iid, void** object) noexcept {
-  if (object == nullptr) return E_POINTER;
-  *object = nullptr;
-  void* factory = nullptr;
-  const HRESULT result = DllGetClassObject(identity, IID_IClassFactory, &factory);
-  if (FAILED(result)) return result;
-  return Ref<IClassFactory>::adopt(static_cast<IClassFactory*>(factory))->CreateInstance(outer, iid, object);
-}
-
-}  // extern "C"
 
 }  // namespace CorvaneQueue

@@ -1,20 +1,18 @@
 // A fresh installation directory for one test.
 #pragma once
 
-#include <cstdlib>
+#include "Environment.h"
+
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <stdexcept>
 #include <string>
 
 class Installation {
  public:
   explicit Installation(const std::string& settings = "[Configuration.Global]\nQueueStoreType = \"db\"\n") {
-    std::string pattern = (std::filesystem::temp_directory_path() / "corvane-test-XXXXXX").string();
-    if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary directory");
-    directory_ = pattern;
-    setenv("CORVANE_HOME", directory_.c_str(), 1);
+    directory_ = newDirectory();
+    setVariable("CORVANE_HOME", directory_);
     if (!settings.empty()) writeSettings(settings);
   }
   ~Installation() {

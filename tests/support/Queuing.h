@@ -92,7 +92,7 @@ inline std::string idOf(const Ref<IMSMQMessage>& message) {
 template <auto Member>
 Ref<IMSMQMessage> receiveWith(const Ref<IMSMQQueue>& queue, In& transaction, LONG timeout) {
   Variant omitted = Variant::omitted();
-  Variant milliseconds(timeout);
+  Variant milliseconds(static_cast<std::int32_t>(timeout));
   return call<Member>(queue, transaction.argument(), omitted, omitted, milliseconds);
 }
 inline Ref<IMSMQMessage> receive(const Ref<IMSMQQueue>& queue, In transaction = In(), LONG timeout = 0) {
@@ -105,7 +105,7 @@ template <auto Member>
 Ref<IMSMQMessage> peekWith(const Ref<IMSMQQueue>& queue, LONG timeout, bool wantBody) {
   Variant omitted = Variant::omitted();
   Variant body(wantBody);
-  Variant milliseconds(timeout);
+  Variant milliseconds(static_cast<std::int32_t>(timeout));
   return call<Member>(queue, omitted, body, milliseconds);
 }
 inline Ref<IMSMQMessage> peek(const Ref<IMSMQQueue>& queue, LONG timeout = 0, bool wantBody = true) {

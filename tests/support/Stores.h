@@ -7,10 +7,10 @@
 #endif
 
 #include <CorvaneQueue/CorvaneQueue.h>
-#include <unistd.h>
 #include <chrono>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace stores {
@@ -84,7 +84,7 @@ class Receiver {
       else
         Apartment::current().pump(std::min(time, 20ms));
       if (taken_ || std::chrono::steady_clock::now() >= end) return taken_;
-      if (isDatabase(store_)) usleep(1000);
+      if (isDatabase(store_)) std::this_thread::sleep_for(1ms);
     }
   }
   // After the exception of a handler: the document is announced again.

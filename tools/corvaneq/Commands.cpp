@@ -3,6 +3,7 @@
 
 #include "Documents.h"
 #include "Output.h"
+#include "System.h"
 
 #include <CorvaneQueue/codePage.h>
 #include <chrono>
@@ -111,7 +112,7 @@ class Receiver {
 int receive(const std::string& queueName, const ReceiveOptions& options) {
   mustBeThere(queueName);
   const auto queue = openQueue(queueName);
-  const std::filesystem::path directory = options.directory;
+  const std::filesystem::path directory = fileNamed(options.directory);
   // Files are written at once, so that a transaction can keep other receivers off the document. A
   // reader of standard output may take its time: nobody waits for it.
   Receiver receiver(queue);
@@ -137,7 +138,7 @@ int receive(const std::string& queueName, const ReceiveOptions& options) {
     }
     if (options.acknowledge) queue->AcknowledgeDocument(identifier);
     if (isShared) queue->Commit();
-    if (!directory.empty()) print({{"id", shownID(identifier)}, {"file", file.string()}});
+    if (!directory.empty()) print({{"id", shownID(identifier)}, {"file", nameOf(file)}});
     progress.step();
   }
   return received;

@@ -1,11 +1,10 @@
 #include "Documents.h"
+#include "System.h"
 
 #include <CorvaneQueue/Error.h>
 
-#include <iconv.h>
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <fstream>
 #include <iostream>
 #include <iterator>
@@ -32,37 +31,27 @@ std::string contentOf(const std::string& file) {
     if (std::ferror(stdin) != 0) failed("cannot be read", file, std::generic_category().message(errno));
     return content;
   }
-  if (std::filesystem::is_directory(file)) failed("cannot be read", file, "it is a directory");
-  std::ifstream stream(file, std::ios::binary);
+  if (std::filesystem::is_directory(fileNamed(file))) failed("cannot be read", file, "it is a directory");
+  std::ifstream stream(fileNamed(file), std::ios::binary);
   if (!stream) failed("cannot be read", file, std::generic_category().message(errno));
   std::string content(std::istreambuf_iterator<char>(stream), {});
   if (stream.bad()) failed("cannot be read", file, std::generic_category().message(errno));
   return content;
 }
 
-String converted(const std::string& file, std::string content, const std::string& encoding) {
-  const iconv_t converter = iconv_open("UTF-16LE", encoding.c_str());
-  if (converter == reinterpret_cast<iconv_t>(-1))
-    failed("cannot be converted", file, "there is no encoding \"" + encoding + "\" (see iconv --list)");
-  std::u16string text(content.size() + 1, u'\0');
-  char* input = content.data();
-  std::size_t inputLeft = content.size();
-  char* output = reinterpret_cast<char*>(text.data());
-  std::size_t outputLeft = text.size() * sizeof(char16_t);
-  const std::size_t result = iconv(converter, &input, &inputLeft, &output, &outputLeft);
-  iconv_close(converter);
-  if (result == static_cast<std::size_t>(-1))
-    failed("is not text in the encoding " + encoding, file,
-           "byte " + std::to_string(content.size() - inputLeft) + " does not fit");
-  text.resize(text.size() - outputLeft / sizeof(char16_t));
-  return String(text);
+String converted(const std::string& file, const std::string& content, const std::string& encoding) {
+  try {
+    return String(decoded(content, encoding));
+  } catch (const std::runtime_error& error) {
+    failed("is not text in the encoding " + encoding, file, error.what());
+  }
 }
 
 }  // namespace
 
 String readDocument(const std::string& file, const std::string& encoding) {
-  std::string content = contentOf(file);
-  if (!encoding.empty()) return converted(file, std::move(content), encoding);
+  const std::string content = contentOf(file);
+  if (!encoding.empty()) return converted(file, content, encoding);
   try {
     return fromUtf8(content);
   } catch (const Error& error) {
@@ -73,8 +62,8 @@ String readDocument(const std::string& file, const std::string& encoding) {
 void writeDocument(const std::filesystem::path& file, std::u16string_view document) {
   const std::string content = CorvaneQueue::toUtf8(document);
   if (!std::filesystem::exists(file)) return writeFile(file, content);
-  if (contentOf(file.string()) != content)
-    failed("is not overwritten", file.string(), "it has another content. The document stays in the queue");
+  if (contentOf(nameOf(file)) != content)
+    failed("is not overwritten", nameOf(file), "it has another content. The document stays in the queue");
 }
 
 void writeFile(const std::filesystem::path& file, const std::string& content) {
@@ -92,7 +81,7 @@ void writeFile(const std::filesystem::path& file, const std::string& content) {
   if (!error) return;
   std::error_code ignored;
   std::filesystem::remove(temporary, ignored);
-  failed("cannot be written", file.string(), error.message());
+  failed("cannot be written", nameOf(file), error.message());
 }
 
 }  // namespace corvaneq

@@ -2,6 +2,7 @@
 
 #include "OnServers.h"
 #include "Output.h"
+#include "System.h"
 
 #include <charconv>
 #include <filesystem>
@@ -193,7 +194,7 @@ void compact() {
 
 void backUp(const std::string& directory) {
   Work work({});
-  work.operations()->Backup(argument("directory", std::filesystem::absolute(directory).string()));
+  work.operations()->Backup(argument("directory", nameOf(std::filesystem::absolute(fileNamed(directory)))));
   print({{"action", "backed up"}, {"directory", directory}});
 }
 
@@ -203,7 +204,7 @@ void restore(const std::string& directory, bool isConfirmed) {
         "All that is in both stores of this installation, and its settings, are about to be replaced by \"" +
         directory + "\".");
   Work work({});
-  work.operations()->Restore(argument("directory", std::filesystem::absolute(directory).string()));
+  work.operations()->Restore(argument("directory", nameOf(std::filesystem::absolute(fileNamed(directory)))));
   print({{"action", "restored"}, {"directory", directory}});
 }
 

@@ -1,7 +1,7 @@
 #include "Output.h"
 #include "Lookups.h"
+#include "System.h"
 
-#include <unistd.h>
 #include <cmath>
 #include <cstdio>
 #include <ctime>
@@ -62,7 +62,7 @@ void print(const Row& row) {
     line = jsonText(row);
   else
     for (const auto& field : row) line += (&field == row.data() ? "" : "\t") + shown(field.second);
-  if (isatty(STDOUT_FILENO) != 0) eraseBar();
+  if (isTerminal(Stream::Output)) eraseBar();
   std::cout << line << std::endl;
   if (!std::cout)
     throw Error(CorvaneQueue::ErrorNumber::InvalidArgument, u"corvaneq",
@@ -100,9 +100,22 @@ std::time_t secondsIn(CorvaneQueue::Date time) {
   constexpr double dayOf1970 = 25569;
   return std::llround((time.value - dayOf1970) * 86400);
 }
-std::string utcText(std::time_t time) {
+std::tm partsOf(std::time_t time) {
+  using namespace std::chrono;
+  const sys_seconds moment{seconds(time)};
+  const year_month_day date(floor<days>(moment));
+  const hh_mm_ss clock(moment - floor<days>(moment));
   std::tm parts{};
-  gmtime_r(&time, &parts);
+  parts.tm_year = static_cast<int>(date.year()) - 1900;
+  parts.tm_mon = static_cast<int>(static_cast<unsigned>(date.month())) - 1;
+  parts.tm_mday = static_cast<int>(static_cast<unsigned>(date.day()));
+  parts.tm_hour = static_cast<int>(clock.hours().count());
+  parts.tm_min = static_cast<int>(clock.minutes().count());
+  parts.tm_sec = static_cast<int>(clock.seconds().count());
+  return parts;
+}
+std::string utcText(std::time_t time) {
+  const std::tm parts = partsOf(time);
   char text[40];
   return {text, std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts)};
 }
@@ -111,9 +124,7 @@ std::string utcText(std::time_t time) {
 std::string utcText(CorvaneQueue::Date time) { return utcText(secondsIn(time)); }
 
 std::string utcOfLocal(CorvaneQueue::Date time) {
-  const std::time_t local = secondsIn(time);
-  std::tm parts{};
-  gmtime_r(&local, &parts);
+  std::tm parts = partsOf(secondsIn(time));
   parts.tm_isdst = -1;
   return utcText(std::mktime(&parts));
 }
@@ -137,7 +148,7 @@ void confirm(const std::string& what) {
 
 Progress::Progress(std::size_t total)
     : total_(total),
-      isShown_(isatty(STDERR_FILENO) != 0),
+      isShown_(isTerminal(Stream::Errors)),
       next_(std::chrono::steady_clock::now() + std::chrono::seconds(1)) {}
 
 Progress::~Progress() { eraseBar(); }

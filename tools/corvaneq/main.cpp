@@ -3,9 +3,9 @@
 #include "Manual.h"
 #include "OperatorCommands.h"
 #include "Output.h"
+#include "System.h"
 
-#include <fcntl.h>
-#include <unistd.h>
+#include <algorithm>
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <iostream>
@@ -61,23 +61,16 @@ CLI::Option* addItems(CLI::App* command, Arguments& given, const char* name, con
 // Every argument is taken as it is. The parser would make a list of one in brackets: a mark before the
 // bracket keeps it from that, and is taken off when the argument has found its option.
 constexpr char asItIs = '\x01';
-std::vector<std::string> markedArguments(int argc, char** argv) {
-  std::vector<std::string> marked;
-  for (int i = argc - 1; i > 0; --i)  // the parser takes them last first
-    marked.push_back((argv[i][0] == '[' ? std::string(1, asItIs) : std::string()) + argv[i]);
-  return marked;
+std::vector<std::string> marked(std::vector<std::string> arguments) {
+  for (std::string& argument : arguments)
+    if (argument.starts_with('[')) argument.insert(argument.begin(), asItIs);
+  std::ranges::reverse(arguments);  // the parser takes them last first
+  return arguments;
 }
 void takeMarksOff(CLI::App& app) {
   for (CLI::App* command : app.get_subcommands([](CLI::App*) { return true; }))
     for (CLI::Option* option : command->get_options())
       option->transform([](const std::string& text) { return text[0] == asItIs ? text.substr(1) : text; });
-}
-
-// A stream that is closed must fail when it is used, not turn into whatever file is opened next.
-void secureStreams() {
-  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
-    if (::fcntl(stream, F_GETFD) < 0)
-      static_cast<void>(::open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY));
 }
 
 void addDocumentCommands(CLI::App& app, Arguments& given) {
@@ -214,7 +207,7 @@ CorvaneQueue::Error explained(const CorvaneQueue::Error& error) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  secureStreams();
+  corvaneq::secureStreams();
   CLI::App app{"Sends, receives and browses documents of CorvaneQueue.", "corvaneq"};
   app.require_subcommand(1);
   app.fallthrough();
@@ -234,16 +227,17 @@ int main(int argc, char** argv) {
   corvaneq::addExamples(app);
   takeMarksOff(app);
 
-  int first = 1;  // argument that names a command
-  for (; first < argc && argv[first][0] == '-'; ++first)
-    if (std::string_view(argv[first]) == "--json") corvaneq::useJson();
-  const auto isFirst = [&](CLI::App* command) { return command->check_name(argv[first]); };
-  if (first < argc && app.get_subcommands(isFirst).empty()) {
-    corvaneq::printError(unknownCommand(app, argv[first]));
+  const std::vector<std::string> arguments = corvaneq::argumentsOf(argc, argv);
+  auto first = arguments.begin();  // that names a command
+  for (; first != arguments.end() && first->starts_with('-'); ++first)
+    if (*first == "--json") corvaneq::useJson();
+  const auto isFirst = [&](CLI::App* command) { return command->check_name(*first); };
+  if (first != arguments.end() && app.get_subcommands(isFirst).empty()) {
+    corvaneq::printError(unknownCommand(app, *first));
     return wrongUsage;
   }
   try {
-    app.parse(markedArguments(argc, argv));
+    app.parse(marked(arguments));
     std::cout.flush();
     if (std::cout) return given.result;
     corvaneq::printError("Standard output cannot be written.");

@@ -42,7 +42,7 @@ std::string describe(const std::filesystem::path& file) {
 void copyFile(const std::filesystem::path& from, const std::filesystem::path& to) {
   std::error_code error;
   std::filesystem::copy_file(from, to, std::filesystem::copy_options::overwrite_existing, error);
-  if (error) throwFileError(u"Copying", to, static_cast<std::errc>(error.value()));
+  if (error) throwFileError(u"Copying", to, error);
   std::filesystem::permissions(to, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write,
                                error);
   File(to, File::Use::Read).sync();

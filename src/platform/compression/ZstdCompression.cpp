@@ -83,7 +83,7 @@ class ZstdComponent final : public CompressionComponent {
       return failed;
     const std::string_view stored(text.get(), size);
     String document = String::ofLength(utf16Length(stored));
-    if (!decodeUtf8(stored, document.bstr(), Surrogates::Carried).valid) return failed;
+    if (!decodeUtf8(stored, document.units(), Surrogates::Carried).valid) return failed;
     result = Variant(std::move(document)).detach();
     return succeeded;
   }

@@ -5,11 +5,11 @@
 #include "CodePageOfStore.h"
 #include "InstallationDirectory.h"
 #include "Lasting.h"
+#include "Process.h"
 #include "StoredText.h"
 
 #include <algorithm>
 #include <chrono>
-#include <cstdlib>
 #include <fstream>
 #include <optional>
 #include <unordered_map>
@@ -106,10 +106,6 @@ String LocalSystem::fromAnsi(std::span<const std::uint8_t> bytes) {
   return installedCodePage().textOf(bytes);
 }
 
-namespace {
-constexpr std::u16string_view classesRoot = u"ClassesRoot";
-}  // namespace
-
 std::optional<String> LocalSystem::readRegistry(std::u16string_view key, std::u16string_view name, bool) {
   const auto value = registry_.read({u"LocalMachine", key, name});
   if (!value) return std::nullopt;
@@ -120,8 +116,8 @@ std::optional<String> LocalSystem::readRegistry(std::u16string_view key, std::u1
 }
 
 String LocalSystem::environmentVariable(std::u16string_view name) {
-  const char* const value = std::getenv(toUtf8(name).c_str());
-  return value == nullptr ? String() : String(shownPath(value));
+  const auto value = platform_layer::environmentVariable(toUtf8(name).c_str());
+  return value ? String(shownPath(*value)) : String();
 }
 
 String LocalSystem::systemDirectory() { return String(shownPath(installationDirectory())); }
@@ -130,9 +126,9 @@ String LocalSystem::windowsDirectory() { return systemDirectory(); }
 namespace {
 // The library speaks of files with backslashes.
 std::filesystem::path localPath(std::u16string_view path) {
-  std::string local = toUtf8(path);
-  std::ranges::replace(local, '\\', '/');
-  return local;
+  std::u16string local(path);
+  std::ranges::replace(local, u'\\', u'/');
+  return fileNamed(local);
 }
 }  // namespace
 
@@ -141,9 +137,9 @@ std::vector<String> LocalSystem::listFiles(std::u16string_view pattern) {
   std::error_code error;
   for (auto at = std::filesystem::directory_iterator(localPath(pattern).parent_path(), error);
        !error && at != std::filesystem::directory_iterator(); at.increment(error)) {
-    const std::string name = at->path().filename().string();
+    const std::u16string name = shownPath(at->path().filename());
     std::error_code ignored;
-    if (name[0] != '.' && at->is_regular_file(ignored)) names.push_back(String(shownPath(name)));
+    if (name[0] != u'.' && at->is_regular_file(ignored)) names.push_back(String(name));
   }
   return names;
 }
@@ -157,7 +153,7 @@ String LocalSystem::readInitialisationFile(std::u16string_view file, std::u16str
     return text;
   };
   const auto isNamed = [](std::string_view text, std::u16string_view name) {
-    return foldCase(shownPath(text)) == foldCase(name);
+    return foldCase(shownBytes(text)) == foldCase(name);
   };
   std::ifstream stream(localPath(file), std::ios::binary);
   bool isInSection = false;
@@ -174,27 +170,9 @@ String LocalSystem::readInitialisationFile(std::u16string_view file, std::u16str
     if (value.size() >= 2 && (value.front() == '"' || value.front() == '\'') && value.back() == value.front())
       value = value.substr(1, value.size() - 2);
     constexpr std::size_t longest = 254;
-    return String(shownPath(value).substr(0, longest));
+    return String(shownBytes(value).substr(0, longest));
   }
   return {};
-}
-
-std::optional<String> LocalSystem::readClassesValue(std::u16string_view key, std::u16string_view name) {
-  const auto value = registry_.read({classesRoot, key, name});
-  return value ? std::optional(toString(value->get())) : std::nullopt;
-}
-
-void LocalSystem::setClassesValues(std::span<const ClassesValue> values) {
-  std::vector<TomlFile::Setting> settings;
-  for (const auto& [key, name, text] : values)
-    settings.push_back({{classesRoot, key, name}, Variant(String(text))});
-  registry_.write(settings);
-}
-
-void LocalSystem::deleteClassesValues(std::span<const ClassesValue> values) {
-  std::vector<TomlFile::Address> addresses;
-  for (const auto& [key, name, text] : values) addresses.push_back({classesRoot, key, name});
-  registry_.remove(addresses);
 }
 
 }  // namespace CorvaneQueue::platform_layer

@@ -29,8 +29,8 @@ void writeDown(const std::filesystem::path& installation) {
   const auto set = settings.read(file, address);
   const std::int32_t number = set ? toInt32(set->get()) : codePageOfStore(installation);
   if (!isThere(recordOf(installation))) {
-    const File directory(storageOf(installation), File::Use::Read);
-    const FileLock lock(directory);
+    const File lockFile(installation / "settings.toml.lock", File::Use::Create);
+    const FileLock lock(lockFile);
     if (!isThere(recordOf(installation))) replaceFile(recordOf(installation), std::to_string(number) + "\n");
   }
   if (!set) settings.write(file, address, number);

@@ -2,8 +2,7 @@
 
 #include "Lasting.h"
 #include "Log.h"
-
-#include <cstdlib>
+#include "Process.h"
 
 namespace CorvaneQueue::platform_layer {
 
@@ -24,24 +23,15 @@ void tighten(const std::filesystem::path& installation) {
 }  // namespace
 
 const std::filesystem::path& installationDirectory() {
-  const char* base = nullptr;
-  const auto isSet = [&](const char* name) {
-    base = std::getenv(name);
-    return base != nullptr && *base != '\0';
-  };
-  std::string_view below;
-  if (isSet("CORVANE_HOME"))
-    below = "";
-  else if (isSet("XDG_DATA_HOME"))
-    below = "corvane";
-  else if (isSet("HOME"))
-    below = ".local/share/corvane";
-  else
+  auto set = environmentVariable("CORVANE_HOME");
+  const bool isNamed = set && !set->empty();
+  const NativeText base = isNamed ? *std::move(set) : dataDirectory();
+  if (base.empty())
     throw Error(E_FAIL, {}, u"There is no installation directory: set CORVANE_HOME (or HOME).");
   // Not looked at again and again: settings are read with every object that is made.
   struct Checked {
-    std::string base;
-    std::string_view below;
+    NativeText base;
+    bool isNamed = false;
     std::filesystem::path directory;
     std::chrono::steady_clock::time_point at;
   };
@@ -49,15 +39,16 @@ const std::filesystem::path& installationDirectory() {
   Checked& checked = checks->current();
   const auto now = std::chrono::steady_clock::now();
   constexpr auto longest = std::chrono::milliseconds(100);
-  if (now - checked.at < longest && checked.base == base && checked.below == below) return checked.directory;
+  if (now - checked.at < longest && checked.base == base && checked.isNamed == isNamed)
+    return checked.directory;
   std::filesystem::path directory(base);
-  if (!below.empty()) directory /= below;
+  if (!isNamed) directory /= "corvane";
   if (const FileState state = FileState::ifThere(directory); state.isThere()) {
     if (state.kind != FileState::Kind::Directory)
       throwFileError(u"Using the installation directory", directory, std::errc::not_a_directory);
     if (state.isOpenToOthers) tighten(directory);
   }
-  checked = {base, below, std::move(directory), now};
+  checked = {base, isNamed, std::move(directory), now};
   return checked.directory;
 }
 

@@ -18,7 +18,7 @@ class InstallationFile {
   void remove(std::span<const TomlFile::Address> addresses) { file_.remove(path(), addresses); }
 
  private:
-  std::string path() const { return installationDirectory().native() + '/' + name_; }
+  std::filesystem::path path() const { return installationDirectory() / name_; }
   const char* name_;
   TomlFile file_;
 };

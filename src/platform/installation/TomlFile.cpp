@@ -23,18 +23,18 @@ std::string contentOf(const File& file) {
 
 }  // namespace
 
-bool TomlFile::isUnchanged(const std::string& file) {
-  if (!isSettled_ || file != parsedFile_) return false;
+bool TomlFile::isUnchanged(const std::filesystem::path& file) {
+  if (!isSettled_ || file.native() != parsedFile_.native()) return false;
   // A file that is replaced or removed changes its own status too; only a directory moved with its files is
   // seen by the name alone.
   constexpr auto lookUpInterval = std::chrono::milliseconds(100);
   const auto now = std::chrono::steady_clock::now();
   const bool isByName = now - lookedUpAt_ >= lookUpInterval;
   if (isByName) lookedUpAt_ = now;
-  return (isByName ? FileState::ifThere(file) : parsed_.state()) == parsedState_;
+  return (isByName || !parsed_.isOpen() ? FileState::ifThere(file) : parsed_.state()) == parsedState_;
 }
 
-std::shared_ptr<const TomlFile::Content> TomlFile::content(const std::string& file) {
+std::shared_ptr<const TomlFile::Content> TomlFile::content(const std::filesystem::path& file) {
   const std::lock_guard guard(mutex_);
   if (isUnchanged(file)) return content_;
   FileState state = FileState::of(file);
@@ -49,7 +49,8 @@ std::shared_ptr<const TomlFile::Content> TomlFile::content(const std::string& fi
   constexpr auto tick = std::chrono::milliseconds(100);
   isSettled_ = std::chrono::system_clock::now().time_since_epoch() - state.changed > tick;
   parsedFile_ = file;
-  parsed_ = std::move(opened);
+  // Elsewhere nobody can replace a file that somebody has open.
+  if (thisSystem == System::Linux) parsed_ = std::move(opened);
   parsedState_ = state;
   lookedUpAt_ = std::chrono::steady_clock::now();
   return content_ = read;

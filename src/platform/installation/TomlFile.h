@@ -34,8 +34,8 @@ class TomlFile {
   // The same object as long as the file does not change. Throws an Error that names file and line when the
   // file does not parse or nests tables more than 256 deep, and one that names the file when it is larger
   // than 16 MiB. A file that is not there is empty.
-  std::shared_ptr<const Content> content(const std::string& file);
-  std::optional<Variant> read(const std::string& file, const Address& address) {
+  std::shared_ptr<const Content> content(const std::filesystem::path& file);
+  std::optional<Variant> read(const std::filesystem::path& file, const Address& address) {
     return content(file)->at(address);
   }
   struct Setting {
@@ -51,13 +51,13 @@ class TomlFile {
   void remove(const std::filesystem::path& file, std::span<const Address> addresses);
 
  private:
-  bool isUnchanged(const std::string& file);
+  bool isUnchanged(const std::filesystem::path& file);
   // Replaces the file by what `change` makes of its content, under the file's lock.
   static void edit(const std::filesystem::path& file,
                    const std::function<std::string(std::string content)>& change);
 
   std::mutex mutex_;
-  std::string parsedFile_;
+  std::filesystem::path parsedFile_;
   File parsed_;  // kept open: asking it is cheaper than asking by name
   FileState parsedState_;
   std::chrono::steady_clock::time_point lookedUpAt_;

@@ -24,7 +24,7 @@ toml::table parsed(std::string_view content, const std::filesystem::path& file) 
                     u": tables and lists are nested more than " + decimal(deepestNesting) +
                     u" deep. Correct it; nothing was changed.");
   try {
-    return toml::parse(content, file.string());
+    return toml::parse(content, nameBytes(file));
   } catch (const toml::parse_error& error) {
     throw Error(E_FAIL, {},
                 u"The settings file \"" + shownPath(file) + u"\" does not parse: line " +

@@ -30,8 +30,7 @@ void ArrivalSignals::signal(std::int64_t box) {
   if (!counts_.isAnybodyWaiting()) return;
   // What was stored is stored: who cannot be woken looks by himself after a while.
   try {
-    const std::uint8_t byte = 1;
-    signalFile(box).writeAt({&byte, 1}, 0);
+    FileWatcher::tell(signalFile(box));
   } catch (const Error&) {
   }
 }
@@ -43,7 +42,7 @@ void ArrivalSignals::forget(std::int64_t box) noexcept {
 
 void ArrivalSignals::watch(std::int64_t box) {
   if (!watcher_.isOpen()) {
-    if (!watcher_.open()) return;  // there are too many watchers: look often instead
+    if (!watcher_.open(directory_)) return;  // there are too many watchers: look often instead
     counts_.addWaiting();
     process_ = processNumber();
     if (timer_.isOpen()) listen();

@@ -14,7 +14,7 @@ namespace {
 
 // One of the service's own; what somebody else has put there is left alone.
 bool isQueueFile(const std::filesystem::directory_entry& entry) {
-  const std::string name = entry.path().filename().string();
+  const std::string name = nameBytes(entry.path().filename());
   std::error_code ignored;
   if (name.size() < 8 || name.find_first_not_of("0123456789abcdef") != std::string::npos ||
       !entry.is_regular_file(ignored))

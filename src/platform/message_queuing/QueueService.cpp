@@ -51,8 +51,10 @@ void QueueService::prepare() {
 
 bool QueueService::isStoreThere() {
   std::error_code ignored;
-  const auto file = (installationDirectory() / "msmq" / "storage" / QueueStore::fileName).native();
-  return std::filesystem::exists(file, ignored) || std::filesystem::exists(file + restoringTail, ignored);
+  const std::filesystem::path file = installationDirectory() / "msmq" / "storage" / QueueStore::fileName;
+  std::filesystem::path restoring = file;
+  restoring += restoringTail;
+  return std::filesystem::exists(file, ignored) || std::filesystem::exists(restoring, ignored);
 }
 
 QueueStore& QueueService::store() {

@@ -21,7 +21,7 @@ constexpr const char* logLimit = "PRAGMA dbo.journal_size_limit = 16777216";
 // As the engine takes a file with parameters.
 std::string uriOf(const std::filesystem::path& file) {
   std::string uri = "file:";
-  for (const char c : file.string()) {
+  for (const char c : nameBytes(file)) {
     char escaped[4];
     std::snprintf(escaped, sizeof escaped, "%%%02X", static_cast<unsigned>(static_cast<unsigned char>(c)));
     uri += c == '%' || c == '?' || c == '#' ? std::string(escaped) : std::string(1, c);
@@ -124,7 +124,7 @@ void Database::open(std::span<const std::string_view> migrations) {
     inspectLog();
   else
     beforeReading();
-  openHandle(file_.path.string());
+  openHandle(nameBytes(file_.path));
   deadline_ = std::chrono::steady_clock::now() + ordinaryWait;
   if (isFirst) setStaleLogAside();
   if (!sharing_) readAsItIs();
@@ -254,7 +254,7 @@ void Database::setStaleLogAside() {
           u"\" has been replaced by a copy while its log was left behind by a process that was killed. The "
           u"copy is used; the log, which does not belong to it, is kept as \"" +
           shownPath(kept) + u"\".");
-  openHandle(file_.path.string());
+  openHandle(nameBytes(file_.path));
 }
 
 void Database::checkDamage() {

@@ -1,10 +1,10 @@
 #include "EngineFiles.h"
 
+#include "ByteLocks.h"
 #include "Lasting.h"
 
 #include <sqlite3.h>
 #include <array>
-#include <cerrno>
 #include <cstring>
 
 namespace CorvaneQueue::platform_layer {
@@ -61,10 +61,9 @@ class Files {
   }
   template <class Call>
   static int told(const Call& call) {
-    errno = 0;
+    forgetFailure();
     const int code = call();
-    const bool isSomebodyElses = errno == 0 || errno == EAGAIN || errno == EACCES || errno == EINTR;
-    return code == SQLITE_BUSY && !isSomebodyElses ? SQLITE_IOERR_SHMLOCK : code;
+    return code == SQLITE_BUSY && hasLockingFailed() ? SQLITE_IOERR_SHMLOCK : code;
   }
 
   // ---- The log

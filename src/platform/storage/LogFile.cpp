@@ -127,7 +127,7 @@ std::filesystem::path LogFile::setAside(const char* ending) const {
   const std::filesystem::path aside = asideName(ending);
   std::error_code error;
   std::filesystem::rename(file_, aside, error);
-  if (error) throwFileError(u"Renaming", file_, static_cast<std::errc>(error.value()));
+  if (error) throwFileError(u"Renaming", file_, error);
   return aside;
 }
 

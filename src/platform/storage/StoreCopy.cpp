@@ -23,7 +23,7 @@ void StoreCopy::write(const std::filesystem::path& file, const Progress& progres
   { const File made(file, File::Use::Create); }  // for its owner alone
   sqlite3* opened = nullptr;
   const int code =
-      sqlite3_open_v2(file.c_str(), &opened, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
+      sqlite3_open_v2(nameBytes(file).c_str(), &opened, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
   const std::unique_ptr<sqlite3, CloseHandle> handle(opened);
   if (code != SQLITE_OK) target.failFor(opened, code, "copying");
   const std::unique_ptr<sqlite3_backup, Finish> backup(

@@ -88,7 +88,7 @@ void StoreFiles::mustMapWholeIndex(const StoreFile& file) {
   std::error_code error;
   std::filesystem::resize_file(index_.path, 0, error);
   if (!error) std::filesystem::resize_file(index_.path, wholeSize, error);
-  if (error) throwFileError(u"Mending", index_.path, static_cast<std::errc>(error.value()));
+  if (error) throwFileError(u"Mending", index_.path, error);
   warnInLog(u"Storage", u"Reading",
             u"Somebody has cut the file \"" + shownPath(index_.path) + u"\" short; it is made anew.");
 }

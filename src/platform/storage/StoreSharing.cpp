@@ -7,8 +7,22 @@
 namespace CorvaneQueue::platform_layer {
 
 namespace {
-enum Byte : std::int64_t { writersByte, syncersByte, sessionsByte, moreSyncersByte };
-constexpr ByteRange sessions{sessionsByte, sessionsByte};
+// Bytes of the lock file, the same on every system.
+enum Byte : std::int64_t {
+  writersByte,
+  syncersByte,
+  sessionsByte,
+  moreSyncersByte,
+  joiningByte,
+  systemsByte,  // and one behind it for each system
+};
+constexpr ByteRange only(std::int64_t byte) { return {byte, byte}; }
+constexpr ByteRange sessions = only(sessionsByte);
+constexpr ByteRange joining = only(joiningByte);
+// Systems share neither wake-ups nor, everywhere, their views of a file.
+constexpr ByteRange ownSystem = only(systemsByte + static_cast<std::int64_t>(thisSystem));
+constexpr ByteRange otherSystem = only(
+    systemsByte + static_cast<std::int64_t>(thisSystem == System::Linux ? System::Windows : System::Linux));
 }  // namespace
 
 StoreSharing::StoreSharing(File lockFile)
@@ -26,8 +40,11 @@ std::unique_ptr<StoreSharing> StoreSharing::join(const std::filesystem::path& st
   std::unique_ptr<StoreSharing> joined(new StoreSharing(std::move(lockFile)));
   constexpr auto longest = std::chrono::seconds(30);
   const auto deadline = std::chrono::steady_clock::now() + longest;
-  while (!(joined->isFirst_ = tryLock(joined->lockFile_, sessions, ByteLock::Exclusive)) &&
-         !tryLock(joined->lockFile_, sessions, ByteLock::Shared)) {
+  for (Tried tried; (tried = joined->tryJoin()) != Tried::Joined;) {
+    if (tried == Tried::OtherSystem)
+      StoreFile{store}.fail(
+          StoreError::permissionDenied,
+          u"processes of another operating system work with it. End them first: one after the other is fine.");
     if (std::chrono::steady_clock::now() > deadline)
       StoreFile{store}.fail(StoreError::timeoutExpired,
                             u"timeout expired: another process has been opening it for 30 seconds.");
@@ -37,6 +54,19 @@ std::unique_ptr<StoreSharing> StoreSharing::join(const std::filesystem::path& st
     for (Turn* const turn : {&joined->writers_, &joined->syncers_[0], &joined->syncers_[1]})
       turn->beginAnew();
   return joined;
+}
+
+// Who joins keeps others from joining until it is known whether it is the first, and for as long as that one
+// works alone.
+StoreSharing::Tried StoreSharing::tryJoin() {
+  if (!tryLock(lockFile_, joining, ByteLock::Exclusive)) return Tried::Later;
+  const bool isOtherThere = !tryLock(lockFile_, otherSystem, ByteLock::Exclusive);
+  if (!isOtherThere) tryLock(lockFile_, otherSystem, ByteLock::None);
+  isFirst_ = !isOtherThere && tryLock(lockFile_, sessions, ByteLock::Exclusive);
+  const bool isIn = !isOtherThere && (isFirst_ || tryLock(lockFile_, sessions, ByteLock::Shared)) &&
+                    tryLock(lockFile_, ownSystem, ByteLock::Shared);
+  if (!isFirst_) tryLock(lockFile_, joining, ByteLock::None);
+  return isOtherThere ? Tried::OtherSystem : isIn ? Tried::Joined : Tried::Later;
 }
 
 bool StoreSharing::takeSyncs(Turn::Deadline deadline) {
@@ -49,7 +79,9 @@ void StoreSharing::passSyncs() noexcept {
 }
 
 void StoreSharing::settle() {
-  if (std::exchange(isFirst_, false)) tryLock(lockFile_, sessions, ByteLock::Shared);
+  if (!std::exchange(isFirst_, false)) return;
+  tryLock(lockFile_, sessions, ByteLock::Shared);
+  tryLock(lockFile_, joining, ByteLock::None);
 }
 
 }  // namespace CorvaneQueue::platform_layer

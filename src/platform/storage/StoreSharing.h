@@ -36,6 +36,8 @@ class StoreSharing {
   SharedPage<StoreState> page_;
   Turn writers_;
   std::array<Turn, 2> syncers_;
+  enum class Tried { Joined, Later, OtherSystem };
+  Tried tryJoin();
   bool isFirst_ = false;
 };
 

@@ -1,6 +1,8 @@
 // Conversion between text and the bytes of a code page.
 #pragma once
 
+#include "CharacterConverter.h"
+
 #include <CorvaneQueue/String.h>
 
 #include <array>
@@ -14,14 +16,13 @@
 namespace CorvaneQueue::platform_layer {
 
 // Thread-bound. ASCII passes through; UTF-8 is converted as the stores do it, lone surrogates included; of
-// any other code page, characters of one byte stand in a table, and the rest goes through the C library's
+// any other code page, characters of one byte stand in a table, and the rest goes through the system's
 // converter.
 class CodePage {
  public:
   static constexpr std::int32_t utf8 = 65001;
-  // Throws an Error for a number that the C library does not know.
+  // Throws an Error for a number that the system does not know.
   explicit CodePage(std::int32_t number);
-  ~CodePage();
   CodePage(const CodePage&) = delete;
   CodePage& operator=(const CodePage&) = delete;
 
@@ -41,8 +42,7 @@ class CodePage {
   std::size_t appendText(std::span<const std::uint8_t> bytes, std::u16string& text);
 
   std::int32_t number_;
-  void* toBytes_;
-  void* toText_;
+  CharacterConverter converter_;
   std::array<char16_t, 256> characters_{};  // by byte; 0 where a byte alone is none
   std::unordered_map<char16_t, std::uint8_t> singleBytes_;
 };

@@ -1,6 +1,8 @@
 // Files and directories.
 #pragma once
 
+#include "Native.h"
+
 #include <CorvaneQueue/Error.h>
 
 #include <chrono>
@@ -10,6 +12,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <system_error>
 
 namespace CorvaneQueue::platform_layer {
 
@@ -60,7 +63,7 @@ class File {
   File& operator=(File&& other) noexcept;
   ~File();
 
-  bool isOpen() const noexcept { return native_ >= 0; }
+  bool isOpen() const noexcept { return native_ != noNative; }
   const std::filesystem::path& name() const noexcept { return name_; }
   FileState state() const noexcept;
 
@@ -74,13 +77,13 @@ class File {
   // Gives it its room on the disk, at least that many bytes. False when there is none.
   bool reserve(std::int64_t size) const noexcept;
 
-  // For the system's own calls: its number, -1 for none.
-  int native() const noexcept { return native_; }
+  // For the system's own calls.
+  Native native() const noexcept { return native_; }
 
  private:
-  File(std::filesystem::path name, int native) noexcept;
+  File(std::filesystem::path name, Native native) noexcept;
   std::filesystem::path name_;
-  int native_ = -1;
+  Native native_ = noNative;
 };
 
 // Holds the exclusive lock of a lock file. The system takes it from a process that dies; for one that lives
@@ -94,7 +97,7 @@ class FileLock {
   FileLock& operator=(const FileLock&) = delete;
 
  private:
-  int native_;
+  Native native_;
 };
 
 // Makes the directory and those above it that are missing, for their owner alone; durable. Throws an Error
@@ -120,6 +123,10 @@ bool takeFromOthers(const std::filesystem::path& file) noexcept;
 
 // The name of a file for people, whatever bytes it has.
 std::u16string shownPath(const std::filesystem::path& file);
+// The same of any bytes: as UTF-8, or as far as they are ASCII.
+std::u16string shownBytes(std::string_view bytes);
+// The name of a file for those who take it as bytes.
+std::string nameBytes(const std::filesystem::path& file);
 
 // Permissions, or a file system that may only be read, forbid it.
 class NotPermitted : public Error {
@@ -129,6 +136,8 @@ class NotPermitted : public Error {
 
 // Throws an Error: what was tried, with which file, and why not.
 [[noreturn]] void throwFileError(std::u16string_view tried, const std::filesystem::path& file, std::errc why);
+[[noreturn]] void throwFileError(std::u16string_view tried, const std::filesystem::path& file,
+                                 const std::error_code& why);
 // Of the last failed call of the system.
 [[noreturn]] void throwSystemError(std::u16string_view tried, const std::filesystem::path& file);
 

@@ -8,19 +8,23 @@
 
 namespace CorvaneQueue::platform_layer {
 
-// Watches files for changes of their content and for their end. A user may have a limited number of watchers.
+// Watches files of one directory for changes of their content and for their end. A user may have a limited
+// number of watchers.
 class FileWatcher {
  public:
   // Whether it could be opened.
-  bool open() noexcept;
+  bool open(const std::filesystem::path& directory) noexcept;
   void close() noexcept;
-  bool isOpen() const noexcept { return native_ >= 0; }
+  bool isOpen() const noexcept { return native_ != noNative; }
   // What pump() of an apartment waits for.
-  int native() const noexcept { return native_; }
+  Native native() const noexcept { return native_; }
   ~FileWatcher() { close(); }
   FileWatcher() noexcept = default;
   FileWatcher(const FileWatcher&) = delete;
   FileWatcher& operator=(const FileWatcher&) = delete;
+
+  // Tells those who watch a file that is open to be written. Throws an Error.
+  static void tell(const File& file);
 
   // The number of the watch, or nothing when the file cannot be watched.
   std::optional<int> watch(const std::filesystem::path& file) noexcept;
@@ -35,7 +39,7 @@ class FileWatcher {
   void wait(std::chrono::nanoseconds longest) const;
 
  private:
-  int native_ = -1;
+  Native native_ = noNative;
 };
 
 // Wakes the pump of an apartment after a time.
@@ -43,8 +47,8 @@ class WakeTimer {
  public:
   // Throws an Error.
   void open();
-  bool isOpen() const noexcept { return native_ >= 0; }
-  int native() const noexcept { return native_; }
+  bool isOpen() const noexcept { return native_ != noNative; }
+  Native native() const noexcept { return native_; }
   void set(std::chrono::nanoseconds time) noexcept;
   // It has rung.
   void take() noexcept;
@@ -54,7 +58,7 @@ class WakeTimer {
   WakeTimer& operator=(const WakeTimer&) = delete;
 
  private:
-  int native_ = -1;
+  Native native_ = noNative;
 };
 
 }  // namespace CorvaneQueue::platform_layer

@@ -31,8 +31,8 @@ class Turn {
  public:
   using Deadline = std::optional<std::chrono::steady_clock::time_point>;
 
-  Turn(const File& file, std::int64_t byte, TurnState& state, TurnQueue& queue) noexcept
-      : file_(file), byte_(byte), state_(&state), queue_(&queue) {}
+  Turn(const File& file, std::int64_t ofTurn, TurnState& state, TurnQueue& queue) noexcept
+      : file_(file), byte_(ofTurn), state_(&state), queue_(&queue) {}
   ~Turn() { pass(); }
   Turn(const Turn&) = delete;
   Turn& operator=(const Turn&) = delete;

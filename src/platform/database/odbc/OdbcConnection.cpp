@@ -1,8 +1,8 @@
 #include "OdbcConnection.h"
 
+#include "Process.h"
 #include "StoredText.h"
 
-#include <unistd.h>
 #include <array>
 
 namespace CorvaneQueue::platform_layer {
@@ -29,7 +29,7 @@ class Executed {
 }  // namespace
 
 OdbcConnection::OdbcConnection(const ServerPlace& place)
-    : place_(place), dialect_(Dialect::of(place.engine)), process_(getpid()) {
+    : place_(place), dialect_(Dialect::of(place.engine)), process_(platform_layer::processNumber()) {
   environment_ = OdbcHandle(SQL_HANDLE_ENV, nullptr);
   environment_.check(
       SQLSetEnvAttr(environment_.get(), SQL_ATTR_ODBC_VERSION, value(SQL_OV_ODBC3), SQL_IS_UINTEGER));
@@ -132,7 +132,7 @@ std::unique_ptr<RowsInMemory> OdbcConnection::runTogether(std::u16string_view be
   return run(text + dialect_.executeText(named->second, values), none, seconds, Keep::No);
 }
 
-bool OdbcConnection::isInherited() const noexcept { return process_ != getpid(); }
+bool OdbcConnection::isInherited() const noexcept { return process_ != platform_layer::processNumber(); }
 
 bool OdbcConnection::isAlive() const noexcept {
   SQLUINTEGER isDead = SQL_CD_TRUE;

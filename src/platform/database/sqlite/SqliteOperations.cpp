@@ -258,7 +258,7 @@ String SqliteOperations::failure(std::int64_t shown) {
 
 // Every commit is written to the log.
 bool SqliteOperations::waitForChange(const String&, std::chrono::milliseconds longest) {
-  if (!watcher_.isOpen()) watcher_.open();
+  if (!watcher_.isOpen()) watcher_.open(file_.parent_path());
   if (!isWatching_) {
     std::filesystem::path log = file_;
     isWatching_ = watcher_.watch(log += "-wal").has_value();

@@ -29,6 +29,11 @@ bool tryLock(const File& file, ByteRange range, ByteLock lock) {
   return true;
 }
 
+void forgetFailure() noexcept { errno = 0; }
+bool hasLockingFailed() noexcept {
+  return errno != 0 && errno != EAGAIN && errno != EACCES && errno != EINTR;
+}
+
 void unlockAll(const File& file) noexcept {
   struct flock range = rangeOf({0, -1}, F_UNLCK);  // to the end
   ::fcntl(file.native(), F_OFD_SETLK, &range);

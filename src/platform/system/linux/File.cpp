@@ -12,26 +12,9 @@
 
 namespace CorvaneQueue::platform_layer {
 
-std::u16string shownPath(const std::filesystem::path& file) {
-  try {
-    return std::u16string(fromUtf8(file.native()).view());
-  } catch (const Error&) {
-    std::u16string shown;
-    for (const char c : file.native())
-      shown += static_cast<unsigned char>(c) < 0x80 ? static_cast<char16_t>(c) : u'?';
-    return shown;
-  }
-}
+std::u16string shownPath(const std::filesystem::path& file) { return shownBytes(file.native()); }
+std::string nameBytes(const std::filesystem::path& file) { return file.native(); }
 
-void throwFileError(std::u16string_view tried, const std::filesystem::path& file, std::errc why) {
-  const std::string reason = std::make_error_code(why).message();
-  const std::u16string text = std::u16string(tried) + u" \"" + shownPath(file) + u"\" failed: " +
-                              std::u16string(reason.begin(), reason.end()) + u".";
-  if (why == std::errc::permission_denied || why == std::errc::operation_not_permitted ||
-      why == std::errc::read_only_file_system)
-    throw NotPermitted(E_FAIL, {}, text);
-  throw Error(E_FAIL, {}, text);
-}
 void throwSystemError(std::u16string_view tried, const std::filesystem::path& file) {
   throwFileError(tried, file, static_cast<std::errc>(errno));
 }

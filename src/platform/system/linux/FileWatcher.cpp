@@ -18,12 +18,17 @@ timespec timeOf(std::chrono::nanoseconds time) noexcept {
 }
 }  // namespace
 
-bool FileWatcher::open() noexcept {
+bool FileWatcher::open(const std::filesystem::path&) noexcept {
   native_ = ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
   return isOpen();
 }
 void FileWatcher::close() noexcept {
-  if (const int native = std::exchange(native_, -1); native >= 0) ::close(native);
+  if (const int native = std::exchange(native_, noNative); native >= 0) ::close(native);
+}
+
+void FileWatcher::tell(const File& file) {
+  const std::uint8_t byte = 1;
+  file.writeAt({&byte, 1}, 0);
 }
 
 std::optional<int> FileWatcher::watch(const std::filesystem::path& file) noexcept {

@@ -4,6 +4,7 @@
 #include <pthread.h>
 #include <unistd.h>
 #include <atomic>
+#include <cstdlib>
 #include <fstream>
 #include <new>
 #include <sstream>
@@ -33,6 +34,16 @@ std::uint64_t bootNumber() noexcept {
   std::uint64_t number = 0;  // from the digits of a random identifier: any mixture will do
   for (ssize_t i = 0; i < size; ++i) number = number * 31 + static_cast<unsigned char>(text[i]);
   return number;
+}
+
+std::optional<NativeText> environmentVariable(const char* name) {
+  const char* const value = std::getenv(name);
+  return value == nullptr ? std::nullopt : std::optional<NativeText>(value);
+}
+NativeText dataDirectory() {
+  if (const auto set = environmentVariable("XDG_DATA_HOME"); set && !set->empty()) return *set;
+  const auto home = environmentVariable("HOME");
+  return home && !home->empty() ? *home + "/.local/share" : NativeText();
 }
 
 std::string hostName() {

@@ -1,8 +1,8 @@
 #include "Turn.h"
 
 #include "ByteLocks.h"
-#include "Futex.h"
 #include "Process.h"
+#include "SharedSleep.h"
 #include "StoredText.h"
 
 #include <algorithm>
@@ -81,13 +81,14 @@ void Turn::pass() noexcept {
 std::u16string Turn::holder() const {
   const std::int32_t process = state_->holder;
   if (process == 0) return u"another program has kept the file locked";
-  const std::time_t since = state_->since;
-  std::tm utc{};
-  ::gmtime_r(&since, &utc);
-  char time[16];
-  std::strftime(time, sizeof time, "%H:%M:%S", &utc);
-  return u"process " + decimal(process) + u" has been writing since " +
-         std::u16string(time, time + std::char_traits<char>::length(time)) + u" UTC";
+  const std::int64_t since = state_->since;
+  const std::chrono::hh_mm_ss time{std::chrono::seconds(since % 86400)};
+  const auto twoDigits = [](auto count) {
+    const std::u16string digits = decimal(static_cast<std::int64_t>(count.count()));
+    return digits.size() < 2 ? u"0" + digits : digits;
+  };
+  return u"process " + decimal(process) + u" has been writing since " + twoDigits(time.hours()) + u":" +
+         twoDigits(time.minutes()) + u":" + twoDigits(time.seconds()) + u" UTC";
 }
 
 }  // namespace CorvaneQueue::platform_layer

@@ -4,26 +4,11 @@
 
 #include <CorvaneQueue/Error.h>
 
-#include <iconv.h>
 #include <algorithm>
-#include <cerrno>
 
 namespace CorvaneQueue::platform_layer {
 
 namespace {
-
-const iconv_t unknown = reinterpret_cast<iconv_t>(-1);  // NOLINT: the C library's mark
-
-// Converts one character; returns the bytes written, or 0 when there is no counterpart.
-template <std::size_t Size>
-std::size_t convertOne(iconv_t converter, const char* from, std::size_t fromSize, char (&to)[Size]) {
-  char* input = const_cast<char*>(from);  // NOLINT: the interface is older than const
-  char* output = to;
-  std::size_t left = Size;
-  iconv(converter, nullptr, nullptr, nullptr, nullptr);
-  const std::size_t result = iconv(converter, &input, &fromSize, &output, &left);
-  return result == 0 && fromSize == 0 ? Size - left : 0;
-}
 
 // How many ASCII characters stand at the beginning.
 std::size_t asciiRun(const auto& characters) {
@@ -45,37 +30,24 @@ constexpr bool isBareByte(char16_t c) { return c >= 0x80 && c <= 0xFF; }
 
 }  // namespace
 
-CodePage::CodePage(std::int32_t number) : number_(number), toBytes_(unknown), toText_(unknown) {
+CodePage::CodePage(std::int32_t number) : number_(number) {
   if (number == utf8) return;
-  const std::string name = "CP" + std::to_string(number);
-  toBytes_ = iconv_open(name.c_str(), "UTF-16LE");
-  toText_ = iconv_open("UTF-16LE", name.c_str());
-  if (toBytes_ != unknown && toText_ != unknown) {
-    readTable();
-    return;
-  }
-  if (toBytes_ != unknown) iconv_close(toBytes_);
-  throw Error(ErrorNumber::InvalidArgument, {},
-              u"There is no code page " + decimal(number) + u"; correct the setting CodePage.");
-}
-
-CodePage::~CodePage() {
-  for (void* const converter : {toBytes_, toText_})
-    if (converter != unknown) iconv_close(converter);
+  if (!converter_.open(number))
+    throw Error(ErrorNumber::InvalidArgument, {},
+                u"There is no code page " + decimal(number) + u"; correct the setting CodePage.");
+  readTable();
 }
 
 // The characters beyond ASCII that have one byte.
 void CodePage::readTable() {
   for (int byte = 0x80; byte <= 0xFF; ++byte) {
-    const char from = static_cast<char>(byte);
-    char converted[8];
-    if (convertOne(toText_, &from, 1, converted) != sizeof(char16_t)) continue;
-    char16_t character;
-    std::memcpy(&character, converted, sizeof character);
+    const char from[] = {static_cast<char>(byte)};
+    char16_t units[4];
+    if (converter_.toText(from, units) != 1) continue;
     char back[16];
-    if (convertOne(toBytes_, converted, sizeof character, back) != 1 || back[0] != from) continue;
-    characters_[static_cast<std::size_t>(byte)] = character;
-    singleBytes_.emplace(character, static_cast<std::uint8_t>(byte));
+    if (converter_.toBytes({units, 1}, back) != 1 || back[0] != from[0]) continue;
+    characters_[static_cast<std::size_t>(byte)] = units[0];
+    singleBytes_.emplace(units[0], static_cast<std::uint8_t>(byte));
   }
 }
 
@@ -85,11 +57,10 @@ bool CodePage::appendBytes(std::u16string_view character, std::vector<std::uint8
     return true;
   }
   char converted[16];
-  const std::size_t size = convertOne(toBytes_, reinterpret_cast<const char*>(character.data()),
-                                      character.size() * sizeof(char16_t), converted);
-  char back[16];
-  const char same = static_cast<char>(character[0]);
-  const bool isBare = size == 0 && isBareByte(character[0]) && convertOne(toText_, &same, 1, back) == 0;
+  const std::size_t size = converter_.toBytes(character, converted);
+  char16_t back[8];
+  const char same[] = {static_cast<char>(character[0])};
+  const bool isBare = size == 0 && isBareByte(character[0]) && converter_.toText(same, back) == 0;
   if (size > 0)
     bytes.insert(bytes.end(), converted, converted + size);
   else
@@ -128,12 +99,9 @@ std::size_t CodePage::appendText(std::span<const std::uint8_t> bytes, std::u16st
   constexpr std::size_t longestCharacter = 4;
   for (std::size_t size = 1; size <= longestCharacter && size <= bytes.size(); ++size) {
     char16_t units[8];
-    char converted[sizeof units];
-    const std::size_t written =
-        convertOne(toText_, reinterpret_cast<const char*>(bytes.data()), size, converted);
+    const std::size_t written = converter_.toText({reinterpret_cast<const char*>(bytes.data()), size}, units);
     if (written == 0) continue;
-    std::memcpy(units, converted, written);
-    text.append(units, written / sizeof(char16_t));
+    text.append(units, written);
     return size;
   }
   text += static_cast<char16_t>(bytes[0]);
@@ -143,7 +111,7 @@ std::size_t CodePage::appendText(std::span<const std::uint8_t> bytes, std::u16st
 namespace {
 String ofUtf8(std::string_view bytes) {
   String text = String::ofLength(utf16Length(bytes));
-  if (decodeUtf8(bytes, text.bstr(), Surrogates::Carried).valid) return text;
+  if (decodeUtf8(bytes, text.units(), Surrogates::Carried).valid) return text;
   std::u16string units(bytes.size(), u'\0');
   std::size_t written = 0;
   while (true) {
@@ -164,7 +132,7 @@ String CodePage::textOf(std::span<const std::uint8_t> bytes) {
   if (plain == bytes.size()) {
     String text = String::adopt(SysAllocStringLen(nullptr, static_cast<UINT>(plain)));
     if (text.bstr() == nullptr) throw std::bad_alloc();
-    std::ranges::copy(bytes, text.bstr());
+    std::ranges::copy(bytes, text.units());
     return text;
   }
   std::u16string text(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(plain));
