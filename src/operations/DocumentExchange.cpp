@@ -37,7 +37,7 @@ std::int32_t PublicOperations::Import(StringRef File, StringRef ToQueue) {
   for (const auto& place : earlier) places.emplace_back(place.position, place.mark);
   if (const auto last = file.goOn(places)) {
     run.takeUp(earlier[*last]);
-    if (startsAnew_) file = ImportFile(toUtf8(File));
+    if (startsAnew_) file = ImportFile(fileNamed(File));
   }
   before_ = file.line();
   std::int64_t done = 0;

@@ -1,0 +1,18 @@
+# The tests that run under Windows, or what stands in for it: scripts/test-windows.
+set(INSTALL_GTEST OFF)
+add_subdirectory(/usr/src/googletest googletest EXCLUDE_FROM_ALL)
+foreach(library gtest gmock gtest_main)
+  target_compile_options(${library} PRIVATE -w)
+endforeach()
+
+function(corvane_windows_test name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;USES" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  target_include_directories(${name} PRIVATE support support/windows)
+  corvane_targets(USES ${ARG_USES})
+  target_link_libraries(${name} PRIVATE ${USES} gmock gtest_main ole32 oleaut32 uuid synchronization)
+  target_compile_definitions(${name} PRIVATE GOLDEN_FILE="${CMAKE_CURRENT_SOURCE_DIR}/golden/CorvaneQueue.idl")
+  corvane_precompile(${name} ${name})
+endfunction()
+corvane_windows_test(windows_automation_tests USES automation SOURCES PlatformTypesTest.cpp)
+corvane_windows_test(windows_tests USES CorvaneQueue SOURCES windows/ComponentTest.cpp)
