@@ -203,7 +203,7 @@ TEST_F(ServerCalls, FailuresAreToldAsTheyAreOnEveryStore) {
           .state = "08S01",
           .text = "Communication link failure",
           .isConnectionLost = true});
-  expectError(E_FAIL, nullptr, "\"test2\" on \"sql.example\": Unable to connect",
+  expectError(E_FAIL, nullptr, "\" on \"sql.example\": Unable to connect",
               [&] { queue->AcknowledgeDocument("7"); });
   queue->AcknowledgeDocument("7");  // it is back
 }
