@@ -6,8 +6,8 @@
 #include "Summaries.h"
 
 #include <algorithm>
-#include <chrono>
 #include <limits>
+#include <utility>
 
 namespace CorvaneQueue::platform_layer {
 
@@ -290,8 +290,11 @@ void SqliteOperations::removeQueue(const String& queue) {
 
 std::int64_t SqliteOperations::compact() {
   if (database_->isStandIn()) return 0;
-  writing().write(Database::Purpose::Frees, writersWait, [&] { database_->execute(sql_.forgetSummaries); });
-  return writing().giveBackSome();
+  if (!std::exchange(isCompacting_, true))
+    writing().write(Database::Purpose::Frees, writersWait, [&] { database_->execute(sql_.forgetSummaries); });
+  const std::int64_t left = writing().giveBackSome();
+  isCompacting_ = left > 0;
+  return left;
 }
 
 }  // namespace CorvaneQueue::platform_layer

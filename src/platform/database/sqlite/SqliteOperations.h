@@ -54,6 +54,7 @@ class SqliteOperations final : public StoreOperations {
   Attempts attempts_;
   FileWatcher watcher_;
   bool isWatching_ = false;
+  bool isCompacting_ = false;
 };
 
 }  // namespace CorvaneQueue::platform_layer
