@@ -7,7 +7,8 @@
 
 namespace CorvaneQueue::platform_layer {
 
-// A part of a list, both positions included. None of them when the first is behind the last.
+// A part of a list, both positions included, of which neither is the least or the greatest number there is.
+// None of them when the first is behind the last.
 struct Stretch {
   std::int64_t first = 0;
   std::int64_t last = 0;

@@ -95,8 +95,8 @@ Looked SqliteOperations::read(const DocumentList& list, std::int64_t from, Direc
                               const Sieve& sieve) {
   documents.clear();
   const bool isForward = direction == Direction::Forward;
-  constexpr std::int64_t last = std::numeric_limits<std::int64_t>::max();
-  if (isForward && from == last) return {};
+  constexpr std::int64_t last = std::numeric_limits<std::int64_t>::max() - 1;  // there is a place behind it
+  if (isForward && from >= last) return {};
   const Stretch searched = isForward ? Stretch{from + 1, last} : Stretch{0, from - 1};
   const std::int64_t queue = numberOf(list.queue);
   Database& database = reading();
