@@ -98,11 +98,11 @@ std::pair<double, double> listing(const postgres::Server& server, bool isFacade,
     if (write(report[1], result, sizeof result) < 0) _exit(1);
     _exit(0);
   }
+  close(report[1]);
   double result[2];
   if (read(report[0], result, sizeof result) != sizeof result) std::exit(1);
   wait(nullptr);
   close(report[0]);
-  close(report[1]);
   return {result[0], result[1]};
 }
 

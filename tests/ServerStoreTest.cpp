@@ -94,6 +94,34 @@ TEST_F(ServerStore, HasReceiversThatPassOverWhatOthersHold) {
 }
 
 // Work through a proxy that cuts the connection at each round trip: what was reported is what has happened.
+// More than come at a time, exactly twice as many, and a body that does not fit into a piece.
+TEST_F(ServerStore, ListsHoweverManyThereAre) {
+  const auto queue = open();
+  const auto bodyOf = [](int i) {
+    return u"\x20AC" + std::u16string(i == 399 ? 100'000 : 300, static_cast<char16_t>(u'a' + i % 26));
+  };
+  const auto fill = [&](int from, int to) {
+    queue->BeginTransaction();
+    for (int i = from; i < to; ++i) queue->SendDocument(bodyOf(i));
+    queue->Commit();
+  };
+  const auto mustBeThere = [&](const Messages& messages, int count) {
+    messages->Refresh();
+    ASSERT_EQ(messages->Count(), count);
+    for (int i = 0; i < count; ++i) EXPECT_EQ(messages->Item(i + 1)->Body(), bodyOf(i)) << i;
+  };
+  fill(0, 400);
+  const auto listed = create<Queues>()->Item("Orders");
+  mustBeThere(listed->Messages(), 400);
+  fill(400, 401);
+  mustBeThere(listed->Messages(), 401);
+  queue->BeginTransaction();
+  for (int i = 0; i < 401; ++i) queue->AcknowledgeMessage(queue->ReceiveNext());
+  queue->Commit();
+  mustBeThere(listed->Messages(), 0);
+  mustBeThere(listed->Journal()->Messages(), 401);
+}
+
 TEST_F(ServerStore, TellsWhatHasHappenedWhereverTheConnectionIsCut) {
   const std::filesystem::path directory = home.directory();
   CuttingProxy proxy(directory, DATABASE_SERVER);

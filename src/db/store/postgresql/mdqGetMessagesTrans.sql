@@ -20,6 +20,14 @@ BEGIN
   IF NOT FOUND THEN
     RETURN;
   END IF;
+  IF p_most = 0 THEN
+    RETURN QUERY
+      SELECT d."MessageID", d."Description", d."CreateTimestamp"::timestamp, 'idoc'::varchar, d."Body"
+        FROM dbo."mdqWaiting" w JOIN dbo."mdqDocument" d ON d."MessageID" = w."MessageID"
+       WHERE w."MessageTypeID" = v_type AND d."CreateTimestamp" >= p_from
+       ORDER BY w."MessageID";
+    RETURN;
+  END IF;
   IF p_most <> 1 THEN
     RETURN QUERY
       SELECT d."MessageID", d."Description", d."CreateTimestamp"::timestamp, 'idoc'::varchar, d."Body"
@@ -27,7 +35,7 @@ BEGIN
        CROSS JOIN LATERAL (SELECT * FROM dbo."mdqDocument" k
                             WHERE k."MessageID" = w."MessageID" AND k."CreateTimestamp" >= p_from OFFSET 0) d
        WHERE w."MessageTypeID" = v_type
-       ORDER BY w."MessageID" LIMIT nullif(p_most, 0);
+       ORDER BY w."MessageID" LIMIT p_most;
     RETURN;
   END IF;
   v_front := string_to_array(current_setting('corvane.front', true), ' ');  -- queue, identifier, since when

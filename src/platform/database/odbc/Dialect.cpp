@@ -70,7 +70,9 @@ class PostgreSql final : public Dialect {
            u"TextAsLongVarchar=1;UnknownsAsLongVarchar=1";
   }
   std::u16string_view onConnect() const override {
-    return u"SET standard_conforming_strings = on; SET default_transaction_isolation = 'read committed'";
+    // Cursors are read to their end.
+    return u"SET standard_conforming_strings = on; SET default_transaction_isolation = 'read committed'; "
+           u"SET cursor_tuple_fraction = 1";
   }
   std::u16string timeLimit(std::int32_t seconds) const override {
     return u"SET statement_timeout = " + decimal(std::int64_t{seconds} * 1000);
@@ -94,12 +96,7 @@ class PostgreSql final : public Dialect {
   }
   std::u16string executeText(std::u16string_view name,
                              std::span<const std::u16string> values) const override {
-    std::u16string literals;
-    for (const std::u16string& value : values) {
-      if (!literals.empty()) literals += u", ";
-      literals += quoted(std::u16string_view(value), u'\'');
-    }
-    return u"EXECUTE " + std::u16string(name) + u"(" + literals + u")";
+    return u"EXECUTE " + std::u16string(name) + literals(values);
   }
   bool returnsOutputsAsRow() const noexcept override { return true; }
   std::u16string_view takesSenderKeys() const noexcept override {
@@ -113,6 +110,15 @@ class PostgreSql final : public Dialect {
                 [](std::u16string_view literal) { return quoted(literal, u'\''); }),
             {}};
   }
+  std::u16string openCursor(std::u16string_view text) const override {
+    return u"DECLARE corvane_rows NO SCROLL CURSOR FOR " + std::u16string(text) + u"; " + fetch();
+  }
+  std::u16string openCursor(std::u16string_view procedure,
+                            std::span<const std::u16string> values) const override {
+    return openCursor(u"SELECT * FROM " + names(procedure) + literals(values));
+  }
+  std::u16string fetch() const override { return u"FETCH " + decimal(fetched) + u" FROM corvane_rows"; }
+  std::u16string_view closeCursor() const noexcept override { return u"CLOSE corvane_rows"; }
   std::u16string_view begin() const noexcept override { return u"BEGIN"; }
   std::u16string_view commit() const noexcept override { return u"COMMIT"; }
   std::u16string_view rollback() const noexcept override { return u"ROLLBACK"; }
@@ -143,6 +149,12 @@ class PostgreSql final : public Dialect {
     return FailureKind::Other;
   }
 
+  static std::u16string literals(std::span<const std::u16string> values) {
+    std::u16string text;
+    for (const std::u16string& value : values)
+      text += (text.empty() ? u"(" : u", ") + quoted(std::u16string_view(value), u'\'');
+    return text + u")";
+  }
   static std::u16string names(std::u16string_view bracketed) {
     return replaced(
         liftLiterals(bracketed), [](std::u16string_view name) { return quoted(name, u'"'); },
@@ -190,6 +202,12 @@ class SqlServer final : public Dialect {
         });
     return ready;
   }
+  std::u16string openCursor(std::u16string_view) const override { return {}; }
+  std::u16string openCursor(std::u16string_view, std::span<const std::u16string>) const override {
+    return {};
+  }
+  std::u16string fetch() const override { return {}; }
+  std::u16string_view closeCursor() const noexcept override { return {}; }
   std::u16string_view begin() const noexcept override { return u"BEGIN TRANSACTION"; }
   // A procedure that was cut off by a time limit may have left one of its own.
   std::u16string_view commit() const noexcept override { return u"WHILE @@TRANCOUNT > 0 COMMIT TRANSACTION"; }

@@ -51,6 +51,14 @@ class Dialect {
   // Counts the procedures of the store that take a sender's own key.
   virtual std::u16string_view takesSenderKeys() const noexcept = 0;
   virtual ServerText queryText(std::u16string_view text) const = 0;
+  // Opens a cursor for a text or the call of a procedure, gives its first rows, and the next ones; closes it.
+  // A client that just runs the text holds all of its rows. Empty where drivers do not.
+  static constexpr std::int32_t fetched = 200;  // rows at a time
+  virtual std::u16string openCursor(std::u16string_view text) const = 0;
+  virtual std::u16string openCursor(std::u16string_view procedure,
+                                    std::span<const std::u16string> values) const = 0;
+  virtual std::u16string fetch() const = 0;
+  virtual std::u16string_view closeCursor() const noexcept = 0;
   virtual std::u16string_view begin() const noexcept = 0;
   virtual std::u16string_view commit() const noexcept = 0;
   // Undoes all that is open, if anything is.

@@ -86,8 +86,8 @@ void OdbcConnection::undo(std::u16string_view sql) {
   execute(sql);
 }
 
-std::unique_ptr<RowsInMemory> OdbcConnection::run(const std::u16string& sql, OdbcParameters& parameters,
-                                                  std::int32_t seconds, Keep keep) {
+void OdbcConnection::run(const std::u16string& sql, OdbcParameters& parameters, std::int32_t seconds,
+                         Keep keep, Texts texts, std::unique_ptr<RowsInMemory>& rows) {
   OdbcHandle passing;
   const bool isKept = keep == Keep::Yes;
   if (!isKept) passing = OdbcHandle(SQL_HANDLE_STMT, connection_.get());
@@ -105,11 +105,28 @@ std::unique_ptr<RowsInMemory> OdbcConnection::run(const std::u16string& sql, Odb
   parameters.bindTo(statement);
   statement.check(isKept ? SQLExecute(statement.get())
                          : SQLExecDirectW(statement.get(), wide(sql), static_cast<SQLINTEGER>(sql.size())));
-  std::unique_ptr<RowsInMemory> rows;
+  bool isRead = false;
   do {  // counts of rows stand before the rows
-    if (!rows) rows = readRows(statement);
+    isRead = isRead || readRows(statement, texts, rows);
   } while (statement.check(SQLMoreResults(statement.get())));
   parameters.takeOutputs();
+}
+
+std::unique_ptr<RowsInMemory> OdbcConnection::list(std::u16string_view before, std::u16string text,
+                                                   std::int32_t seconds) {
+  const bool isAlone = !std::exchange(isInTransaction_, true);  // a cursor stands in a transaction
+  if (isAlone) before = dialect_.begin();
+  if (!before.empty()) text = std::u16string(before) + u"; " + text;
+  OdbcParameters none{std::span<const std::u16string>()};
+  std::unique_ptr<RowsInMemory> rows;
+  std::int32_t had = 0;
+  run(text, none, seconds, Keep::No, Texts::LongOnesStored, rows);
+  while (rows && rows->RecordCount() == had + Dialect::fetched) {
+    had = rows->RecordCount();
+    run(dialect_.fetch(), none, seconds, Keep::No, Texts::LongOnesStored, rows);
+  }
+  execute(isAlone ? dialect_.commit() : dialect_.closeCursor());
+  if (isAlone) isInTransaction_ = false;
   return rows;
 }
 

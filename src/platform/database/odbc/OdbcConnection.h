@@ -40,8 +40,21 @@ class OdbcConnection {
   // The rows of a text, if it has any. Statements that are `kept` are prepared once.
   enum class Keep { Yes, No };
   std::unique_ptr<RowsInMemory> run(const std::u16string& sql, OdbcParameters& parameters,
-                                    std::int32_t seconds, Keep keep);
+                                    std::int32_t seconds, Keep keep) {
+    std::unique_ptr<RowsInMemory> rows;
+    run(sql, parameters, seconds, keep, Texts::AtOnce, rows);
+    return rows;
+  }
 
+  // The rows, however many, of a text that opens a cursor. `before` goes before it.
+  std::unique_ptr<RowsInMemory> list(std::u16string_view before, std::u16string text, std::int32_t seconds);
+  // Long texts are kept in their stored form.
+  std::unique_ptr<RowsInMemory> list(const std::u16string& sql, OdbcParameters& parameters,
+                                     std::int32_t seconds) {
+    std::unique_ptr<RowsInMemory> rows;
+    run(sql, parameters, seconds, Keep::No, Texts::LongOnesStored, rows);
+    return rows;
+  }
   // The rows of a call with these values, and what goes before it in the same round trip; a call is prepared
   // with its first use.
   std::unique_ptr<RowsInMemory> runTogether(std::u16string_view before, std::u16string_view procedure,
@@ -56,6 +69,9 @@ class OdbcConnection {
   void isInTransaction(bool is) noexcept { isInTransaction_ = is; }
 
  private:
+  // The rows go behind those that are there.
+  void run(const std::u16string& sql, OdbcParameters& parameters, std::int32_t seconds, Keep keep,
+           Texts texts, std::unique_ptr<RowsInMemory>& rows);
   void limit(const OdbcHandle& statement, std::int32_t seconds);
   ServerPlace place_;
   const Dialect& dialect_;

@@ -8,8 +8,11 @@
 
 namespace CorvaneQueue::platform_layer {
 
-// Reads them to their end: texts of any length, date-times to the second, whole numbers. Nothing when the
-// statement has no rows to give.
-std::unique_ptr<RowsInMemory> readRows(const OdbcHandle& statement);
+// Whether long texts are for one who reads them now, or for a list that keeps them in their stored form.
+enum class Texts { AtOnce, LongOnesStored };
+
+// Reads them to their end, behind those that are there already: texts of any length, date-times to the
+// second, whole numbers. False when the statement has no rows to give.
+bool readRows(const OdbcHandle& statement, Texts texts, std::unique_ptr<RowsInMemory>& rows);
 
 }  // namespace CorvaneQueue::platform_layer

@@ -3,6 +3,7 @@
 #include "ConnectionPool.h"
 #include "StoredText.h"
 
+#include <algorithm>
 #include <random>
 #include <thread>
 
@@ -12,6 +13,8 @@ namespace {
 
 constexpr std::u16string_view statementMarks[] = {u"corvane_statement", u"corvane_next_statement"};
 std::u16string markOf(std::int32_t level) { return u"corvane_level" + decimal(level); }
+
+constexpr std::int32_t unlimited = 0;  // seconds
 
 constexpr std::u16string_view undone =
     u"What the transaction did is undone. Begin it again once the server can be reached.";
@@ -182,8 +185,10 @@ std::unique_ptr<Recordset> OdbcSession::query(std::u16string_view text, std::int
   const ServerText ready = Dialect::of(place_.engine).queryText(text);
   OdbcParameters parameters(ready.values);
   return run([&](OdbcConnection& connection, std::u16string_view before) {
+    if (const auto cursor = connection.dialect().openCursor(ready.sql); !cursor.empty())
+      return connection.list(before, cursor, seconds);
     connection.executeFirst(before);
-    return connection.run(ready.sql, parameters, seconds, OdbcConnection::Keep::No);
+    return connection.list(ready.sql, parameters, seconds);
   });
 }
 
@@ -193,7 +198,13 @@ std::unique_ptr<Recordset> OdbcSession::call(std::u16string_view procedure, std:
   const bool isRow = dialect.returnsOutputsAsRow();
   OdbcParameters bound(parameters, isRow ? OdbcParameters::Outputs::InRow : OdbcParameters::Outputs::Bound);
   const std::u16string text = dialect.callText(procedure, parameters);
+  const bool mayBeLong =
+      level_ == 0 && seconds == unlimited &&
+      std::ranges::all_of(parameters, [](const auto& each) { return each.Direction == adParamInput; });
   auto rows = run([&](OdbcConnection& connection, std::u16string_view before) {
+    if (mayBeLong)
+      if (const auto cursor = dialect.openCursor(procedure, bound.asTexts()); !cursor.empty())
+        return connection.list(before, cursor, seconds);
     if (!before.empty() && dialect.takesTextsTogether())
       if (const auto values = bound.asTexts(); !values.empty())
         return connection.runTogether(before, procedure, values, seconds);
