@@ -4,7 +4,9 @@
 #include "RecordingOdbc.h"
 
 #include <CorvaneQueue/CorvaneQueue.h>
+#include <CorvaneQueue/Operations.h>
 #include <CorvaneQueue/serverStore.h>
+#include <CorvaneQueue/Worker.h>
 #include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <regex>
@@ -108,6 +110,24 @@ TEST_F(ServerCalls, AreThoseOfTheGoldenFile) {
   step("purged");
   queue->Purge();
   listed->Journal()->Purge();
+  step("operated");
+  const OdbcAnswer content{.to = "mdqQueueContent",
+                           .columns = "nnnnnnnn",
+                           .rows = {{"1", "8", "0", "0", "0", "1795509001", "1795509001", "-1"}}};
+  const OdbcAnswer read{.to = "mdqReadMessages",
+                        .columns = "nsnnns",
+                        .rows = {{"7", "label", "1795509001", "-1", "8", "text"}}};
+  answer(content);
+  EXPECT_EQ(create<Operations>()->Statistics("O'Brien")->WaitingBytes(), 8);
+  step("moved");
+  driver().answers = {
+      read, content, read, {.to = "mdqChangeMessages", .columns = "nn", .rows = {{"1", "0"}}}};
+  EXPECT_EQ(create<Operations>()->Move("O'Brien", false, "Other"), 1);
+  step("a worker has one");
+  driver().answers = {document, {.to = "mdqBeginAttempt", .columns = "n", .rows = {{"1"}}}};
+  Worker worker("O'Brien", [](const WorkerDocument&) {});
+  worker.runUntilEmpty();
+  EXPECT_EQ(worker.done(), 1);
   // What differs from run to run: the place of the driver is not noted, the time and the keys are.
   std::string seen = std::regex_replace(driver().transcript,
                                         std::regex("20\\d\\d-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d"), "(now)");

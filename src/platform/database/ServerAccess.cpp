@@ -83,12 +83,7 @@ std::vector<String> ServerAccess::ask(std::u16string_view sql) { return driver()
 std::unique_ptr<QueueSignal> ServerAccess::signal() { return driver().signal(place()); }
 
 std::unique_ptr<StoreOperations> ServerAccess::operations() {
-  constexpr std::int32_t notSupported = 100;
-  if (engine_ == ServerEngine::PostgreSql) return std::make_unique<ServerOperations>(*this);
-  throw Error(
-      notSupported, storeSource,
-      u"The message store is on a SQL Server, where documents are counted, searched and moved with the tools of the "
-      u"server; its tables are in the documentation.");
+  return std::make_unique<ServerOperations>(*this);
 }
 
 StoreReport ServerAccess::check(StoreCheck how) {

@@ -14,7 +14,6 @@ class ServerAccess final : public StoreAccess {
       : settings_(settings), engine_(engine) {}
   std::shared_ptr<StoreSession> connect() override;
   StoreReport check(StoreCheck how) override;
-  // Throws 100 for an engine where the tools of the server do this.
   std::unique_ptr<StoreOperations> operations() override;
   // What tells of new documents; nothing where nobody does.
   std::unique_ptr<QueueSignal> signal();

@@ -171,14 +171,17 @@ std::vector<std::int64_t> ServerOperations::store(const String& queue,
                                                   const RunNote& note) {
   std::vector<std::int64_t> identifiers;
   asOne([&] {
-    for (const StoredDocument& document : documents)
-      identifiers.push_back(
-          number(u"mdqCreateMessage",
-                 {text(64, u"idoc"),
-                  text(longestText, queue),
-                  text(longestText, document.label),
-                  {u"CreateTimestamp", adDate, adParamInput, 0, Variant(dateOfSeconds(document.sent))},
-                  text(longestBody, BorrowedText(document.body.get()).view())}));
+    for (const StoredDocument& document : documents) {
+      std::vector<Parameter> parameters = {
+          text(64, u"idoc"),
+          text(longestText, queue),
+          text(longestText, document.label),
+          {u"CreateTimestamp", adDate, adParamInput, 0, Variant(dateOfSeconds(document.sent))},
+          text(longestBody, BorrowedText(document.body.get()).view()),
+          {u"MessageID", adBigInt, adParamOutput, 0}};
+      session().call(u"[dbo].[mdqCreateMessage]", std::span(parameters), noTimeLimit);
+      identifiers.push_back(toInt64(parameters.back().Value.get()));
+    }
     this->note(note);
   });
   return identifiers;

@@ -21,9 +21,14 @@ wanted_parameters AS (
     (N'mdqDeleteAckQueueMessagesOlderThan', 1, N'T'), (N'mdqDeleteAckQueueMessagesOlderThan', 2, N'4'))
     v (name, place, kind)),
 wanted_procedures AS (SELECT name, COUNT(*) AS inputs FROM wanted_parameters GROUP BY name),
+own_procedures AS (
+  SELECT * FROM (VALUES
+    (N'mdqCreateMessageOnce'), (N'mdqQueueContent'), (N'mdqReadMessages'), (N'mdqChangeMessages'),
+    (N'mdqRemoveQueue'), (N'mdqNoteRun'), (N'mdqNotedRuns'), (N'mdqBeginAttempt'),
+    (N'mdqEndAttempts'), (N'mdqNoteFailure'), (N'mdqFailureReason')) v (name)),
 called AS (
   SELECT name FROM wanted_procedures
-  UNION ALL SELECT N'mdqCreateMessageOnce' WHERE OBJECT_ID(N'dbo.mdqVersion') IS NOT NULL),
+  UNION ALL SELECT name FROM own_procedures WHERE OBJECT_ID(N'dbo.mdqVersion') IS NOT NULL),
 parameters AS (
   SELECT OBJECT_NAME(p.object_id) AS name, p.parameter_id AS place, p.is_output, TYPE_NAME(p.user_type_id) AS shown,
          CASE TYPE_NAME(p.system_type_id)
@@ -64,8 +69,12 @@ SELECT N'The procedure dbo.' + w.name + N' has as its parameter ' + CAST(w.place
 UNION ALL
 SELECT N'The store lacks ' + missing.name +
        N', because it is of an older version or was changed: run "corvaneq database upgrade".'
-  FROM (SELECT N'mdqCreateMessageOnce' AS name WHERE OBJECT_ID(N'dbo.mdqCreateMessageOnce', N'P') IS NULL
-        UNION ALL SELECT N'mdqDocument.SenderKey' WHERE COL_LENGTH(N'dbo.mdqDocument', N'SenderKey') IS NULL) missing
+  FROM (SELECT name FROM own_procedures WHERE OBJECT_ID(N'dbo.' + name, N'P') IS NULL
+        UNION ALL SELECT N'mdqDocument.SenderKey' WHERE COL_LENGTH(N'dbo.mdqDocument', N'SenderKey') IS NULL
+        UNION ALL SELECT N'mdqAcknowledged.AckTimestamp'
+                   WHERE COL_LENGTH(N'dbo.mdqAcknowledged', N'AckTimestamp') IS NULL
+        UNION ALL SELECT N'mdqFailure' WHERE OBJECT_ID(N'dbo.mdqFailure') IS NULL
+        UNION ALL SELECT N'mdqRun' WHERE OBJECT_ID(N'dbo.mdqRun') IS NULL) missing
  WHERE OBJECT_ID(N'dbo.mdqVersion') IS NOT NULL
 UNION ALL
 SELECT N'The user ' + USER_NAME() + N' may not call dbo.' + w.name + N': GRANT EXECUTE ON dbo.' + w.name + N' TO ' +

@@ -19,6 +19,7 @@ BEGIN
        WHERE l.MessageTypeID = @Type AND (@DeleteSeconds <= 0 OR d.CreateTimestamp <= @Before);
       SET @Rows = @@ROWCOUNT;
       DELETE d FROM dbo.mdqDocument d JOIN @Gone g ON g.MessageID = d.MessageID;
+      DELETE f FROM dbo.mdqFailure f JOIN @Gone g ON g.MessageID = f.MessageID;
       DELETE FROM @Gone;
     END;
     IF @Outer = 0 COMMIT TRANSACTION;
