@@ -2,7 +2,7 @@
 
 #include <ctime>
 
-PlainQueue::PlainQueue(const std::filesystem::path& file) : PlainFile(file) {
+PlainQueue::PlainQueue(const std::filesystem::path& file, Counts counts) : PlainFile(file), counts_(counts) {
   number_ = prepare("SELECT coalesce(max(key), ?1) + 1 FROM dbo.mqMessage WHERE key BETWEEN ?1 AND ?2");
   put_ = prepare(
       "INSERT INTO dbo.mqMessage (key, messageId, label, appSpecific, delivery, sentTime, arrivedTime,"
@@ -14,6 +14,17 @@ PlainQueue::PlainQueue(const std::filesystem::path& file) : PlainFile(file) {
   readApart_ = prepare("SELECT body FROM dbo.mqBody WHERE messageId = ?1");
   drop_ = prepare("DELETE FROM dbo.mqMessage WHERE key = ?1");
   dropApart_ = prepare("DELETE FROM dbo.mqBody WHERE messageId = ?1");
+  count_ = prepare(
+      "UPDATE dbo.mqQueue SET messages = messages + ?2, bytes = bytes + ?3, lastSent = ?4 WHERE queueId = ?1");
+}
+
+void PlainQueue::count(std::int64_t box, std::int64_t messages, std::size_t size) {
+  if (counts_ == Counts::No) return;
+  sqlite3_bind_int64(count_, 1, box / 2);
+  sqlite3_bind_int64(count_, 2, messages);
+  sqlite3_bind_int64(count_, 3, messages * static_cast<std::int64_t>(size));
+  sqlite3_bind_int64(count_, 4, std::time(nullptr));
+  run(count_);
 }
 
 namespace {
@@ -26,6 +37,7 @@ void bindBox(sqlite3_stmt* statement, std::int64_t box) {
 }  // namespace
 
 void PlainQueue::send(std::int64_t box, const std::string& body) {
+  count(box, 1, body.size());
   bindBox(number_, box);
   sqlite3_step(number_);
   const std::int64_t key = sqlite3_column_int64(number_, 0);
@@ -66,6 +78,7 @@ std::int64_t PlainQueue::receive(std::int64_t box, std::string& body) {
 }
 
 void PlainQueue::remove(std::int64_t key, std::size_t size) {
+  count(key >> 42, -1, size);
   sqlite3_bind_int64(drop_, 1, key);
   run(drop_);
   if (size <= largestBeside) return;

@@ -7,7 +7,9 @@
 
 class PlainQueue : public PlainFile {
  public:
-  explicit PlainQueue(const std::filesystem::path& file);
+  // Whether it keeps count of what is in the queue, as the service does.
+  enum class Counts { No, Kept };
+  explicit PlainQueue(const std::filesystem::path& file, Counts counts = Counts::No);
 
   // Inside a transaction. The queue is a box of the service.
   void send(std::int64_t box, const std::string& body);
@@ -16,5 +18,7 @@ class PlainQueue : public PlainFile {
   void remove(std::int64_t key, std::size_t size);
 
  private:
-  sqlite3_stmt *number_, *put_, *putApart_, *first_, *readApart_, *drop_, *dropApart_;
+  void count(std::int64_t box, std::int64_t messages, std::size_t size);
+  Counts counts_;
+  sqlite3_stmt *number_, *put_, *putApart_, *first_, *readApart_, *drop_, *dropApart_, *count_;
 };

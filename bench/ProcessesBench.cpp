@@ -101,7 +101,9 @@ Step arrivalReceiver() {
     return true;
   };
 }
-auto plainQueue() { return std::make_shared<PlainQueue>(home->directory / "msmq/storage/queues.db"); }
+auto plainQueue(PlainQueue::Counts counts) {
+  return std::make_shared<PlainQueue>(home->directory / "msmq/storage/queues.db", counts);
+}
 
 void prepareStore(int count) {
   home = std::make_unique<Home>("db");
@@ -156,26 +158,28 @@ std::vector<Contender> contenders() {
   all.push_back(
       {"queue service", "plain program (queue)", prepareService, serviceSender(), serviceReceiver()});
   all.push_back({"Queue, Message Queuing", "queue service", prepareService, facadeSender, arrivalReceiver});
-  all.push_back({"plain program (queue)",
-                 {},
-                 prepareService,
-                 [] {
-                   return [store = plainQueue(), body = std::string(size, 'x')] {
-                     store->begin();
-                     store->send(firstBox, body);
-                     store->commit();
-                     return true;
-                   };
-                 },
-                 [] {
-                   return [store = plainQueue(), body = std::string()]() mutable {
-                     store->begin();
-                     const auto key = store->receive(firstBox, body);
-                     if (key != 0) store->remove(key, body.size());
-                     store->commit();
-                     return key != 0;
-                   };
-                 }});
+  for (const auto counts : {PlainQueue::Counts::No, PlainQueue::Counts::Kept})
+    all.push_back(
+        {counts == PlainQueue::Counts::No ? "plain program (queue)" : "plain program that counts (queue)",
+         {},
+         prepareService,
+         [counts] {
+           return [store = plainQueue(counts), body = std::string(size, 'x')] {
+             store->begin();
+             store->send(firstBox, body);
+             store->commit();
+             return true;
+           };
+         },
+         [counts] {
+           return [store = plainQueue(counts), body = std::string()]() mutable {
+             store->begin();
+             const auto key = store->receive(firstBox, body);
+             if (key != 0) store->remove(key, body.size());
+             store->commit();
+             return key != 0;
+           };
+         }});
   all.push_back({"Queue, database", "plain program (database)", prepareStore, facadeSender, pollingReceiver});
   all.push_back({"plain program (database)",
                  {},
