@@ -189,6 +189,10 @@ int Server::storeListing() const {
   return count;
 }
 
-void Server::settle() const { execute(connect(directory_), "VACUUM ANALYZE"); }
+void Server::settle() const {
+  const auto connection = connect(directory_);
+  execute(connection, "VACUUM ANALYZE");
+  execute(connection, "CHECKPOINT");
+}
 
 }  // namespace postgres
