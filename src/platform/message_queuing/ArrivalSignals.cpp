@@ -76,8 +76,11 @@ void ArrivalSignals::endWatching() noexcept {
 void ArrivalSignals::listen() {
   onSignal_ = Apartment::current().arm({watcher_.native(), [this] {
                                           takeSignals();
-                                          deliver(LookFor::Signalled);
+                                          onWaiters_.wake();
                                         }});
+  // Armed behind what wakes it, so that it delivers in the same pump, and to nobody twice in one.
+  onWaiters_ = Apartment::current().arm({-1, [this] { deliver(); }});
+  onWaiters_.wake();
 }
 
 void ArrivalSignals::takeSignals() {
@@ -115,7 +118,7 @@ bool ArrivalSignals::wait(Waiter& waiter, Deadline deadline) {
             const auto armed = each.lock();
             return armed && armed->isSignalled;
           }))
-        onArming_.wake();
+        onWaiters_.wake();
     } else {
       watch(waiter.box);  // before the last look, so that nothing comes unnoticed
     }
@@ -136,27 +139,26 @@ void ArrivalSignals::arm(const std::shared_ptr<Waiter>& waiter) {
   watch(waiter->box);
   if (!timer_.isOpen()) {
     timer_.open();
-    if (watcher_.isOpen()) listen();
     onTimer_ = Apartment::current().arm({timer_.native(), [this] {
                                            timer_.take();
                                            due_.reset();
-                                           deliver(LookFor::All);
+                                           for (const auto& each : armed_)
+                                             if (const auto armed = each.lock()) armed->isSignalled = true;
+                                           onWaiters_.wake();
                                          }});
-    onArming_ = Apartment::current().arm({-1, [this] { deliver(LookFor::Signalled); }});
+    listen();
   }
   armed_.push_back(waiter);
-  onArming_.wake();
+  onWaiters_.wake();
   lookAgainIn(patience(Prospect::Nothing));
 }
 
-void ArrivalSignals::deliver(LookFor those) {
+void ArrivalSignals::deliver() {
   std::erase_if(armed_, [](const auto& each) { return each.expired(); });
   std::vector<std::weak_ptr<Waiter>> signalled;  // who arms during a delivery waits for the next pump
   for (const auto& each : armed_) {
     const auto waiter = each.lock();
-    if (!waiter) continue;
-    waiter->isSignalled = waiter->isSignalled || those == LookFor::All;
-    if (waiter->isSignalled) signalled.push_back(each);
+    if (waiter && waiter->isSignalled) signalled.push_back(each);
   }
   bool isAnyHeldUp = false;
   for (const auto& each : signalled) {
@@ -173,7 +175,7 @@ void ArrivalSignals::deliver(LookFor those) {
     }
     if (seen == Prospect::Ready || failure) {
       std::erase_if(armed_, isIt);
-      onArming_.wake();  // the delivery may pump, and wait for what the others bring
+      onWaiters_.wake();  // the delivery may pump, and wait for what the others bring
       if (const auto fail = waiter->fail; failure && fail) fail(*failure);
       if (const auto run = waiter->deliver; !failure && run) run();
     }

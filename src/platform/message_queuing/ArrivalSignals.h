@@ -69,8 +69,7 @@ class ArrivalSignals {
   void endWatching() noexcept;
   void listen();
   void takeSignals();
-  enum class LookFor { Signalled, All };
-  void deliver(LookFor those);
+  void deliver();
   std::chrono::nanoseconds patience(Prospect seen) const noexcept;
   void lookAgainIn(std::chrono::nanoseconds time) noexcept;
 
@@ -85,7 +84,7 @@ class ArrivalSignals {
   std::vector<std::weak_ptr<Waiter>> armed_;
   Apartment::Armed onSignal_;
   Apartment::Armed onTimer_;
-  Apartment::Armed onArming_;
+  Apartment::Armed onWaiters_;
 };
 
 }  // namespace CorvaneQueue::platform_layer
