@@ -3,6 +3,7 @@
 #include "Handle.h"
 #include "OwnLocks.h"
 
+#include <winternl.h>
 #include <algorithm>
 #include <thread>
 #include <vector>
@@ -38,22 +39,25 @@ std::chrono::nanoseconds since1970(std::int64_t time) noexcept {
   return std::chrono::nanoseconds((time - of1970) * 100);
 }
 
+// Of all states the one that is cheapest to ask for, as many are. The volume is not among what is asked: a
+// name that is looked at again is on the same one, and the number of its file names no other there.
 FileState stateOf(HANDLE file) noexcept {
   FileState state;
-  BY_HANDLE_FILE_INFORMATION information;
+  FILE_STANDARD_INFO size;
   FILE_BASIC_INFO times;
-  if (::GetFileInformationByHandle(file, &information) == 0 ||
-      ::GetFileInformationByHandleEx(file, FileBasicInfo, &times, sizeof times) == 0)
+  LARGE_INTEGER number;
+  IO_STATUS_BLOCK ignored;
+  if (::GetFileInformationByHandleEx(file, FileStandardInfo, &size, sizeof size) == 0 ||
+      ::GetFileInformationByHandleEx(file, FileBasicInfo, &times, sizeof times) == 0 ||
+      ::NtQueryInformationFile(file, &ignored, &number, sizeof number,
+                               static_cast<FILE_INFORMATION_CLASS>(6)) != 0)
     return state;
-  const bool isDirectory = (information.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
-  state.kind = isDirectory                             ? FileState::Kind::Directory
+  state.kind = size.Directory != 0                     ? FileState::Kind::Directory
                : ::GetFileType(file) == FILE_TYPE_DISK ? FileState::Kind::File
                                                        : FileState::Kind::Other;
-  state.device = information.dwVolumeSerialNumber;
-  state.number = std::uint64_t{information.nFileIndexHigh} << 32 | information.nFileIndexLow;
-  state.names = information.nNumberOfLinks;
-  state.size =
-      static_cast<std::int64_t>(std::uint64_t{information.nFileSizeHigh} << 32 | information.nFileSizeLow);
+  state.number = static_cast<std::uint64_t>(number.QuadPart);
+  state.names = size.NumberOfLinks;
+  state.size = size.EndOfFile.QuadPart;
   state.modified = since1970(times.LastWriteTime.QuadPart);
   state.changed = since1970(times.ChangeTime.QuadPart);
   return state;
@@ -83,12 +87,11 @@ bool takeFromOthers(const std::filesystem::path&) noexcept { return false; }
 namespace {
 
 Native openedFor(const std::filesystem::path& file, File::Use use) noexcept {
-  constexpr DWORD reading = GENERIC_READ;
   constexpr DWORD writing = GENERIC_READ | GENERIC_WRITE;
   // Without the right to write elsewhere: the system puts each write at the end then.
   constexpr DWORD appending = FILE_APPEND_DATA | FILE_READ_DATA | FILE_READ_ATTRIBUTES | SYNCHRONIZE;
   switch (use) {
-    case File::Use::Read: return nativeOf(openedAs(file, reading, OPEN_EXISTING));
+    case File::Use::Read: return nativeOf(openedAs(file, GENERIC_READ, OPEN_EXISTING));
     case File::Use::Change: return nativeOf(openedAs(file, writing, OPEN_EXISTING));
     case File::Use::Create: return nativeOf(openedAs(file, writing, OPEN_ALWAYS));
     case File::Use::Append: return nativeOf(openedAs(file, appending, OPEN_ALWAYS));
@@ -161,8 +164,7 @@ void File::writeAt(std::span<const std::uint8_t> bytes, std::uint64_t offset) co
 }
 bool File::append(std::string_view text) const noexcept {
   DWORD count = 0;
-  OVERLAPPED atTheEnd{};
-  atTheEnd.Offset = atTheEnd.OffsetHigh = 0xFFFFFFFF;
+  OVERLAPPED atTheEnd = placeOf(~std::uint64_t{0});
   return ::WriteFile(handleOf(native_), text.data(), static_cast<DWORD>(text.size()), &count, &atTheEnd) !=
              0 &&
          count == text.size();
@@ -185,14 +187,14 @@ bool File::reserve(std::int64_t size) const noexcept {
 // ---- A lock file
 
 namespace {
-constexpr DWORD lockedAtHigh = 0x7FFFFFFF;  // beyond all content: readers are not kept out
+constexpr std::uint64_t lockedAt = std::uint64_t{0x7FFFFFFF}
+                                   << 32;  // beyond all content: readers are not kept out
 }
 
 FileLock::FileLock(const File& file) : native_(file.native()) {
   constexpr auto longest = std::chrono::seconds(30);
   const auto deadline = std::chrono::steady_clock::now() + longest;
-  OVERLAPPED place{};
-  place.OffsetHigh = lockedAtHigh;
+  OVERLAPPED place = placeOf(lockedAt);
   while (::LockFileEx(handleOf(native_), LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0,
                       &place) == 0) {
     const DWORD why = ::GetLastError();
@@ -206,8 +208,7 @@ FileLock::FileLock(const File& file) : native_(file.native()) {
   }
 }
 FileLock::~FileLock() {
-  OVERLAPPED place{};
-  place.OffsetHigh = lockedAtHigh;
+  OVERLAPPED place = placeOf(lockedAt);
   ::UnlockFileEx(handleOf(native_), 0, 1, 0, &place);
 }
 
