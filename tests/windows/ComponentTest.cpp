@@ -8,7 +8,7 @@
 #include "Installation.h"
 
 #include <gtest/gtest.h>
-#include <set>
+#include <atomic>
 #include <thread>
 
 namespace CorvaneQueue {
@@ -127,6 +127,30 @@ TEST_F(Component, HasItsMembersWhereTheTypeLibrarySays) {
   ASSERT_EQ(type->Invoke(typed.get(), member, DISPATCH_METHOD, &parameters, path.address(), nullptr, nullptr),
             S_OK);
   EXPECT_EQ(toString(path.get()), u".\\Orders");
+}
+
+// In another apartment a client has a proxy, whose calls the object's own thread serves inside pump().
+TEST_F(Component, IsCalledFromAnotherApartment) {
+  const auto queue = query<_Queue>(registered(L"CorvaneQueue.Queue").get());
+  call<&_Queue::raw_Initialize>(queue, u"Orders", VARIANT_FALSE);
+  IStream* stream = nullptr;
+  ASSERT_EQ(::CoMarshalInterThreadInterfaceInStream(iidOf<_Queue>, queue.get(), &stream), S_OK);
+  std::atomic<bool> isOver = false;
+  std::thread other([&] {
+    ::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+    void* given = nullptr;
+    EXPECT_EQ(::CoGetInterfaceAndReleaseStream(stream, iidOf<_Queue>, &given), S_OK);
+    if (const auto proxy = Ref<_Queue>::adopt(static_cast<_Queue*>(given))) {
+      EXPECT_NE(proxy.get(), queue.get());
+      EXPECT_EQ(errorNumber([&] { call<&_Queue::raw_SendDocument>(proxy, String(u"from elsewhere")); }), 0);
+      EXPECT_EQ(call<&_Queue::get_Name>(proxy), u"Orders");
+    }
+    ::CoUninitialize();
+    isOver = true;
+  });
+  while (!isOver) Apartment::current().pump(std::chrono::milliseconds(20));
+  other.join();
+  EXPECT_FALSE(call<&_Queue::raw_IsEmpty>(queue));
 }
 
 TEST_F(Component, IsDescribedAsItPrintsItself) {
