@@ -107,6 +107,7 @@ OVERLAPPED placeOf(std::uint64_t offset) noexcept {
   return place;
 }
 constexpr std::size_t mostAtOnce = 1 << 30;
+constexpr std::uint64_t lockedAt = 0x7FFFFFFF00000000;  // beyond all content: readers are not kept out
 
 }  // namespace
 
@@ -185,11 +186,6 @@ bool File::reserve(std::int64_t size) const noexcept {
 }
 
 // ---- A lock file
-
-namespace {
-constexpr std::uint64_t lockedAt = std::uint64_t{0x7FFFFFFF}
-                                   << 32;  // beyond all content: readers are not kept out
-}
 
 FileLock::FileLock(const File& file) : native_(file.native()) {
   constexpr auto longest = std::chrono::seconds(30);
