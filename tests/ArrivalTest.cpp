@@ -5,7 +5,6 @@
 #include "Stores.h"
 
 #include <gmock/gmock.h>
-#include <csignal>
 #include <sstream>
 
 namespace {
@@ -50,12 +49,15 @@ class Arrival : public ::testing::Test {
 };
 
 TEST_F(Arrival, AnnouncesOneDocumentAtATime) {
-  const pid_t sender = inProcess([] {
-    raise(SIGSTOP);
-    auto queue = openQueue("Orders");
-    queue->MsgType("ORDER");
-    for (const char* text : {"one", "two", "thrée"}) queue->SendDocument(text);
-  });
+  const Gate isListening;
+  const Child sender = inProcess(
+      [](const Arguments& given) {
+        Gate(given[0]).pass();
+        auto queue = openQueue("Orders");
+        queue->MsgType("ORDER");
+        for (const char* text : {"one", "two", "thrée"}) queue->SendDocument(text);
+      },
+      {isListening.name()});
   auto orders = openQueue("Orders");
   auto subscription = orders->evtArrived([&](String& document, String& id) {
     EXPECT_EQ(id.size(), 10u);
@@ -65,8 +67,7 @@ TEST_F(Arrival, AnnouncesOneDocumentAtATime) {
     orders->AcknowledgeDocument(id);
   });
   orders->ReceiveEnable();
-  ASSERT_TRUE(hasStopped(sender));
-  kill(sender, SIGCONT);
+  isListening.open();
   pumpUntil([&] { return arrived.size() == 3; });
   EXPECT_THAT(arrived, ElementsAre("one", "two", "thrée"));
   EXPECT_TRUE(succeeded(sender));
@@ -103,13 +104,20 @@ TEST_F(Arrival, OfAnotherQueueComesWhileAHandlerPumps) {
 
 TEST_F(Arrival, OfADeadReceiverIsAnnouncedToTheNextOnce) {
   openQueue("Orders")->SendDocument("survives");
-  const pid_t first = inProcess([] {
-    auto queue = openQueue("Orders");
-    const auto arrivals = queue->evtArrived([&](String&, String&) { raise(SIGSTOP); });
-    queue->ReceiveEnable();
-    pumpUntil([] { return false; });
-  });
-  ASSERT_TRUE(hasStopped(first));
+  const Gate isHandled;
+  const Gate never;
+  const Child first = inProcess(
+      [](const Arguments& given) {
+        auto queue = openQueue("Orders");
+        const auto arrivals = queue->evtArrived([&](String&, String&) {
+          Gate(given[0]).open();
+          Gate(given[1]).pass();
+        });
+        queue->ReceiveEnable();
+        pumpUntil([] { return false; });
+      },
+      {isHandled.name(), never.name()});
+  isHandled.pass();
   auto next = openQueue("Orders");
   const auto arrivals = taking(next);
   next->ReceiveEnable();
@@ -232,7 +240,7 @@ Texts listedNames() {
 
 TEST(QueueDirectory, IsThatOfTheInstallationAlsoOnceItWasCopiedOrMoved) {
   namespace fs = std::filesystem;
-  const auto use = [](const fs::path& directory) { setenv("CORVANE_HOME", directory.c_str(), 1); };
+  const auto use = [](const fs::path& directory) { setVariable("CORVANE_HOME", directory); };
   const Installation original("");
   openQueue("Orders")->SendDocument("x");
   const Installation copy("");

@@ -1,7 +1,6 @@
 // What operators do with many documents, on every store.
 #include "OperatedQueues.h"
 
-#include <sys/wait.h>
 #include <algorithm>
 #include <fstream>
 
@@ -187,7 +186,7 @@ TEST_P(OperationsBehaviour, FilesCarryDocumentsFromStoreToStore) {
   if (GetParam() == Store::PostgreSql) odd = u"which servers do not carry";
   const std::u16string texts[] = {u"Größe \"1\"\n", odd, std::u16string(100'000, u'y'), u""};
   for (const auto& text : texts) queue->SendDocument(text);
-  const std::string file = home.file("out.jsonl");
+  const std::string file = home.file("out.jsonl").string();
   EXPECT_EQ(operations->Export("Orders", false, {}, file), 4);
   expectError(ErrorNumber::InvalidArgument, nullptr, "it is there already",
               [&] { operations->Export("Orders", false, {}, file); });
@@ -219,7 +218,7 @@ TEST_P(OperationsBehaviour, FilesCarryDocumentsFromStoreToStore) {
   const std::string last = content.substr(content.rfind('\n', content.size() - 2) + 1);
   std::ofstream(home.file("other.jsonl")) << content.substr(0, content.find('\n') + 1) << last;
   EXPECT_EQ(here->Import(home.file("other.jsonl").string(), "Mended"), 2);
-  const std::string moved = home.file("moved.jsonl");
+  const std::string moved = home.file("moved.jsonl").string();
   std::ofstream(moved) << content;
   EXPECT_EQ(here->Import(moved, "Mended"), 2);
   EXPECT_EQ(here->Before(), 2);
@@ -230,8 +229,8 @@ TEST_P(OperationsBehaviour, FilesCarryDocumentsFromStoreToStore) {
 // What leaves while a list is read takes nothing else out of it, and brings nothing back into it.
 TEST_P(OperationsBehaviour, SearchesSeeNothingTwiceAndMissNothingWhileOthersReceive) {
   constexpr int documents = 3000;
-  ASSERT_TRUE(succeeded(inProcess([&] { fill("Orders", documents); })));
-  const pid_t receiver = inProcess([&] {
+  ASSERT_TRUE(isFilledElsewhere("Orders", documents));
+  const Child receiver = inProcess([] {
     const auto there = create<Operations>();
     for (int last = 20; last < documents; last += 20) {
       const auto filter = there->NewFilter();
@@ -239,7 +238,7 @@ TEST_P(OperationsBehaviour, SearchesSeeNothingTwiceAndMissNothingWhileOthersRece
       there->Acknowledge("Orders", filter);
     }
   });
-  for (bool isBackward = false; waitpid(receiver, nullptr, WNOHANG) == 0; isBackward = !isBackward) {
+  for (bool isBackward = false; !hasEnded(receiver); isBackward = !isBackward) {
     const auto search = create<Operations>()->Search("Orders", false, where("Body contains \"document\""));
     search->Backward(isBackward);
     search->PageSize(1000);

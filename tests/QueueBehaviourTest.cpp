@@ -4,6 +4,7 @@
 #include "Stores.h"
 
 #include <gmock/gmock.h>
+#include <atomic>
 #include <set>
 #include <thread>
 
@@ -22,14 +23,17 @@ class QueueBehaviour : public ::testing::TestWithParam<Store> {
 INSTANTIATE_TEST_SUITE_P(Stores, QueueBehaviour, ::testing::ValuesIn(everyStore),
                          [](const auto& each) { return nameOf(each.param); });
 
+const Texts all{"Grüße\r\n", "", std::string(200'000, 'x')};
+
 TEST_P(QueueBehaviour, DocumentsTravelInOrderFromAnyProcessIntoTheJournal) {
-  const Texts all{"Grüße\r\n", "", std::string(200'000, 'x')};
-  ASSERT_TRUE(succeeded(inProcess([&] {
-    auto queue = open("Orders");
-    queue->MsgType("ORDER");
-    queue->Object(u"Invoice");
-    for (const std::string& document : all) queue->SendDocument(document);
-  })));
+  ASSERT_TRUE(succeeded(inProcess(
+      [](const Arguments& given) {
+        auto queue = openQueue(storeNamed(given[0]), "Orders");
+        queue->MsgType("ORDER");
+        queue->Object(u"Invoice");
+        for (const std::string& document : all) queue->SendDocument(document);
+      },
+      {nameOf(GetParam())})));
   auto queue = open("orders");  // letter case does not count
   EXPECT_EQ(queue->Name(), u"orders");
   EXPECT_FALSE(queue->IsEmpty());
@@ -41,6 +45,42 @@ TEST_P(QueueBehaviour, DocumentsTravelInOrderFromAnyProcessIntoTheJournal) {
   EXPECT_EQ(Receiver(GetParam(), queue).takeAll(), all);
   EXPECT_TRUE(queue->IsEmpty());
   EXPECT_EQ(journaled("Orders"), all);
+}
+
+TEST_P(QueueBehaviour, ManyProcessesSendAndReceiveEachDocumentOnce) {
+  constexpr int each = 30;
+  constexpr int documents = 2 * each;
+  struct Taken {
+    std::atomic<int> times[documents];
+    std::atomic<int> together;
+  };
+  const InAllProcesses<Taken> taken;
+  std::vector<Child> children;
+  for (int i = 0; i < 3; ++i)
+    children.push_back(inProcess(
+        [](const Arguments& given) {
+          const InAllProcesses<Taken> ofAll(given[0]);
+          const Store store = storeNamed(given[1]);
+          Receiver receiver(store, openQueue(store, "Orders"));
+          const auto late = std::chrono::steady_clock::now() + 60s;
+          while (ofAll->together < documents && std::chrono::steady_clock::now() < late)
+            if (const auto document = receiver.take(20ms)) {
+              ++ofAll->times[std::stoi(*document)];
+              ++ofAll->together;
+            }
+        },
+        {taken.name(), nameOf(GetParam())}));
+  for (const int first : {0, each})
+    children.push_back(inProcess(
+        [](const Arguments& given) {
+          const auto queue = openQueue(storeNamed(given[0]), "Orders");
+          for (int i = 0; i < each; ++i) queue->SendDocument(std::to_string(std::stoi(given[1]) + i));
+        },
+        {nameOf(GetParam()), std::to_string(first)}));
+  for (const Child child : children) EXPECT_TRUE(succeeded(child));
+  for (const auto& times : taken->times) EXPECT_EQ(times, 1) << "document " << &times - taken->times;
+  EXPECT_TRUE(open("Orders")->IsEmpty());
+  EXPECT_EQ(journaled("Orders").size(), static_cast<std::size_t>(documents));
 }
 
 TEST_P(QueueBehaviour, ListsBrowseWithoutTakingAndStaySoundWhileTheyAreWalked) {

@@ -5,10 +5,8 @@
 #include "Processes.h"
 #include "Queuing.h"
 
-#include <sys/mman.h>
 #include <algorithm>
 #include <atomic>
-#include <csignal>
 #include <map>
 #include <random>
 #include <set>
@@ -103,28 +101,32 @@ class Worker {
 
 TEST(QueueCrash, LosesDoublesAndHalvesNothing) {
   const Installation home;
-  const char* const wanted = std::getenv("CORVANE_KILLS");
-  const unsigned kills = wanted != nullptr ? static_cast<unsigned>(std::atoi(wanted)) : 200;
-  ASSERT_TRUE(succeeded(inProcess([] {
+  const char* const asked = std::getenv("CORVANE_KILLS");
+  const unsigned kills = asked != nullptr ? static_cast<unsigned>(std::atoi(asked)) : 200;
+  ASSERT_TRUE(succeeded(inProcess([] {  // this process opens no store before the others
     for (const char16_t* path : paths) createQueue(path);
     for (int i = 0; i < tokenCount; ++i) send(open(paths[i % 2], MQ_SEND_ACCESS), std::to_string(i));
   })));
-  auto& shared = *static_cast<Shared*>(
-      ::mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
-  std::mt19937 random(static_cast<unsigned>(getpid()));
+  const InAllProcesses<Shared> shared;
+  std::mt19937 random(std::random_device{}());
   const auto start = [&](unsigned number, unsigned life) {
-    return inProcess([&] { Worker(shared, number, life).work(); });
+    return inProcess(
+        [](const Arguments& given) {
+          const InAllProcesses<Shared> ofAll(given[0]);
+          const auto wanted = [&](std::size_t i) { return static_cast<unsigned>(std::stoul(given[i])); };
+          Worker(*ofAll, wanted(1), wanted(2)).work();
+        },
+        {shared.name(), std::to_string(number), std::to_string(life)});
   };
-  std::vector<pid_t> workers;
+  std::vector<Child> workers;
   for (unsigned number = 0; number < workerCount; ++number) workers.push_back(start(number, number));
   std::set<std::string> mayBeLost;
   for (unsigned kill = 0; kill < kills + workerCount; ++kill) {
-    usleep(static_cast<useconds_t>(random() % 40'000));
+    pauseFor(std::chrono::microseconds(random() % (4 * timeToStart).count()));
     const unsigned number = kill < kills ? random() % workerCount : kill - kills;
-    ::kill(workers[number], SIGKILL);
-    ASSERT_EQ(endOf(workers[number]), SIGKILL) << "a worker gave up";
-    for (const auto& token : tokensIn(shared.atRisk[number])) mayBeLost.insert(token);
-    std::ranges::fill(shared.atRisk[number], '\0');
+    ASSERT_TRUE(killed(workers[number])) << "a worker gave up";
+    for (const auto& token : tokensIn(shared->atRisk[number])) mayBeLost.insert(token);
+    std::ranges::fill(shared->atRisk[number], '\0');
     if (kill < kills) workers[number] = start(number, workerCount + kill);
   }
 
@@ -137,7 +139,7 @@ TEST(QueueCrash, LosesDoublesAndHalvesNothing) {
     const int times = found.contains(token) ? found[token] : 0;
     EXPECT_TRUE(times == 1 || (times == 0 && mayBeLost.contains(token))) << token << ": " << times;
   }
-  EXPECT_GT(shared.commits, kills);
+  EXPECT_GT(shared->commits, kills);
 }
 
 TEST(QueueCrash, AFileTellsOfEachQueueAndIsMended) {
@@ -148,7 +150,7 @@ TEST(QueueCrash, AFileTellsOfEachQueueAndIsMended) {
   const auto contents = [&] {
     std::set<std::string> found;
     for (const auto& entry : std::filesystem::directory_iterator(lqs))
-      found.insert(home.read(entry.path().c_str()));
+      found.insert(home.read(entry.path().string().c_str()));
     return found;
   };
   const auto two = contents();
@@ -157,13 +159,13 @@ TEST(QueueCrash, AFileTellsOfEachQueueAndIsMended) {
   EXPECT_NE(two.rbegin()->find("[Properties]\r\nSystemQueue=00\r\nQueueName=\\private$\\Orders\r\n"),
             std::string::npos)
       << *two.rbegin();
-  EXPECT_NE(home.read("registry.toml").find("msmq/storage"), std::string::npos);
+  EXPECT_NE(home.read("registry.toml").find("StorePersistentPath"), std::string::npos);
   call<&IMSMQQueueInfo::raw_Delete>(infoOf(u".\\Plain"));
   EXPECT_EQ(contents(), std::set{*two.rbegin()});
   // A process that died between the store and the file: the next one mends it.
   std::filesystem::remove_all(lqs);
   std::filesystem::create_directory(lqs);
-  std::ofstream(lqs / "0000abcd") << "[Properties]\r\nleft over";
+  std::ofstream(lqs / "0000abcd", std::ios::binary) << "[Properties]\r\nleft over";
   std::ofstream(lqs / "deadbeef") << "somebody else's";
   EXPECT_TRUE(open(u".\\PRIVATE$\\Orders", MQ_PEEK_ACCESS));
   EXPECT_EQ(contents(), (std::set{*two.rbegin(), std::string("somebody else's")}));

@@ -51,7 +51,7 @@ TEST_P(Workers, SurviveBadDocuments) {
 }
 
 TEST_P(Workers, SurviveDocumentsThatCannotBeRead) {
-  ASSERT_TRUE(succeeded(inProcess([&] { fill("Orders", 5); })));
+  ASSERT_TRUE(isFilledElsewhere("Orders", 5));
   const bool isDatabase = stores::isDatabase(GetParam());
   const char* const store = isDatabase ? "messages.db" : "msmq/storage/queues.db";
   std::string content = home.read(store);
@@ -117,12 +117,12 @@ TEST_P(Workers, ReasonsGoWithTheirDocuments) {
 }
 
 TEST_P(Workers, ADocumentOverWhichProcessesDieIsGivenUpToo) {
-  ASSERT_TRUE(succeeded(inProcess([&] { fill("Orders", 2); })));
+  ASSERT_TRUE(isFilledElsewhere("Orders", 2));
   int deaths = 0;
-  const auto work = [&] {
+  const auto work = [] {
     Worker("Orders",
            [](const WorkerDocument& document) {
-             if (document.Body == u"document 1") _exit(9);
+             if (document.Body == u"document 1") die();
            },
            {.attempts = 2, .pause = 1ms})
         .runUntilEmpty();

@@ -15,10 +15,7 @@ class Installation {
     setVariable("CORVANE_HOME", directory_);
     if (!settings.empty()) writeSettings(settings);
   }
-  ~Installation() {
-    std::error_code ignored;
-    std::filesystem::remove_all(directory_, ignored);
-  }
+  ~Installation() { removeDirectory(directory_); }
   Installation(const Installation&) = delete;
   Installation& operator=(const Installation&) = delete;
 

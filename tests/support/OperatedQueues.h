@@ -9,18 +9,28 @@
 
 namespace stores {
 
+inline void fillQueue(Store store, const char* name, int count) {
+  auto queue = openQueue(store, name);
+  queue->BeginTransaction();
+  for (int i = 1; i <= count; ++i) {
+    queue->MsgType(i % 2 == 0 ? "EVEN" : "ODD");
+    queue->ObjectID(std::to_string(i));
+    queue->SendDocument("document " + std::to_string(i));
+  }
+  queue->Commit();
+}
+
 class OperatedQueues : public ::testing::TestWithParam<Store> {
  protected:
   Queue open(const char* name) { return openQueue(GetParam(), name); }
-  void fill(const char* name, int count) {
-    auto queue = open(name);
-    queue->BeginTransaction();
-    for (int i = 1; i <= count; ++i) {
-      queue->MsgType(i % 2 == 0 ? "EVEN" : "ODD");
-      queue->ObjectID(std::to_string(i));
-      queue->SendDocument("document " + std::to_string(i));
-    }
-    queue->Commit();
+  void fill(const char* name, int count) { fillQueue(GetParam(), name, count); }
+  // By another process: this one opens no store before others are at work.
+  bool isFilledElsewhere(const char* name, int count) {
+    return succeeded(inProcess(
+        [](const Arguments& given) {
+          fillQueue(storeNamed(given[0]), given[1].c_str(), std::stoi(given[2]));
+        },
+        {nameOf(GetParam()), name, std::to_string(count)}));
   }
   Filter where(const char* conditions) {
     const auto filter = operations->NewFilter();

@@ -23,6 +23,9 @@ enum class Store { Database, MessageQueuing, PostgreSql };
 inline bool isDatabase(Store store) { return store != Store::MessageQueuing; }
 inline std::string typeOf(Store store) { return isDatabase(store) ? "db" : "msmq"; }
 inline std::string nameOf(Store store) { return store == Store::PostgreSql ? "postgresql" : typeOf(store); }
+inline Store storeNamed(const std::string& name) {
+  return name == "db" ? Store::Database : name == "msmq" ? Store::MessageQueuing : Store::PostgreSql;
+}
 #ifdef DATABASE_SERVER
 constexpr Store everyStore[] = {Store::PostgreSql};
 #else

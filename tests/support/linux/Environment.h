@@ -16,3 +16,8 @@ inline std::filesystem::path newDirectory() {
   if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary directory");
   return pattern;
 }
+// With all that is in it, as far as possible.
+inline void removeDirectory(const std::filesystem::path& directory) {
+  std::error_code ignored;
+  std::filesystem::remove_all(directory, ignored);
+}
