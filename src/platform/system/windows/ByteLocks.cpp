@@ -86,8 +86,12 @@ bool tryLock(const File& file, ByteRange range, ByteLock lock) {
     throwSystemError(u"Locking", file.name());
   }
   held.emplace(range.from, Held{range.to, lock});
-  // Whoever looks at the mark does so for a moment.
-  if (isExclusive && !Range(range, marks).lock(file, how)) throwSystemError(u"Locking", file.name());
+  // Whoever looks at the mark does so for a moment. Not left to the system, whose waking is not what counts
+  // here.
+  while (isExclusive && !Range(range, marks).lock(file, how | LOCKFILE_FAIL_IMMEDIATELY)) {
+    if (!isSomebodyElses(::GetLastError())) throwSystemError(u"Locking", file.name());
+    ::Sleep(1);
+  }
   return true;
 }
 
