@@ -12,11 +12,11 @@
 
 #include <CorvaneQueue/CorvaneQueue.h>
 #include <CorvaneQueue/serverStore.h>
-#include <sys/wait.h>
 #include <fstream>
 #include <map>
 
 using namespace measure;
+using workers::apart;
 using workers::Start;
 using workers::Step;
 
@@ -34,18 +34,6 @@ struct Contender {
   Start sender;
   Start receiver;
 };
-
-// Runs work in a process of its own, so that whatever it opens does not lie in those that are forked later.
-void apart(const std::function<void()>& work) {
-  const pid_t child = fork();
-  if (child == 0) {
-    work();
-    std::_Exit(0);
-  }
-  int status = 0;
-  waitpid(child, &status, 0);
-  if (status != 0) std::_Exit(1);
-}
 
 std::unique_ptr<Home> home;
 

@@ -171,4 +171,15 @@ double systemCalls(const std::vector<Start>& counted, const std::vector<Start>& 
   return static_cast<double>(stops) / 2 / tracedSteps;
 }
 
+void apart(const std::function<void()>& work) {
+  const pid_t child = fork();
+  if (child == 0) {
+    work();
+    std::_Exit(0);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  if (status != 0) std::_Exit(1);
+}
+
 }  // namespace workers

@@ -12,6 +12,9 @@ using Step = std::function<bool()>;
 // Makes the step of a process, inside it: what it opens is its own.
 using Start = std::function<Step()>;
 
+// Runs work in a process of its own, so that whatever it opens does not lie in those that are forked later.
+void apart(const std::function<void()>& work);
+
 struct Cost {
   double rate = 0;         // pieces of work a second, of all counted processes together
   double user = 0;         // microseconds of processor time a piece of work, of all processes
