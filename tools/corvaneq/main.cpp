@@ -211,6 +211,7 @@ int main(int argc, char** argv) {
   CLI::App app{"Sends, receives and browses documents of CorvaneQueue.", "corvaneq"};
   app.require_subcommand(1);
   app.fallthrough();
+  app.allow_windows_style_options(false);  // "/name" is a file on every system
   app.set_version_flag("--version", "corvaneq " CORVANE_VERSION);
   app.add_flag_callback("--json", corvaneq::useJson, "Print results and errors as JSON, one object a line")
       ->trigger_on_parse();
