@@ -70,7 +70,8 @@ QueueStore& QueueService::store() {
 
 bool QueueService::isThere() const noexcept {
   return FileState::ifThere(storage_).isSameFile(opened_) &&
-         (!store_ || FileState::ifThere(storage_ / QueueStore::fileName).isSameFile(openedStore_));
+         (openStoresStay || !store_ ||
+          FileState::ifThere(storage_ / QueueStore::fileName).isSameFile(openedStore_));
 }
 void QueueService::mustBeThere() const {
   if (!isThere())

@@ -77,7 +77,7 @@ bool StoreFiles::isIndexWhole(const StoreFile& file) {
 }
 
 void StoreFiles::mustMapWholeIndex(const StoreFile& file) {
-  if (!looks_.isDue()) return;
+  if (openStoresStay || !looks_.isDue()) return;
   // A process that opens the store while the last one closes it begins the index anew, and tells so at once.
   constexpr int looks = 5;
   for (int look = 0; look < looks; ++look) {

@@ -9,5 +9,7 @@ using Native = int;  // a descriptor
 inline constexpr Native noNative = -1;
 
 inline constexpr System thisSystem = System::Linux;
+// Whether a file keeps its name, and its length when it is mapped, as long as the engine has it open.
+inline constexpr bool openStoresStay = false;
 
 }  // namespace CorvaneQueue::platform_layer
