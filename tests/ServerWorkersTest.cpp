@@ -72,12 +72,13 @@ TEST_F(ServerWorkers, AreToldOfWhatComesInAndAskOtherwiseSeldom) {
 }
 
 TEST_F(ServerWorkers, GiveUpWhatTheyFailOver) {
-  for (const char* text : {"good", "bad", "deadly", "best"}) open()->SendDocument(text);
+  for (const char* text : {"good", "bad", "deadly", "best", "wordy"}) open()->SendDocument(text);
   const auto work = [] {
     Worker("Orders",
            [](const WorkerDocument& document) {
              if (document.Body == u"deadly") _exit(9);
              if (document.Body == u"bad") throw std::runtime_error("no such customer");
+             if (document.Body == u"wordy") throw std::runtime_error(std::string(20'000, 'w'));
            },
            {.attempts = 2, .pause = 1ms})
         .runUntilEmpty();
@@ -90,6 +91,7 @@ TEST_F(ServerWorkers, GiveUpWhatTheyFailOver) {
   ASSERT_TRUE(failed->NextPage());
   EXPECT_EQ(failed->Item(1)->Failure(), u"no such customer");
   EXPECT_EQ(failed->Item(2)->Body(), u"deadly");
+  EXPECT_TRUE(failed->Item(3)->Failure().view().starts_with(u"wwww"));
 }
 
 TEST_F(ServerWorkers, StoresOfTheVersionBeforeAreBroughtUpToDate) {

@@ -152,8 +152,8 @@ class PostgreSql final : public Dialect {
   static std::u16string literals(std::span<const std::u16string> values) {
     std::u16string text;
     for (const std::u16string& value : values)
-      text += (text.empty() ? u"(" : u", ") + quoted(std::u16string_view(value), u'\'');
-    return text + u")";
+      text += (text.empty() ? u"" : u", ") + quoted(std::u16string_view(value), u'\'');
+    return u"(" + text + u")";
   }
   static std::u16string names(std::u16string_view bracketed) {
     return replaced(

@@ -47,10 +47,8 @@ Variant timeIn(const OdbcHandle& statement, SQLUSMALLINT column) {
 Variant kept(std::u16string_view text, Texts texts) {
   constexpr std::size_t longText = 256;  // units
   if (texts == Texts::AtOnce || text.size() < longText) return String(text);
-  thread_local std::string stored;
-  stored.resize(utf8Bound(text));
-  const std::size_t size = encodeUtf8(text, stored.data(), Surrogates::Carried);
-  return Variant::bytes({reinterpret_cast<const std::uint8_t*>(stored.data()), size});
+  const std::string stored = toStored(text);
+  return Variant::bytes({reinterpret_cast<const std::uint8_t*>(stored.data()), stored.size()});
 }
 
 // In pieces; all but the last fill the buffer up to the terminator.
