@@ -262,13 +262,17 @@ int main(int argc, char** argv) {
   const auto server = postgres::Server::start(why);
   if (server) {
     const auto prepareServer = [&](int count) { prepareServerStore(*server, count); };
-    all.push_back({"Queue, PostgreSQL", "same calls by libpq, PostgreSQL", prepareServer, facadeSender,
+    const auto plain = [&](const char* name, bool hasSavepoints) {
+      all.push_back({name,
+                     {},
+                     prepareServer,
+                     [&] { return server->storeSender(size); },
+                     [&, hasSavepoints] { return server->storeReceiver(1, hasSavepoints); }});
+    };
+    all.push_back({"Queue, PostgreSQL", "same statements by libpq, PostgreSQL", prepareServer, facadeSender,
                    pollingReceiver});
-    all.push_back({"same calls by libpq, PostgreSQL",
-                   {},
-                   prepareServer,
-                   [&] { return server->storeSender(size); },
-                   [&] { return server->storeReceiver(); }});
+    plain("same statements by libpq, PostgreSQL", true);
+    plain("without savepoints by libpq, PostgreSQL", false);
     all.push_back({"PostgreSQL",
                    {},
                    [&](int count) { server->prepare(count, size); },

@@ -27,13 +27,23 @@ std::u16string withPassword(const ServerPlace& place) {
   return text;
 }
 
-std::u16string quoted(std::u16string_view text, char16_t mark) {
-  std::u16string result(1, mark);
-  for (const char16_t c : text) {
-    result += c;
-    if (c == mark) result += c;
+// Adds the text between marks.
+void quote(std::u16string& target, std::u16string_view text, char16_t mark) {
+  target += mark;
+  for (std::size_t from = 0;;) {
+    const auto end = text.find(mark, from);
+    target += text.substr(from, end - from);
+    if (end == text.npos) break;
+    target.append(2, mark);
+    from = end + 1;
   }
-  return result += mark;
+  target += mark;
+}
+
+std::u16string quoted(std::u16string_view text, char16_t mark) {
+  std::u16string result;
+  quote(result, text, mark);
+  return result;
 }
 
 // Replaces each [name] and each marked literal.
@@ -74,6 +84,7 @@ class PostgreSql final : public Dialect {
     return u"SET standard_conforming_strings = on; SET default_transaction_isolation = 'read committed'; "
            u"SET cursor_tuple_fraction = 1";
   }
+  bool isUtf8() const noexcept override { return true; }
   std::u16string timeLimit(std::int32_t seconds) const override {
     return u"SET statement_timeout = " + decimal(std::int64_t{seconds} * 1000);
   }
@@ -150,10 +161,12 @@ class PostgreSql final : public Dialect {
   }
 
   static std::u16string literals(std::span<const std::u16string> values) {
-    std::u16string text;
-    for (const std::u16string& value : values)
-      text += (text.empty() ? u"" : u", ") + quoted(std::u16string_view(value), u'\'');
-    return u"(" + text + u")";
+    std::u16string text = u"(";
+    for (const std::u16string& value : values) {
+      if (text.size() > 1) text += u", ";
+      quote(text, value, u'\'');
+    }
+    return text += u')';
   }
   static std::u16string names(std::u16string_view bracketed) {
     return replaced(
@@ -169,6 +182,7 @@ class SqlServer final : public Dialect {
     return u"SET XACT_ABORT OFF; SET NOCOUNT ON; SET ANSI_NULLS, ANSI_PADDING, ANSI_WARNINGS, ARITHABORT, "
            u"CONCAT_NULL_YIELDS_NULL, QUOTED_IDENTIFIER ON; SET NUMERIC_ROUNDABORT OFF";
   }
+  bool isUtf8() const noexcept override { return false; }
   std::u16string timeLimit(std::int32_t) const override { return {}; }  // an attribute of the statement
   std::u16string callText(std::u16string_view procedure,
                           std::span<const Parameter> parameters) const override {

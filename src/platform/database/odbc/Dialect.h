@@ -35,6 +35,8 @@ class Dialect {
   // The connection string, with what the driver must be told.
   virtual std::u16string connectionString(const ServerPlace& place) const = 0;
   virtual std::u16string_view onConnect() const = 0;
+  // Whether the server sends texts as UTF-8.
+  virtual bool isUtf8() const noexcept = 0;
   virtual std::u16string timeLimit(std::int32_t seconds) const = 0;
   // The call of a procedure by its bracketed name; a mark for each bound parameter.
   virtual std::u16string callText(std::u16string_view procedure,

@@ -44,11 +44,32 @@ OdbcConnection::OdbcConnection(const ServerPlace& place)
       reinterpret_cast<SQLWCHAR*>(completed.data()), completed.size(), &length, SQL_DRIVER_NOPROMPT));
   completed_ = completed.data();
   execute(dialect_.onConnect());
+  if (givesUtf8()) form_ = TextForm::Utf8;
+}
+
+// Whether texts come as the server sends them when they are asked for as bytes: some drivers turn them into
+// what the locale of the process has, or fail.
+bool OdbcConnection::givesUtf8() {
+  if (!dialect_.isUtf8()) return false;
+  constexpr std::u16string_view sample = u"\u00E4\u20AC\U0001F600";
+  try {
+    form_ = TextForm::Utf8;
+    OdbcParameters none{std::span<const std::u16string>()};
+    const auto rows = run(u"SELECT '" + std::u16string(sample) + u"'", none, 0, Keep::No);
+    form_ = TextForm::Utf16;
+    return rows && rows->RecordCount() == 1 && toString(rows->Field(0).get()).view() == sample;
+  } catch (const OdbcFailure&) {
+  } catch (const Error&) {  // not UTF-8
+  }
+  form_ = TextForm::Utf16;
+  return false;
 }
 
 OdbcConnection::~OdbcConnection() {
   if (isInherited()) {
     for (auto& [text, statement] : prepared_) statement.forget();
+    executing_.forget();
+    reading_.forget();
     connection_.forget();
     environment_.forget();
     return;
@@ -68,7 +89,8 @@ void OdbcConnection::limit(const OdbcHandle& statement, std::int32_t seconds) {
 }
 
 void OdbcConnection::execute(std::u16string_view sql) {
-  const OdbcHandle statement(SQL_HANDLE_STMT, connection_.get());
+  const OdbcHandle& statement = made(executing_);
+  const Executed executed(statement);
   statement.check(SQLExecDirectW(statement.get(), wide(sql), static_cast<SQLINTEGER>(sql.size())));
 }
 
@@ -88,13 +110,12 @@ void OdbcConnection::undo(std::u16string_view sql) {
 
 void OdbcConnection::run(const std::u16string& sql, OdbcParameters& parameters, std::int32_t seconds,
                          Keep keep, Texts texts, std::unique_ptr<RowsInMemory>& rows) {
-  OdbcHandle passing;
   const bool isKept = keep == Keep::Yes;
-  if (!isKept) passing = OdbcHandle(SQL_HANDLE_STMT, connection_.get());
   const auto [place, isNew] = isKept ? prepared_.try_emplace(sql) : std::pair(prepared_.end(), false);
-  OdbcHandle& statement = isKept ? place->second : passing;
+  OdbcHandle& statement = isKept ? place->second : reading_;
+  if (!isKept) made(statement);
   if (isNew) try {
-      statement = OdbcHandle(SQL_HANDLE_STMT, connection_.get());
+      made(statement);
       statement.check(SQLPrepareW(statement.get(), wide(sql), static_cast<SQLINTEGER>(sql.size())));
     } catch (...) {
       prepared_.erase(place);
@@ -107,7 +128,7 @@ void OdbcConnection::run(const std::u16string& sql, OdbcParameters& parameters, 
                          : SQLExecDirectW(statement.get(), wide(sql), static_cast<SQLINTEGER>(sql.size())));
   bool isRead = false;
   do {  // counts of rows stand before the rows
-    isRead = isRead || readRows(statement, texts, rows);
+    isRead = isRead || readRows(statement, form_, texts, rows);
   } while (statement.check(SQLMoreResults(statement.get())));
   parameters.takeOutputs();
 }

@@ -73,6 +73,12 @@ class OdbcConnection {
   void run(const std::u16string& sql, OdbcParameters& parameters, std::int32_t seconds, Keep keep,
            Texts texts, std::unique_ptr<RowsInMemory>& rows);
   void limit(const OdbcHandle& statement, std::int32_t seconds);
+  bool givesUtf8();
+  // A statement for texts that are not kept, the same one each time.
+  const OdbcHandle& made(OdbcHandle& statement) const {
+    if (statement.get() == nullptr) statement = OdbcHandle(SQL_HANDLE_STMT, connection_.get());
+    return statement;
+  }
   ServerPlace place_;
   const Dialect& dialect_;
   int process_;
@@ -80,8 +86,11 @@ class OdbcConnection {
   std::optional<bool> takesSenderKeys_;
   OdbcHandle environment_;
   OdbcHandle connection_;
+  OdbcHandle executing_;  // without rows and attributes
+  OdbcHandle reading_;
   std::unordered_map<std::u16string, OdbcHandle> prepared_;
   std::map<std::u16string, std::u16string, std::less<>> named_;  // the names of calls
+  TextForm form_ = TextForm::Utf16;
   std::int32_t limit_ = -1;
   bool isInTransaction_ = false;
 };

@@ -44,37 +44,46 @@ Variant timeIn(const OdbcHandle& statement, SQLUSMALLINT column) {
 }
 
 // Long texts of a list are kept in their stored form: few of them are looked at.
+constexpr std::size_t longText = 256;  // units
+
+Variant kept(std::string_view text, Texts texts);
 Variant kept(std::u16string_view text, Texts texts) {
-  constexpr std::size_t longText = 256;  // units
   if (texts == Texts::AtOnce || text.size() < longText) return String(text);
-  const std::string stored = toStored(text);
-  return Variant::bytes({reinterpret_cast<const std::uint8_t*>(stored.data()), stored.size()});
+  return kept(std::string_view(toStored(text)), texts);
+}
+
+// UTF-8 of a server is that form.
+Variant kept(std::string_view text, Texts texts) {
+  if (texts == Texts::AtOnce || text.size() < longText) return fromStored(text);
+  return Variant::bytes({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
 }
 
 // In pieces; all but the last fill the buffer up to the terminator.
+template <class Unit>
 Variant textIn(const OdbcHandle& statement, SQLUSMALLINT column, Texts texts) {
-  std::array<char16_t, 4096> piece;
-  std::u16string text;
+  constexpr SQLSMALLINT type = sizeof(Unit) == 1 ? SQL_C_CHAR : SQL_C_WCHAR;
+  std::array<Unit, 8192 / sizeof(Unit)> piece;
+  std::basic_string<Unit> text;
   while (true) {
     SQLLEN length = 0;
-    if (!statement.check(
-            SQLGetData(statement.get(), column, SQL_C_WCHAR, piece.data(), sizeof piece, &length)))
-      return kept(text, texts);
+    if (!statement.check(SQLGetData(statement.get(), column, type, piece.data(), sizeof piece, &length)))
+      return kept(std::basic_string_view<Unit>(text), texts);
     if (length == SQL_NULL_DATA) return {};
-    constexpr auto most = static_cast<SQLLEN>(sizeof piece - sizeof(char16_t));
+    constexpr auto most = static_cast<SQLLEN>(sizeof piece - sizeof(Unit));
     const bool isLast = length != SQL_NO_TOTAL && length <= most;
-    const auto count = static_cast<std::size_t>(isLast ? length : most) / sizeof(char16_t);
-    if (isLast && text.empty()) return kept(std::u16string_view(piece.data(), count), texts);
+    const auto count = static_cast<std::size_t>(isLast ? length : most) / sizeof(Unit);
+    const std::basic_string_view<Unit> here(piece.data(), count);
+    if (isLast && text.empty()) return kept(here, texts);
     if (!isLast && length != SQL_NO_TOTAL && text.empty())
-      text.reserve(static_cast<std::size_t>(length) / sizeof(char16_t));
-    text.append(piece.data(), count);
-    if (isLast) return kept(text, texts);
+      text.reserve(static_cast<std::size_t>(length) / sizeof(Unit));
+    text += here;
+    if (isLast) return kept(std::basic_string_view<Unit>(text), texts);
   }
 }
 
 }  // namespace
 
-bool readRows(const OdbcHandle& statement, Texts texts, std::unique_ptr<RowsInMemory>& rows) {
+bool readRows(const OdbcHandle& statement, TextForm form, Texts texts, std::unique_ptr<RowsInMemory>& rows) {
   SQLSMALLINT columns = 0;
   statement.check(SQLNumResultCols(statement.get(), &columns));
   if (columns == 0) return false;
@@ -85,9 +94,10 @@ bool readRows(const OdbcHandle& statement, Texts texts, std::unique_ptr<RowsInMe
     SQLUSMALLINT column = 0;
     for (const Kind kind : kinds) {
       ++column;
-      rows->add(kind == Kind::Number ? numberIn(statement, column)
-                : kind == Kind::Time ? timeIn(statement, column)
-                                     : textIn(statement, column, texts));
+      rows->add(kind == Kind::Number     ? numberIn(statement, column)
+                : kind == Kind::Time     ? timeIn(statement, column)
+                : form == TextForm::Utf8 ? textIn<char>(statement, column, texts)
+                                         : textIn<char16_t>(statement, column, texts));
     }
   }
   return true;

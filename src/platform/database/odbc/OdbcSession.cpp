@@ -198,7 +198,6 @@ std::unique_ptr<Recordset> OdbcSession::call(std::u16string_view procedure, std:
   const Dialect& dialect = Dialect::of(place_.engine);
   const bool isRow = dialect.returnsOutputsAsRow();
   OdbcParameters bound(parameters, isRow ? OdbcParameters::Outputs::InRow : OdbcParameters::Outputs::Bound);
-  const std::u16string text = dialect.callText(procedure, parameters);
   const bool mayBeLong = level_ == 0 && seconds == unlimited && procedure == listing;
   auto rows = run([&](OdbcConnection& connection, std::u16string_view before) {
     if (mayBeLong)
@@ -208,7 +207,7 @@ std::unique_ptr<Recordset> OdbcSession::call(std::u16string_view procedure, std:
       if (const auto values = bound.asTexts(); !values.empty())
         return connection.runTogether(before, procedure, values, seconds);
     connection.executeFirst(before);
-    return connection.run(text, bound, seconds, OdbcConnection::Keep::Yes);
+    return connection.run(dialect.callText(procedure, parameters), bound, seconds, OdbcConnection::Keep::Yes);
   });
   std::int32_t column = 0;
   for (Parameter& parameter : parameters)
