@@ -186,10 +186,12 @@ class Disk {
   }
   // Makes the files as a cut may leave them. `newest`: how likely each part is as it was written last.
   void writeFiles(double newest, std::mt19937& random) const {
-    const auto choose = [&](const auto& versions) {
-      if (versions.size() == 1 || std::bernoulli_distribution(newest)(random))
-        return versions.rbegin()->second;
-      return std::next(versions.begin(), static_cast<long>(random() % versions.size()))->second;
+    const auto choose = [&](const auto& versions, std::size_t before) {
+      std::size_t count = 1;
+      while (count < versions.size() && std::next(versions.begin(), static_cast<long>(count))->first < before)
+        ++count;
+      const bool isNewest = count == 1 || std::bernoulli_distribution(newest)(random);
+      return std::next(versions.begin(), static_cast<long>(isNewest ? count - 1 : random() % count));
     };
     auto entries = entries_;
     for (const Change& change : changes_)
@@ -201,8 +203,15 @@ class Disk {
         continue;
       }
       std::string content;
-      for (const auto& [at, versions] : file->sectors) content.resize(at, '\0'), content += choose(versions);
-      const std::size_t size = choose(file->sizes);
+      const auto chosen = choose(file->sizes, now_ + 1);
+      const std::size_t size = chosen->second;
+      // As long as it is not cut off on the disk, a file has its bytes there.
+      const auto cut = std::adjacent_find(chosen, file->sizes.cend(), [](const auto& one, const auto& next) {
+        return next.second < one.second;
+      });
+      const std::size_t before = cut == file->sizes.cend() ? now_ + 1 : std::next(cut)->first;
+      for (const auto& [at, versions] : file->sectors)
+        content.resize(at, '\0'), content += choose(versions, before)->second;
       content.resize(std::min(size, content.size()));
       if (path.native().ends_with("-shm") || path.filename() == "generation")  // shared memory: anything
         for (char& byte : content) byte = static_cast<char>(random());
